@@ -1,0 +1,18 @@
+# Usage requirements that every target of the project links: language level, warnings, instrumentation.
+add_library(qvx_compile_options INTERFACE)
+target_compile_features(qvx_compile_options INTERFACE cxx_std_20)
+target_compile_options(qvx_compile_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wcast-qual -Wformat=2 -Wundef
+  -Wnon-virtual-dtor -Woverloaded-virtual
+  $<$<BOOL:${QVX_WARNINGS_AS_ERRORS}>:-Werror>)
+
+if(QVX_SANITIZE)
+  target_compile_options(qvx_compile_options INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(qvx_compile_options INTERFACE -fsanitize=address,undefined)
+endif()
+
+if(QVX_COVERAGE)
+  target_compile_options(qvx_compile_options INTERFACE --coverage)
+  target_link_options(qvx_compile_options INTERFACE --coverage)
+endif()

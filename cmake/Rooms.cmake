@@ -1,0 +1,26 @@
+# qvx_add_room(NAME SOURCES ... [USES ...] [USES_PRIVATELY ...])
+# A room is one static library, qvx_NAME. Its headers are included as "folder/header.h" from the top of the tree.
+# USES names the targets whose headers its own headers need, USES_PRIVATELY those that only its sources need.
+function(qvx_add_room name)
+  cmake_parse_arguments(room "" "" "SOURCES;USES;USES_PRIVATELY" ${ARGN})
+  add_library(qvx_${name} STATIC ${room_SOURCES})
+  target_include_directories(qvx_${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_link_libraries(qvx_${name}
+    PUBLIC ${room_USES}
+    PRIVATE ${room_USES_PRIVATELY} $<BUILD_INTERFACE:qvx_compile_options>)
+endfunction()
+
+# qvx_add_tests(NAME ROOMS ...)
+# One test program from every *_test.cpp of the calling folder; an empty folder is an error, so that no suite can
+# vanish silently.
+function(qvx_add_tests name)
+  cmake_parse_arguments(suite "" "" "ROOMS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS *_test.cpp)
+  if(NOT sources)
+    message(FATAL_ERROR "no *_test.cpp in ${CMAKE_CURRENT_SOURCE_DIR}")
+  endif()
+  add_executable(${name}_tests ${sources})
+  target_link_libraries(${name}_tests PRIVATE
+    ${suite_ROOMS} qvx_test_harness qvx_compile_options GTest::gtest_main)
+  gtest_discover_tests(${name}_tests DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120 LABELS ${name})
+endfunction()

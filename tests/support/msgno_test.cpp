@@ -1,0 +1,107 @@
+#include "support/msgno.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "support/trace.h"
+#include "tests/harness/isolated.h"
+
+namespace {
+
+TEST(Messages, RegisteringIsIdempotentAndNumbersInPlace) {
+  EXPECT_EQ(0, msgno_add_codes(dom_codes));
+  EXPECT_EQ(0, msgno_add_codes(dom_codes));
+  for (const auto& [code, message] : {msgno_entry{0x20001, "The index specified was out of range"},
+                                      {DOM_PARSER_ERR, "An XML parser error occured"},
+                                      {0x2000F, "A filtered list cannot be modified"},
+                                      {0x10000, "A parameter was NULL"},
+                                      {ENOENT, std::strerror(ENOENT)},
+                                      {0x20010, "No such message in msgno list"},
+                                      {0x100000, "No such msgno list"},
+                                      {-1, "No such msgno list"}}) {
+    EXPECT_STREQ(message, msgno_msg(code)) << code;
+  }
+}
+
+int RegisterTables() {
+  msgno_add_codes(dom_codes);
+  std::array<msgno_entry, 4> refused[] = {{{{1, nullptr}}},
+                                          {{{5, "five"}, {0, "six"}, {6, "again"}}},
+                                          {{{-1, "minus"}}},
+                                          {{{65535, "last"}, {0, "beyond"}}}};
+  for (auto& table : refused) {
+    EXPECT_EQ(-1, msgno_add_codes(table.data()));
+    EXPECT_EQ(&table == &refused[0] ? EINVAL : ERANGE, errno);
+    EXPECT_EQ(2U, next_tbl_idx);
+    EXPECT_EQ(0U, list_tbl[2].count);
+  }
+  std::array<msgno_entry, 4> accepted[14] = {{{{0, "zero"}, {7, "seven"}, {0, "eight"}}}};
+  for (auto& table : accepted) {
+    table[0].message = "zero";
+    EXPECT_EQ(0, msgno_add_codes(table.data()));
+  }
+  EXPECT_STREQ("zero", msgno_msg(0x30000));
+  EXPECT_STREQ("eight", msgno_msg(0x30008));
+  EXPECT_STREQ("zero", msgno_msg(0xF0000));
+  EXPECT_EQ(-1, msgno_add_codes(refused[3].data()));
+  EXPECT_EQ(ERANGE, errno);
+  return qvx::test::FailuresAsStatus();
+}
+
+// The registry is process-wide, so what changes it for good runs in a child process.
+TEST(Messages, RefusedTablesLeaveTheRegistryAsItWas) {
+  EXPECT_EQ(0, qvx::test::RunIsolated(0, RegisterTables));
+}
+
+TEST(Trace, InnermostFailureFirstAndWhatDoesNotFitIsCut) {
+  const qvx::TraceSite site("src/node.cpp", "DOM_Node_appendChild");
+  const std::string place = "src/node.cpp:" + std::to_string(site.line) + ":DOM_Node_appendChild: ";
+  qvx::Trace({"src/dom.cpp", "overwritten"}, EINVAL);
+  errno = E2BIG;
+  qvx::TraceDetails(site, 0x10000, "doc=NULL,nodeType=%u", 3U);
+  qvx::TracePropagationDetails(site, "name=%s", "item");
+  std::string expected = place + "A parameter was NULL: doc=NULL,nodeType=3\n  " + place + "name=item\n";
+  for (int i = 0; i < 100; ++i) {
+    EXPECT_EQ(expected.substr(0, kTraceBufferSize - 1), _msgno_buf);
+    EXPECT_EQ(std::strlen(_msgno_buf), _msgno_buf_idx);
+    qvx::TracePropagation(site);
+    expected += "  " + place + "\n";
+  }
+  EXPECT_EQ(E2BIG, errno);
+}
+
+std::string handled;
+
+int Collect(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  handled = std::string(format) + va_arg(arguments, const char*);
+  va_end(arguments);
+  return 42;
+}
+
+TEST(Messages, HandlersAndTheEmptiedBuffer) {
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(0, msgno_hdlr("%d;", 1));
+  EXPECT_EQ(0, msgno_hdlr_msg("%d", 2));
+  EXPECT_EQ(0, msgno_hdlr_mno(0x10000));
+  EXPECT_EQ(0, msgno_hdlr_mnf(0x10000, "%s", "name"));
+  EXPECT_EQ("1;2\nA parameter was NULL\nA parameter was NULL: name\n", testing::internal::GetCapturedStderr());
+
+  msgno_hdlr = Collect;
+  qvx::Trace({"src/dom.cpp", "f"}, 0x10000);
+  const std::string line = _msgno_buf;
+  EXPECT_EQ(42, _msgno_printf("in %s", "file"));
+  EXPECT_EQ("%s" + line + "  in file", handled);
+  EXPECT_EQ(0U, _msgno_buf_idx);
+  _msgno_printf("%s", std::string(5000, 'x').c_str());
+  EXPECT_EQ("%s" + std::string(kTraceBufferSize - 1, 'x'), handled);
+  EXPECT_STREQ("", _msgno_buf);
+  msgno_hdlr = msgno_hdlr_stderr;
+}
+
+}  // namespace
