@@ -1,0 +1,57 @@
+// The directories that every file of the launcher lies under.
+//
+// A resolver reads the environment afresh at each call and only computes a name; nothing is created or tested. The
+// name never gains a "/" at its end. A value that does not fit the caller's buffer is cut at its capacity: with the
+// buffers of this program, of kPathCapacity bytes, every path under such a directory is longer than the system's
+// PATH_MAX, so nothing can be opened by mistake in another place.
+#ifndef QVX_OS_DIRECTORIES_H
+#define QVX_OS_DIRECTORIES_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+/// Bytes of a path buffer: 4095 characters and the terminator.
+inline constexpr size_t kPathCapacity = 4096;
+
+/// Writes the platform base directory, "/opt". All resolvers return `buffer`; `capacity` is its size in bytes.
+char* OSGetBaseDir(char* buffer, size_t capacity);
+
+/// The installation directory: SYSMGTZX_BASE_DIR, or /opt/zx/zxqvx.
+char* OSGetQVXDirectory(char* buffer, size_t capacity);
+
+/// The writable data directory: SYSMGTZX_WRITE_DIR, or the installation directory.
+char* OSGetQVXWriteDir(char* buffer, size_t capacity);
+
+/// The web server's log directory: SYSMGTZX_LOG_DIR, or /var/spool/opt/zx/zxqvx.
+char* OSGetLogDirectory(char* buffer, size_t capacity);
+
+/// The TLS share directory: SSL_SHARE_BASE_DIR, or /etc/opt/zx/sslshare.
+char* OSGetSSLShareDir(char* buffer, size_t capacity);
+
+/// The WBEM spool directory, /var/spool/tormek/wbem, whatever the environment says.
+char* OSGetElmDirectory(char* buffer, size_t capacity);
+
+/// As OSGetElmDirectory; `reserved` is ignored.
+char* OSGetDefaultWBEMDirectoryEx(void* reserved, char* buffer, size_t capacity);
+
+/// The working directory (getcwd(3)); returns `buffer` whether or not that succeeded.
+char* OSGetCurrentDirectory(char* buffer, size_t capacity);
+
+/// Changes the working directory. Returns 0 or -1.
+int OSSetCurrentDirectory(const char* path);
+
+/// Turns every "\" of `path` into "/", in place; null is left alone. Returns `path`.
+char* OSFileAffinity(char* path);
+
+namespace qvx {
+
+// What the program itself uses: the same directories as strings, with `tail` appended as it stands.
+std::string InstallationPath(std::string_view tail = {});
+std::string WritablePath(std::string_view tail = {});
+std::string LogPath(std::string_view tail = {});
+std::string TlsSharePath(std::string_view tail = {});
+
+}  // namespace qvx
+
+#endif

@@ -1,0 +1,38 @@
+// Enumerating a directory by a file-name pattern.
+#ifndef QVX_OS_DIRECTORY_SEARCH_H
+#define QVX_OS_DIRECTORY_SEARCH_H
+
+#include <cstdint>
+
+#include "os/directories.h"
+
+/// What a search found, filled by OSFindFirstFile and OSFindNextFile. The pattern stays in it for the later calls.
+struct OSFindRecord {
+  uint32_t attributes;       ///< mode bits, the low 16
+  int64_t creation_time;     ///< status-change time, seconds since the epoch
+  int64_t last_access_time;  ///< seconds since the epoch
+  int64_t last_write_time;   ///< seconds since the epoch
+  int64_t size;              ///< bytes
+  char name[kPathCapacity];
+  char pattern[kPathCapacity];
+  uint64_t entry_number;  ///< inode number
+  int64_t entry_offset;   ///< position of the directory stream after the entry
+  uint16_t entry_length;  ///< record length of the directory entry
+};
+
+/// The open directory stream of a search.
+using OSFindHandle = intptr_t;
+inline constexpr OSFindHandle kNoSearch = -1;
+
+/// Starts a search for `pattern_path`, a directory and a file-name pattern (fnmatch(3), path names and leading periods
+/// respected; the first "*.*" counts as "*"), and fills `record` with the first match, in directory order.
+/// Returns a handle that the caller closes with OSFindClose, or -1 when nothing matches.
+OSFindHandle OSFindFirstFile(const char* pattern_path, OSFindRecord* record);
+
+/// Goes on to the next match. Returns 0, or -1 at the end of the directory and for a handle of 0 or less.
+int OSFindNextFile(OSFindHandle handle, OSFindRecord* record);
+
+/// Closes a search. Returns 0 for a handle of 0 or less, otherwise the result of closedir(3).
+int OSFindClose(OSFindHandle handle);
+
+#endif

@@ -1,0 +1,50 @@
+// Host, address, time and language: thin names over the platform's own calls.
+#ifndef QVX_OS_HOST_H
+#define QVX_OS_HOST_H
+
+#include <netdb.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+
+/// The host name (gethostname(2)). Returns 0 or -1.
+int OSGetHostName(char* buffer, size_t capacity);
+
+/// The node name (uname(2)), cut at `capacity` - 1 characters and always terminated; empty when uname fails.
+void OSGetSystemName(char* buffer, size_t capacity);
+
+/// gethostbyaddr(3): the entry belongs to the resolver.
+hostent* OSGetHostByAddr(const void* address, uint32_t length, int family);
+
+uint32_t OSGetHostId();  ///< 0
+
+uint16_t OShtons(uint16_t value);
+uint32_t OShtonl(uint32_t value);
+uint32_t OSntohl(uint32_t value);
+
+/// The address in network order (inet_addr(3)).
+uint32_t OSGetLocalNodeIpAddress(const char* dotted);
+
+/// Dotted text of an address in network order (inet_ntoa(3)); valid until the next call of either.
+char* OSInetNameToAddress(uint32_t address);
+/// Dotted text of an address in host order.
+char* OSInt_to_Address(uint32_t address);
+
+/// Makes the process ignore SIGPIPE. Returns 0, or the error number.
+int OSInitializeSocket();
+
+void OSSleep(uint32_t milliseconds);
+
+/// localtime(3).
+std::tm* OSLocalTime(const time_t* time);
+
+/// "jpn" when LANG begins with "jp" in any case, else "ENG".
+const char* OSGetDefaultLanguage();
+
+uint32_t OSUnsigned(int64_t value);
+uint16_t OSUnsignedShort(int64_t value);
+int OSFileCaseSensitivity();  ///< 1: file names are case-sensitive
+int OSCheckOSVersion();       ///< 1
+
+#endif
