@@ -1,0 +1,124 @@
+#include "log/ring_log.h"
+
+#include <apr_thread_rwlock.h>
+#include <apr_time.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+
+#include "log/debug_categories.h"
+#include "os/bounded_copy.h"
+#include "os/files.h"
+
+const LogType logType[4] = {
+    {"INFORMATION LOG", kLogInformation},
+    {"WARNING LOG", kLogWarning},
+    {"ERROR LOG", kLogError},
+    {"CRITICAL ERROR LOG", kLogCritical},
+};
+
+char QvxLogFile[kPathCapacity] = "";
+char DebugIniFile[kPathCapacity] = "";
+int64_t MaximumLogFileSize = 200000;
+apr_thread_rwlock_t* rwlock_log_file = nullptr;
+
+namespace {
+
+constexpr size_t kHeaderSize = 9;
+
+void SetPath(std::string_view tail, char* path) {
+  qvx::CopyBounded(qvx::WritablePath(tail), path, kPathCapacity);
+  OSFileAffinity(path);
+}
+
+struct LogUnlocker {
+  void operator()(apr_thread_rwlock_t* lock) const { apr_thread_rwlock_unlock(lock); }
+};
+using LogLock = std::unique_ptr<apr_thread_rwlock_t, LogUnlocker>;
+
+LogLock LockLog() {
+  const bool locked = rwlock_log_file != nullptr && apr_thread_rwlock_wrlock(rwlock_log_file) == APR_SUCCESS;
+  return LogLock(locked ? rwlock_log_file : nullptr);
+}
+
+/// Opens the log for update; a missing one is created and protected before anything stands in it.
+qvx::File OpenLog() {
+  if (qvx::File file = qvx::OpenFile(QvxLogFile, "rb+")) {
+    return file;
+  }
+  if (!qvx::OpenFile(QvxLogFile, "wb+")) {
+    return nullptr;
+  }
+  OsProtectLogFile(QvxLogFile);
+  return qvx::OpenFile(QvxLogFile, "wb+");
+}
+
+/// The offset for the next record that the header holds; 0 when it holds none.
+uint64_t ReadHeader(std::FILE* file) {
+  char header[kHeaderSize + 1] = "";
+  return std::fread(header, 1, kHeaderSize, file) == kHeaderSize ? std::strtoull(header, nullptr, 16) : 0;
+}
+
+void WriteHeader(std::FILE* file, uint64_t offset) {
+  std::rewind(file);
+  std::fprintf(file, "%08X\n", static_cast<unsigned>(offset));
+}
+
+void GoToNextRecord(std::FILE* file) {
+  const uint64_t offset = ReadHeader(file);
+  if (offset == 0 || offset > static_cast<uint64_t>(MaximumLogFileSize)) {
+    WriteHeader(file, kHeaderSize);
+    return;
+  }
+  fseeko(file, static_cast<off_t>(offset), SEEK_SET);
+}
+
+void WriteHeading(std::FILE* file, const LogType& type) {
+  char time[APR_CTIME_LEN] = "";
+  apr_ctime(time, apr_time_now());
+  std::fprintf(file, "\n\n%s (severity=%d)  %s\n", type.name, type.severity, time);
+}
+
+void EndRecord(std::FILE* file) {
+  const off_t position = ftello(file);
+  if (position > MaximumLogFileSize) {
+    chsize(fileno(file), position);
+  }
+  WriteHeader(file, static_cast<uint64_t>(position));
+}
+
+}  // namespace
+
+void SetupLogsAndDebug(apr_pool_t* /*pool*/) {
+  SetPath("/logs/qvx.log", QvxLogFile);
+  SetPath("/conf/debug.ini", DebugIniFile);
+  qvx::ReadDebugCategories(DebugIniFile);
+}
+
+int LogOutput(int severity, const char* format, ...) {
+  const LogLock lock = LockLog();
+  va_list arguments;
+  va_start(arguments, format);
+  const int count = VLogOutput(severity, format, arguments);
+  va_end(arguments);
+  return count;
+}
+
+int VLogOutput(int severity, const char* format, va_list arguments) {
+  if (QvxLogFile[0] == '\0' || severity < kLogInformation || severity > kLogCritical) {
+    return -1;
+  }
+  const qvx::File file = OpenLog();
+  // A pipe or a terminal cannot be a ring, and reading a header from it could wait for ever.
+  if (!file || ftello(file.get()) < 0) {
+    return -1;
+  }
+  GoToNextRecord(file.get());
+  WriteHeading(file.get(), logType[severity]);
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): a false alarm when one run reads several files.
+  const int count = std::vfprintf(file.get(), format, arguments);
+  EndRecord(file.get());
+  return count;
+}
