@@ -83,13 +83,28 @@ bool HasEnded(pid_t child) {
   return Resumed([child] { return waitpid(child, nullptr, WNOHANG); }) != 0;
 }
 
+bool IsReadable(int descriptor, int milliseconds) {
+  pollfd readable{descriptor, POLLIN, 0};
+  return poll(&readable, 1, milliseconds) > 0;
+}
+
+/// Waits until there is output, or its end, or the command has ended. Returns whether the command has still to be
+/// waited for.
+bool RunsUntilOutput(int descriptor, pid_t child) {
+  while (!IsReadable(descriptor, kChildCheckMilliseconds)) {
+    if (HasEnded(child)) {
+      return false;
+    }
+  }
+  return true;
+}
+
 /// Takes what the command still prints until it ends. Its output may stay open longer than it lives, in a process that
 /// it left in the background; that one is not waited for.
 void DropRestUntilEnd(int descriptor, pid_t child) {
   char dropped[16384];
   for (;;) {
-    pollfd readable{descriptor, POLLIN, 0};
-    if (poll(&readable, 1, kChildCheckMilliseconds) > 0 && Read(descriptor, dropped, sizeof(dropped)) <= 0) {
+    if (IsReadable(descriptor, kChildCheckMilliseconds) && Read(descriptor, dropped, sizeof(dropped)) <= 0) {
       qvx::WaitForChild(child);
       return;
     }
@@ -127,8 +142,14 @@ int32_t process_linux_cmd(const char* command, char* output, uint32_t size) {
     return -1;
   }
   pipe->write_end = qvx::Descriptor();
-  StoreFirstRead(pipe->read_end.get(), output, size);
-  DropRestUntilEnd(pipe->read_end.get(), child);
+  const int output_end = pipe->read_end.get();
+  const bool runs = RunsUntilOutput(output_end, child);
+  if (IsReadable(output_end, 0)) {
+    StoreFirstRead(output_end, output, size);
+  }
+  if (runs) {
+    DropRestUntilEnd(output_end, child);
+  }
   return 0;
 }
 

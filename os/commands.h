@@ -17,9 +17,10 @@
 int32_t execute_linux_cmd(const char* command);
 
 /// Runs `command`, stores what the first read of its standard output returned, at most `size` - 1 bytes and a
-/// terminating zero, in `output`, and waits for it. What it prints after that is read and dropped, so it is neither
-/// blocked nor sent SIGPIPE. When it prints nothing, `output` is left exactly as it was.
-/// Returns 0 when the command was run, -1, with a text on standard error, when pipe or child could not be created.
+/// terminating zero (nothing for a size of 0), in `output`, and waits for it, not for what it left in the background.
+/// What it prints after that is read and dropped, so it is neither blocked nor sent SIGPIPE. When it prints nothing,
+/// `output` is left exactly as it was. Returns 0 when the command was run, -1, with a text on standard error, when pipe
+/// or child could not be created.
 int32_t process_linux_cmd(const char* command, char* output, uint32_t size);
 
 /// Opens "/sbin/ifconfig -a 2>/dev/null" for reading and closes it again, unread.

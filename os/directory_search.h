@@ -26,7 +26,8 @@ inline constexpr OSFindHandle kNoSearch = -1;
 
 /// Starts a search for `pattern_path`, a directory and a file-name pattern (fnmatch(3), path names and leading periods
 /// respected; the first "*.*" counts as "*"), and fills `record` with the first match, in directory order.
-/// Returns a handle that the caller closes with OSFindClose, or -1 when nothing matches.
+/// Returns a handle that the caller closes with OSFindClose; -1 when nothing matches, and for a path of 4096 characters
+/// or more or one directly under "/".
 OSFindHandle OSFindFirstFile(const char* pattern_path, OSFindRecord* record);
 
 /// Goes on to the next match. Returns 0, or -1 at the end of the directory and for a handle of 0 or less.

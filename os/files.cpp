@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <utility>
 
@@ -84,6 +86,11 @@ File OpenFile(const std::string& path, const char* mode) {
   return File(OSfopen(path.c_str(), mode));
 }
 
+bool IsPipeOrDevice(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+}
+
 bool WriteWholeFile(const std::string& path, const char* mode, std::string_view text) {
   const File file = OpenFile(path, mode);
   if (!file) {
@@ -98,7 +105,14 @@ bool WriteWholeFile(const std::string& path, const char* mode, std::string_view 
 }  // namespace qvx
 
 std::FILE* OSfopen(const char* path, const char* mode) {
-  return std::fopen(path, std::string(mode).append("e").c_str());
+  struct stat status {};
+  if (stat(path, &status) == 0 && S_ISFIFO(status.st_mode)) {
+    errno = ENXIO;
+    return nullptr;
+  }
+  std::string closing_mode = mode;
+  closing_mode.insert(std::min(closing_mode.find(','), closing_mode.size()), "e");
+  return std::fopen(path, closing_mode.c_str());
 }
 
 int OSPrepOpen(const char* /*path*/) {

@@ -58,12 +58,16 @@ class WorkingDirectoryKeeper {
 /// Opens `path` through OSfopen; null on failure.
 File OpenFile(const std::string& path, const char* mode);
 
+/// Whether `path` is a FIFO, a socket or a device, which could be read without an end or hold up whoever opens it.
+bool IsPipeOrDevice(const std::string& path);
+
 /// Creates or empties `path` and writes `text`. Only the opening is reported: false when it failed, errno set.
 bool WriteWholeFile(const std::string& path, const char* mode, std::string_view text);
 
 }  // namespace qvx
 
-/// Opens a stream with fopen(3) and `mode`; close-on-exec. Returns null on failure, errno set.
+/// Opens a stream with fopen(3) and `mode`; close-on-exec. A FIFO is refused with ENXIO: its opening could wait for
+/// somebody at the other end for ever. Returns null on failure, errno set.
 std::FILE* OSfopen(const char* path, const char* mode);
 
 /// Brackets the opening of a protected file; nothing to do on this platform. The token is always 0.
@@ -71,7 +75,8 @@ int OSPrepOpen(const char* path);
 void OSUndoPrepOpen(const char* path, int token);
 
 /// Gives `path` to the service account: mode 755 for a directory and 660 for anything else, owner and group zxqvx,
-/// through one shell command in which the path stands unquoted. The working directory is as before afterwards.
+/// through one shell command in which the path stands unquoted. It runs inside `path` when that is a directory, so the
+/// path must be absolute. The working directory is as before afterwards.
 /// Returns 1 when the command was run (its outcome is not known), 0 when it could not be started or the path is longer
 /// than the 240 characters that the command's 511 leave for it.
 int32_t OsProtectFile(const char* path);
@@ -123,7 +128,7 @@ void OSGetFileStatistics(void* first, void* second, void* third, void* fourth);
 /// Sets access and modification time (utime(2)). Returns 0 or -1.
 int OSSetFileTime(const char* path, const utimbuf* times);
 
-/// Whether a servlet container was configured by hand: always 0 on this platform.
+/// Always 0 on this platform.
 int32_t OSCheckTomcat();
 
 #endif

@@ -57,18 +57,19 @@ bool StorePart(std::string_view part, char* buffer, uint32_t* size) {
   return fits;
 }
 
-/// The same for a part that may be absent: its size is 0 then, and it always fits.
+/// The same for a part that may be absent: its size is 0 then.
 bool StoreOptionalPart(std::string_view part, char* buffer, uint32_t* size) {
   if (!part.empty()) {
     return StorePart(part, buffer, size);
   }
-  if (buffer != nullptr && (size == nullptr || *size > 0)) {
+  const bool fits = buffer == nullptr || size == nullptr || *size > 0;
+  if (buffer != nullptr && fits) {
     *buffer = '\0';
   }
   if (size != nullptr) {
     *size = 0;
   }
-  return true;
+  return fits;
 }
 
 /// Empty when there is no working directory of a usable length.

@@ -7,7 +7,7 @@
 
 /// Splits `path` into drive, directory, name and extension. Each buffer and each size may be null. A size holds its
 /// buffer's capacity on entry and the part's length plus one on return (0 for an absent drive or directory, which is an
-/// empty text and always fits). Drives are "x:" and the server and share of a path that begins with two separators.
+/// empty text). Drives are "x:" and the server and share of a path that begins with two separators.
 /// Returns 1 when every requested part fitted and was copied, 0 when one did not fit or `path` is null.
 int32_t OSSplitPath(const char* path, char* drive, uint32_t* drive_size, char* directory, uint32_t* directory_size,
                     char* name, uint32_t* name_size, char* extension, uint32_t* extension_size);

@@ -18,11 +18,11 @@ int strnicmp(const char* a, const char* b, int n);
 /// The first character of `text` that is not white space.
 char* TmkRaloSkipWhiteSpace(const char* text);
 
-/// Splits `line` into arguments, in place. `arguments` must have room for `maximum` pointers, or for every argument
-/// when `maximum` is 0; they point into `line`. `delimiters` holds the characters that end an argument; inside double
-/// quotes, which stay, and after `comment` they do not. A non-zero `trim` cuts the line at the first Ctrl-Z, carriage
-/// return or line feed and skips white space in front of arguments.
-/// Returns the number of arguments; with a `maximum`, the last one keeps the rest of the line.
+/// Splits `line` into arguments, in place. `arguments` must have room for `maximum` pointers, or for every argument,
+/// at least one, when `maximum` is 0; they point into `line`. `delimiters` holds the characters that end an argument;
+/// inside double quotes, which stay, and after `comment` they do not. A non-zero `trim` cuts the line at the first
+/// Ctrl-Z, carriage return or line feed and skips white space in front of arguments. Returns the number of arguments;
+/// with a `maximum`, the last one keeps the rest of the line.
 int strcnargcn(char* line, char** arguments, const char* delimiters, int maximum, char comment, int trim);
 /// With trimming.
 int strcnargc(char* line, char** arguments, const char* delimiters, int maximum, char comment);

@@ -42,9 +42,10 @@ TEST(CapturedCommand, NeitherHurtByUnreadOutputNorWaitedForBeyondItsEnd) {
       "for i in $(seq 1000); do printf %01000d 0; done; sleep 60 & echo $! > pid",
       "printf 00000; sleep 60 & echo $! > pid",
       "printf 00000; while :; do printf more; done & echo $! > pid",
+      "sleep 60 & echo $! > pid",
   };
   for (const char* command : commands) {
-    char output[6];
+    char output[6] = "00000";
     std::filesystem::remove("pid");
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(process_linux_cmd(command, output, sizeof(output)), 0);
