@@ -4,8 +4,8 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
-#include <memory>
 
+#include "support/malloc_owner.h"
 #include "support/trace.h"
 
 namespace {
@@ -14,10 +14,6 @@ constexpr char kSource[] = "src/stack.cpp";
 constexpr uint32_t kUnbounded = 0x7fffffff;
 constexpr uint32_t kFirstSize = 32;
 constexpr uint32_t kSmallestShrunk = 128;  // a smaller array is not worth a reallocation
-
-struct Free {
-  void operator()(void* block) const { std::free(block); }
-};
 
 // Leaves the array as it was when memory ran out.
 bool Resize(stack* s, uint32_t size) {
@@ -37,7 +33,7 @@ bool IsSparse(const stack* s) {
 }  // namespace
 
 stack* stack_new(uint32_t max) {
-  std::unique_ptr<stack, Free> s(static_cast<stack*>(std::calloc(1, sizeof(stack))));
+  qvx::MallocOwner<stack> s(static_cast<stack*>(std::calloc(1, sizeof(stack))));
   if (s == nullptr) {
     return nullptr;
   }
