@@ -1,0 +1,41 @@
+#include "dom/failure.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+
+#include "support/msgno.h"
+
+namespace qvx::dom {
+
+void Fail(const TraceSite& site, const int32_t& code) {
+  msgno_add_codes(dom_codes);
+  *_DOM_Exception() = code;
+  Trace(site, code);
+}
+
+void FailDetails(const TraceSite& site, const int32_t& code, const char* format, ...) {
+  msgno_add_codes(dom_codes);
+  *_DOM_Exception() = code;
+
+  // Nothing longer would fit into the trace buffer.
+  char details[kTraceBufferSize];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(details, sizeof details, format, arguments);
+  va_end(arguments);
+  TraceDetails(site, code, "%s", details);
+}
+
+void FailErrno(const TraceSite& site) {
+  const int32_t code = errno;
+  *_DOM_Exception() = code;
+  Trace(site, code);
+}
+
+void TraceCreateFailed(const TraceSite& site) {
+  msgno_add_codes(dom_codes);
+  TracePropagationDetails(site, "%s", msgno_msg(DOM_CREATE_ERR));
+}
+
+}  // namespace qvx::dom

@@ -1,0 +1,46 @@
+// What the tree operations announce: mutation events and the subtree-modified bookkeeping. Internal to the document
+// model.
+//
+// As long as nobody has registered a listener, nobody can see an event, so none is dispatched and a change costs
+// nothing but its bookkeeping. Where there are listeners, they may change the tree, the attributes and the texts while
+// an operation is under way; what they may not do is destroy the nodes that it works on. So the operations look again
+// at the tree after each announcement, and the texts of an event are copies of its own.
+#ifndef QVX_DOM_MUTATION_EVENTS_H
+#define QVX_DOM_MUTATION_EVENTS_H
+
+#include "dom/dom.h"
+
+namespace qvx::dom {
+
+/// Whether `node` is `root` or below it.
+bool IsWithin(const DOM_Node* root, const DOM_Node* node);
+
+/// Whether an event at `node` or in its subtree could reach a listener.
+bool MayBeHeard(const DOM_Node* node);
+
+/// Notes that a listener was added to `node`, for MayBeHeard.
+void NoteListener(DOM_Node* node);
+
+/// What the subtree-modified bookkeeping has to know before `node` leaves its parent.
+void ForgetPath(DOM_Node* node);
+
+/// DOMNodeInserted at `node`, then DOMNodeInsertedIntoDocument over its subtree in preorder.
+void AnnounceInsertion(DOM_Node* parent, DOM_Node* node);
+
+/// DOMNodeRemoved at `node`, then DOMNodeRemovedFromDocument over its subtree in postorder. Handlers may already have
+/// removed `node` from `parent` when this returns.
+void AnnounceRemoval(DOM_Node* parent, DOM_Node* node);
+
+/// DOMAttrModified at `element` for an attribute that came (DOM_ATTR_ADDITION) or went (DOM_ATTR_REMOVAL).
+void AnnounceAttribute(DOM_Element* element, DOM_Attr* attribute, uint16_t change);
+
+/// DOMAttrModified at `element` for an attribute whose value was `previous` until now, which this releases: `attribute`
+/// itself may be gone when it returns.
+void AnnounceAttributeValue(DOM_Element* element, DOM_Attr* attribute, DOM_String* previous);
+
+/// DOMCharacterDataModified at `node`, whose data was `previous` (may be null) until now, which this releases.
+void AnnounceData(DOM_CharacterData* node, DOM_String* previous);
+
+}  // namespace qvx::dom
+
+#endif

@@ -1,0 +1,217 @@
+// Cloning. Nothing here announces anything: all nodes of a clone are new, so no listener could hear of them.
+#include "dom/dom.h"
+#include "dom/factories.h"
+#include "dom/failure.h"
+#include "dom/handles.h"
+#include "dom/list_entries.h"
+#include "dom/tree.h"
+#include "support/mbs.h"
+
+using qvx::NodeDeleter;
+using qvx::NodeHolder;
+using qvx::TracePropagation;
+using qvx::TraceSite;
+using namespace qvx::dom;
+
+namespace {
+
+constexpr char kSource[] = "src/node.cpp";
+constexpr char kCloneNode[] = "DOM_Node_cloneNode";
+constexpr char kInnerClone[] = "Node_cloneNode";
+
+NodeHolder Own(DOM_Document* document, DOM_Node* node) {
+  return {node, NodeDeleter{document}};
+}
+
+NodeHolder CloneWithDescendants(DOM_Document* document, const DOM_Node* source, int deep);
+
+NodeHolder CloneElement(DOM_Document* document, const DOM_Node* source, int deep) {
+  NodeHolder clone = Own(document, DOM_Document_createElement(document, source->nodeName));
+  NodeEntry* entry = clone != nullptr ? source->attributes->first : nullptr;
+  for (; entry != nullptr; entry = NextEntry(source->attributes, entry)) {
+    // No recursion over the depth: an attribute with anything else than texts below it cannot be cloned.
+    NodeHolder attribute = CloneWithDescendants(document, NodeOf(source->attributes, entry), deep);
+    if (attribute == nullptr || !AppendToMap(clone->attributes, attribute.get())) {
+      return Own(document, nullptr);
+    }
+    static_cast<void>(attribute.release());  // the map has it now
+  }
+  return clone;
+}
+
+DOM_Node* CloneAttribute(DOM_Document* document, const DOM_Node* source) {
+  const MeasuredText name{source->nodeName, BytesToCopy(source->nodeName)};
+  const MeasuredText value{source->nodeValue, BytesToCopy(source->nodeValue)};
+  if (name.bytes == 0 || value.bytes == 0) {
+    FailErrno({kSource, kInnerClone});
+    return nullptr;
+  }
+  DOM_Attr* const clone = MakeAttribute(document, name, value);
+  if (clone != nullptr) {
+    DOM_AttributePart(clone).specified = DOM_AttributePart(const_cast<DOM_Node*>(source)).specified;
+  }
+  return clone;
+}
+
+bool CopyText(const DOM_String* text, DOM_String*& copy) {
+  copy = mbsdup(text);
+  if (copy == nullptr) {
+    FailErrno({kSource, kInnerClone});
+  }
+  return copy != nullptr;
+}
+
+bool CopyTextIfAny(const DOM_String* text, DOM_String*& copy) {
+  return text == nullptr || CopyText(text, copy);
+}
+
+NodeHolder CloneDeclaration(DOM_Document* document, const DOM_Node* source) {
+  NodeHolder clone = Own(document, Document_createNode(document, source->nodeType));
+  if (clone == nullptr) {
+    return clone;
+  }
+  DOM_String* name = nullptr;
+  const bool named = CopyText(source->nodeName, name);
+  clone->nodeName = name;
+  const DOM_ExternalIdFields& from = DOM_ExternalIdPart(const_cast<DOM_Node*>(source));
+  DOM_ExternalIdFields& to = DOM_ExternalIdPart(clone.get());
+  const bool whole = named &&
+                     (source->nodeType == DOM_NOTATION_NODE || CopyText(source->nodeValue, clone->nodeValue)) &&
+                     CopyTextIfAny(from.publicId, to.publicId) && CopyTextIfAny(from.systemId, to.systemId) &&
+                     CopyTextIfAny(from.notationName, to.notationName);
+  return whole ? std::move(clone) : Own(document, nullptr);
+}
+
+DOM_Node* CloneDoctype(DOM_Document* document, const DOM_Node* source) {
+  const DOM_DocumentTypeFields& fields = DOM_DocumentTypePart(const_cast<DOM_Node*>(source));
+  DOM_DocumentType* const clone =
+      DOM_Implementation_createDocumentType(source->nodeName, fields.publicId, fields.systemId);
+  if (clone != nullptr && document != nullptr) {
+    DOM_DocumentPart(document).doctype = clone;
+    SetDoctypeOwner(clone, document);
+  }
+  return clone;
+}
+
+// A clone of `source` without children. The clone of a document is `document` itself.
+DOM_Node* CloneByType(DOM_Document* document, const DOM_Node* source, int deep) {
+  switch (source->nodeType) {
+    case DOM_ELEMENT_NODE:
+      return CloneElement(document, source, deep).release();
+    case DOM_ATTRIBUTE_NODE:
+      return CloneAttribute(document, source);
+    case DOM_TEXT_NODE:
+      return DOM_Document_createTextNode(document, source->nodeValue);
+    case DOM_CDATA_SECTION_NODE:
+      return DOM_Document_createCDATASection(document, source->nodeValue);
+    case DOM_COMMENT_NODE:
+      return DOM_Document_createComment(document, source->nodeValue);
+    case DOM_PROCESSING_INSTRUCTION_NODE:
+      return DOM_Document_createProcessingInstruction(document, source->nodeName, source->nodeValue);
+    case DOM_ENTITY_NODE:
+    case DOM_NOTATION_NODE:
+      return CloneDeclaration(document, source).release();
+    case DOM_DOCUMENT_NODE:
+      return document;
+    case DOM_DOCUMENT_TYPE_NODE:
+      return CloneDoctype(document, source);
+    case DOM_DOCUMENT_FRAGMENT_NODE:
+      return DOM_Document_createDocumentFragment(document);
+    default:
+      Fail({kSource, kInnerClone}, DOM_NOT_SUPPORTED_ERR);
+      return nullptr;
+  }
+}
+
+// The clones of the descendants of one node. As in a recursion, a clone gets all its children before it is put under
+// its parent. Until then its previousSibling, which it does not need yet, remembers that parent.
+class DescendantsCloner {
+ public:
+  DescendantsCloner(DOM_Document* document, const DOM_Node* source, DOM_Node* clone)
+      : document_(document), source_(source), clone_(clone), parent_(clone) {}
+
+  // Returns false when a node could not be cloned; what is not under `clone` yet is destroyed then.
+  bool Run() {
+    const DOM_Node* from = source_->firstChild;
+    while (from != nullptr) {
+      DOM_Node* const child = CloneByType(document_, from, 1);
+      if (child == nullptr) {
+        DestroyPending();
+        return false;
+      }
+      if (from->firstChild != nullptr) {
+        child->previousSibling = parent_;
+        parent_ = child;
+        from = from->firstChild;
+        continue;
+      }
+      Place(child);
+      from = CompleteParents(from);
+    }
+    return true;
+  }
+
+ private:
+  void Place(DOM_Node* child) {
+    LinkChild(parent_, child, nullptr);
+    updateCommonParent(parent_);
+  }
+
+  // Places the clones whose last child was that of `from`. Returns the next node to clone.
+  const DOM_Node* CompleteParents(const DOM_Node* from) {
+    while (from->nextSibling == nullptr) {
+      from = from->parentNode;
+      if (from == source_) {
+        return nullptr;
+      }
+      DOM_Node* const complete = parent_;
+      parent_ = complete->previousSibling;
+      Place(complete);
+    }
+    return from->nextSibling;
+  }
+
+  void DestroyPending() {
+    while (parent_ != clone_) {
+      DOM_Node* const doomed = parent_;
+      parent_ = doomed->previousSibling;
+      DOM_Document_destroyNode(document_, doomed);
+    }
+  }
+
+  DOM_Document* document_;
+  const DOM_Node* source_;
+  DOM_Node* clone_;
+  DOM_Node* parent_;  // of the clone that is made next
+};
+
+NodeHolder CloneWithDescendants(DOM_Document* document, const DOM_Node* source, int deep) {
+  NodeHolder clone = Own(document, CloneByType(document, source, deep));
+  if (clone != nullptr && (deep == 0 || DescendantsCloner(document, source, clone.get()).Run())) {
+    return clone;
+  }
+  TracePropagation({kSource, kInnerClone});
+  return Own(document, nullptr);
+}
+
+}  // namespace
+
+DOM_Node* DOM_Node_cloneNode(DOM_Node* node, int deep) {
+  const TraceSite site(kSource, kCloneNode);
+  if (node == nullptr) {
+    Fail(site, kNullParameter);
+    return nullptr;
+  }
+  const bool is_document = node->nodeType == DOM_DOCUMENT_NODE;
+  DOM_Document* const document =
+      is_document ? DOM_Implementation_createDocument(nullptr, nullptr, nullptr) : node->ownerDocument;
+  if (is_document && document == nullptr) {
+    TracePropagation(site);
+    return nullptr;
+  }
+  DOM_Node* const clone = CloneWithDescendants(document, node, deep).release();
+  if (clone == nullptr) {
+    TracePropagation(site);
+  }
+  return clone;
+}

@@ -1,0 +1,113 @@
+#include "dom/attributes.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "tests/dom/model.h"
+
+namespace qvx::test {
+namespace {
+
+/// An element "e" below the root with a=1 b=2. Its attribute events are first reacted to, once, and then logged, so
+/// that the log shows whether the texts of an event outlive the reaction.
+struct Fixture {
+  using Reaction = void (*)(Fixture&, DOM_Attr*);
+
+  explicit Fixture(Reaction first = nullptr) : reaction(first) {
+    Set("a", "1");
+    Set("b", "2");
+    tree.common_parent() = nullptr;
+    reacting.Hear(tree.root(), "DOMAttrModified");
+    logging.Hear(tree.root(), "DOMAttrModified");
+  }
+  void Set(const char* name, const char* value) { DOM_Element_setAttribute(e, name, value); }
+  void Remove(const char* name) { DOM_Element_removeAttribute(e, name); }
+  void SetNode(DOM_Attr* attribute) { result.reset(DOM_Element_setAttributeNode(e, attribute)); }
+  void RemoveNode(DOM_Attr* attribute) { result.reset(DOM_Element_removeAttributeNode(e, attribute)); }
+  DOM_Attr* Get(const char* name) const { return DOM_Element_getAttributeNode(e, name); }
+  DOM_Attr* Make(const char* name) const { return DOM_Document_createAttribute(tree.document(), name); }
+
+  const Tree tree;
+  DOM_Element* e = tree.Add(tree.root(), "<e");
+  OwnedNode result;
+  std::string log;
+  Reaction reaction;
+  Listener reacting{"", nullptr, [this](DOM_Event* event) {
+                      EXPECT_EQ(Text(event->relatedNode->nodeName), event->attrName);
+                      if (const Reaction react = std::exchange(reaction, nullptr)) {
+                        react(*this, event->relatedNode);
+                      }
+                    }};
+  Listener logging{"", nullptr, [this](DOM_Event* event) {
+                     log += std::to_string(event->attrChange) + event->attrName + ":" + Values(event);
+                   }};
+};
+using F = Fixture;
+
+std::string Attributes(const DOM_Element* element) {
+  std::string text;
+  for (int32_t i = 0; DOM_Node* attribute = DOM_NamedNodeMap_item(element->attributes, i); ++i) {
+    text += Text(attribute->nodeName) + "=" + Text(attribute->nodeValue) + " ";
+    EXPECT_EQ(DOM_AttributePart(attribute).ownerElement, element);
+  }
+  return text;
+}
+
+}  // namespace
+
+TEST(Attributes, ChangesTellTheirListeners) {
+  const struct {
+    void (*operation)(Fixture&);
+    std::string attributes;
+    std::string log;
+    int32_t error = 0;
+    Fixture::Reaction reaction = nullptr;
+    std::string result = "(null)";
+  } rows[] = {
+      {[](F& f) { f.Set("a", "9"); }, "a=9 b=2 ", "1a:1>9 "},
+      {[](F& f) { f.Set("c", "3"); }, "a=1 b=2 c=3 ", "2c:(null)>3 "},
+      {[](F& f) { dom::AddAttribute(f.e, "c", ""); }, "a=1 b=2 c= ", "2c:(null)> "},
+      {[](F& f) { f.Set("a", nullptr); }, "a=1 b=2 ", ""},
+      {[](F& f) { f.Set("a", "\xff"); }, "a=1 b=2 ", "", EILSEQ},
+      {[](F& f) { f.Set("c", "\xff"); }, "a=1 b=2 ", "", EILSEQ},
+      {[](F& f) { f.Set("\xff", "1"); }, "a=1 b=2 ", "", EILSEQ},
+      {[](F& f) { f.Remove("a"); }, "b=2 ", "3a:1>(null) "},
+      {[](F& f) { f.Remove("x"); }, "a=1 b=2 ", "", 0x20008},
+      {[](F& f) { f.SetNode(f.Make("c")); }, "a=1 b=2 c= ", "2c:(null)> "},
+      {[](F& f) { f.SetNode(f.Make("a")); }, "a= b=2 ", "3a:1>(null) 2a:(null)> ", 0, nullptr, "a"},
+      {[](F& f) { f.SetNode(f.Get("a")); }, "a=1 b=2 ", ""},
+      {[](F& f) { DOM_Element_setAttributeNode(f.tree.root(), f.Get("a")); }, "a=1 b=2 ", "", 0x2000A},
+      {[](F& f) { f.SetNode(OwnedNode(F().Make("a")).get()); }, "a=1 b=2 ", "", 0x20004},
+      {[](F& f) { f.RemoveNode(f.Get("b")); }, "a=1 ", "3b:2>(null) ", 0, nullptr, "b"},
+      {[](F& f) { f.RemoveNode(OwnedNode(f.Make("a")).get()); }, "a=1 b=2 ", "", 0x20008},
+      // Handlers may change the attributes meanwhile.
+      {[](F& f) { f.Set("a", "8"); }, "a=9 b=2 ", "1a:8>9 1a:1>8 ", 0, [](F& f, DOM_Attr*) { f.Set("a", "9"); }},
+      {[](F& f) { f.Set("a", "8"); }, "b=2 ", "3a:8>(null) 1a:1>8 ", 0, [](F& f, DOM_Attr*) { f.Remove("a"); }},
+      {[](F& f) { f.Remove("a"); }, "b=2 a=1 ", "2a:(null)>1 3a:1>(null) ", 0,
+       [](F& f, DOM_Attr* attribute) { DOM_Element_setAttributeNode(f.e, attribute); }},
+      {[](F& f) { f.SetNode(f.Make("a")); }, "b=2 ", "3a:>(null) 3a:1>(null) ", 0,
+       [](F& f, DOM_Attr*) { f.Remove("a"); }, "a"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(&row - rows);
+    Fixture f(row.reaction);
+    row.operation(f);
+    EXPECT_EQ(Text(f.result == nullptr ? nullptr : f.result->nodeName), row.result);
+    EXPECT_EQ(TakeError(), row.error);
+    EXPECT_EQ(Attributes(f.e), row.attributes);
+    EXPECT_EQ(f.log, row.log);
+    EXPECT_EQ(f.tree.common_parent() == f.tree.root(), !row.log.empty());
+  }
+}
+
+TEST(Attributes, ValueIsHandedOutAsACopy) {
+  const Fixture f;
+  DOM_String* const copy = DOM_Element_getAttribute(f.e, "a");
+  copy[0] = 'x';
+  EXPECT_EQ(Taken(copy) + Taken(DOM_Element_getAttribute(f.e, "a")), "x1");
+  EXPECT_EQ(Taken(DOM_Element_getAttribute(f.e, "none")), "");
+  EXPECT_EQ(DOM_Element_getAttribute(f.tree.document(), "a"), nullptr);
+}
+
+}  // namespace qvx::test

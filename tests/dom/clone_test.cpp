@@ -1,0 +1,126 @@
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "tests/dom/invariants.h"
+#include "tests/dom/model.h"
+
+namespace qvx::test {
+namespace {
+
+/// All that a clone copies, but for children, as one text.
+std::string Described(DOM_Node* node) {
+  std::string text = std::to_string(node->nodeType) + Text(node->nodeName) + "=" + Text(node->nodeValue) +
+                     std::to_string(DOM_CharacterData_getLength(node));
+  if (node->nodeType == DOM_ENTITY_NODE || node->nodeType == DOM_NOTATION_NODE) {
+    const DOM_ExternalIdFields& id = DOM_ExternalIdPart(node);
+    text += " " + Text(id.publicId) + " " + Text(id.systemId) + " " + Text(id.notationName);
+  }
+  if (node->nodeType == DOM_DOCUMENT_TYPE_NODE) {
+    text += " " + Text(DOM_DocumentTypePart(node).publicId) + " " + Text(DOM_DocumentTypePart(node).systemId);
+  }
+  for (int32_t i = 0; DOM_Node* attribute = DOM_NamedNodeMap_item(node->attributes, i); ++i) {
+    EXPECT_EQ(DOM_AttributePart(attribute).ownerElement, node);
+    text += " " + Described(attribute) + std::to_string(DOM_AttributePart(attribute).specified) + Children(attribute);
+  }
+  return text;
+}
+
+TEST(Clone, CopiesWhatItsTypeHas) {
+  const Tree tree;
+  DOM_Document* const document = tree.document();
+  DOM_Attr* const attribute = DOM_Document_createAttribute(document, "a");
+  DOM_Node_setNodeValue(attribute, "v");
+  DOM_AttributePart(attribute).specified = 0;
+  tree.Add(attribute, "below");
+  DOM_Node* const element = DOM_Document_createElement(document, "e");
+  tree.Add(tree.Add(element, "<f"), "x");
+  tree.Add(element, "!y");
+  DOM_Element_setAttribute(element, "b", "2");
+  DOM_Element_setAttributeNode(element, attribute);
+  DOM_Node* const entity = Declaration(document, DOM_ENTITY_NODE, "n", "v");
+  DOM_ExternalIdPart(entity) = {strdup("pub"), strdup("sys"), strdup("not")};
+  const struct {
+    DOM_Node* node;
+    const char* deep;   // the children of a deep clone
+    int32_t error = 0;  // of cloning, which gives null then
+  } rows[] = {
+      {element, "f{(x)}!y!"},
+      {DOM_Document_createTextNode(document, "t"), ""},
+      {DOM_Document_createCDATASection(document, "cd"), ""},
+      {DOM_Document_createComment(document, "com"), ""},
+      {DOM_Document_createProcessingInstruction(document, "t", "d"), ""},
+      {DOM_Document_createDocumentFragment(document), ""},
+      {DOM_Implementation_createDocumentType("t", "pub", nullptr), ""},
+      {entity, ""},
+      {Declaration(document, DOM_NOTATION_NODE, "n"), ""},
+      {Declaration(document, DOM_ENTITY_NODE, "without value"), "", EINVAL},
+      {DOM_Document_createEntityReference(document, "r"), "", 0x20009},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(node_names[row.node->nodeType]);
+    const OwnedNode source(row.node);
+    for (const int deep : {0, 1}) {
+      DOM_Node* const clone = DOM_Node_cloneNode(row.node, deep);
+      EXPECT_EQ(TakeError(), row.error);
+      ASSERT_EQ(clone == nullptr, row.error != 0);
+      if (clone == nullptr) {
+        continue;
+      }
+      const OwnedNode owned(clone);
+      // Only a deep clone has the children of attributes too.
+      EXPECT_EQ(Described(clone) + (deep == 0 && row.node == element ? "(below)" : ""), Described(row.node));
+      EXPECT_EQ(clone->ownerDocument, row.node->ownerDocument);
+      EXPECT_EQ(Children(clone), deep != 0 ? row.deep : "");
+      EXPECT_EQ(Violation(clone), "");
+    }
+  }
+  EXPECT_EQ(DOM_Node_cloneNode(nullptr, 1), nullptr);
+  EXPECT_EQ(TakeError(), kNullParameter);
+}
+
+TEST(Clone, DocumentIsANewDocument) {
+  const Tree tree;
+  DOM_Node* const doctype =
+      DOM_Node_insertBefore(tree.document(), DOM_Implementation_createDocumentType("t", "pub", "sys"), tree.root());
+  DOM_Node_appendChild(doctype, Declaration(tree.document(), DOM_ENTITY_NODE, "d", "v"));
+  tree.Add(tree.Add(tree.root(), "<a"), "x");
+  DOM_DocumentPart(tree.document()).standalone = 1;
+  const OwnedNode shallow(DOM_Node_cloneNode(tree.document(), 0));
+  EXPECT_EQ(Children(shallow.get()), "");
+  const OwnedNode deep(DOM_Node_cloneNode(tree.document(), 1));
+  EXPECT_EQ(Children(deep.get()), "t{d{}}r{a{(x)}}");
+  EXPECT_EQ(Violation(deep.get()), "");
+  EXPECT_EQ(deep->lastChild->firstChild->ownerDocument, deep.get());
+  EXPECT_EQ(DOM_DocumentTypePart(deep->firstChild).entities->length, 1U);
+  EXPECT_EQ(DOM_DocumentPart(deep.get()).standalone, 0);
+
+  DOM_Node_appendChild(doctype, Declaration(tree.document(), DOM_ENTITY_NODE, "d"));
+  EXPECT_EQ(DOM_Node_cloneNode(tree.document(), 1), nullptr);
+  EXPECT_EQ(TakeError(), EINVAL);
+  EXPECT_EQ(TraceText(),
+            "src/node.cpp:N:Node_cloneNode: Invalid argument\n"
+            "  src/node.cpp:N:Node_cloneNode: \n"
+            "  src/node.cpp:N:DOM_Node_cloneNode: \n");
+}
+
+TEST(Clone, DocumentTypeTakesThePlaceUntilItIsDestroyed) {
+  const Tree tree;
+  DOM_Node* const doctype =
+      DOM_Node_insertBefore(tree.document(), DOM_Implementation_createDocumentType("t", nullptr, nullptr), tree.root());
+  DOM_Node* const clone = DOM_Node_cloneNode(doctype, 1);
+  EXPECT_EQ(DOM_Document_getDoctype(tree.document()), clone);
+  EXPECT_EQ(clone->ownerDocument, tree.document());
+  EXPECT_EQ(DOM_Node_appendChild(tree.document(), clone), nullptr);  // the original is still there
+  EXPECT_EQ(TakeError(), 0x20003);
+  DOM_Document_destroyNode(tree.document(), clone);
+  EXPECT_EQ(Violation(tree.document()), "");
+
+  DOM_Node_appendChild(doctype, Declaration(tree.document(), DOM_ENTITY_NODE, "d"));
+  EXPECT_EQ(DOM_Node_cloneNode(doctype, 1), nullptr);
+  EXPECT_EQ(TakeError(), EINVAL);
+  EXPECT_EQ(Violation(tree.document()), "");
+}
+
+}  // namespace
+}  // namespace qvx::test

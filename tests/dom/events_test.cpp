@@ -1,0 +1,194 @@
+#include <gtest/gtest.h>
+
+#include "tests/dom/model.h"
+
+namespace qvx::test {
+
+TEST(Event, ModulesAreNamedExactly) {
+  const Tree tree;
+  for (const std::string name : {"Events", "UIEvents", "TextEvents", "MutationEvents", "events", ""}) {
+    DOM_Event* const event = DOM_DocumentEvent_createEvent(tree.document(), name.c_str());
+    EXPECT_EQ(event != nullptr, name.ends_with("Events") && name[0] != 'M') << name;
+    EXPECT_EQ(TakeError(), event != nullptr ? 0 : 0x20009);
+    EXPECT_EQ(DOM_EventTarget_dispatchEvent(tree.root(), event), 1);
+    EXPECT_EQ(TakeError(), event != nullptr ? 0x2000E : 0x10000) << "it has no type yet";
+    DOM_DocumentEvent_destroyEvent(tree.document(), event);
+  }
+}
+
+TEST(Event, HasEightModifiers) {
+  DOM_Event event{};
+  for (const uint32_t modifier : {0U, 1U, 5U, 8U, 9U, 33U}) {
+    DOM_TextEvent_initModifier(&event, modifier, 1);
+  }
+  DOM_TextEvent_initModifier(&event, 5, 0);
+  EXPECT_EQ(event.modifiers, 0x81U);
+}
+
+static int Dispatch(DOM_Node* target, int bubbles = 1, int cancelable = 1) {
+  DOM_Event event{};
+  DOM_Event_initEvent(&event, "x", bubbles, cancelable);
+  return DOM_EventTarget_dispatchEvent(target, &event);
+}
+
+TEST(Dispatch, GoesDownToTheTargetAndUpAgain) {
+  const auto redispatch = [](DOM_Event* event) { DOM_EventTarget_dispatchEvent(event->target->ownerDocument, event); };
+  const struct {
+    size_t actor;  // of the capturing (upper case) and other listeners on the path "r" - "p" - "t"
+    void (*act)(DOM_Event*);
+    int bubbles;
+    int cancelable;
+    std::string log;
+    int result = 1;
+  } rows[] = {
+      {6, nullptr, 1, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 p:x@t/3 r:x@t/3 "},
+      {6, nullptr, 0, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 "},
+      {0, DOM_Event_stopPropagation, 1, 1, "R:x@t/1 Z:x@t/1 "},
+      {2, DOM_Event_stopPropagation, 1, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 "},
+      {5, DOM_Event_stopPropagation, 1, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 "},
+      {3, DOM_Event_stopPropagation, 1, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 p:x@t/3 "},
+      {5, DOM_Event_preventDefault, 0, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 ", 0},
+      {5, DOM_Event_preventDefault, 0, 0, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 "},
+      {0, redispatch, 1, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 p:x@t/3 r:x@t/3 "},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.log);
+    const Tree tree;
+    DOM_Node* const parent = tree.Add(tree.root(), "<p");
+    DOM_Node* const nodes[] = {tree.root(), parent, tree.Add(parent, "<t")};
+    std::string log;
+    Listener listeners[] = {{"R", &log}, {"r", &log}, {"P", &log}, {"p", &log}, {"T", &log}, {"t", &log}, {"Z", &log}};
+    listeners[row.actor].act = row.act;
+    for (size_t i = 0; i < 6; ++i) {
+      listeners[i].Hear(nodes[i / 2], "x", i % 2 == 0 ? 1 : 0);
+    }
+    listeners[6].Hear(tree.root(), "x", 1);
+    EXPECT_EQ(Dispatch(nodes[2], row.bubbles, row.cancelable), row.result);
+    EXPECT_EQ(log, row.log);
+  }
+}
+
+TEST(Listeners, AreToldApartAndSlotsReused) {
+  const Tree tree;
+  Listener one;
+  Listener two;
+  one.Hear(tree.root(), "x");
+  one.Hear(tree.root(), "x");
+  one.Hear(tree.root(), "x", 1);
+  two.Hear(tree.root(), "x", 7);
+  one.Leave(tree.root(), "X");
+  one.Leave(tree.root(), "x", 7);
+  two.Hear(tree.root(), "z");
+  EXPECT_EQ(tree.root()->listenerCount, 3U);
+  EXPECT_EQ(Text(tree.root()->listeners[1]->type), "z");
+}
+
+TEST(Listeners, MayComeAndGoWhileTheyRun) {
+  const struct {
+    std::string gone;
+    uint32_t come;
+    std::string log;  // of two dispatches to the listeners 1 and 2, of which 1 acts in the first
+  } rows[] = {{"1", 0, "12|2|"}, {"2", 0, "1|1|"}, {"12", 0, "1||"}, {"", 10, "12|132|"}, {"1", 10, "12|32|"}};
+  for (const auto& row : rows) {
+    const Tree tree;
+    std::string log;
+    Listener listeners[4];
+    for (int i = 1; i < 4; ++i) {
+      listeners[i].act = [&, i](DOM_Event*) {
+        log += std::to_string(i);
+        for (size_t at = 0; log == "1" && at < row.gone.size(); ++at) {
+          listeners[row.gone[at] - '0'].Leave(tree.root(), "x");
+        }
+        for (size_t at = row.come; log == "1" && at > 0; --at) {
+          listeners[3].Hear(tree.root(), std::string(1, "x123456789"[at % 10]).c_str());
+        }
+      };
+    }
+    for (const int i : {1, 3, 2}) {
+      listeners[i].Hear(tree.root(), "x");
+    }
+    listeners[3].Leave(tree.root(), "x");
+    for (int i = 0; i < 2; ++i) {
+      Dispatch(tree.root());
+      log += '|';
+    }
+    EXPECT_EQ(log, row.log);
+  }
+}
+
+TEST(MutationEvents, HandlersMayChangeTheSubtreeThatIsTold) {
+  const struct {
+    std::string type;
+    std::string inner;
+    std::string removed;  // by the handler of the inner type that is called for "a"
+    std::string log;      // with the phases of the outer type
+  } rows[] = {{"DOMNodeInserted", "IntoDocument", "", "s1s3sabbc"},
+              {"DOMNodeInserted", "IntoDocument", "a", "s1s3sabbc"},
+              {"DOMNodeInserted", "IntoDocument", "b", "s1s3sac"},
+              {"DOMNodeRemoved", "FromDocument", "", "s1s3abbcs"},
+              {"DOMNodeRemoved", "FromDocument", "b", "s1s3ab1b3bbcs"}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.type + " " + row.removed);
+    const Tree tree;
+    OwnedNode subtree(DOM_Document_createElement(tree.document(), "s"));
+    DOM_Node* const nodes[] = {tree.Add(subtree.get(), "<a"), tree.Add(subtree.get(), "<b"),
+                               tree.Add(subtree.get(), "<c")};
+    OwnedNode taken;
+    std::string log;
+    Listener outer{"", nullptr, [&](DOM_Event* event) {
+                     log += event->target->nodeName + std::to_string(event->eventPhase);
+                     EXPECT_EQ(event->relatedNode, event->target->parentNode);
+                   }};
+    Listener inner{"", nullptr, [&](DOM_Event* event) {
+                     log += event->target->nodeName;
+                     if (event->target == nodes[0] && taken == nullptr && !row.removed.empty()) {
+                       taken.reset(nodes[row.removed[0] - 'a']);
+                       DOM_Node_removeChild(nodes[2]->parentNode, taken.get());
+                     }
+                   }};
+    outer.Hear(tree.document(), row.type.c_str(), 0);
+    outer.Hear(tree.document(), row.type.c_str(), 1);
+    inner.Hear(tree.document(), (row.type + row.inner).c_str(), 1);
+    inner.Hear(nodes[1], (row.type + row.inner).c_str(), 0);
+    subtree.reset(DOM_Node_removeChild(tree.root(), DOM_Node_appendChild(tree.root(), subtree.release())));
+    EXPECT_EQ(log, row.log);
+  }
+}
+
+TEST(MutationEvents, AreHeardInAnotherDocumentsTree) {
+  const Tree foreign;
+  const OwnedNode document(DOM_Implementation_createDocument(nullptr, nullptr, nullptr));
+  std::string log;
+  Listener listener{"", nullptr, [&](DOM_Event* event) { log += event->target->nodeName; }};
+  listener.Hear(document.get(), "DOMNodeInserted");
+  DOM_Node* const element = DOM_Node_appendChild(document.get(), DOM_Document_createElement(foreign.document(), "e"));
+  foreign.Add(foreign.root(), "<unheard");
+  foreign.Add(element, "<f");
+  EXPECT_EQ(log, "ef");
+}
+
+TEST(CommonParent, IsFoundByTheFlags) {
+  const Tree tree;
+  DOM_Node* const a = tree.Add(tree.root(), "<a");
+  DOM_Node* const c = tree.Add(a, "<c");
+  DOM_Node* const b = tree.Add(tree.root(), "<b");
+  const std::pair<DOM_Node*, DOM_Node*> rows[] = {
+      // changed, common parent
+      {nullptr, nullptr}, {tree.document(), nullptr}, {c, c}, {c, c}, {b, nullptr}, {a, a}, {c, a}, {b, b}, {c, c}};
+  tree.common_parent() = nullptr;
+  for (const auto& [changed, common_parent] : rows) {
+    updateCommonParent(changed);
+    EXPECT_EQ(tree.common_parent(), common_parent);
+  }
+  std::string log;
+  Listener listener{"", &log, [&](DOM_Event*) { EXPECT_EQ(tree.common_parent(), nullptr); }};
+  listener.Hear(tree.root(), "DOMSubtreeModified");
+  DOM_MutationEvent_processSubtreeModified(tree.document());
+  DOM_MutationEvent_processSubtreeModified(tree.document());
+  EXPECT_EQ(log, ":DOMSubtreeModified@c/3 ");
+  for (const DOM_Node* node : {tree.document(), tree.root(), a, b, c}) {
+    EXPECT_EQ(node->subtreeModified, 0);
+  }
+}
+
+}  // namespace qvx::test

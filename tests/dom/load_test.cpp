@@ -1,0 +1,186 @@
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+
+#include "dom/dom.h"
+#include "tests/dom/model.h"
+#include "tests/harness/installation.h"
+
+namespace {
+
+using namespace qvx::test;
+
+bool IsCdata(const DOM_Node* node) {
+  return node != nullptr && node->nodeType == DOM_CDATA_SECTION_NODE;
+}
+
+// A tree as name(value) attributes{children}; a text has no name, the pieces of a CDATA section are joined.
+std::string Shape(DOM_Node* node) {
+  std::string shape = node->nodeType == DOM_TEXT_NODE ? "" : node->nodeName;
+  shape += node->nodeValue == nullptr ? "" : "(" + std::string(node->nodeValue) + ")";
+  for (int32_t i = 0; DOM_Node* attribute = DOM_NamedNodeMap_item(node->attributes, i); ++i) {
+    shape += " " + Shape(attribute);
+  }
+  for (DOM_Node* child = node->firstChild; child != nullptr; child = child->nextSibling) {
+    if (IsCdata(child) && IsCdata(child->previousSibling)) {
+      shape.insert(shape.size() - 1, child->nodeValue);
+      continue;
+    }
+    shape += (child->previousSibling == nullptr ? "{" : ",") + Shape(child);
+  }
+  return node->firstChild == nullptr ? shape : shape + "}";
+}
+
+// A document that is loaded from `text`, with a listener if there is one.
+struct Loaded {
+  explicit Loaded(const std::string& text, Listener* listener = nullptr) {
+    if (listener != nullptr) {
+      listener->Hear(document.get(), "DOMNodeInserted");
+    }
+    const std::unique_ptr<std::FILE, decltype(&std::fclose)> stream(std::tmpfile(), std::fclose);
+    std::fwrite(text.data(), 1, text.size(), stream.get());
+    std::rewind(stream.get());
+    result = DOM_DocumentLS_fread(document.get(), stream.get());
+    shape = Shape(document.get());
+  }
+  OwnedNode document{DOM_Implementation_createDocument(nullptr, nullptr, nullptr)};
+  int result;
+  std::string shape;
+};
+
+std::string Repeated(const std::string& text, size_t count) {
+  std::string repeated;
+  for (size_t i = 0; i < count; ++i) {
+    repeated += text;
+  }
+  return repeated;
+}
+
+// Every row is loaded many times, behind a padding that moves the end of a block over each of its bytes. Every other
+// time with a listener, who gets the text in the parser's pieces.
+TEST(Loader, EveryConstructHasItsNodeWhereverABlockEnds) {
+  constexpr size_t kBlock = 8192;
+  const struct {
+    std::string declaration, rest, children;
+  } rows[] = {
+      {"", "<a/>", "a}"},
+      {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>", "\n<v>\n<a/>\n<b>True</b><c></c>\n</v>\n",
+       "v{(\n),a,(\n),b{(True)},c,(\n)}}"},
+      {"", "<a b='1&lt;' c='&quot;'>x &amp; y&#65;\r\n</a>", "a b(1<) c(\"){(x & yA\n)}}"},
+      {"", "<a>t<![CDATA[<c>]]>u<![CDATA[]]>v<![CDATA[w]]><b/></a>",
+       "a{(t),#cdata-section(<c>),(uv),#cdata-section(w),b}}"},
+      {"", "<!--1--><a>x<!--2-->y<?p q r?>z</a><?s?>", "#comment(1),a{(x),#comment(2),(y),p(q r),(z)},s()}"},
+      {"",
+       "<!DOCTYPE a PUBLIC 'pub' 'sys' [<!ELEMENT a (b|(c,d))*><!ATTLIST a k CDATA 'given' x CDATA #IMPLIED>"
+       "<!ENTITY e 'some &#38;lt; text'><!ENTITY % p 'dropped'><!NOTATION n SYSTEM 'viewer'>"
+       "<!ENTITY s SYSTEM 'skipped'>]><a x='1'>1&e;2&s;3</a>",
+       "a{e(some &lt; text),n,s},a x(1) k(given){(1some < text23)}}"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.rest);
+    EXPECT_EQ("#document{" + row.children, Loaded(row.declaration + row.rest).shape);
+    for (size_t before = 0; before < row.rest.size(); ++before) {
+      const std::string pad(kBlock - row.declaration.size() - before - std::string("<?pad ?>").size(), 'x');
+      std::string log;
+      Listener listener{"l", &log};
+      const Loaded loaded(row.declaration + "<?pad " + pad + "?>" + row.rest, before % 2 == 1 ? &listener : nullptr);
+      ASSERT_EQ("#document{pad(" + pad + ")," + row.children, loaded.shape);
+      ASSERT_EQ(1, loaded.result);
+      ASSERT_EQ(nullptr, loaded.document->ownerDocument);
+    }
+  }
+}
+
+TEST(Loader, XmlDeclarationAndDocumentType) {
+  const Loaded loaded("<?xml version='1.2345678901234567890' encoding='US-ASCII'?><!DOCTYPE a PUBLIC 'p' 's'><a/>");
+  EXPECT_STREQ("1.23456789012345", DOM_DocumentPart(loaded.document.get()).version);
+  EXPECT_STREQ("US-ASCII", DOM_DocumentPart(loaded.document.get()).encoding);
+  EXPECT_EQ(-1, DOM_DocumentPart(loaded.document.get()).standalone);
+  EXPECT_STREQ("p", DOM_DocumentTypePart(DOM_Document_getDoctype(loaded.document.get())).publicId);
+}
+
+TEST(Loader, TextInPieces) {
+  const Loaded cdata("<a><![CDATA[x\ny]]></a>");
+  EXPECT_EQ(3U, cdata.document->firstChild->childNodes->length);
+  std::string log;
+  Listener listener{"l", &log};
+  EXPECT_EQ("#document{a{(x&y)}}", Loaded("<a>x&amp;y</a>", &listener).shape);
+  EXPECT_EQ("l:DOMNodeInserted@a/3 " + Repeated("l:DOMNodeInserted@#text/3 ", 3), log);
+  constexpr size_t kPieces = 1000000;
+  EXPECT_EQ("#document{a{(" + std::string(kPieces, '<') + ")}}",
+            Loaded("<a>" + Repeated("&lt;", kPieces) + "</a>").shape);
+}
+
+TEST(Loader, OtherEncodingsNeedALocaleThatCanDecodeThem) {
+  const std::string wide("\xff\xfe<\0a\0/\0>\0", 10);
+  EXPECT_EQ("#document{a}", Loaded(wide).shape);
+  const std::string latin = "<?xml version='1.0' encoding='ISO-8859-1'?><a>\xe9</a>";
+  EXPECT_EQ("#document{a}", Loaded(latin).shape);
+  EXPECT_EQ(EILSEQ, TakeError());
+  const Locale locale("C.UTF-8");
+  ASSERT_TRUE(locale.set());
+  EXPECT_EQ("#document{a{(\xc3\xa9)}}", Loaded(latin).shape);
+}
+
+TEST(Loader, FailuresAndWhatWasBuiltBefore) {
+  msgno_add_codes(dom_codes);
+  const std::string reader = "src/expatls.cpp:N:DOM_DocumentLS_fread: ";
+  const std::string parser = reader + "An XML parser error occured: ";
+  const struct {
+    std::string text;
+    int32_t error;
+    std::string trace, shape;
+  } rows[] = {
+      {"", DOM_PARSER_ERR, parser + "no element found: line 1\n", ""},
+      {"<a>\n<b>x&amp;y", DOM_PARSER_ERR, parser + "no element found: line 2\n", "{a{(\n),b{(x&y)}}}"},
+      {"<a>x</b>", DOM_PARSER_ERR, parser + "mismatched tag: line 1\n", "{a{(x)}}"},
+      {"\x7f\xff", DOM_PARSER_ERR, parser + "not well-formed (invalid token): line 1\n", ""},
+      {"<!DOCTYPE a [<!--c-->]><a/>", DOM_HIERARCHY_REQUEST_ERR,
+       "src/node.cpp:N:DOM_Node_appendChild: The request violated tree hierarchy constraints\n"
+       "  src/expatls.cpp:N:comment_fn: \n  " +
+           reader + "\n",
+       "{a}"},
+      {Repeated("<e>", 500), ERANGE,
+       "src/stack.cpp:N:stack_push: Numerical result out of range: size=500,max=500\n"
+       "  src/expatls.cpp:N:start_fn: \n  " +
+           reader + "\n",
+       Repeated("{e", 500) + std::string(500, '}')},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text);
+    const Loaded loaded(row.text);
+    EXPECT_EQ(0, loaded.result);
+    EXPECT_EQ(row.trace, TraceText().substr(0, row.trace.size()));
+    EXPECT_EQ(row.error, TakeError());
+    EXPECT_EQ("#document" + row.shape, loaded.shape);
+  }
+  EXPECT_EQ(1, Loaded(Repeated("<e>", 499) + Repeated("</e>", 499)).result);
+}
+
+TEST(Loader, WhatCannotBeReadOrStarted) {
+  const Tree tree;
+  const TempDirectory directory;
+  const std::string second = directory.path() / "second.xml";
+  WriteText(second, "<second/>");
+  const struct {
+    DOM_Document* document;
+    const char* path;
+    int result;
+    int32_t error;
+    std::string trace;
+  } rows[] = {
+      {tree.document(), "/nowhere/x", -1, ENOENT, "load: No such file or directory: uri=/nowhere/x\n"},
+      {tree.document(), "/", 0, 1, "fread: Is a directory\n"},
+      {nullptr, nullptr, -1, kNullParameter, "load: A parameter was NULL: doc=(nil),uri=(null)\n"},
+      {tree.root(), second.c_str(), -1, DOM_WRONG_DOCUMENT_ERR, "fread: The document context is invalid\n"},
+      {tree.document(), second.c_str(), 0, DOM_HIERARCHY_REQUEST_ERR, "fread: \n"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(row.result, DOM_DocumentLS_load(row.document, row.path));
+    EXPECT_TRUE(TraceText().ends_with("src/expatls.cpp:N:DOM_DocumentLS_" + row.trace)) << TraceText();
+    EXPECT_EQ(row.error, TakeError());
+  }
+}
+
+}  // namespace

@@ -1,0 +1,197 @@
+#include <gtest/gtest.h>
+
+#include <ctime>
+#include <map>
+
+#include "tests/dom/invariants.h"
+#include "tests/dom/model.h"
+
+namespace qvx::test {
+namespace {
+
+constexpr int32_t kNull = kNullParameter;
+constexpr int32_t kHierarchy = 0x20003;
+constexpr int32_t kNotFound = 0x20008;
+
+std::string Names(const NodeList* list) {
+  std::string names;
+  for (int32_t i = 0; const DOM_Node* node = DOM_NodeList_item(list, i); ++i) {
+    names += node->nodeName;
+  }
+  return names;
+}
+
+struct ListDeleter {
+  void operator()(NodeList* list) const { DOM_Document_destroyNodeList(nullptr, list, 0); }
+};
+
+/// A list that holds the elements a, b and c, but not d: one with entries of its own, or the children of a fragment,
+/// which the end of the list detaches.
+struct Lists : Tree {
+  explicit Lists(bool of_children) : owned(of_children ? parent->childNodes : Document_createNodeList(document())) {
+    for (const char* name : {"a", "b", "c", "d"}) {
+      nodes[*name].reset(DOM_Document_createElement(document(), name));
+      NodeList_append(*name == 'd' ? nullptr : list, nodes[*name].get());
+    }
+    TakeError();
+  }
+  DOM_Node* operator[](char name) const { return name == '-' ? nullptr : nodes.at(name).get(); }
+
+  OwnedNode parent{DOM_Document_createDocumentFragment(document())};
+  std::map<char, OwnedNode> nodes;
+  std::unique_ptr<NodeList, ListDeleter> owned;
+  NodeList* list = owned.get();
+};
+
+TEST(NodeList, ChangesAreTheSameForBothKinds) {
+  const struct {
+    const char* change;  // append, insert or replace, and whom
+    const char* names;
+    int32_t error;
+  } rows[] = {
+      {"a d", "abcd", 0},         {"a -", "abc", kNull},      {"i da", "dabc", 0},    {"i dc", "abdc", 0},
+      {"i d-", "abcd", 0},        {"i dd", "abc", kNotFound}, {"r db", "adc", 0},     {"r bb", "abc", 0},
+      {"r ad", "abc", kNotFound}, {"r d-", "abc", kNotFound}, {"r -a", "abc", kNull},
+  };
+  for (size_t i = 0; i < 2 * std::size(rows); ++i) {
+    const auto& row = rows[i / 2];
+    const Lists lists(i % 2 != 0);
+    SCOPED_TRACE(row.change + std::string(i % 2 != 0 ? " child" : ""));
+    EXPECT_EQ(DOM_NodeList_item(lists.list, 1), lists['b']);  // leaves the cursor in the middle
+    DOM_Node* const node = lists[row.change[2]];
+    const NodeEntry* const entry = row.change[0] == 'a'   ? NodeList_append(lists.list, node)
+                                   : row.change[0] == 'i' ? NodeList_insert(lists.list, node, lists[row.change[3]])
+                                                          : NodeList_replace(lists.list, node, lists[row.change[3]]);
+    EXPECT_EQ(entry != nullptr, row.error == 0);
+    EXPECT_EQ(TakeError(), row.error);
+    EXPECT_EQ(Names(lists.list) + std::to_string(lists.list->length),
+              row.names + std::to_string(std::string(row.names).size()));
+    EXPECT_EQ(DOM_NodeList_item(lists.list, -1), nullptr);
+    EXPECT_EQ(ViolationAt(lists.parent.get()), "");
+    const bool has_b = std::string(row.names).find('b') != std::string::npos;
+    EXPECT_EQ(NodeList_exists(lists.list, lists['b']), has_b ? 1 : 0);
+    const std::unique_ptr<NodeEntry, decltype(&std::free)> removed(NodeList_remove(lists.list, lists['b']), std::free);
+    EXPECT_EQ(removed != nullptr, has_b);
+    EXPECT_EQ(NodeList_exists(lists.list, lists['b']) + TakeError(), 0);
+  }
+}
+
+TEST(NodeList, WhatWouldBreakATreeIsRefused) {
+  const Lists lists(true);
+  NodeList_append(lists['a']->childNodes, lists['d']);
+  for (DOM_Node* node : {lists['d'], lists['b'], lists.parent.get()}) {
+    EXPECT_EQ(NodeList_append(lists['d']->childNodes, node), nullptr);
+    EXPECT_EQ(TakeError(), kHierarchy);
+  }
+  std::free(NodeList_remove(lists['a']->childNodes, lists['d']));
+  EXPECT_EQ(NodeList_append(nullptr, nullptr), nullptr);
+  EXPECT_EQ(TraceText(), "src/nodelist.cpp:N:NodeList_append: A parameter was NULL: (nil)\n");
+}
+
+TEST(NodeList, ViewsShowTheDeclarationsOfTheirKind) {
+  const Tree tree;
+  DOM_Node* const doctype =
+      DOM_Node_insertBefore(tree.document(), DOM_Implementation_createDocumentType("t", nullptr, nullptr), tree.root());
+  NamedNodeMap* const entities = DOM_DocumentTypePart(doctype).entities;
+  NamedNodeMap* const notations = DOM_DocumentTypePart(doctype).notations;
+  for (const char* name : {"n", "a", "m", "b", "c"}) {
+    DOM_Node_appendChild(doctype,
+                         Declaration(tree.document(), *name > 'c' ? DOM_NOTATION_NODE : DOM_ENTITY_NODE, name));
+  }
+  EXPECT_EQ(Names(entities) + "," + Names(notations), "abc,nm");
+  EXPECT_EQ(DOM_NodeList_item(entities, 2), doctype->lastChild);
+  EXPECT_EQ(DOM_NodeList_item(entities, 1), doctype->lastChild->previousSibling);
+  OwnedNode b(DOM_Node_removeChild(doctype, DOM_NodeList_item(entities, 1)));
+  EXPECT_EQ(DOM_NodeList_item(entities, 1), doctype->lastChild);
+  DOM_Node_insertBefore(doctype, Declaration(tree.document(), DOM_ENTITY_NODE, "d"), doctype->firstChild);
+  EXPECT_EQ(Names(entities) + std::to_string(entities->length), "dac3");
+  EXPECT_EQ(DOM_NamedNodeMap_getNamedItem(entities, "d"), doctype->firstChild);
+  EXPECT_EQ(DOM_NamedNodeMap_getNamedItem(entities, "n"), nullptr);
+  EXPECT_EQ(NodeList_exists(entities, doctype->firstChild) + TakeError(), 0);
+
+  EXPECT_EQ(NodeList_append(entities, b.get()), nullptr);
+  EXPECT_EQ(TakeError(), 0x2000F);
+  EXPECT_EQ(DOM_NamedNodeMap_setNamedItem(entities, b.get()), nullptr);
+  EXPECT_EQ(TakeError(), 0x20007);
+  EXPECT_EQ(DOM_NamedNodeMap_removeNamedItem(notations, "n"), nullptr);
+  EXPECT_EQ(TakeError(), 0x20007);
+  DOM_Document_destroyNodeList(tree.document(), entities, 1);
+  EXPECT_EQ(Names(entities), "dac");
+}
+
+TEST(NodeList, EveryStepIsCheap) {
+  constexpr int32_t kChildren = 200000;
+  const std::clock_t start = std::clock();
+  const Tree tree;
+  DOM_Node* const middle = tree.Add(tree.root(), "m");
+  for (int32_t i = 0; i < kChildren; ++i) {
+    DOM_Node_insertBefore(tree.root(), DOM_Document_createTextNode(tree.document(), ""), i % 2 == 0 ? nullptr : middle);
+  }
+  const NodeList* const list = tree.root()->childNodes;
+  DOM_Node* node = tree.root()->lastChild;
+  for (int32_t i = kChildren; i >= 0; --i, node = node->previousSibling) {
+    ASSERT_EQ(DOM_NodeList_item(list, i), node);
+  }
+  for (int32_t i = 0; i <= kChildren; ++i) {
+    DOM_Node* const fresh = DOM_Document_createElement(tree.document(), "e");
+    const OwnedNode old(DOM_Node_replaceChild(tree.root(), fresh, DOM_NodeList_item(list, i)));
+  }
+  NodeList* const found = DOM_Document_getElementsByTagName(tree.document(), "e");
+  for (int32_t i = 0; i <= kChildren; ++i) {
+    DOM_Node* const element = DOM_NamedNodeMap_item(found, i);
+    ASSERT_EQ(element->nodeName, std::string("e"));
+    const OwnedNode removed(DOM_Node_removeChild(tree.root(), element));
+  }
+  DOM_Document_destroyNodeList(tree.document(), found, 0);  // its nodes are gone
+  EXPECT_LT(std::clock() - start, 15 * CLOCKS_PER_SEC);
+}
+
+TEST(NamedNodeMap, SetTakesOneElementsAttributesOnly) {
+  const Tree tree;
+  const Tree other;
+  NamedNodeMap* const map = tree.root()->attributes;
+  NamedNodeMap* const second = tree.Add(tree.root(), "<s")->attributes;
+  DOM_Attr* const a = DOM_Document_createAttribute(tree.document(), "a");
+  DOM_Attr* const b = DOM_Document_createAttribute(tree.document(), "b");
+  const OwnedNode a2(DOM_Document_createAttribute(tree.document(), "a"));
+  const OwnedNode text(DOM_Document_createTextNode(tree.document(), ""));
+  const OwnedNode foreign(DOM_Document_createAttribute(other.document(), "a"));
+  const struct {
+    const char* name;
+    NamedNodeMap* map;
+    DOM_Node* node;
+    DOM_Node* displaced;
+    int32_t error;
+    const char* names;
+  } rows[] = {
+      {"no map", nullptr, a, nullptr, 0, ""},
+      {"no node", map, nullptr, nullptr, 0, ""},
+      {"new", map, a, nullptr, 0, "a"},
+      {"another", map, b, nullptr, 0, "ab"},
+      {"already there", map, a, nullptr, 0, "ab"},
+      {"other document's", map, foreign.get(), nullptr, 0x20004, "ab"},
+      {"other type", map, text.get(), nullptr, kHierarchy, "ab"},
+      {"in use", second, a, nullptr, 0x2000A, "ab"},
+      {"same name", map, a2.get(), a, 0, "ab"},
+      {"free again", second, a, nullptr, 0, "ab"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(DOM_NamedNodeMap_setNamedItem(row.map, row.node), row.displaced);
+    EXPECT_EQ(TakeError(), row.error);
+    EXPECT_EQ(Names(map), row.names);
+    EXPECT_EQ(row.displaced == nullptr || DOM_AttributePart(row.displaced).ownerElement == nullptr, true);
+  }
+  EXPECT_EQ(DOM_AttributePart(a).ownerElement, second->ownerElement);
+  EXPECT_EQ(NodeList_append(map, a), nullptr);
+  EXPECT_EQ(TakeError(), 0x2000A);
+  for (NamedNodeMap* none : {map, static_cast<NamedNodeMap*>(nullptr)}) {
+    EXPECT_EQ(DOM_NamedNodeMap_removeNamedItem(none, none == map ? nullptr : "a"), nullptr);
+    EXPECT_EQ(TakeError(), kNotFound);
+  }
+  EXPECT_EQ(DOM_NamedNodeMap_removeNamedItem(map, "a"), a2.get());
+  EXPECT_EQ(Names(map) + std::to_string(map->length), "b1");
+}
+
+}  // namespace
+}  // namespace qvx::test

@@ -1,0 +1,124 @@
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+
+#include "dom/dom.h"
+#include "tests/dom/model.h"
+#include "tests/harness/installation.h"
+
+namespace {
+
+using namespace qvx::test;
+
+class Writer : public testing::Test {
+ protected:
+  std::string Saved(DOM_Document* document, const DOM_Node* node = nullptr) {
+    EXPECT_EQ(0, DOM_DocumentLS_save(document, path_.c_str(), node)) << _msgno_buf;
+    return Contents(path_).value_or("(none)");
+  }
+
+  OwnedNode Loaded(const std::string& text) {
+    WriteText(path_, text);
+    OwnedNode document(DOM_Implementation_createDocument(nullptr, nullptr, nullptr));
+    EXPECT_EQ(1, DOM_DocumentLS_load(document.get(), path_.c_str())) << _msgno_buf;
+    return document;
+  }
+
+  TempDirectory directory_;
+  std::string path_ = directory_.path() / "out.xml";
+  Tree tree_;
+};
+
+TEST_F(Writer, LoadedDocuments) {
+  const struct {
+    std::string in, out;
+  } rows[] = {
+      {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<v>\n<a></a>\n<b>True</b>\n</v>\n\n",
+       "<?xml version=\"1.0\"?>\n<v>\n<a/>\n<b>True</b>\n</v>\n"},
+      {"<v z='1' a='&quot;&lt;'>&amp;<![CDATA[gone]]>x<!-- c --><?p d?><?q?></v>",
+       "<?xml standalone=\"no\"?>\n<v z=\"1\" a=\"\"<\">&x<!-- c --><?p d?><?q ?></v>\n"},
+      {"<?xml version='1.0' standalone='yes'?><!DOCTYPE v PUBLIC 'p' 's' [<!ENTITY e 'x'>]><v/>",
+       "<?xml version=\"1.0\" standalone=\"yes\"?>\n\n<!DOCTYPE v SYSTEM \"s\">\n<v/>\n"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(row.out, Saved(Loaded(row.in).get()));
+  }
+}
+
+TEST_F(Writer, SingleNodes) {
+  const OwnedNode document = Loaded(
+      "<!DOCTYPE v [<!NOTATION a SYSTEM 's'><!NOTATION b PUBLIC 'p'><!NOTATION c PUBLIC 'p' 's'><!ENTITY d 'x'>"
+      "<!ENTITY e PUBLIC 'p' 's'><!ENTITY f SYSTEM 's'><!ENTITY g PUBLIC 'p' 's' NDATA a><!ENTITY h SYSTEM 's' NDATA a>"
+      "]><v/>");
+  std::string declarations;
+  for (DOM_Node* node = document->firstChild->firstChild; node != nullptr; node = node->nextSibling) {
+    declarations += Saved(nullptr, node);
+  }
+  EXPECT_EQ(
+      "    <!NOTATION a SYSTEM \"s\">\n    <!NOTATION b PUBLIC \"p\">\n    <!NOTATION c PUBLIC \"p\" \"s\">\n"
+      "    <!ENTITY d \"x\">\n    <!ENTITY e PUBLIC \"p\" \"s\">\n    <!ENTITY f SYSTEM \"s\">\n"
+      "    <!ENTITY g PUBLIC \"p\" \"s\" NDATA a>\n    <!ENTITY h SYSTEM \"s\" NDATA a>\n",
+      declarations);
+  const OwnedNode bare(Document_createNode(document.get(), DOM_ENTITY_NODE));
+  EXPECT_EQ("    <!ENTITY >\n", Saved(nullptr, bare.get()));
+  const OwnedNode doctype(DOM_Implementation_createDocumentType("t", "p", nullptr));
+  char subset[] = "<!ELEMENT t ANY>";
+  DOM_DocumentTypePart(doctype.get()).internalSubset = subset;
+  EXPECT_EQ("\n<!DOCTYPE t PUBLIC \"p\" [\n<!ELEMENT t ANY>]>\n", Saved(nullptr, doctype.get()));
+  DOM_DocumentTypePart(doctype.get()).internalSubset = nullptr;
+
+  const OwnedNode fragment(DOM_Document_createDocumentFragment(tree_.document()));
+  tree_.Add(fragment.get(), "text");
+  EXPECT_EQ("", Saved(nullptr, fragment.get()));
+  EXPECT_EQ("", Saved(nullptr, tree_.Add(tree_.root(), "[cdata")));
+  tree_.Add(tree_.Add(tree_.root(), "<e"), "t");
+  tree_.Add(tree_.document(), "!last");
+  EXPECT_EQ("<?xml standalone=\"no\"?>\n<r><e>t</e></r><!--last-->\n", Saved(tree_.document(), fragment.get()));
+}
+
+TEST_F(Writer, DepthDoesNotMatter) {
+  constexpr size_t kDepth = 300000;
+  OwnedNode tree(DOM_Document_createElement(tree_.document(), "e"));
+  for (size_t i = 0; i < kDepth; ++i) {  // from the inside out
+    DOM_Element* outer = DOM_Document_createElement(tree_.document(), "e");
+    DOM_Node_appendChild(outer, tree.release());
+    tree.reset(outer);
+  }
+  const std::string saved = Saved(nullptr, tree.get());
+  ASSERT_EQ(7 * kDepth + 4, saved.size());
+  EXPECT_EQ("<e><e/></e>", saved.substr(3 * kDepth - 3, 11));
+}
+
+void ExpectFailure(int result, int32_t code, const std::string& trace) {
+  EXPECT_EQ(-1, result);
+  EXPECT_EQ("src/expatls.cpp:N:" + trace, TraceText());
+  EXPECT_EQ(code, TakeError());
+}
+
+TEST_F(Writer, RefusalsLeaveTheFileUntouched) {
+  WriteText(path_, "before");
+  ExpectFailure(DOM_DocumentLS_save(nullptr, path_.c_str(), nullptr), kNullParameter,
+                "DOM_DocumentLS_save: A parameter was NULL: doc=(nil),uri=" + path_ + ",node=(nil)\n");
+  ExpectFailure(DOM_DocumentLS_save(tree_.document(), "/nowhere/x", nullptr), ENOENT,
+                "DOM_DocumentLS_save: No such file or directory: uri=/nowhere/x\n");
+  *_DOM_Exception() = EPERM;
+  EXPECT_EQ(-1, DOM_DocumentLS_save(tree_.document(), path_.c_str(), nullptr));
+  EXPECT_EQ(-1, DOM_DocumentLS_fwrite(tree_.document(), stdout));
+  EXPECT_EQ(EPERM, TakeError());
+  EXPECT_EQ("before", Contents(path_));
+}
+
+TEST_F(Writer, AFullDiskIsNoticed) {
+  const std::string full = "No space left on device";
+  for (const size_t size : {10U, 100000U}) {  // noticed at the close, and while it is written
+    tree_.Add(tree_.root(), std::string(size, 'x'));
+    ExpectFailure(DOM_DocumentLS_save(tree_.document(), "/dev/full", nullptr), ENOSPC,
+                  "DOM_DocumentLS_save: " + full + ": uri=/dev/full\n");
+  }
+  const std::unique_ptr<std::FILE, decltype(&std::fclose)> stream(std::fopen("/dev/full", "w"), std::fclose);
+  ExpectFailure(DOM_DocumentLS_fwrite(tree_.document(), stream.get()), ENOSPC,
+                "DOM_DocumentLS_fwrite: " + full + "\n  src/expatls.cpp:N:DOM_DocumentLS_fwrite: \n");
+}
+
+}  // namespace
