@@ -1,0 +1,155 @@
+#include "settings/interface_addresses.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "os/commands.h"
+#include "support/malloc_owner.h"
+
+int32_t GlobalIpAddrCount = 0;
+unsigned char GlobalIpAddrList[kMaxCachedAddresses][4] = {};
+char* BaseAddrList[kMaxCachedAddresses + 1] = {};
+
+namespace qvx {
+
+namespace {
+
+constexpr char kAddressCommand[] = "/sbin/ip addr";
+constexpr std::string_view kDigits = "0123456789";
+constexpr std::string_view kDottedCharacters = "0123456789.";
+
+// With its blank, so that inet6 lines do not count.
+constexpr std::string_view kAddressKeyword = "inet ";
+constexpr std::string_view kFamilyKeyword = "inet";
+
+// The longest dotted address, "255.255.255.255".
+constexpr size_t kLongestAddress = 15;
+
+std::string ReadAll(std::FILE* stream) {
+  std::string text;
+  char piece[4096];
+  while (const size_t length = std::fread(piece, 1, sizeof piece, stream)) {
+    text.append(piece, length);
+  }
+  return text;
+}
+
+// Walks over the runs of digits and "." that stand behind the occurrences of a keyword, on whatever line.
+class DottedRuns {
+ public:
+  DottedRuns(std::string_view text, std::string_view keyword) : rest_(text), keyword_(keyword) {}
+
+  // The next run; nothing at the end of the text.
+  std::optional<std::string_view> Next() {
+    const size_t start = rest_.find_first_of(kDigits, rest_.find(keyword_));
+    if (start == std::string_view::npos) {
+      rest_ = {};
+      return std::nullopt;
+    }
+    const size_t end = std::min(rest_.find_first_not_of(kDottedCharacters, start), rest_.size());
+    const std::string_view run = rest_.substr(start, end - start);
+    // The character behind a run belongs to it as its end: no keyword begins there.
+    rest_.remove_prefix(std::min(end + 1, rest_.size()));
+    return run;
+  }
+
+ private:
+  std::string_view rest_;
+  std::string_view keyword_;
+};
+
+MallocOwner<char> InterfaceText() {
+  char* text = nullptr;
+  getIFConf(&text);
+  return MallocOwner<char>(text);
+}
+
+std::string_view View(const MallocOwner<char>& text) {
+  return text ? std::string_view(text.get()) : std::string_view();
+}
+
+int32_t HandOver(std::span<const uint32_t> addresses, uint32_t** holder) {
+  *holder = static_cast<uint32_t*>(std::calloc(addresses.size() + 1, sizeof **holder));
+  if (*holder == nullptr) {
+    return 0;
+  }
+  std::copy(addresses.begin(), addresses.end(), *holder);
+  return static_cast<int32_t>(addresses.size());
+}
+
+void FillAddressCache() {
+  const MallocOwner<char> text = InterfaceText();
+  DottedRuns runs(View(text), kFamilyKeyword);
+  while (const auto run = runs.Next()) {
+    const in_addr_t address = inet_addr(std::string(*run).c_str());
+    const bool begins_with_0 = ntohl(address) >> 24 == 0;  // so does the "6" of an inet6 line, read as 0.0.0.6
+    if (address == htonl(INADDR_LOOPBACK) || begins_with_0 || GlobalIpAddrCount == kMaxCachedAddresses) {
+      continue;
+    }
+    unsigned char* cached = GlobalIpAddrList[GlobalIpAddrCount];
+    std::memcpy(cached, &address, sizeof address);
+    BaseAddrList[GlobalIpAddrCount] = reinterpret_cast<char*>(cached);
+    ++GlobalIpAddrCount;
+  }
+}
+
+}  // namespace
+
+std::vector<uint32_t> ParseInterfaceAddresses(std::string_view interface_text) {
+  std::vector<uint32_t> addresses;
+  DottedRuns runs(interface_text, kAddressKeyword);
+  while (const auto run = runs.Next()) {
+    const std::string dotted(run->substr(0, kLongestAddress));
+    in_addr address{};
+    if (dotted != "0.0.0.0" && dotted != "255.255.255.255" && inet_aton(dotted.c_str(), &address) != 0) {
+      addresses.push_back(address.s_addr);
+    }
+  }
+  return addresses;
+}
+
+}  // namespace qvx
+
+int getIFConf(char** holder) {
+  *holder = nullptr;
+  const qvx::CommandStream stream = qvx::OpenCommand(qvx::kAddressCommand);
+  if (!stream) {
+    return -1;
+  }
+  try {
+    *holder = strdup(qvx::ReadAll(stream.get()).c_str());
+  } catch (const std::bad_alloc&) {
+    return -1;
+  }
+  return *holder == nullptr ? -1 : 0;
+}
+
+int32_t OSFindAvailableIPs(uint32_t** holder) {
+  const qvx::MallocOwner<char> text = qvx::InterfaceText();
+  try {
+    return qvx::HandOver(qvx::ParseInterfaceAddresses(qvx::View(text)), holder);
+  } catch (const std::bad_alloc&) {
+    const uint32_t loopback[] = {htonl(INADDR_LOOPBACK)};
+    return qvx::HandOver(loopback, holder);
+  }
+}
+
+hostent* OSGetHostByName(const char* name) {
+  hostent* entry = gethostbyname(name);
+  if (GlobalIpAddrCount != 0) {
+    return entry;
+  }
+  qvx::FillAddressCache();
+  if (entry != nullptr) {
+    entry->h_addr_list = BaseAddrList;
+  }
+  return entry;
+}

@@ -1,0 +1,57 @@
+#include "settings/multihomed_names.h"
+
+#include <cstddef>
+#include <cstring>
+#include <string>
+
+#include "dom/handles.h"
+#include "os/directories.h"
+#include "settings/document.h"
+
+namespace {
+
+constexpr char kElement[] = "multihomed";
+constexpr char kAllowedCharacters[] = "-_.;abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ1234567890";
+
+// Four, not three: "1.2.3.4." and "1.2.3.4.5" count as addresses.
+constexpr size_t kMostDots = 4;
+constexpr size_t kMostDigits = 12;
+
+bool IsDigit(char character) {
+  return character >= '0' && character <= '9';
+}
+
+}  // namespace
+
+char* ParseMultiHomed() {
+  const std::string path = qvx::InstallationPath(QVX_INTERNAL_XML_NAME);
+  const qvx::DocumentHolder document = qvx::NewDocument();
+  int result = qvx::LoadSettingsFile(document.get(), path);
+  if (result == qvx::kNotWellFormed) {  // the console may just be writing it; nothing is replaced here
+    result = qvx::LoadSettingsFile(document.get(), path);
+  }
+  if (result == qvx::kNotWellFormed) {
+    return nullptr;
+  }
+  const char* list = GetElementValue(document.get(), kElement);
+  return list != nullptr && ValidateMultiHomed(list) != 0 ? strdup(list) : nullptr;
+}
+
+int32_t ValidateMultiHomed(const char* list) {
+  return list[std::strspn(list, kAllowedCharacters)] == '\0' ? 1 : 0;
+}
+
+int32_t isTheValueAnIP(const char* entry) {
+  if (!IsDigit(entry[0])) {
+    return 0;
+  }
+  size_t digits = 0;
+  size_t dots = 0;
+  for (; *entry != '\0'; ++entry) {
+    if (!IsDigit(*entry) && *entry != '.') {
+      return 0;
+    }
+    ++(*entry == '.' ? dots : digits);
+  }
+  return digits <= kMostDigits && dots <= kMostDots ? 1 : 0;
+}

@@ -1,0 +1,97 @@
+#include "settings/document.h"
+
+#include <gtest/gtest.h>
+
+#include "dom/handles.h"
+#include "settings/multihomed_names.h"
+#include "support/malloc_owner.h"
+#include "tests/settings/fresh_machine.h"
+
+namespace qvx::test {
+
+namespace fs = std::filesystem;
+
+// The name of the base directory holds no ".": such directories are not made.
+TEST(SettingsDocument, DefaultIsWrittenWhereNoneIs) {
+  OnFreshMachine([] {
+    const Variable base("SYSMGTZX_BASE_DIR", "/tmp/zxqvx");
+    const fs::path file = "/tmp/zxqvx/conf/qvxpd.xml";
+    fs::current_path("/");
+    EXPECT_EQ(CheckQVXXML(0), 0U);
+    EXPECT_EQ(fs::current_path(), "/tmp") << "the last level that was there to be entered";
+    EXPECT_EQ(Contents(file), QVX_XML_DEFAULT);
+    EXPECT_TRUE(ModeOf(file) == 0660 && OwnerOf(file) == ServiceOwner());
+    for (const uint32_t force : {0U, 1U}) {
+      WriteText(file, "other settings");
+      EXPECT_EQ(CheckQVXXML(force), 0U);
+      EXPECT_EQ(Contents(file), force == 0 ? "other settings" : QVX_XML_DEFAULT);
+    }
+    const Variable in_the_way("SYSMGTZX_BASE_DIR", file);
+    EXPECT_EQ(CheckQVXXML(0), 1U);
+    const Variable too_long("SYSMGTZX_BASE_DIR", "/tmp/other" + std::string(4071, '/'));
+    EXPECT_EQ(CheckQVXXML(0), 1U);
+    EXPECT_FALSE(fs::exists("/tmp/other"));
+  });
+}
+
+TEST(SettingsDocument, ValuesAreTakenChangedAndSaved) {
+  const TempDirectory directory;
+  const std::string path = directory.path() / "settings";
+  WriteText(path,
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<v><group><twice>nested</twice></group>\n<twice>later</twice>"
+            "<blank> True</blank><empty></empty><element><inner/></element><parts name=\"p\">a&amp;b<i/>c</parts></v>");
+  const DocumentHolder document = NewDocument();
+  ASSERT_EQ(DOM_DocumentLS_load(document.get(), path.c_str()), 1);
+  const std::pair<const char*, const char*> rows[] = {{"twice", "nested"},  {"blank", " True"}, {"empty", ""},
+                                                      {"element", nullptr}, {"parts", "a&b"},   {"none", nullptr}};
+  for (const auto& [element, value] : rows) {
+    EXPECT_STREQ(GetElementValue(document.get(), element), value) << element;
+  }
+  EXPECT_STREQ(MallocOwner<char>(GetElementAttributeValue(document.get(), "parts", "name")).get(), "p");
+  EXPECT_EQ(GetElementAttributeValue(document.get(), "none", "name"), nullptr);
+  EXPECT_EQ(stricmp_chk(GetElementValue(document.get(), "twice"), "NESTED"), 0);
+  EXPECT_EQ(stricmp_chk(nullptr, "True") + stricmp_chk("True", nullptr) + stricmp_chk(nullptr, nullptr), 3);
+
+  for (const char* element : {"twice", "empty", "parts"}) {
+    EXPECT_EQ(SetElementValue(document.get(), path.c_str(), element, "new"), 0);
+  }
+  EXPECT_EQ(
+      Contents(path),
+      "<?xml version=\"1.0\"?>\n<v><group><twice>new</twice></group>\n<twice>later</twice>"
+      "<blank> True</blank><empty>new</empty><element><inner/></element><parts name=\"p\">new<i/>c</parts></v>\n");
+  const std::string other = directory.path() / "other";
+  EXPECT_EQ(SetElementValue(document.get(), "/none/none", "empty", "x"), 1);
+  EXPECT_EQ(SetElementValue(document.get(), other.c_str(), "none", "x"), 1);
+  EXPECT_EQ(SetElementValue(document.get(), other.c_str(), "empty", nullptr), 1);
+  EXPECT_FALSE(fs::exists(other));
+}
+
+TEST(MultihomedNames, FromTheSettingsDocument) {
+  const Installation installation;
+  const fs::path file = installation.base() / "conf/qvxpd.xml";
+  EXPECT_EQ(ParseMultiHomed(), nullptr);
+  EXPECT_FALSE(fs::exists(file)) << "it is only read";
+  const std::pair<const char*, const char*> rows[] = {
+      {"<v><multihomed>host1;h.example.net;10.0.0.5;A-b_Z9</multihomed></v>", "host1;h.example.net;10.0.0.5;A-b_Z9"},
+      {"<v><multihomed></multihomed></v>", ""},
+      {"<v><multihomed>host1,host2</multihomed></v>", nullptr},
+      {"<v><multihomed>a b:c</multihomed></v>", nullptr},
+      {"<v/>", nullptr},
+      {"<v><multihomed>host1</multihomed>", nullptr}};
+  for (const auto& [document, expected] : rows) {
+    WriteText(file, document);
+    EXPECT_STREQ(MallocOwner<char>(ParseMultiHomed()).get(), expected) << document;
+    EXPECT_EQ(Contents(file), document);
+  }
+}
+
+TEST(MultihomedNames, AddressEntries) {
+  const std::pair<const char*, int32_t> rows[] = {
+      {"192.168.100.200", 1}, {"1.2.3.4.5", 1}, {"1.2.3.4.", 1},   {"123456789012", 1}, {"", 0},   {"1234567890123", 0},
+      {"10.0.0.1a", 0},       {".10.0.0.1", 0}, {"1.2.3.4.5.", 0}, {"host1", 0},        {"1:2", 0}};
+  for (const auto& [entry, expected] : rows) {
+    EXPECT_EQ(isTheValueAnIP(entry), expected) << entry;
+  }
+}
+
+}  // namespace qvx::test

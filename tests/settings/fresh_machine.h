@@ -1,0 +1,34 @@
+// A machine of the test's own: no addresses, an empty /tmp, and a settings record that no earlier case has touched.
+#ifndef QVX_TESTS_SETTINGS_FRESH_MACHINE_H
+#define QVX_TESTS_SETTINGS_FRESH_MACHINE_H
+
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+
+#include "tests/harness/installation.h"
+#include "tests/harness/isolated.h"
+
+namespace qvx::test {
+
+/// Runs `body`, which makes assertions, in a child.
+inline void OnFreshMachine(const std::function<void()>& body) {
+  ServiceOwner();
+  const auto in_child = [&]() noexcept {
+    const bool is_ready = mount("tmpfs", "/tmp", "tmpfs", 0, nullptr) == 0;
+    return is_ready ? body(), FailuresAsStatus() : 2;
+  };
+  EXPECT_EQ(RunIsolated(CLONE_NEWNS | CLONE_NEWNET, in_child), 0);
+}
+
+/// Lets "/sbin/ip" print `output`, on a fresh machine.
+inline void RecordIpOutput(std::string_view output) {
+  WriteText("/tmp/output", output);
+  WriteText("/tmp/ip", "#!/bin/sh\nexec cat /tmp/output\n");
+  std::filesystem::permissions("/tmp/ip", std::filesystem::perms(0755));
+  mount("/tmp/ip", "/sbin/ip", "none", MS_BIND, nullptr);
+}
+
+}  // namespace qvx::test
+
+#endif

@@ -1,0 +1,118 @@
+#include "webconf/servlet_container.h"
+
+#include <grp.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <vector>
+
+#include "log/ring_log.h"
+#include "tests/harness/installation.h"
+#include "tests/harness/isolated.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using qvx::test::Contents;
+using qvx::test::WriteText;
+
+constexpr char kConfiguration[] = "/opt/zx/zxqvx/conf/qvxpd.conf";
+constexpr char kRules[] = "/opt/zx/zxqvx/conf/mod_proxy.conf";
+const std::string kBlock =
+    "\nSSLProxyEngine On\nSSLProxyCipherSuite ALL\nSSLProxyMachineCertificateFile /opt/zx/sslshare/proxy.pem\n"
+    "Include conf/mod_proxy.conf\n";
+const std::string kHead = "# listen *:2381\n<VirtualHost *:2301>\n\n<VirtualHost a:2381>\n";
+const std::string kTail = "ServerName a:2381\n" + std::string(70000, 'x') + '\0' + "<VirtualHost b:2381>\n";
+
+// Ends with 3 as the service account and nothing else, with 0 otherwise.
+constexpr char kStartScript[] = R"(#!/bin/bash
+u=$(id -u zxqvx) g=$(id -g zxqvx) now=$(grep -E '^(Uid|Gid|Groups):' /proc/self/status | tr -s '\t\n ' ' ')
+[ "$now" = "Uid: $u $u $u $u Gid: $g $g $g $g Groups: $g " ] && exit 3
+)";
+
+// A moved installation: the tool and the script follow it, the two fixed files do not.
+void MakeInstallation(const std::string& tool) {
+  ASSERT_EQ(0, mount("none", "/opt", "tmpfs", 0, "mode=755"));
+  WriteText(kConfiguration, kHead + kTail + "<VirtualHost c:2381>");
+  WriteText("/opt/moved/logs/qvx.log", "00000009\n");
+  WriteText("/opt/moved/sbin/genproxyconf", "#!/bin/bash\n" + tool);
+  WriteText("/opt/moved/tomcat/bin/startup.sh", kStartScript);
+  WriteText("/opt/passwd", "root:x:0:0:root:/root:/bin/sh\n");
+  ASSERT_EQ(0, std::system("chmod -R 777 /opt"));
+  SetupLogsAndDebug(nullptr);
+}
+
+struct Row {
+  const char* name;
+  const char* tool;
+  void (*prepare)();
+  int32_t result;
+  std::string message;
+  std::string rules;  ///< afterwards
+};
+
+int LoadContainer(const Row& row) {
+  MakeInstallation(row.tool);
+  row.prepare();
+  EXPECT_NE(nullptr, std::freopen("/opt/errors", "w", stderr));
+  EXPECT_EQ(row.result, load_tomcat());
+  EXPECT_EQ(row.result == -1, Contents("/opt/errors") == "fork() in load_tomcat() failed! \n");
+  const std::string heading = "\n\nCRITICAL ERROR LOG (severity=3)  Mon Jan 01 00:00:00 2001\n";
+  const std::string log = Contents(QvxLogFile).value_or("");
+  EXPECT_EQ(9 + (row.message.empty() ? 0 : heading.size() + row.message.size()), log.size()) << log;
+  EXPECT_TRUE(log.ends_with("\n" + row.message)) << log;
+  EXPECT_EQ(row.rules, Contents(kRules).value_or("none"));
+  if (fs::exists(kConfiguration)) {
+    EXPECT_EQ(row.rules.empty() ? kHead + kTail + "<VirtualHost c:2381>" : kHead + kBlock + kTail + kBlock,
+              Contents(kConfiguration));
+    EXPECT_EQ(0777U, qvx::test::ModeOf(kConfiguration));
+  }
+  return qvx::test::FailuresAsStatus();
+}
+
+}  // namespace
+
+TEST(ServletContainer, StartTable) {
+  const char* write = "echo Proxy > /opt/zx/zxqvx/conf/mod_proxy.conf; echo noise >&2";
+  const char* lose_shell = "echo Proxy > /opt/zx/zxqvx/conf/mod_proxy.conf; mount --bind /opt/passwd /bin/sh";
+  const std::string printed = "\"genproxyconf\" execution failed: ";
+  const std::string after = ";\nunable to determine if tomcat needs to be enabled, disabling tomcat.";
+  const char* not_run =
+      "Unable to run \"genproxyconf\" tool in order to determine if tomcat needs to be enabled, disabling tomcat.";
+  const char* unknown =
+      "Unknown error while running \"genproxyconf\" tool, unable to determine if tomcat needs to be enabled, disabling "
+      "tomcat.";
+  const char* not_added = "Unable to add configuration to qvxpd.conf, disabling tomcat.";
+  const char* not_started =
+      "Unable to run \"startup.sh\" script in order to load tomcat; the webapps relying on it won't be accessible.";
+  const auto nothing = [] {};
+  const auto more_groups = [] { setgroups(2, std::vector<gid_t>{0, 4}.data()); };
+  const auto lose_folder = [] { fs::remove_all("/opt/zx"); };
+  const auto lose_user = [] { mount("/opt/passwd", "/etc/passwd", "none", MS_BIND, nullptr); };
+  const auto lose_rights = [] { EXPECT_EQ(0, unshare(CLONE_NEWUSER)); };
+  // The first child is the init of the new namespace; when it has ended, no other child can be made.
+  const auto one_child = [] { EXPECT_EQ(0, unshare(CLONE_NEWPID)); };
+  const auto no_child = [] { EXPECT_EQ(0, unshare(CLONE_NEWPID) + qvx::test::RunIsolated(0, [] { return 0; })); };
+  const Row rows[] = {
+      {"rules", write, more_groups, 3 << 8, "", "Proxy\n"},
+      {"no rules", "exit 1", nothing, 0, "", ""},
+      {"no tool", "", [] { fs::remove_all("/opt/moved/sbin"); }, 0, "", ""},
+      {"text", "echo 100%s; echo x > /opt/zx/zxqvx/conf/mod_proxy.conf", nothing, 0, printed + "100%s\n" + after, ""},
+      {"tool not run", write, no_child, 0, not_run, ""},
+      {"rules removed", "rm /opt/zx/zxqvx/conf/mod_proxy.conf", nothing, 0, unknown, ""},
+      {"no folder", "exit 0", lose_folder, 0, unknown, "none"},
+      {"no folder, text", "echo -n x", lose_folder, 0, printed + "x" + after, "none"},
+      {"no configuration", write, [] { fs::remove(kConfiguration); }, 0, not_added, "Proxy\n"},
+      {"no child", write, one_child, -1, "", "Proxy\n"},
+      {"no user", write, lose_user, 0, "Unable to find user \"zxqvx\". Check your QVX instalation.", "Proxy\n"},
+      {"identity refused", write, lose_rights, 0, not_started, "Proxy\n"},
+      {"shell lost", lose_shell, nothing, 0, not_started, "Proxy\n"}};
+  const qvx::test::Variable base("SYSMGTZX_BASE_DIR", "/opt/moved");
+  qvx::test::ServiceOwner();
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(0, qvx::test::RunIsolated(CLONE_NEWNS, [&row] { return LoadContainer(row); }));
+  }
+}

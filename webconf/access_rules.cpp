@@ -1,0 +1,186 @@
+#include "webconf/access_rules.h"
+
+#include <arpa/inet.h>
+
+#include <bit>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "os/host.h"
+
+const uint32_t dwMasks[33] = {0xFFFFFFFF, 0xFFFFFFFE, 0xFFFFFFFC, 0xFFFFFFF8, 0xFFFFFFF0, 0xFFFFFFE0, 0xFFFFFFC0,
+                              0xFFFFFF80, 0xFFFFFF00, 0xFFFFFE00, 0xFFFFFC00, 0xFFFFF800, 0xFFFFF000, 0xFFFFE000,
+                              0xFFFFC000, 0xFFFF8000, 0xFFFF0000, 0xFFFE0000, 0xFFFC0000, 0xFFF80000, 0xFFF00000,
+                              0xFFE00000, 0xFFC00000, 0xFF800000, 0xFF000000, 0xFE000000, 0xFC000000, 0xF8000000,
+                              0xF0000000, 0xE0000000, 0xC0000000, 0x80000000, 0x00000000};
+
+namespace qvx {
+namespace {
+
+// Two dotted addresses and the dash.
+constexpr size_t kLongestEntry = 31;
+constexpr uint32_t kTopAddress = 0xFFFFFFFF;
+
+enum class Extent { kAddresses, kNothing };
+
+std::optional<uint32_t> ParseAddress(const char* text) {
+  in_addr address{};
+  if (inet_aton(text, &address) == 0) {
+    return std::nullopt;
+  }
+  return OSntohl(address.s_addr);
+}
+
+void AppendText(std::string& directives, std::string_view address) {
+  directives += ' ';
+  directives += address;
+}
+
+void AppendBlock(std::string& directives, uint32_t first, int size_bits) {
+  AppendText(directives, OSInt_to_Address(first));
+  directives += '/';
+  directives += std::to_string(32 - size_bits);
+}
+
+// Blocks that grow from `first`, at least 1 and below `last`, as long as they fit; then blocks that shrink down to
+// `last`, which is below the top address, so no sum here wraps.
+void AppendBlocks(std::string& directives, uint32_t first, uint32_t last) {
+  if (first % 2 != 0) {
+    AppendText(directives, OSInt_to_Address(first));
+    ++first;
+  }
+  int size_bits = std::countr_zero(first);
+  for (; FindMaxAddrInRange(first, dwMasks[size_bits]) <= last; size_bits = std::countr_zero(first)) {
+    AppendBlock(directives, first, size_bits);
+    first = FindMaxAddrInRange(first, dwMasks[size_bits]) + 1;
+    if (first > last) {
+      return;
+    }
+  }
+  while (first <= last) {
+    --size_bits;
+    const uint32_t block_end = FindMaxAddrInRange(first, dwMasks[size_bits]);
+    if (block_end <= last) {
+      AppendBlock(directives, first, size_bits);
+      first = block_end + 1;
+    }
+  }
+}
+
+// The ends of the address space are left out of the walk and named behind it.
+void AppendWalk(std::string& directives, uint32_t first, uint32_t last, const char* last_text) {
+  const uint32_t walk_first = first == 0 ? 1 : first;
+  const uint32_t walk_last = last == kTopAddress ? kTopAddress - 1 : last;
+  if (walk_first < walk_last) {
+    AppendBlocks(directives, walk_first, walk_last);
+  } else {
+    AppendText(directives, walk_last == last ? last_text : OSInt_to_Address(walk_last));
+  }
+  if (walk_last != last) {
+    AppendText(directives, OSInt_to_Address(kTopAddress));
+  }
+  if (walk_first != first) {
+    AppendText(directives, OSInt_to_Address(0));
+  }
+}
+
+Extent AppendRange(std::string& directives, const char* start, const char* end) {
+  const std::optional<uint32_t> parsed_start = ParseAddress(start);
+  const std::optional<uint32_t> parsed_end = ParseAddress(end);
+  const uint32_t last = parsed_end.value_or(kTopAddress);
+  if (parsed_start == 0U && last == kTopAddress) {
+    AppendText(directives, "all");
+    return Extent::kAddresses;
+  }
+  // Not the top address: what does not parse stands for it as well.
+  if (parsed_start == parsed_end && last != kTopAddress) {
+    AppendText(directives, end);
+    return Extent::kAddresses;
+  }
+  if (parsed_start.value_or(kTopAddress) >= last) {
+    return Extent::kNothing;
+  }
+  AppendWalk(directives, *parsed_start, last, end);
+  return Extent::kAddresses;
+}
+
+Extent AppendEntry(std::string& directives, const char* start, const char* end) {
+  Extent extent = Extent::kAddresses;
+  if (end == nullptr || *end == '\0') {
+    AppendText(directives, start);
+  } else {
+    extent = AppendRange(directives, start, end);
+  }
+  directives += '\n';
+  return extent;
+}
+
+// An entry that is too long never widens access: one that would allow is skipped, one that would deny denies all.
+enum class WhenTooLong { kSkip, kAll };
+
+void AppendList(std::string& directives, std::string_view directive, char* list, WhenTooLong when_too_long) {
+  if (list == nullptr) {
+    return;
+  }
+  char* rest = nullptr;
+  for (char* entry = strtok_r(list, ";", &rest); entry != nullptr; entry = strtok_r(nullptr, ";", &rest)) {
+    const bool too_long = std::strlen(entry) > kLongestEntry;
+    if (too_long && when_too_long == WhenTooLong::kSkip) {
+      continue;
+    }
+    directives += directive;
+    if (too_long) {
+      directives += " all\n";
+      continue;
+    }
+    char* dash = std::strchr(entry, '-');
+    if (dash != nullptr) {
+      *dash++ = '\0';
+    }
+    AppendEntry(directives, entry, dash);
+  }
+}
+
+std::string AccessDirectives(char* include, char* exclude) {
+  const bool limited = include != nullptr && *include != '\0';
+  std::string directives = limited ? "allow from 127.0.0.1\n" : "allow from all\n";
+  AppendList(directives, "allow from", include, WhenTooLong::kSkip);
+  AppendList(directives, "deny from", exclude, WhenTooLong::kAll);
+  return directives;
+}
+
+}  // namespace
+}  // namespace qvx
+
+char* GenerateAccessDirectiveStr(char* include, char* exclude) {
+  try {
+    return strdup(qvx::AccessDirectives(include, exclude).c_str());
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+int32_t CreateIPAddrRestrictionStr(int32_t /*mode*/, char** directives, const char* start, const char* end) {
+  try {
+    std::string addition;
+    const qvx::Extent extent = qvx::AppendEntry(addition, start, end);
+    const size_t length = *directives == nullptr ? 0 : std::strlen(*directives);
+    char* grown = static_cast<char*>(std::realloc(*directives, length + addition.size() + 1));
+    if (grown == nullptr) {
+      return -1;
+    }
+    std::memcpy(grown + length, addition.c_str(), addition.size() + 1);
+    *directives = grown;
+    return extent == qvx::Extent::kAddresses ? 0 : 1;
+  } catch (const std::bad_alloc&) {
+    return -1;
+  }
+}
+
+uint32_t FindMaxAddrInRange(uint32_t address, uint32_t mask) {
+  return address | ~mask;
+}

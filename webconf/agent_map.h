@@ -1,0 +1,14 @@
+// The map of management agents that the web server forwards requests to.
+#ifndef QVX_WEBCONF_AGENT_MAP_H
+#define QVX_WEBCONF_AGENT_MAP_H
+
+#include <cstdint>
+
+/// The map file, under the installation directory.
+inline constexpr char RALO_LIST_MAP[] = "/conf/ralolist.map";
+
+/// Makes the map an empty, protected file: other software fills it.
+/// Returns 0, or 1 when it could not be opened.
+int32_t WriteRALOListMapFile();
+
+#endif

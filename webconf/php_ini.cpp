@@ -1,0 +1,46 @@
+#include "webconf/php_ini.h"
+
+#include "os/directories.h"
+#include "os/files.h"
+
+PHPExtensionEntry allowablePHPExtensions[nNumPHPExtensionsAllowable] = {
+    {0, 1, "DOMXML", "extension=php_domxml\n"},
+    {0, 0, "OPENSSL", "extension=php_openssl\n"},
+};
+
+namespace qvx {
+
+std::string PhpIniText(std::string_view installation_directory, std::span<const PHPExtensionEntry> extensions) {
+  std::string text;
+  text.append("extension_dir=").append(installation_directory).append("/modules/\n");
+  text.append("session.save_path=").append(installation_directory).append("/session/php\n");
+  text.append("max_execution_time=60\n");
+  for (const PHPExtensionEntry& extension : extensions) {
+    if (extension.isRequested != 0 || extension.isAlwaysLoaded != 0) {
+      text.append(extension.sIniLine);
+    }
+  }
+  return text.append(R"ini(
+;Magic quotes
+magic_quotes_gpc = Off
+magic_quotes_runtime = Off
+magic_quotes_sybase = Off
+
+;Include Path
+include_path = .
+
+;Error Report
+error_reporting = E_COMPILE_ERROR|E_ERROR|E_CORE_ERROR|E_PARSE
+)ini");
+}
+
+}  // namespace qvx
+
+int32_t CreatePHPINIFile() {
+  const std::string path = qvx::InstallationPath("/bin/php.ini");
+  if (!qvx::WriteWholeFile(path, "w", qvx::PhpIniText(qvx::InstallationPath(), allowablePHPExtensions))) {
+    return 0;
+  }
+  OsProtectFile(path.c_str());
+  return 1;
+}

@@ -1,0 +1,56 @@
+// The web server's configuration file.
+#ifndef QVX_WEBCONF_SERVER_CONF_H
+#define QVX_WEBCONF_SERVER_CONF_H
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+/// The configuration file, under the installation directory.
+inline constexpr char QVX_CONF_NAME[] = "/conf/qvxpd.conf";
+
+/// Bytes of a line buffer that ConfReplaceStrs works on.
+inline constexpr size_t kConfLineCapacity = 2048;
+
+/// Writes the configuration from the settings record and the bind list and protects it. `tomcat` has no effect.
+/// Returns 0, or 1 when the file could not be opened.
+int32_t WriteHttpConfFile(int32_t tomcat);
+
+/// Replaces every occurrence of `placeholder` in `line`, in place; replaced text is not searched again. `line` is a
+/// buffer of kConfLineCapacity bytes: a result that does not fit leaves it unchanged.
+/// Returns 1 when something was replaced, else 0.
+int32_t ConfReplaceStrs(char* line, const char* placeholder, const char* replacement);
+
+/// Removes the configuration file. Returns 0, or 1 when the removal failed.
+int32_t DeleteHttpConfFile();
+
+namespace qvx {
+
+/// Everything that the text of the configuration depends on.
+struct ServerConfValues {
+  std::string installation_directory;
+  std::string tls_share_directory;
+  std::string log_directory;  ///< with slashes only
+  std::string log_level;
+  bool rotate_logs = true;
+  int32_t rotate_size = 0;  ///< megabytes; 0 stands for 5
+  bool refuse_ssl2 = true;
+  int32_t max_threads = 64;
+  bool restrict_addresses = false;
+  const char* access_directives = nullptr;  ///< whole lines; null when memory ran out while they were built
+};
+
+/// The targets of the ErrorLog and CustomLog directives.
+std::string ErrorLogTarget(const ServerConfValues& values);
+std::string AccessLogTarget(const ServerConfValues& values);
+
+/// The text of the configuration for these bind addresses. Linear in the addresses.
+std::string ServerConfText(const ServerConfValues& values, std::span<const std::string_view> bind_addresses);
+
+/// Replaces every occurrence of `placeholder` in `line`; replaced text is not searched again.
+bool ReplaceAll(std::string& line, std::string_view placeholder, std::string_view replacement);
+
+}  // namespace qvx
+
+#endif
