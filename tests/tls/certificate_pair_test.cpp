@@ -1,0 +1,239 @@
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+#include <regex>
+
+#include "log/ring_log.h"
+#include "tests/harness/installation.h"
+#include "tests/harness/isolated.h"
+#include "tls/openssl_handles.h"
+#include "tls/pair_check.h"
+#include "tls/self_signed.h"
+
+namespace qvx::test {
+
+/// An installation with a running log, and the shell with the `openssl` program to make and read certificates.
+class CertificatePair : public testing::Test {
+ protected:
+  CertificatePair() { SetupLogsAndDebug(nullptr); }
+
+  /// What a command that runs in the TLS share directory writes on both its streams.
+  std::string Shell(const std::string& command) const {
+    const std::string output = installation_.base() / "output";
+    EXPECT_NE(std::system(("exec >" + output + " 2>&1; cd $SSL_SHARE_BASE_DIR;" + command).c_str()), -1);
+    return Contents(output).value_or("");
+  }
+
+  /// The log's records, each as its severity, ":" and its message.
+  static std::string Records() {
+    static const std::regex heading("\n\n[A-Z ]+ \\(severity=([0-3])\\)  .{24}\n");
+    return std::regex_replace(Contents(QvxLogFile).value_or("00000009\n").substr(9), heading, "$1:");
+  }
+
+  const std::string owner_ = ServiceOwner();
+  const Installation installation_;
+};
+
+const std::string kGenerated =
+    "0:A new self signed certificate was generated.\n"
+    "0:Certificate was successfully secured via the file system protection.\n"
+    "0:A new private key was generated.\n"
+    "0:Private key was successfully secured via the file system protection.\n";
+
+const std::string kNoCertificate = "0:Unable to load certificate file during SSL Server Initialization\n";
+const std::string kNoKey = "2:Unable to load private key during SSL Server Initialization\n";
+const std::string kMismatch = "2:The SSL certificate and private key did not match during SSL Server Initialization\n";
+const std::string kOtherName = "2:This certificate has a Common Name (CN) that doesn't match the server's name\n";
+const std::string kCertificateAside =
+    "2:The server certificate did not match the private key and has been regenerated.\n"
+    "The problematic certificate was renamed certmm.pem and is in the \"..\\zx\\sslshare\" subdirectory.\n";
+const std::string kKeyAside =
+    "2:The private key did not match the server certificate and has been regenerated.\n"
+    "The problematic private key was renamed filemm.pem and is in the \"..\\zx\\sslshare\"  subdirectory.\n";
+
+enum Fate { kKept, kRefused, kSetAside, kReplaced };
+
+// pair SUBJECT [ALGORITHM [DIGEST]]; key ALGORITHM: a key of another pair; lock: encrypts the key.
+const std::string kMakers = R"(rm -rf *; h=$(hostname); echo old >filemm.pem; chmod 666 filemm.pem
+pair() { openssl req -x509 -nodes -newkey ${2:-rsa:1024} -${3:-sha256} -subj "$1" -keyout file.pem -out cert.pem; }
+key() { openssl genpkey -algorithm $1 -out file.pem; }
+lock() { openssl rsa $1 -aes128 -passout pass:word -in file.pem -out file.pem; }
+der() { openssl x509 -in cert.pem -outform der; }
+)";
+
+TEST_F(CertificatePair, ValidityEndsAtTheLimit) {
+  EXPECT_EQ(ValiditySeconds(2144468992 - 315532800, 3652), 315532800);
+  EXPECT_EQ(ValiditySeconds(2144468992 - 315532800 + 1, 3652), 315532799);
+  EXPECT_EQ(ValiditySeconds(0, 2147483647), 2144468992);
+}
+
+TEST_F(CertificatePair, SeedIsTheRotatedTimeThenText) {
+  const timespec time{0x0807060504030201, 261'000'000};  // 261 ms is 0x0105: the record is rotated by 5
+  const std::string rotated("\x06\x07\x08\x05\x01\0\0\0\0\0\0\x01\x02\x03\x04\x05", 16);
+  EXPECT_EQ(RandomSeedRecord(time, "host"), rotated + "host");
+  EXPECT_EQ(RandomSeedRecord(time, std::string(200, 'x')), rotated + std::string(112, 'x'));
+}
+
+TEST_F(CertificatePair, AlternativeNames) {
+  const std::string n(127, 'n');
+  const std::string record =
+      "2:There is a invalid alternative name that will be ignored in certificate (too long name)";
+  const struct {
+    std::string list, text;
+    int extensions;
+  } rows[] = {
+      {"", "", 0},
+      {";;;", "", 0},
+      {";host1;;10.0.0.5;", "DNS: host1, IP: 10.0.0.5", 1},
+      {n + "n;a;" + n + "m;b;" + n, "DNS: a, DNS: b, DNS: " + n, 1},
+      {n + "n", "", 0},
+      {"a;1.2.3.4.5", "DNS: a, IP: 1.2.3.4.5", 0},  // no address for the library
+      {"a,dirName:b", "DNS: a,dirName:b", 0},       // refers to a database that is not there
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.list);
+    std::string list = row.list;
+    EXPECT_EQ(AlternativeNamesText(list.data()), row.text);
+    const CertificateHandle certificate(X509_new());
+    EXPECT_EQ(AddExtensionsToCert(certificate.get(), (list = row.list).data()), 1);
+    EXPECT_EQ(X509_get_ext_count(certificate.get()), row.extensions);
+    EXPECT_EQ(ERR_peek_error(), 0U);
+  }
+  EXPECT_EQ(Records(), record + record + record + record + record + record);  // two calls for each of three names
+}
+
+TEST_F(CertificatePair, ObjectsPassedInAreFilled) {
+  const CertificateHandle certificate(X509_new());
+  const KeyHandle key(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"));
+  X509* certificate_argument = certificate.get();
+  EVP_PKEY* key_argument = key.get();
+  ASSERT_EQ(makePkeyAndCert(&certificate_argument, &key_argument, 1024, 1, "host"), 1);
+  EXPECT_TRUE(certificate_argument == certificate.get() && key_argument == key.get());
+  EXPECT_EQ(EVP_PKEY_get_bits(key.get()), 1024);
+  EXPECT_EQ(X509_verify(certificate.get(), key.get()), 1);
+}
+
+TEST_F(CertificatePair, PairOnDiskAndKeyThatSomebodyHasOpen) {
+  WriteText(installation_.base() / "conf/qvxpd.xml",
+            "<velquarn><multihomed>Other_1;10.0.0.5;www.example.net</multihomed></velquarn>");
+  Shell("echo old >file.pem; chmod 644 file.pem");
+  char path[kPathCapacity];
+  EXPECT_EQ(GetCertificateFilePathName(path), installation_.tls() / "cert.pem");
+  std::ifstream reader(GetPrivateKeyFilePathName(path));
+  const std::string mask = Shell("umask");
+  EXPECT_EQ(GenerateSelfSignedCertAndPrivateKey("Host.Example"), 1);
+  EXPECT_EQ(Shell("umask"), mask);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(reader), {}), "old\n");
+  EXPECT_EQ(Shell("stat -c %a:%u:%g *"), "660:" + owner_ + "\n660:" + owner_ + "\n");
+  const std::string show = "openssl x509 -in cert.pem -noout ";
+  const std::string name =
+      "C = US, ST = Vessa, L = Torvane, O = Brennick-Talvar Company, "
+      "OU = Brennick-Talvar Network Management Software (QVX), CN = Host.Example\n";
+  EXPECT_EQ(Shell(show + "-subject -issuer"), "subject=" + name + "issuer=" + name);
+  EXPECT_EQ(Shell(show + "-text | grep -E 'Version|Signature Alg|Public-Key|Exponent|X509v3|DNS' | tr -d ' \\n'"),
+            "Version:3(0x2)SignatureAlgorithm:sha1WithRSAEncryptionPublic-Key:(2048bit)Exponent:65537(0x10001)"
+            "X509v3extensions:X509v3SubjectAlternativeName:DNS:Other_1,IPAddress:10.0.0.5,DNS:www.example.net"
+            "SignatureAlgorithm:sha1WithRSAEncryption");
+  const time_t serial = std::stoll(Shell("echo $((0x$(" + show + "-serial | cut -d= -f2)))"));
+  const auto dates = "for d in startdate enddate; do date +%s -d \"$(" + show + "-$d | cut -d= -f2)\"; done";
+  const time_t end = serial + ValiditySeconds(serial, 3652);
+  EXPECT_EQ(Shell("openssl pkey -in file.pem -pubout"), Shell(show + "-pubkey"));
+  EXPECT_EQ(Shell(dates), std::to_string(serial) + "\n" + std::to_string(end) + "\n");
+  const Variable longest("SSL_SHARE_BASE_DIR", "/" + std::string(4086, 'x'));
+  EXPECT_STREQ(GetCertificateFilePathName(path), "");  // it would take 4096 characters
+}
+
+// The protection command does not fit this path, so what it would change later shows how the key file was made.
+TEST_F(CertificatePair, UnprotectedKeyIsItsMakersAlone) {
+  const std::string directory(240, 'd');
+  Shell("mkdir " + directory + "; cd d*; : >file.pem; chmod 660 file.pem; chown 65534:65534 file.pem");
+  const Variable share("SSL_SHARE_BASE_DIR", installation_.tls() / directory);
+  EXPECT_EQ(GenerateSelfSignedCertAndPrivateKey("host"), 1);
+  EXPECT_EQ(Shell("stat -c %a:%u:%g file.pem"), "600:0:0\n");
+  const std::regex secured("0:(\\w+ ?\\w*) was successfully");
+  EXPECT_EQ(Records(), std::regex_replace(kGenerated, secured, "2:$1 could not be successfully"));
+  EXPECT_EQ(Shell("openssl x509 -in cert.pem -noout -ext subjectAltName"), "No extensions in certificate\n");
+}
+
+TEST_F(CertificatePair, FullDiskLeavesNoHalfKey) {
+  const auto body = [this] {
+    EXPECT_EQ(mount("none", installation_.tls().c_str(), "tmpfs", 0, "size=4096"), 0);
+    EXPECT_EQ(GenerateSelfSignedCertAndPrivateKey("host"), 0);
+    EXPECT_EQ(Shell("ls"), "cert.pem\n");
+    return FailuresAsStatus();
+  };
+  EXPECT_EQ(RunIsolated(CLONE_NEWNS, body), 0);
+}
+
+TEST_F(CertificatePair, FirstStartAndHostNameThatCannotBeRead) {
+  const auto body = [this] {
+    const std::string name(64, 'x');
+    EXPECT_EQ(sethostname(name.data(), 63), 0);
+    EXPECT_EQ(SSLServerInit(), 1);
+    EXPECT_EQ(Shell("cd ../zxqvx; stat -c %a:%u:%g session session/php"), "755:" + owner_ + "\n755:" + owner_ + "\n");
+    EXPECT_EQ(std::signal(SIGPIPE, SIG_DFL), SIG_IGN);
+    EXPECT_EQ(sethostname(name.data(), 64), 0);
+    EXPECT_EQ(GenerateSelfSignedCert(), 0);  // nothing can be made for an empty name
+    EXPECT_EQ(Records(),
+              kNoCertificate + kGenerated + "2:Unable to get the hostname for the server\n" + kOtherName + kOtherName);
+    return FailuresAsStatus();
+  };
+  EXPECT_EQ(RunIsolated(CLONE_NEWUTS, body), 0);
+}
+
+TEST_F(CertificatePair, FateOfAPair) {
+  const struct {
+    const char *name, *prepare;
+    std::string record;
+    Fate fate;
+  } rows[] = {
+      {"small key, old digest", "pair /CN=$h rsa:512 md5", "", kKept},
+      {"name in capitals", "pair /CN=$(echo $h | tr a-z A-Z) rsa:1024 sha1", "", kKept},
+      {"EC", "openssl ecparam -name secp224r1 -out p; pair /CN=$h ec:p; cat file.pem >>p; mv p file.pem", "", kKept},
+      {"chain", "pair /CN=ca; mv cert.pem ca; pair /CN=$h; cat ca >>cert.pem", "", kKept},
+      {"links", "pair /CN=$h; mv cert.pem c; mv file.pem f; ln -s c cert.pem; ln -s f file.pem", "", kKept},
+      {"foreign", "pair /OU=Elsewhere/CN=other", kOtherName, kKept},
+      {"foreign, without a name", "pair /O=Elsewhere", kOtherName, kKept},
+      {"zero behind the name", R"(pair /CN=${h}X; der | LC_ALL=C sed "s/${h}X/$h\x00/g" | openssl x509 -out cert.pem)",
+       kOtherName, kKept},
+      {"own", "pair '/OU=BRENNICK-Talvar Network Management Software (QVX)/CN=other'", kOtherName, kReplaced},
+      {"key of another pair", "pair /CN=$h; key rsa", kMismatch, kSetAside},
+      {"key of another kind", "pair /CN=$h; key ed25519", kMismatch, kSetAside},
+      {"encrypted key", "pair /CN=$h; lock", kNoKey, kSetAside},
+      {"key encrypted in the old way", "pair /CN=$h; lock -traditional", kNoKey, kSetAside},
+      {"half a key", "pair /CN=$h; truncate -s 400 file.pem", kNoKey, kSetAside},
+      {"no key", "pair /CN=$h; rm file.pem", kNoKey, kSetAside},
+      {"empty certificate", "pair /CN=$h; : >cert.pem", kNoCertificate, kSetAside},
+      {"binary certificate", "pair /CN=$h; der >d; mv d cert.pem", kNoCertificate, kSetAside},
+      {"pipes", "mkfifo cert.pem file.pem", kNoCertificate, kReplaced},
+      {"directory", "mkdir cert.pem", kNoCertificate + kCertificateAside + kNoCertificate + kCertificateAside,
+       kRefused},
+  };
+  const auto content = [this](const char* name) {
+    return is_regular_file(installation_.tls() / name) ? Contents(installation_.tls() / name) : std::nullopt;
+  };
+  const std::string open_files = Shell("ls /proc/$PPID/fd");
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    std::filesystem::remove(QvxLogFile);
+    Shell(kMakers + row.prepare);
+    const auto certificate = content("cert.pem");
+    const auto key = content("file.pem");
+    const bool key_aside = row.fate == kSetAside && key;
+    const std::string aside = row.fate == kSetAside ? kCertificateAside + (key ? kKeyAside : "") : "";
+    EXPECT_EQ(GenerateSelfSignedCert(), row.fate == kRefused ? 0 : 1);
+    EXPECT_EQ(Records(), row.record + aside + (row.fate <= kRefused ? "" : kGenerated));
+    EXPECT_EQ(content("cert.pem") == certificate && content("file.pem") == key, row.fate <= kRefused);
+    EXPECT_EQ(content("certmm.pem"), row.fate == kSetAside ? certificate : std::nullopt);
+    EXPECT_EQ(content("filemm.pem"), key_aside ? key : "old\n");
+    EXPECT_EQ(ModeOf(installation_.tls() / "filemm.pem"), key_aside ? 0600U : 0666U);
+    EXPECT_EQ(ERR_peek_error(), 0U);
+  }
+  EXPECT_EQ(Shell("ls /proc/$PPID/fd"), open_files);
+}
+
+}  // namespace qvx::test

@@ -1,0 +1,42 @@
+// Owner types for the TLS library's objects, and the draining of its error queue.
+#ifndef QVX_TLS_OPENSSL_HANDLES_H
+#define QVX_TLS_OPENSSL_HANDLES_H
+
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/ssl.h>
+#include <openssl/x509.h>
+#include <openssl/x509v3.h>
+
+#include <memory>
+
+namespace qvx {
+
+template <auto Free>
+struct OpensslDeleter {
+  template <typename T>
+  void operator()(T* object) const {
+    Free(object);
+  }
+};
+
+using KeyHandle = std::unique_ptr<EVP_PKEY, OpensslDeleter<EVP_PKEY_free>>;
+using KeyContextHandle = std::unique_ptr<EVP_PKEY_CTX, OpensslDeleter<EVP_PKEY_CTX_free>>;
+using CertificateHandle = std::unique_ptr<X509, OpensslDeleter<X509_free>>;
+using ExtensionHandle = std::unique_ptr<X509_EXTENSION, OpensslDeleter<X509_EXTENSION_free>>;
+using ContextHandle = std::unique_ptr<SSL_CTX, OpensslDeleter<SSL_CTX_free>>;
+
+/// Empties the library's error queue at the end of the scope, so that no failure is taken for a later one's.
+class ErrorQueueKeeper {
+ public:
+  ErrorQueueKeeper() = default;
+  ~ErrorQueueKeeper() { ERR_clear_error(); }
+  ErrorQueueKeeper(const ErrorQueueKeeper&) = delete;
+  ErrorQueueKeeper& operator=(const ErrorQueueKeeper&) = delete;
+  ErrorQueueKeeper(ErrorQueueKeeper&&) = delete;
+  ErrorQueueKeeper& operator=(ErrorQueueKeeper&&) = delete;
+};
+
+}  // namespace qvx
+
+#endif

@@ -1,0 +1,186 @@
+#include "tls/pair_check.h"
+
+#include <openssl/pem.h>
+
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "log/ring_log.h"
+#include "os/directories.h"
+#include "os/files.h"
+#include "os/host.h"
+#include "os/strings.h"
+#include "tls/openssl_handles.h"
+#include "tls/pem_files.h"
+#include "tls/self_signed.h"
+
+namespace {
+
+constexpr size_t kHostNameCapacity = 64;
+constexpr int kNameTextCapacity = 100;
+constexpr int kAttempts = 2;  // the second checks what the first one generated
+
+// The check asks only whether the files load and match. At level 0 the library refuses no installed certificate for
+// its key size or digest; that is for the daemon's configuration to decide.
+constexpr int kNoSecurityLevel = 0;
+constexpr char kCipherList[] = "ALL";
+
+constexpr char kCertificateSetAside[] =
+    R"(The server certificate did not match the private key and has been regenerated.
+The problematic certificate was renamed certmm.pem and is in the "..\zx\sslshare" subdirectory.
+)";
+constexpr char kKeySetAside[] =
+    R"(The private key did not match the server certificate and has been regenerated.
+The problematic private key was renamed filemm.pem and is in the "..\zx\sslshare"  subdirectory.
+)";
+
+std::string ReadHostName() {
+  char name[kHostNameCapacity] = {};
+  if (OSGetHostName(name, sizeof name) != 0) {
+    LogOutput(kLogError, "Unable to get the hostname for the server\n");
+    return {};
+  }
+  return name;
+}
+
+/// Null when the library cannot make one; then the text for it has been printed.
+qvx::ContextHandle MakeContext() {
+  qvx::ContextHandle context(SSL_CTX_new(TLS_server_method()));
+  if (!context) {
+    std::puts("SSL_CTX_new() failure");
+    return {};
+  }
+  SSL_CTX_set_options(context.get(), SSL_OP_ALL);
+  SSL_CTX_set_security_level(context.get(), kNoSecurityLevel);
+  return SSL_CTX_set_cipher_list(context.get(), kCipherList) == 1 ? std::move(context) : qvx::ContextHandle();
+}
+
+/// The library's question for a pass phrase: an encrypted file counts as not loadable, and nothing ever waits at a
+/// prompt.
+int RefusePassPhrase(char* /*buffer*/, int /*size*/, int /*for_writing*/, void* /*data*/) {
+  return -1;
+}
+
+qvx::CertificateHandle ReadCertificate() {
+  const qvx::File file = qvx::OpenPemFile(qvx::CertificatePath());
+  return qvx::CertificateHandle(file ? PEM_read_X509(file.get(), nullptr, RefusePassPhrase, nullptr) : nullptr);
+}
+
+bool LoadCertificate(SSL_CTX* context) {
+  const qvx::CertificateHandle certificate = ReadCertificate();
+  if (certificate && SSL_CTX_use_certificate(context, certificate.get()) == 1) {
+    return true;
+  }
+  LogOutput(kLogInformation, "Unable to load certificate file during SSL Server Initialization\n");
+  return false;
+}
+
+qvx::KeyHandle ReadKey() {
+  const std::string path = qvx::KeyPath();
+  const int token = OSPrepOpen(path.c_str());
+  const qvx::File file = qvx::OpenPemFile(path);
+  qvx::KeyHandle key(file ? PEM_read_PrivateKey(file.get(), nullptr, RefusePassPhrase, nullptr) : nullptr);
+  OSUndoPrepOpen(path.c_str(), token);
+  return key;
+}
+
+bool LoadMatchingKey(SSL_CTX* context) {
+  const qvx::KeyHandle key = ReadKey();
+  if (!key) {
+    LogOutput(kLogError, "Unable to load private key during SSL Server Initialization\n");
+    return false;
+  }
+  // The library refuses a key that does not belong to the certificate already when it is given one.
+  if (SSL_CTX_use_PrivateKey(context, key.get()) == 1 && SSL_CTX_check_private_key(context) == 1) {
+    return true;
+  }
+  LogOutput(kLogError, "The SSL certificate and private key did not match during SSL Server Initialization\n");
+  return false;
+}
+
+void SetPairAside() {
+  if (qvx::SetCertificateAside(qvx::CertificatePath(), qvx::TlsSharePath("/certmm.pem"))) {
+    LogOutput(kLogError, "%s", kCertificateSetAside);
+  }
+  if (qvx::SetKeyAside(qvx::KeyPath(), qvx::TlsSharePath("/filemm.pem"))) {
+    LogOutput(kLogError, "%s", kKeySetAside);
+  }
+}
+
+/// The first entry of a kind, at most kNameTextCapacity - 1 bytes of it; nothing when there is none.
+std::optional<std::string> NameEntry(const X509_NAME* name, int kind) {
+  char text[kNameTextCapacity] = {};
+  const int length = X509_NAME_get_text_by_NID(name, kind, text, sizeof text);
+  return length < 0 ? std::nullopt : std::optional(std::string(text, static_cast<size_t>(length)));
+}
+
+/// Whether an entry is `expected` in any case; one that hides more behind a zero byte is not.
+bool EntryEquals(const std::optional<std::string>& entry, const char* expected) {
+  return entry && entry->size() == std::strlen(expected) && stricmp(entry->c_str(), expected) == 0;
+}
+
+}  // namespace
+
+int32_t SSLServerInit() {
+  OSInitializeSocket();
+  SSLInitialization();
+  CreatePHPSessionDir();
+  return GenerateSelfSignedCert();
+}
+
+int32_t SSLInitialization() {
+  const qvx::ErrorQueueKeeper queue;
+  if (OPENSSL_init_ssl(0, nullptr) != 1) {
+    return 0;
+  }
+  OPENSSL_init_ssl(OPENSSL_INIT_LOAD_SSL_STRINGS | OPENSSL_INIT_LOAD_CRYPTO_STRINGS, nullptr);
+  return 1;
+}
+
+int32_t CreatePHPSessionDir() {
+  std::string path = qvx::InstallationPath("/session");
+  OsMkdir(path.c_str());
+  OsProtectFile(path.c_str());
+  path += "/php";
+  OsMkdir(path.c_str());
+  return OsProtectFile(path.c_str());
+}
+
+int32_t GenerateSelfSignedCert() {
+  const qvx::ErrorQueueKeeper queue;
+  const std::string host_name = ReadHostName();
+  const qvx::ContextHandle context = MakeContext();
+  if (!context) {
+    return 0;
+  }
+  int32_t result = 0;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    const bool matching = LoadCertificate(context.get()) && LoadMatchingKey(context.get());
+    if (matching && CheckCertValidity(host_name.c_str()) == 1) {
+      return 1;
+    }
+    if (!matching) {
+      SetPairAside();
+    }
+    result = GenerateSelfSignedCertAndPrivateKey(host_name.c_str());
+  }
+  return result;
+}
+
+int32_t CheckCertValidity(const char* host_name) {
+  const qvx::ErrorQueueKeeper queue;
+  const qvx::CertificateHandle certificate = ReadCertificate();
+  if (!certificate) {
+    return 0;
+  }
+  if (EntryEquals(NameEntry(X509_get_subject_name(certificate.get()), NID_commonName), host_name)) {
+    return 1;
+  }
+  const std::optional<std::string> unit =
+      NameEntry(X509_get_issuer_name(certificate.get()), NID_organizationalUnitName);
+  LogOutput(kLogError, "This certificate has a Common Name (CN) that doesn't match the server's name\n");
+  return EntryEquals(unit, tmkCertOuName) ? 0 : 1;
+}
