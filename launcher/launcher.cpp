@@ -1,0 +1,167 @@
+#include "launcher/launcher.h"
+
+#include <apr_general.h>
+#include <apr_pools.h>
+#include <apr_thread_rwlock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "launcher/daemon_parent.h"
+#include "log/ring_log.h"
+#include "os/directories.h"
+#include "settings/reader.h"
+#include "tls/pair_check.h"
+#include "webconf/agent_map.h"
+#include "webconf/server_conf.h"
+#include "webconf/servlet_container.h"
+
+apr_pool_t* qvx_start_pool = nullptr;
+
+namespace qvx {
+
+namespace {
+
+// A mode is chosen by the argument count, the program's name included.
+constexpr int kStartMode = 1;
+constexpr int kReconfigureMode = 2;
+constexpr int kPermissionsMode = 3;
+
+constexpr int kRefused = 1;
+constexpr int kDaemonNotExecuted = 127;
+
+constexpr char kNoTls[] = "Cannot start application!";
+// The paths in these texts are those of the default installation, wherever this one is.
+constexpr char kNoSettings[] = "Invalid configuration file (/opt/zx/zxqvx/conf/qvxpd.xml). ";
+constexpr char kAskAdministrator[] = "Ask your system administrator to run \"/opt/zx/zxqvx/qvxconfig/qvxconfig.sh\".";
+
+// The launcher and the commands that it runs are usually members of the very process group that it, or another
+// reconfigure run at the same time, signals. The daemon would inherit the setting, so a start leaves it alone.
+void IgnoreReconfigureSignal() {
+  std::signal(SIGUSR1, SIG_IGN);
+}
+
+void StartApr() {
+  apr_initialize();
+  std::atexit(apr_terminate);
+  apr_pool_create_ex(&qvx_start_pool, nullptr, nullptr, nullptr);
+  apr_thread_rwlock_create(&rwlock_log_file, qvx_start_pool);
+}
+
+void DeletePairWhenAsked() {
+  const char* regenerate = std::getenv("QVX_CERT_REGEN");
+  if (regenerate == nullptr || std::string_view(regenerate) != "1") {
+    return;
+  }
+  unlink(TlsSharePath("/cert.pem").c_str());
+  unlink(TlsSharePath("/file.pem").c_str());
+}
+
+int ChangePermissions(pid_t parent) {
+  struct Permission {
+    std::string_view text;
+    mode_t mode;
+  };
+  constexpr Permission kPermissions[] = {{"744", 0744}, {"755", 0755}, {"766", 0766}};
+
+  if (!IsDaemon(parent)) {
+    return kRefused;
+  }
+  const char* wanted = std::getenv("QVXPERMS");
+  const char* file = std::getenv("QVXFPATH");
+  if (wanted == nullptr || file == nullptr) {
+    return EXIT_SUCCESS;
+  }
+  for (const Permission& permission : kPermissions) {
+    if (permission.text == wanted) {
+      chmod(file, permission.mode);
+    }
+  }
+  return EXIT_SUCCESS;
+}
+
+void Print(const char* text) {
+  std::fputs(text, stdout);
+  std::fflush(stdout);
+}
+
+// Writes every generated file. Returns the exit status when the run ends here.
+std::optional<int> Generate() {
+  if (SSLServerInit() == 0) {
+    Print(kNoTls);
+    return EXIT_SUCCESS;
+  }
+  if (ParseQVXInternalXML() == 1) {
+    Print(kNoSettings);
+    Print(kAskAdministrator);
+    return kRefused;
+  }
+  WriteRALOListMapFile();
+  return std::nullopt;
+}
+
+// The daemon leads its session and its process group, so one number names both. killpg(3) takes 0 for the launcher's
+// own group, and what it makes of 1 reaches every process of the machine: neither is ever the daemon's group.
+void SignalDaemon(const std::string& session) {
+  const int group = std::atoi(session.c_str());  // leading digits are the rule
+  if (group > 1) {
+    killpg(group, SIGUSR1);
+  }
+}
+
+int Reconfigure(pid_t parent) {
+  const std::string session = SessionOf(parent);
+  if (IsDaemon(parent)) {
+    SignalDaemon(session);
+  }
+  return EXIT_SUCCESS;
+}
+
+int ExecuteDaemon(std::string daemon, std::string configuration) {
+  std::string define = "-DSSL";
+  std::string file_option = "-f";
+  char* const arguments[] = {daemon.data(), define.data(), file_option.data(), configuration.data(), nullptr};
+  execv(daemon.c_str(), arguments);
+  return kDaemonNotExecuted;
+}
+
+}  // namespace
+
+int RunLauncher(int argument_count) {
+  if (argument_count == kReconfigureMode || argument_count == kPermissionsMode) {
+    IgnoreReconfigureSignal();
+  }
+  unsetenv("LD_ASSUME_KERNEL");
+  const pid_t parent = getppid();
+  StartApr();
+  SetupLogsAndDebug(qvx_start_pool);
+  DeletePairWhenAsked();
+  const std::string configuration = InstallationPath(QVX_CONF_NAME);
+  const std::string daemon = InstallationPath("/sbin/zxqvxd");
+
+  if (argument_count == kPermissionsMode) {
+    return ChangePermissions(parent);
+  }
+  if (argument_count > kPermissionsMode) {
+    return kRefused;
+  }
+  if (const std::optional<int> status = Generate()) {
+    return *status;
+  }
+  if (argument_count == kReconfigureMode) {
+    return Reconfigure(parent);
+  }
+  if (argument_count != kStartMode) {
+    return EXIT_SUCCESS;
+  }
+  load_tomcat();
+  return ExecuteDaemon(daemon, configuration);
+}
+
+}  // namespace qvx
