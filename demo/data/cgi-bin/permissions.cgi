@@ -1,0 +1,8 @@
+#!/bin/sh
+# A permissions run on one file, with the permission string of the request's query.
+# shellcheck source=environment source-path=SCRIPTDIR
+. ./environment
+export QVXPERMS="$QUERY_STRING"
+export QVXFPATH="$base/data/htdocs/notes.txt"
+printf 'Content-Type: text/plain\r\n\r\n'
+exec "$base/sbin/qvxlauncher" permissions file
