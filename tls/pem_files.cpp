@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
@@ -15,6 +16,7 @@ namespace qvx {
 namespace {
 
 constexpr char kCreateOrEmpty[] = "w+b";
+constexpr char kUpdate[] = "r+b";
 
 /// Limits the mode of the files that are made in a scope to their owner. The daemon inherits the mask, so it is put
 /// back as it was.
@@ -31,31 +33,38 @@ class OwnerOnlyMask {
   mode_t before_;
 };
 
-/// Removes what is neither file nor directory, and a file that grants one of the `unwanted` mode bits.
-/// Returns false when it is still there.
-bool MakeWay(const std::string& path, mode_t unwanted) {
+/// Removes what is neither file nor directory. Returns false when it is still there.
+bool MakeWay(const std::string& path) {
   struct stat status {};
-  if (stat(path.c_str(), &status) != 0 || S_ISDIR(status.st_mode)) {
-    return true;
-  }
-  if (S_ISREG(status.st_mode) && (status.st_mode & unwanted) == 0) {
+  if (stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode) || S_ISDIR(status.st_mode)) {
     return true;
   }
   return unlink(path.c_str()) == 0;
 }
 
-bool NarrowToThisProcess(int descriptor) {
-  // Mode 0600 speaks of the owner, so an old file is taken over first. Where that is refused, the mode decides: only
-  // an owner can change it.
-  [[maybe_unused]] const int taken_over = fchown(descriptor, geteuid(), getegid());
-  return fchmod(descriptor, S_IRUSR | S_IWUSR) == 0;
+/// Removes a file, or the one that a link leads to. Returns false when it is still there.
+bool RemoveTarget(const std::string& path) {
+  std::error_code missing;
+  const std::filesystem::path target = std::filesystem::canonical(path, missing);
+  return missing == std::errc::no_such_file_or_directory || unlink(target.c_str()) == 0;
 }
 
-bool CopyAside(const std::string& path, const std::string& copy, mode_t unwanted) {
+/// Makes a file that has to stay fit for a key, and only then empties it: what cannot be narrowed is left as it was.
+bool NarrowAndEmpty(int descriptor) {
+  // Mode 0600 speaks of the owner, so the file is taken over first. Where that is refused, the mode decides: only an
+  // owner can change it.
+  [[maybe_unused]] const int taken_over = fchown(descriptor, geteuid(), getegid());
+  return fchmod(descriptor, S_IRUSR | S_IWUSR) == 0 && chsize(descriptor, 0) == 0;
+}
+
+bool CanBeSetAside(const std::string& path) {
   std::error_code missing;
   const std::filesystem::file_status status = std::filesystem::status(path, missing);
-  return (is_regular_file(status) || is_directory(status)) && MakeWay(copy, unwanted) &&
-         OSCopyFile(path.c_str(), copy.c_str()) == 1;
+  return is_regular_file(status) || is_directory(status);
+}
+
+bool Copy(const std::string& path, const std::string& copy) {
+  return OSCopyFile(path.c_str(), copy.c_str()) == 1;
 }
 
 }  // namespace
@@ -74,25 +83,26 @@ File OpenPemFile(const std::string& path) {
 }
 
 File CreateCertificateFile(const std::string& path) {
-  return MakeWay(path, 0) ? OpenFile(path, kCreateOrEmpty) : File();
+  return MakeWay(path) ? OpenFile(path, kCreateOrEmpty) : File();
 }
 
 File CreateKeyFile(const std::string& path) {
-  if (!MakeWay(path, S_IRWXO)) {
-    return {};
-  }
   const OwnerOnlyMask mask;
-  File file = OpenFile(path, kCreateOrEmpty);
-  return file && NarrowToThisProcess(fileno(file.get())) ? std::move(file) : File();
+  if (RemoveTarget(path)) {
+    return OpenFile(path, kCreateOrEmpty);
+  }
+  std::error_code unreadable;
+  File file = std::filesystem::is_regular_file(path, unreadable) ? OpenFile(path, kUpdate) : File();
+  return file && NarrowAndEmpty(fileno(file.get())) ? std::move(file) : File();
 }
 
 bool SetCertificateAside(const std::string& path, const std::string& copy) {
-  return CopyAside(path, copy, 0);
+  return CanBeSetAside(path) && MakeWay(copy) && Copy(path, copy);
 }
 
 bool SetKeyAside(const std::string& path, const std::string& copy) {
   const OwnerOnlyMask mask;
-  return CopyAside(path, copy, S_IRWXO);
+  return CanBeSetAside(path) && (unlink(copy.c_str()) == 0 || errno == ENOENT) && Copy(path, copy);
 }
 
 }  // namespace qvx

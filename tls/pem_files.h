@@ -3,9 +3,9 @@
 // Whatever stands in the place of a file, a start never waits for it: only a regular file, or a link to one, is read,
 // and a pipe, a socket or a device makes way for a new file.
 //
-// No other account can read a key at any moment. A new file is born with mode 0600. One that is there already is
-// narrowed before a byte is written; if it was open to others it is removed instead, because a descriptor that
-// somebody opened earlier would see the new key.
+// No other account can read a key at any moment. A key's file is born with mode 0600, and an old one is removed first,
+// because a descriptor that somebody opened earlier would see the new key. Only where the directory does not let it go
+// is it kept, narrowed to mode 0600 before it is emptied.
 #ifndef QVX_TLS_PEM_FILES_H
 #define QVX_TLS_PEM_FILES_H
 
