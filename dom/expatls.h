@@ -3,6 +3,7 @@
 #define QVX_DOM_EXPATLS_H
 
 #include <cstddef>
+#include <cstdint>
 
 #include "support/stack.h"
 
@@ -10,12 +11,14 @@ struct XML_ParserStruct;
 
 /// The parser's user data; zero-filled, it is ready for utf8tods.
 struct DOM_ParseContext {
-  char* buffer;              ///< the conversion buffer, from malloc; null until it is first needed
-  size_t capacity;           ///< its size in bytes
-  stack* open_nodes;         ///< the document, then the open document type or the open elements
-  bool in_cdata;             ///< between the start and the end of a CDATA section
-  size_t text_length;        ///< bytes of the text run that is being collected in the buffer
-  XML_ParserStruct* parser;  ///< borrowed
+  char* buffer;                   ///< the conversion buffer, from malloc; null until it is first needed
+  size_t capacity;                ///< its size in bytes
+  stack* open_nodes;              ///< the document, then the open document type or the open elements
+  bool in_cdata;                  ///< between the start and the end of a CDATA section
+  size_t text_length;             ///< bytes of the text run that is being collected in the buffer
+  XML_ParserStruct* parser;       ///< borrowed
+  uint32_t nested_entities;       ///< declared entities that refer to others
+  uint32_t defaulted_attributes;  ///< attributes that came from declarations
 };
 
 /// Stores at most `maximum` bytes of `source`, up to its NUL, in the conversion buffer and terminates them.

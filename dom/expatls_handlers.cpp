@@ -35,6 +35,10 @@ constexpr char kSource[] = "src/expatls.cpp";
 constexpr size_t kVersionBytes = 16;   // of the XML declaration; what is longer is cut
 constexpr size_t kEncodingBytes = 64;  // likewise
 constexpr size_t kWhole = SIZE_MAX;
+// The parser goes one level deeper into its stack for each entity that another one's text refers to.
+constexpr uint32_t kNestedEntities = 4096;
+// A short declaration can give every element thousands of attributes, so a small file could ask for any memory.
+constexpr uint32_t kDefaultedAttributes = 100000;
 
 // Makes the conversion buffer hold `size` bytes; what stands in it stays.
 bool Reserve(DOM_ParseContext& context, size_t size) {
@@ -116,10 +120,23 @@ DOM_Node* Enter(const TraceSite& site, void* user_data, const int32_t& code) {
   return qvx::dom::FinishText(context) ? Top(site, context, code) : nullptr;
 }
 
+// Counts what the declarations added to the attributes of a start tag. Returns false, recorded, when it is too much.
+bool CountDefaulted(const TraceSite& site, DOM_ParseContext& context, const XML_Char** attributes) {
+  const XML_Char** defaulted = attributes + XML_GetSpecifiedAttributeCount(context.parser);
+  for (; *defaulted != nullptr; defaulted += 2) {
+    ++context.defaulted_attributes;
+  }
+  if (context.defaulted_attributes <= kDefaultedAttributes) {
+    return true;
+  }
+  Fail(site, DOM_PARSER_ERR);
+  return false;
+}
+
 void start_fn(void* user_data, const XML_Char* name, const XML_Char** attributes) {
   const TraceSite site(kSource, "start_fn");
   DOM_Node* top = Enter(site, user_data, kNullParameter);
-  if (top == nullptr) {
+  if (top == nullptr || !CountDefaulted(site, ContextOf(user_data), attributes)) {
     return;
   }
   DOM_Element* element = DOM_Document_createElement(top->ownerDocument, name);
@@ -313,10 +330,16 @@ void Declare(const TraceSite& site, void* user_data, const Declaration& declarat
 void entdecl_fn(void* user_data, const XML_Char* name, int is_parameter, const XML_Char* value, int value_length,
                 const XML_Char* /*base*/, const XML_Char* system_id, const XML_Char* public_id,
                 const XML_Char* notation_name) {
-  if (is_parameter == 0) {
-    Declare({kSource, "entdecl_fn"}, user_data,
-            {DOM_ENTITY_NODE, name, value, static_cast<size_t>(value_length), public_id, system_id, notation_name});
+  const TraceSite site(kSource, "entdecl_fn");
+  if (is_parameter != 0 || _exception != 0) {
+    return;
   }
+  const bool refers = value != nullptr && std::memchr(value, '&', static_cast<size_t>(value_length)) != nullptr;
+  if (refers && ++ContextOf(user_data).nested_entities > kNestedEntities) {
+    return Fail(site, DOM_PARSER_ERR);
+  }
+  Declare(site, user_data,
+          {DOM_ENTITY_NODE, name, value, static_cast<size_t>(value_length), public_id, system_id, notation_name});
 }
 
 void notationdecl_fn(void* user_data, const XML_Char* name, const XML_Char* /*base*/, const XML_Char* system_id,

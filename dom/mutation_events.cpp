@@ -15,6 +15,10 @@ constexpr const char* kSource = "src/events.cpp";
 /// Some node of the process has had a listener. The launcher never registers one, so it pays for no event at all.
 bool any_listener = false;
 
+/// Some node of the process has been under a document that it does not belong to, or had a listener without belonging
+/// to any: only then has a listener to be looked for outside the own document.
+bool any_foreign = false;
+
 /// An event that memory ran out for is not dispatched.
 void RecordLostEvent() {
   FailErrno(TraceSite(kSource, "DOM_EventTarget_dispatchEvent"));
@@ -110,28 +114,42 @@ DOM_Node* NextFlagged(const DOM_Node* root, const DOM_Node* node) {
   return nullptr;
 }
 
-/// Whether a mark of a path in `document` can stand on `node`: one that belongs to another document may stand above.
-bool MayBeMarked(const DOM_Node* node, const DOM_Document* document) {
-  return node->childNodes != nullptr && (node->ownerDocument == document || node == document);
+/// Whether the bookkeeping of `document` can leave a note on `node`: not on one that belongs to another document, nor
+/// on a document type, which may go over to another one.
+bool TakesNotes(const DOM_Node* node, const DOM_Document* document) {
+  return node->childNodes != nullptr && node->nodeType != DOM_DOCUMENT_TYPE_NODE &&
+         (node->ownerDocument == document || node == document);
 }
 
 /// Whether an earlier walk went from `node` up to the present common parent, so that another one would change nothing.
 bool LeadsToCommonParent(const DOM_Node* node, DOM_Document* document) {
-  return node->subtreeModified != 0 && MayBeMarked(node, document) &&
+  return node->subtreeModified != 0 && TakesNotes(node, document) &&
          node->childNodes->path_mark == DOM_DocumentPart(document).path_mark;
 }
 
+/// Only whole paths are marked: where a node takes no notes, ForgetPath would not see the path break.
 void MarkPath(DOM_Node* from, const DOM_Node* to, DOM_Document* document) {
-  for (; from != to; from = from->parentNode) {
-    if (MayBeMarked(from, document)) {
-      from->childNodes->path_mark = DOM_DocumentPart(document).path_mark;
+  for (const DOM_Node* node = from; node != to; node = node->parentNode) {
+    if (!TakesNotes(node, document)) {
+      return;
     }
+  }
+  for (; from != to; from = from->parentNode) {
+    from->childNodes->path_mark = DOM_DocumentPart(document).path_mark;
   }
 }
 
 void SetCommonParent(DOM_Document* document, DOM_Node* node) {
-  DOM_DocumentPart(document).commonParent = node;
-  ++DOM_DocumentPart(document).path_mark;
+  DOM_DocumentFields& fields = DOM_DocumentPart(document);
+  if (fields.commonParent != nullptr && fields.common_parent_knows) {
+    fields.commonParent->childNodes->is_common_parents = false;
+  }
+  fields.commonParent = node;
+  fields.common_parent_knows = node != nullptr && TakesNotes(node, document);
+  if (fields.common_parent_knows) {
+    node->childNodes->is_common_parents = true;
+  }
+  ++fields.path_mark;
 }
 
 }  // namespace
@@ -150,12 +168,27 @@ bool IsWithin(const DOM_Node* root, const DOM_Node* node) {
   return node != nullptr;
 }
 
+void ForgetCommonParent(DOM_Node* node) {
+  if (node->nodeType == DOM_DOCUMENT_NODE) {
+    SetCommonParent(node, nullptr);
+  } else if (node->childNodes != nullptr && node->childNodes->is_common_parents &&
+             DOM_DocumentPart(node->ownerDocument).commonParent == node) {
+    SetCommonParent(node->ownerDocument, nullptr);
+  }
+}
+
 void NoteListener(DOM_Node* node) {
   any_listener = true;
   DOM_Document* const document = node->nodeType == DOM_DOCUMENT_NODE ? node : node->ownerDocument;
   if (document != nullptr) {
     DOM_DocumentPart(document).has_listeners = true;
+  } else {
+    any_foreign = true;
   }
+}
+
+void NoteForeign() {
+  any_foreign = true;
 }
 
 bool MayBeHeard(const DOM_Node* node) {
@@ -168,8 +201,7 @@ bool MayBeHeard(const DOM_Node* node) {
       (document != nullptr && static_cast<const DocumentNode*>(document)->has_listeners)) {
     return true;
   }
-  // A document may hold nodes that belong to another one.
-  for (; node != nullptr; node = node->parentNode) {
+  for (; any_foreign && node != nullptr; node = node->parentNode) {
     if (node->listenerCount != 0) {
       return true;
     }
@@ -269,7 +301,7 @@ void DOM_MutationEvent_processSubtreeModified(DOM_Document* document) {
        node = qvx::dom::NextFlagged(document, node)) {
     node->subtreeModified = 0;
   }
-  fields.commonParent = nullptr;
+  qvx::dom::SetCommonParent(document, nullptr);
   if (qvx::dom::MayBeHeard(common_parent)) {
     qvx::dom::Dispatch(common_parent, "DOMSubtreeModified", qvx::dom::Bubbling::kYes);
   }

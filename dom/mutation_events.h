@@ -18,11 +18,15 @@ bool IsWithin(const DOM_Node* root, const DOM_Node* node);
 /// Whether an event at `node` or in its subtree could reach a listener.
 bool MayBeHeard(const DOM_Node* node);
 
-/// Notes that a listener was added to `node`, for MayBeHeard.
+/// Note, for MayBeHeard, that a listener was added to `node`, and that a document got a child of another document.
 void NoteListener(DOM_Node* node);
+void NoteForeign();
 
 /// What the subtree-modified bookkeeping has to know before `node` leaves its parent.
 void ForgetPath(DOM_Node* node);
+
+/// What the bookkeeping has to know before `node` is freed: a document's commonParent is never a node that is gone.
+void ForgetCommonParent(DOM_Node* node);
 
 /// DOMNodeInserted at `node`, then DOMNodeInsertedIntoDocument over its subtree in preorder.
 void AnnounceInsertion(DOM_Node* parent, DOM_Node* node);

@@ -121,8 +121,7 @@ class DoomedNodes {
   DOM_Node* next_;
 };
 
-// Clears the references of `document` to a node that is about to be freed. When that is the clone of its document type,
-// which took the place of the original, the original gets it back.
+// Clears the references of `document` to a node that is about to be freed.
 void ForgetNode(DOM_Document* document, const DOM_Node* node) {
   DOM_DocumentFields& fields = DOM_DocumentPart(document);
   if (fields.documentElement == node) {
@@ -131,14 +130,9 @@ void ForgetNode(DOM_Document* document, const DOM_Node* node) {
   if (fields.commonParent == node) {
     fields.commonParent = nullptr;
   }
-  if (fields.doctype != node) {
-    return;
+  if (fields.doctype == node) {
+    fields.doctype = nullptr;
   }
-  DOM_Node* child = document->firstChild;
-  while (child != nullptr && (child->nodeType != DOM_DOCUMENT_TYPE_NODE || child == node)) {
-    child = child->nextSibling;
-  }
-  fields.doctype = child;
 }
 
 }  // namespace

@@ -87,8 +87,7 @@ DOM_Node* CloneDoctype(DOM_Document* document, const DOM_Node* source) {
   DOM_DocumentType* const clone =
       DOM_Implementation_createDocumentType(source->nodeName, fields.publicId, fields.systemId);
   if (clone != nullptr && document != nullptr) {
-    DOM_DocumentPart(document).doctype = clone;
-    SetDoctypeOwner(clone, document);
+    NameClone(document, clone);
   }
   return clone;
 }

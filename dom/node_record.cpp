@@ -7,6 +7,7 @@
 #include <functional>
 
 #include "dom/list_entries.h"
+#include "dom/mutation_events.h"
 #include "dom/tree.h"
 
 namespace qvx::dom {
@@ -110,10 +111,12 @@ void FreeOwnPart(DOM_Node* node) {
       FreeText(node, DOM_ExternalIdPart(node).notationName);
       break;
     case DOM_DOCUMENT_NODE:
+      ReleaseClone(node);
       FreeText(node, DOM_DocumentPart(node).version);
       FreeText(node, DOM_DocumentPart(node).encoding);
       break;
     case DOM_DOCUMENT_TYPE_NODE:
+      UnnameClone(node);
       FreeText(node, DOM_DocumentTypePart(node).publicId);
       FreeText(node, DOM_DocumentTypePart(node).systemId);
       FreeView(DOM_DocumentTypePart(node).entities);
@@ -178,6 +181,7 @@ DOM_String* ExchangeValue(DOM_Node* node, DOM_String* value, uint32_t length) {
 }
 
 void FreeNode(DOM_Node* node) {
+  ForgetCommonParent(node);
   FreeListeners(node);
   FreeOwnPart(node);
   if (HasPrivateName(node->nodeType)) {

@@ -41,6 +41,7 @@ struct NotationNode : DOM_Node, DOM_ExternalIdFields {};
 struct DocumentNode : ParentNode, DOM_DocumentFields {};
 
 struct DocumentTypeNode : ParentNode, DOM_DocumentTypeFields {
+  DOM_Document* namer;  ///< the document whose doctype field names it although it is no child of it; a clone only
   NamedNodeMap entity_view;
   NamedNodeMap notation_view;
 };

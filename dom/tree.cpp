@@ -46,21 +46,14 @@ bool IsSameOrAncestor(const DOM_Node* candidate, const DOM_Node* node) {
   return false;
 }
 
-// A view counts a declaration as long as its document type is the one that the owner document names.
-bool IsCurrentDoctype(const DOM_Node* doctype) {
-  DOM_Node* const document = doctype->ownerDocument;
-  return document != nullptr && document->nodeType == DOM_DOCUMENT_NODE &&
-         DOM_DocumentPart(document).doctype == doctype;
-}
-
 enum class Change { kCame, kWent };
 
-void KeepViewInStep(NamedNodeMap* view, const DOM_Node* declaration, bool counts, Change change) {
+void KeepViewInStep(NamedNodeMap* view, const DOM_Node* declaration, Change change) {
   if (view == nullptr) {
     return;
   }
   view->cursor = nullptr;
-  if (!counts || view->filter != declaration->nodeType) {
+  if (view->filter != declaration->nodeType) {
     return;
   }
   if (change == Change::kCame) {
@@ -71,28 +64,39 @@ void KeepViewInStep(NamedNodeMap* view, const DOM_Node* declaration, bool counts
 }
 
 void KeepViewsInStep(DOM_Node* doctype, const DOM_Node* declaration, Change change) {
-  const bool counts = IsCurrentDoctype(doctype);
-  KeepViewInStep(DOM_DocumentTypePart(doctype).entities, declaration, counts, change);
-  KeepViewInStep(DOM_DocumentTypePart(doctype).notations, declaration, counts, change);
+  KeepViewInStep(DOM_DocumentTypePart(doctype).entities, declaration, change);
+  KeepViewInStep(DOM_DocumentTypePart(doctype).notations, declaration, change);
+}
+
+// A clone that was named until now is so no longer.
+void NameDoctype(DOM_Document* document, DOM_DocumentType* doctype) {
+  DOM_Node*& named = DOM_DocumentPart(document).doctype;
+  if (named != nullptr) {
+    static_cast<DocumentTypeNode*>(named)->namer = nullptr;
+  }
+  named = doctype;
 }
 
 void NoteChildOfDocument(DOM_Node* document, DOM_Node* child) {
+  if (child->ownerDocument != document && child->nodeType != DOM_DOCUMENT_TYPE_NODE) {
+    NoteForeign();
+  }
   if (child->nodeType == DOM_ELEMENT_NODE) {
     DOM_DocumentPart(document).documentElement = child;
   }
   if (child->nodeType == DOM_DOCUMENT_TYPE_NODE) {
-    DOM_DocumentPart(document).doctype = child;
+    UnnameClone(child);
+    NameDoctype(document, child);
     SetDoctypeOwner(child, document);
   }
 }
 
 void ForgetChildOfDocument(DOM_Node* document, DOM_Node* child) {
-  DOM_DocumentFields& fields = DOM_DocumentPart(document);
-  if (fields.documentElement == child) {
-    fields.documentElement = nullptr;
+  if (child->nodeType == DOM_ELEMENT_NODE) {
+    DOM_DocumentPart(document).documentElement = nullptr;
   }
   if (child->nodeType == DOM_DOCUMENT_TYPE_NODE) {
-    fields.doctype = fields.doctype == child ? nullptr : fields.doctype;
+    NameDoctype(document, nullptr);
     SetDoctypeOwner(child, nullptr);
   }
 }
@@ -162,6 +166,32 @@ void SetDoctypeOwner(DOM_DocumentType* doctype, DOM_Document* document) {
     if (view != nullptr) {
       view->ownerDocument = document;
     }
+  }
+}
+
+void NameClone(DOM_Document* document, DOM_DocumentType* clone) {
+  NameDoctype(document, clone);
+  static_cast<DocumentTypeNode*>(clone)->namer = document;
+  SetDoctypeOwner(clone, document);
+}
+
+void UnnameClone(DOM_DocumentType* doctype) {
+  DOM_Document* const namer = static_cast<DocumentTypeNode*>(doctype)->namer;
+  if (namer == nullptr) {
+    return;
+  }
+  DOM_Node* child = namer->firstChild;
+  while (child != nullptr && (child->nodeType != DOM_DOCUMENT_TYPE_NODE || child == doctype)) {
+    child = child->nextSibling;
+  }
+  NameDoctype(namer, child);
+}
+
+void ReleaseClone(DOM_Document* document) {
+  DOM_DocumentType* const named = DOM_DocumentPart(document).doctype;
+  if (named != nullptr && static_cast<DocumentTypeNode*>(named)->namer == document) {
+    NameDoctype(document, nullptr);
+    SetDoctypeOwner(named, nullptr);
   }
 }
 

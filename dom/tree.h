@@ -22,6 +22,15 @@ void UnlinkChild(DOM_Node* node);
 /// Makes `document` (may be null) the owner of a document type and of its lists.
 void SetDoctypeOwner(DOM_DocumentType* doctype, DOM_Document* document);
 
+/// Lets the doctype field of `document` name a clone that is no child of it.
+void NameClone(DOM_Document* document, DOM_DocumentType* clone);
+
+/// Gives the doctype field of the document that names this clone, if there is one, back to the document's child.
+void UnnameClone(DOM_DocumentType* doctype);
+
+/// What a document has to do for the clone that it names before it is freed.
+void ReleaseClone(DOM_Document* document);
+
 // Walks without a stack. One whose node has been moved out of the subtree meanwhile ends at the root of its new place.
 
 /// The node after `node` in a preorder walk over the subtree of `root`, or null at its end.

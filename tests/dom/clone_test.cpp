@@ -90,6 +90,7 @@ TEST(Clone, DocumentIsANewDocument) {
   EXPECT_EQ(Children(shallow.get()), "");
   const OwnedNode deep(DOM_Node_cloneNode(tree.document(), 1));
   EXPECT_EQ(Children(deep.get()), "t{d{}}r{a{(x)}}");
+  EXPECT_EQ(DOM_DocumentPart(deep.get()).commonParent, deep->lastChild);
   EXPECT_EQ(Violation(deep.get()), "");
   EXPECT_EQ(deep->lastChild->firstChild->ownerDocument, deep.get());
   EXPECT_EQ(DOM_DocumentTypePart(deep->firstChild).entities->length, 1U);
@@ -113,7 +114,11 @@ TEST(Clone, DocumentTypeTakesThePlaceUntilItIsDestroyed) {
   EXPECT_EQ(clone->ownerDocument, tree.document());
   EXPECT_EQ(DOM_Node_appendChild(tree.document(), clone), nullptr);  // the original is still there
   EXPECT_EQ(TakeError(), 0x20003);
-  DOM_Document_destroyNode(tree.document(), clone);
+  {
+    const OwnedNode other(DOM_Implementation_createDocument(nullptr, nullptr, clone));
+    EXPECT_EQ(DOM_Document_getDoctype(tree.document()), doctype);
+  }
+  DOM_Document_destroyNode(nullptr, DOM_Node_cloneNode(doctype, 1));
   EXPECT_EQ(Violation(tree.document()), "");
 
   DOM_Node_appendChild(doctype, Declaration(tree.document(), DOM_ENTITY_NODE, "d"));

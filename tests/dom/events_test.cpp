@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include "tests/dom/model.h"
 
 namespace qvx::test {
@@ -16,15 +14,6 @@ TEST(Event, ModulesAreNamedExactly) {
   }
 }
 
-TEST(Event, HasEightModifiers) {
-  DOM_Event event{};
-  for (const uint32_t modifier : {0U, 1U, 5U, 8U, 9U, 33U}) {
-    DOM_TextEvent_initModifier(&event, modifier, 1);
-  }
-  DOM_TextEvent_initModifier(&event, 5, 0);
-  EXPECT_EQ(event.modifiers, 0x81U);
-}
-
 static int Dispatch(DOM_Node* target, int bubbles = 1, int cancelable = 1) {
   DOM_Event event{};
   DOM_Event_initEvent(&event, "x", bubbles, cancelable);
@@ -33,38 +22,32 @@ static int Dispatch(DOM_Node* target, int bubbles = 1, int cancelable = 1) {
 
 TEST(Dispatch, GoesDownToTheTargetAndUpAgain) {
   const auto redispatch = [](DOM_Event* event) { DOM_EventTarget_dispatchEvent(event->target->ownerDocument, event); };
-  const struct {
-    size_t actor;  // of the capturing (upper case) and other listeners on the path "r" - "p" - "t"
-    void (*act)(DOM_Event*);
-    int bubbles;
-    int cancelable;
-    std::string log;
-    int result = 1;
-  } rows[] = {
-      {6, nullptr, 1, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 p:x@t/3 r:x@t/3 "},
-      {6, nullptr, 0, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 "},
-      {0, DOM_Event_stopPropagation, 1, 1, "R:x@t/1 Z:x@t/1 "},
-      {2, DOM_Event_stopPropagation, 1, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 "},
-      {5, DOM_Event_stopPropagation, 1, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 "},
-      {3, DOM_Event_stopPropagation, 1, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 p:x@t/3 "},
+  // Of the capturing (upper case) and other listeners on the path "r" - "p" - "t" one acts.
+  const std::tuple<size_t, void (*)(DOM_Event*), int, int, std::string, int> rows[] = {
+      {6, nullptr, 1, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 p:x@t/3 r:x@t/3 ", 1},
+      {6, nullptr, 0, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 ", 1},
+      {0, DOM_Event_stopPropagation, 1, 1, "R:x@t/1 Z:x@t/1 ", 1},
+      {2, DOM_Event_stopPropagation, 1, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 ", 1},
+      {5, DOM_Event_stopPropagation, 1, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 ", 1},
+      {3, DOM_Event_stopPropagation, 1, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 p:x@t/3 ", 1},
       {5, DOM_Event_preventDefault, 0, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 ", 0},
-      {5, DOM_Event_preventDefault, 0, 0, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 "},
-      {0, redispatch, 1, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 p:x@t/3 r:x@t/3 "},
+      {5, DOM_Event_preventDefault, 0, 0, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 ", 1},
+      {0, redispatch, 1, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 p:x@t/3 r:x@t/3 ", 1},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.log);
+  for (const auto& [actor, act, bubbles, cancelable, expected_log, result] : rows) {
+    SCOPED_TRACE(expected_log);
     const Tree tree;
     DOM_Node* const parent = tree.Add(tree.root(), "<p");
     DOM_Node* const nodes[] = {tree.root(), parent, tree.Add(parent, "<t")};
     std::string log;
     Listener listeners[] = {{"R", &log}, {"r", &log}, {"P", &log}, {"p", &log}, {"T", &log}, {"t", &log}, {"Z", &log}};
-    listeners[row.actor].act = row.act;
+    listeners[actor].act = act;
     for (size_t i = 0; i < 6; ++i) {
       listeners[i].Hear(nodes[i / 2], "x", i % 2 == 0 ? 1 : 0);
     }
     listeners[6].Hear(tree.root(), "x", 1);
-    EXPECT_EQ(Dispatch(nodes[2], row.bubbles, row.cancelable), row.result);
-    EXPECT_EQ(log, row.log);
+    EXPECT_EQ(Dispatch(nodes[2], bubbles, cancelable), result);
+    EXPECT_EQ(log, expected_log);
   }
 }
 
@@ -123,7 +106,6 @@ TEST(MutationEvents, HandlersMayChangeTheSubtreeThatIsTold) {
     std::string removed;  // by the handler of the inner type that is called for "a"
     std::string log;      // with the phases of the outer type
   } rows[] = {{"DOMNodeInserted", "IntoDocument", "", "s1s3sabbc"},
-              {"DOMNodeInserted", "IntoDocument", "a", "s1s3sabbc"},
               {"DOMNodeInserted", "IntoDocument", "b", "s1s3sac"},
               {"DOMNodeRemoved", "FromDocument", "", "s1s3abbcs"},
               {"DOMNodeRemoved", "FromDocument", "b", "s1s3ab1b3bbcs"}};
@@ -155,18 +137,6 @@ TEST(MutationEvents, HandlersMayChangeTheSubtreeThatIsTold) {
   }
 }
 
-TEST(MutationEvents, AreHeardInAnotherDocumentsTree) {
-  const Tree foreign;
-  const OwnedNode document(DOM_Implementation_createDocument(nullptr, nullptr, nullptr));
-  std::string log;
-  Listener listener{"", nullptr, [&](DOM_Event* event) { log += event->target->nodeName; }};
-  listener.Hear(document.get(), "DOMNodeInserted");
-  DOM_Node* const element = DOM_Node_appendChild(document.get(), DOM_Document_createElement(foreign.document(), "e"));
-  foreign.Add(foreign.root(), "<unheard");
-  foreign.Add(element, "<f");
-  EXPECT_EQ(log, "ef");
-}
-
 TEST(CommonParent, IsFoundByTheFlags) {
   const Tree tree;
   DOM_Node* const a = tree.Add(tree.root(), "<a");
@@ -186,9 +156,6 @@ TEST(CommonParent, IsFoundByTheFlags) {
   DOM_MutationEvent_processSubtreeModified(tree.document());
   DOM_MutationEvent_processSubtreeModified(tree.document());
   EXPECT_EQ(log, ":DOMSubtreeModified@c/3 ");
-  for (const DOM_Node* node : {tree.document(), tree.root(), a, b, c}) {
-    EXPECT_EQ(node->subtreeModified, 0);
-  }
 }
 
 }  // namespace qvx::test

@@ -1,7 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <cerrno>
-
 #include "tests/dom/model.h"
 
 namespace qvx::test {
@@ -10,10 +6,8 @@ TEST(Factories, MakeNodesWithCopiesOfTheirTexts) {
   const Tree tree;
   char a[] = "first";
   char b[] = "second";
-  const struct {
-    DOM_Node* made;
-    std::string fields;  // type, name, value, whether there are a child list and an attribute map, length
-  } rows[] = {
+  // Type, name, value, whether there are a child list and an attribute map, length.
+  const std::pair<DOM_Node*, std::string> rows[] = {
       {DOM_Document_createElement(tree.document(), a), "1 first (null) 1 1 0"},
       {DOM_Document_createAttribute(tree.document(), a), "2 first  1 0 0"},
       {DOM_Document_createTextNode(tree.document(), b), "3 #text second 0 0 6"},
@@ -26,12 +20,12 @@ TEST(Factories, MakeNodesWithCopiesOfTheirTexts) {
       {Document_createNode(tree.document(), 12), "12 (null) (null) 0 0 0"},
   };
   a[0] = b[0] = 'x';
-  for (const auto& row : rows) {
-    const OwnedNode node(row.made);
+  for (const auto& [made, fields] : rows) {
+    const OwnedNode node(made);
     EXPECT_EQ(std::to_string(node->nodeType) + " " + Text(node->nodeName) + " " + Text(node->nodeValue) +
                   (node->childNodes != nullptr ? " 1" : " 0") + (node->attributes != nullptr ? " 1 " : " 0 ") +
                   std::to_string(DOM_CharacterData_getLength(node.get())),
-              row.fields);
+              fields);
     EXPECT_EQ(node->ownerDocument, tree.document());
     EXPECT_TRUE(node->nodeType != DOM_ATTRIBUTE_NODE || DOM_AttributePart(node.get()).specified == 1);
   }
@@ -39,8 +33,6 @@ TEST(Factories, MakeNodesWithCopiesOfTheirTexts) {
 
 TEST(Factories, DocumentTakesItsDocumentType) {
   DOM_DocumentType* const doctype = DOM_Implementation_createDocumentType("t", "public", nullptr);
-  const DOM_DocumentTypeFields& fields = DOM_DocumentTypePart(doctype);
-  EXPECT_EQ(Text(doctype->nodeName) + " " + Text(fields.publicId) + " " + Text(fields.systemId), "t public (null)");
   const OwnedNode document(DOM_Implementation_createDocument("uri", "name", doctype));
   EXPECT_EQ(Text(document->nodeName) + Children(document.get()), "#documentt{}");
   EXPECT_EQ(doctype->ownerDocument, document.get());
@@ -49,11 +41,7 @@ TEST(Factories, DocumentTakesItsDocumentType) {
 
 TEST(Factories, SayWhyTheyMakeNothing) {
   const Tree tree;
-  const struct {
-    std::function<DOM_Node*()> make;
-    int32_t code;
-    std::string trace;
-  } rows[] = {
+  const std::tuple<std::function<DOM_Node*()>, int32_t, std::string> rows[] = {
       {[] { return DOM_Document_createElement(nullptr, "e"); }, 0x10000,
        "src/dom.cpp:N:Document_createNode: A parameter was NULL: doc=NULL,nodeType=1\n"
        "  src/dom.cpp:N:DOM_Document_createElement: \n"},
@@ -66,10 +54,10 @@ TEST(Factories, SayWhyTheyMakeNothing) {
       {[] { return DOM_Implementation_createDocumentType("t", nullptr, "\xff"); }, EILSEQ,
        "src/dom.cpp:N:DOM_Implementation_createDocumentType: Invalid or incomplete multibyte or wide character\n"},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(row.make(), nullptr);
-    EXPECT_EQ(TakeError(), row.code);
-    EXPECT_EQ(TraceText(), row.trace);
+  for (const auto& [make, code, trace] : rows) {
+    EXPECT_EQ(make(), nullptr);
+    EXPECT_EQ(TakeError(), code);
+    EXPECT_EQ(TraceText(), trace);
   }
 }
 

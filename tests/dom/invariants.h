@@ -22,18 +22,25 @@ inline std::vector<const DOM_Node*> Chain(const DOM_Node* parent) {
 /// What is wrong with the children of one node; empty: nothing.
 inline std::string ViolationAt(DOM_Node* parent) {
   const NodeList* const list = parent->childNodes;
+  const std::vector<const DOM_Node*> nodes = Chain(parent);
   const DOM_Node* previous = nullptr;
-  int32_t index = 0;
   std::vector<const DOM_Node*> last_of_type(13);
-  for (const DOM_Node* node : Chain(parent)) {
-    if (node->parentNode != parent || node->previousSibling != previous || DOM_NodeList_item(list, index++) != node) {
+  for (const DOM_Node* node : nodes) {
+    if (node->parentNode != parent || node->previousSibling != previous) {
       return "link";
     }
     previous = last_of_type[node->nodeType] = node;
   }
+  // From the middle on, where the walk before this one left the list's cursor.
+  for (size_t i = 0; i < nodes.size(); ++i) {
+    const size_t index = (i + nodes.size() / 2) % nodes.size();
+    if (DOM_NodeList_item(list, static_cast<int32_t>(index)) != nodes[index]) {
+      return "item";
+    }
+  }
   if (parent->lastChild != previous ||
-      (list != nullptr && (list->length != Chain(parent).size() || list->first != parent->firstChild ||
-                           list->last != parent->lastChild))) {
+      (list != nullptr &&
+       (list->length != nodes.size() || list->first != parent->firstChild || list->last != previous))) {
     return "ends";
   }
   const bool is_document = parent->nodeType == DOM_DOCUMENT_NODE;

@@ -2,15 +2,16 @@
 #ifndef QVX_TESTS_DOM_MODEL_H
 #define QVX_TESTS_DOM_MODEL_H
 
+#include <gtest/gtest.h>
+
+#include <cerrno>
 #include <clocale>
-#include <cstdlib>
 #include <functional>
-#include <memory>
 #include <regex>
 #include <string>
-#include <utility>
 
 #include "dom/dom.h"
+#include "support/malloc_owner.h"
 
 namespace qvx::test {
 
@@ -30,22 +31,14 @@ inline std::string Text(const char* text) {
 
 /// A copy that an operation made for its caller.
 inline std::string Taken(DOM_String* text) {
-  const std::unique_ptr<DOM_String, decltype(&std::free)> owned(text, std::free);
-  return Text(text);
+  return Text(MallocOwner<DOM_String>(text).get());
 }
 
-/// A locale for a scope.
-class Locale {
- public:
-  explicit Locale(const char* name) : set_(std::setlocale(LC_ALL, name)) {}
-  bool set() const { return set_ != nullptr; }
-
- private:
-  struct Restore {
-    void operator()(const char* /*name*/) const { std::setlocale(LC_ALL, "C"); }
-  };
-  std::unique_ptr<const char, Restore> set_;
+/// What std::setlocale returned for a locale that is to be left at the end of a scope.
+struct LocaleLeaver {
+  void operator()(const char* /*name*/) const { std::setlocale(LC_ALL, "C"); }
 };
+using Locale = std::unique_ptr<const char, LocaleLeaver>;
 
 struct NodeDeleter {
   void operator()(DOM_Node* node) const { DOM_Document_destroyNode(node->ownerDocument, node); }

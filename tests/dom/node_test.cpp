@@ -78,7 +78,6 @@ TEST(Node, ElementsByTagNameInDocumentOrder) {
   }
   EXPECT_EQ(DOM_Document_getElementsByTagName(a, "*"), nullptr);
   EXPECT_EQ(DOM_Element_getElementsByTagName(a->lastChild, "*"), nullptr);
-  EXPECT_EQ(DOM_Document_getElementsByTagName(tree.document(), nullptr), nullptr);
   EXPECT_EQ(TakeError(), 0);
 }
 
@@ -123,7 +122,6 @@ TEST(Node, Dumps) {
   DOM_Node_printNode(tree.root());
   DOM_Node_printNode(nullptr);
   DOM_Node_printNode2(tree.document());
-  DOM_Node_printNode2(tree.root()->firstChild);
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "\nnodeName=r,nodeValue=(null),\n\ttype=1,parentNode->nodeName=#document,firstChild->nodeName=c"
             ",lastChild->nodeName=#comment,\n\tchildNodes->length=2,previousSibling->nodeName=(null)"
@@ -134,9 +132,7 @@ TEST(Node, Dumps) {
             "    a=1,b=2\n"
             "        DOM_ELEMENT_NODE: c=(null)\n"
             "            DOM_TEXT_NODE: #text=x\n"
-            "        DOM_COMMENT_NODE: #comment=y\n"
-            "\nDOM_ELEMENT_NODE: c=(null)\n"
-            "    DOM_TEXT_NODE: #text=x\n");
+            "        DOM_COMMENT_NODE: #comment=y\n");
 }
 
 }  // namespace

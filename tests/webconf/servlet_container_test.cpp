@@ -15,8 +15,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using qvx::test::Contents;
-using qvx::test::WriteText;
+using namespace qvx::test;
 
 constexpr char kConfiguration[] = "/opt/zx/zxqvx/conf/qvxpd.conf";
 constexpr char kRules[] = "/opt/zx/zxqvx/conf/mod_proxy.conf";
@@ -45,12 +44,10 @@ void MakeInstallation(const std::string& tool) {
 }
 
 struct Row {
-  const char* name;
-  const char* tool;
+  const char *name, *tool;
   void (*prepare)();
   int32_t result;
-  std::string message;
-  std::string rules;  ///< afterwards
+  std::string message, rules;  // the rules afterwards
 };
 
 int LoadContainer(const Row& row) {
@@ -67,16 +64,15 @@ int LoadContainer(const Row& row) {
   if (fs::exists(kConfiguration)) {
     EXPECT_EQ(row.rules.empty() ? kHead + kTail + "<VirtualHost c:2381>" : kHead + kBlock + kTail + kBlock,
               Contents(kConfiguration));
-    EXPECT_EQ(0777U, qvx::test::ModeOf(kConfiguration));
+    EXPECT_EQ(0777U, ModeOf(kConfiguration));
   }
-  return qvx::test::FailuresAsStatus();
+  return FailuresAsStatus();
 }
 
 }  // namespace
 
 TEST(ServletContainer, StartTable) {
   const char* write = "echo Proxy > /opt/zx/zxqvx/conf/mod_proxy.conf; echo noise >&2";
-  const char* lose_shell = "echo Proxy > /opt/zx/zxqvx/conf/mod_proxy.conf; mount --bind /opt/passwd /bin/sh";
   const std::string printed = "\"genproxyconf\" execution failed: ";
   const std::string after = ";\nunable to determine if tomcat needs to be enabled, disabling tomcat.";
   const char* not_run =
@@ -94,7 +90,7 @@ TEST(ServletContainer, StartTable) {
   const auto lose_rights = [] { EXPECT_EQ(0, unshare(CLONE_NEWUSER)); };
   // The first child is the init of the new namespace; when it has ended, no other child can be made.
   const auto one_child = [] { EXPECT_EQ(0, unshare(CLONE_NEWPID)); };
-  const auto no_child = [] { EXPECT_EQ(0, unshare(CLONE_NEWPID) + qvx::test::RunIsolated(0, [] { return 0; })); };
+  const auto no_child = [] { EXPECT_EQ(0, unshare(CLONE_NEWPID) + RunIsolated(0, [] { return 0; })); };
   const Row rows[] = {
       {"rules", write, more_groups, 3 << 8, "", "Proxy\n"},
       {"no rules", "exit 1", nothing, 0, "", ""},
@@ -103,16 +99,15 @@ TEST(ServletContainer, StartTable) {
       {"tool not run", write, no_child, 0, not_run, ""},
       {"rules removed", "rm /opt/zx/zxqvx/conf/mod_proxy.conf", nothing, 0, unknown, ""},
       {"no folder", "exit 0", lose_folder, 0, unknown, "none"},
-      {"no folder, text", "echo -n x", lose_folder, 0, printed + "x" + after, "none"},
       {"no configuration", write, [] { fs::remove(kConfiguration); }, 0, not_added, "Proxy\n"},
       {"no child", write, one_child, -1, "", "Proxy\n"},
       {"no user", write, lose_user, 0, "Unable to find user \"zxqvx\". Check your QVX instalation.", "Proxy\n"},
       {"identity refused", write, lose_rights, 0, not_started, "Proxy\n"},
-      {"shell lost", lose_shell, nothing, 0, not_started, "Proxy\n"}};
-  const qvx::test::Variable base("SYSMGTZX_BASE_DIR", "/opt/moved");
-  qvx::test::ServiceOwner();
+  };
+  const Variable base("SYSMGTZX_BASE_DIR", "/opt/moved");
+  ServiceOwner();
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    EXPECT_EQ(0, qvx::test::RunIsolated(CLONE_NEWNS, [&row] { return LoadContainer(row); }));
+    EXPECT_EQ(0, RunIsolated(CLONE_NEWNS, [&row] { return LoadContainer(row); }));
   }
 }
