@@ -161,13 +161,6 @@ void ForgetPath(DOM_Node* node) {
   }
 }
 
-bool IsWithin(const DOM_Node* root, const DOM_Node* node) {
-  while (node != nullptr && node != root) {
-    node = node->parentNode;
-  }
-  return node != nullptr;
-}
-
 void ForgetCommonParent(DOM_Node* node) {
   if (node->nodeType == DOM_DOCUMENT_NODE) {
     SetCommonParent(node, nullptr);

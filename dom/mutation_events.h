@@ -12,9 +12,6 @@
 
 namespace qvx::dom {
 
-/// Whether `node` is `root` or below it.
-bool IsWithin(const DOM_Node* root, const DOM_Node* node);
-
 /// Whether an event at `node` or in its subtree could reach a listener.
 bool MayBeHeard(const DOM_Node* node);
 

@@ -195,6 +195,13 @@ void ReleaseClone(DOM_Document* document) {
   }
 }
 
+bool IsWithin(const DOM_Node* root, const DOM_Node* node) {
+  while (node != nullptr && node != root) {
+    node = node->parentNode;
+  }
+  return node != nullptr;
+}
+
 DOM_Node* NextAfterSubtree(const DOM_Node* root, DOM_Node* node) {
   while (node != nullptr && node != root) {
     if (node->nextSibling != nullptr) {

@@ -43,6 +43,9 @@ DOM_Node* NextAfterSubtree(const DOM_Node* root, DOM_Node* node);
 DOM_Node* FirstInPostorder(DOM_Node* root);
 DOM_Node* NextInPostorder(const DOM_Node* root, DOM_Node* node);
 
+/// Whether `node` (may be null) is `root` or one of its descendants.
+bool IsWithin(const DOM_Node* root, const DOM_Node* node);
+
 /// Whether `node` is a text, a CDATA section or a comment.
 inline bool IsCharacterData(const DOM_Node* node) {
   return node->nodeType == DOM_TEXT_NODE || node->nodeType == DOM_CDATA_SECTION_NODE ||
