@@ -80,10 +80,10 @@ struct NodeList {
   mutable NodeEntry* cursor;  ///< the entry that the last look-up by index delivered; null: none
   mutable uint32_t cursor_index;
   uint32_t length;
-  uint32_t path_mark;      ///< of a child list: equals the document's while the path up to the commonParent is known
-  uint16_t filter;         ///< 0 for a plain list; otherwise a node type, and the list is a read-only view
-  bool is_common_parents;  ///< of a child list: the node is the commonParent of its document
-  bool is_child_list;      ///< the entries are the children of the node that this list is a part of
+  uint32_t path_mark;  ///< of a child list: equals the document's while the path up to the commonParent is known
+  uint16_t filter;     ///< 0 for a plain list; otherwise a node type, and the list is a read-only view
+  bool has_been_common_parent;  ///< of a child list: the node has been some document's commonParent
+  bool is_child_list;           ///< the entries are the children of the node that this list is a part of
 };
 using DOM_NodeList = NodeList;
 using NamedNodeMap = NodeList;
@@ -113,13 +113,12 @@ struct DOM_Node : NodeEntry {
 struct DOM_DocumentFields {
   DOM_Node* doctype;
   DOM_Node* documentElement;
-  DOM_Node* commonParent;    ///< where DOMSubtreeModified is due; see DOM_MutationEvent_processSubtreeModified
-  DOM_String* version;       ///< of the XML declaration; may be null
-  DOM_String* encoding;      ///< may be null
-  int32_t standalone;        ///< -1 absent, 0 "no", 1 "yes"
-  bool has_listeners;        ///< some node of the document has had an event listener
-  bool common_parent_knows;  ///< the commonParent has a note of that in its child list, to be cleared when it goes
-  uint32_t path_mark;        ///< what marks a path to the present commonParent
+  DOM_Node* commonParent;  ///< where DOMSubtreeModified is due; see DOM_MutationEvent_processSubtreeModified
+  DOM_String* version;     ///< of the XML declaration; may be null
+  DOM_String* encoding;    ///< may be null
+  int32_t standalone;      ///< -1 absent, 0 "no", 1 "yes"
+  bool has_listeners;      ///< some node of the document has had an event listener
+  uint32_t path_mark;      ///< what marks a path to the present commonParent
 };
 
 /// The own part of an attribute.

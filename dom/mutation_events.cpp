@@ -140,16 +140,11 @@ void MarkPath(DOM_Node* from, const DOM_Node* to, DOM_Document* document) {
 }
 
 void SetCommonParent(DOM_Document* document, DOM_Node* node) {
-  DOM_DocumentFields& fields = DOM_DocumentPart(document);
-  if (fields.commonParent != nullptr && fields.common_parent_knows) {
-    fields.commonParent->childNodes->is_common_parents = false;
+  DOM_DocumentPart(document).commonParent = node;
+  ++DOM_DocumentPart(document).path_mark;
+  if (node != nullptr && node->childNodes != nullptr) {
+    node->childNodes->has_been_common_parent = true;
   }
-  fields.commonParent = node;
-  fields.common_parent_knows = node != nullptr && TakesNotes(node, document);
-  if (fields.common_parent_knows) {
-    node->childNodes->is_common_parents = true;
-  }
-  ++fields.path_mark;
 }
 
 }  // namespace
@@ -161,12 +156,14 @@ void ForgetPath(DOM_Node* node) {
   }
 }
 
-void ForgetCommonParent(DOM_Node* node) {
-  if (node->nodeType == DOM_DOCUMENT_NODE) {
-    SetCommonParent(node, nullptr);
-  } else if (node->childNodes != nullptr && node->childNodes->is_common_parents &&
-             DOM_DocumentPart(node->ownerDocument).commonParent == node) {
-    SetCommonParent(node->ownerDocument, nullptr);
+void ForgetCommonParent(const DOM_Node* node) {
+  if (node->childNodes == nullptr || !node->childNodes->has_been_common_parent) {
+    return;
+  }
+  for (DocumentNode* document = live_documents; document != nullptr; document = document->next_live) {
+    if (document->commonParent == node) {
+      document->commonParent = nullptr;
+    }
   }
 }
 

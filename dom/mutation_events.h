@@ -23,7 +23,7 @@ void NoteForeign();
 void ForgetPath(DOM_Node* node);
 
 /// What the bookkeeping has to know before `node` is freed: a document's commonParent is never a node that is gone.
-void ForgetCommonParent(DOM_Node* node);
+void ForgetCommonParent(const DOM_Node* node);
 
 /// DOMNodeInserted at `node`, then DOMNodeInsertedIntoDocument over its subtree in preorder.
 void AnnounceInsertion(DOM_Node* parent, DOM_Node* node);

@@ -11,6 +11,9 @@
 #include "dom/tree.h"
 
 namespace qvx::dom {
+
+DocumentNode* live_documents = nullptr;
+
 namespace {
 
 size_t RecordSize(uint16_t node_type) {
@@ -83,6 +86,21 @@ void SetUpLists(DOM_Node* node) {
   }
 }
 
+void AddToLive(DocumentNode* document) {
+  document->next_live = live_documents;
+  if (live_documents != nullptr) {
+    live_documents->previous_live = document;
+  }
+  live_documents = document;
+}
+
+void RemoveFromLive(DocumentNode* document) {
+  (document->previous_live != nullptr ? document->previous_live->next_live : live_documents) = document->next_live;
+  if (document->next_live != nullptr) {
+    document->next_live->previous_live = document->previous_live;
+  }
+}
+
 void FreeView(NamedNodeMap* view) {
   if (view != nullptr && !IsPartOfNode(view)) {
     std::free(view);
@@ -111,6 +129,7 @@ void FreeOwnPart(DOM_Node* node) {
       FreeText(node, DOM_ExternalIdPart(node).notationName);
       break;
     case DOM_DOCUMENT_NODE:
+      RemoveFromLive(static_cast<DocumentNode*>(node));
       ReleaseClone(node);
       FreeText(node, DOM_DocumentPart(node).version);
       FreeText(node, DOM_DocumentPart(node).encoding);
@@ -155,6 +174,9 @@ DOM_Node* NewNode(DOM_Document* document, uint16_t node_type, size_t text_capaci
   node->nodeType = node_type;
   node->ownerDocument = document;
   SetUpLists(node);
+  if (node_type == DOM_DOCUMENT_NODE) {
+    AddToLive(static_cast<DocumentNode*>(node));
+  }
   return node;
 }
 

@@ -38,7 +38,14 @@ struct EntityNode : ParentNode, DOM_ExternalIdFields {};
 
 struct NotationNode : DOM_Node, DOM_ExternalIdFields {};
 
-struct DocumentNode : ParentNode, DOM_DocumentFields {};
+struct DocumentNode : ParentNode, DOM_DocumentFields {
+  DocumentNode* previous_live;
+  DocumentNode* next_live;
+};
+
+/// The documents that are not freed yet. A node may outlive its document, so what is freed finds the documents here and
+/// not by its ownerDocument.
+extern DocumentNode* live_documents;
 
 struct DocumentTypeNode : ParentNode, DOM_DocumentTypeFields {
   DOM_Document* namer;  ///< the document whose doctype field names it although it is no child of it; a clone only
