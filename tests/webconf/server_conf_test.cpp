@@ -89,6 +89,7 @@ TEST(ServerConf, FileIsMadeFromTheRecordAndProtected) {
   values.access_directives = "allow from 127.0.0.1\nallow from 10.0.0.1\nallow from 10.0.0.2\n";
   EXPECT_EQ(qvx::ServerConfText(values, Addresses{"255.255.255.255"}), qvx::test::Contents(path));
   EXPECT_EQ(0660U, qvx::test::ModeOf(path));
+  EXPECT_EQ(std::string::npos, qvx::ServerConfText(values, {}).find("<VirtualHost"));
   qvx::ReleaseBindList();
   EXPECT_EQ(0, DeleteHttpConfFile());
   EXPECT_EQ(1, DeleteHttpConfFile());

@@ -2,8 +2,10 @@
 
 #include <grp.h>
 #include <gtest/gtest.h>
+#include <linux/capability.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <vector>
@@ -87,7 +89,13 @@ TEST(ServletContainer, StartTable) {
   const auto more_groups = [] { setgroups(2, std::vector<gid_t>{0, 4}.data()); };
   const auto lose_folder = [] { fs::remove_all("/opt/zx"); };
   const auto lose_user = [] { mount("/opt/passwd", "/etc/passwd", "none", MS_BIND, nullptr); };
-  const auto lose_rights = [] { EXPECT_EQ(0, unshare(CLONE_NEWUSER)); };
+  const auto lose_rights = [] {
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct sets[2] = {};
+    EXPECT_EQ(0, syscall(SYS_capget, &header, sets));
+    sets[0].effective &= ~(1U << CAP_SETGID | 1U << CAP_SETUID);
+    EXPECT_EQ(0, syscall(SYS_capset, &header, sets));
+  };
   // The first child is the init of the new namespace; when it has ended, no other child can be made.
   const auto one_child = [] { EXPECT_EQ(0, unshare(CLONE_NEWPID)); };
   const auto no_child = [] { EXPECT_EQ(0, unshare(CLONE_NEWPID) + RunIsolated(0, [] { return 0; })); };
