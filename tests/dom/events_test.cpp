@@ -158,4 +158,17 @@ TEST(CommonParent, IsFoundByTheFlags) {
   EXPECT_EQ(log, ":DOMSubtreeModified@c/3 ");
 }
 
+TEST(CommonParent, IsNeitherReachedFromASubtreeThatLeftNorFreedUnseen) {
+  const Tree tree;
+  DOM_Node* const a = tree.Add(tree.root(), "<a");
+  DOM_Node* const b = tree.Add(a, "<b");
+  tree.Add(b, "x");
+  DOM_Node_removeChild(tree.root(), a);
+  EXPECT_EQ(tree.common_parent(), tree.root());
+  tree.Add(b, "y");
+  EXPECT_EQ(tree.common_parent(), b);
+  DOM_Document_destroyNode(nullptr, a);
+  EXPECT_EQ(tree.common_parent(), nullptr);
+}
+
 }  // namespace qvx::test
