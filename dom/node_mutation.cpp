@@ -134,7 +134,11 @@ DOM_Node* ReplaceByNode(const TraceSite& site, DOM_Node* parent, DOM_Node* node,
     return nullptr;
   }
   DOM_Node* const next = old->nextSibling;
+  DOM_Document* const owner = old->ownerDocument;
   UnlinkChild(old);
+  if (old->nodeType == DOM_DOCUMENT_TYPE_NODE) {
+    SetDoctypeOwner(old, owner);  // only a removal makes it nobody's
+  }
   LinkChild(parent, node, next);
   AnnounceInsertion(parent, node);
   updateCommonParent(parent);
