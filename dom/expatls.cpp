@@ -12,6 +12,7 @@
 
 #include "dom/dom.h"
 #include "dom/failure.h"
+#include "os/files.h"
 
 using qvx::TracePropagation;
 using qvx::TraceSite;
@@ -82,11 +83,6 @@ struct StackDelete {
 };
 using StackHandle = std::unique_ptr<stack, StackDelete>;
 
-struct FileClose {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using FileHandle = std::unique_ptr<std::FILE, FileClose>;
-
 // While it lives, the document is its own ownerDocument, so that a handler finds the document to make nodes in at any
 // open node. The parse context is released in the order of the destructor.
 class LoadScope {
@@ -134,11 +130,11 @@ int DOM_DocumentLS_load(DOM_Document* document, const char* path) {
     FailDetails(site, kNullParameter, "doc=%p,uri=%s", static_cast<void*>(document), path != nullptr ? path : "(null)");
     return -1;
   }
-  const FileHandle stream(std::fopen(path, "re"));
+  const qvx::File stream(OSfopen(path, "r"));
   if (stream == nullptr) {
     const int32_t error = errno;
     FailDetails(site, error, "uri=%s", path);
-    return -1;
+    return qvx::IsNoFile(error) ? 0 : -1;
   }
   return DOM_DocumentLS_fread(document, stream.get());
 }

@@ -34,7 +34,7 @@ namespace qvx {
 void ReadDebugCategories(const char* path) {
   constexpr int kPieceCapacity = 80;
   Categories = 0;
-  const File file = IsPipeOrDevice(path) ? File() : OpenFile(path, "rb");
+  const File file = OpenFile(path, "rb");
   if (!file) {
     return;
   }

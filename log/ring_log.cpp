@@ -3,14 +3,18 @@
 #include <apr_thread_rwlock.h>
 #include <apr_time.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <new>
 #include <string_view>
 
 #include "log/debug_categories.h"
 #include "os/bounded_copy.h"
+#include "os/file_replacement.h"
 #include "os/files.h"
+#include "os/protection.h"
 
 const LogType logType[4] = {
     {"INFORMATION LOG", kLogInformation},
@@ -43,16 +47,20 @@ LogLock LockLog() {
   return LogLock(locked ? rwlock_log_file : nullptr);
 }
 
-/// Opens the log for update; a missing one is created and protected before anything stands in it.
+/// Opens the log for update. Only a missing one is made, and it comes into being as the service
+/// account's: whatever ends the launcher on the way, no log is left that the account cannot use.
 qvx::File OpenLog() {
   if (qvx::File file = qvx::OpenFile(QvxLogFile, "rb+")) {
     return file;
   }
-  if (!qvx::OpenFile(QvxLogFile, "wb+")) {
+  if (errno != ENOENT) {
     return nullptr;
   }
-  OsProtectLogFile(QvxLogFile);
-  return qvx::OpenFile(QvxLogFile, "wb+");
+  qvx::RemoveLeftovers(QvxLogFile);
+  if (qvx::FileReplacement(QvxLogFile, qvx::ServiceFile()).CommitNew()) {
+    OsProtectLogFile(QvxLogFile);
+  }
+  return qvx::OpenFile(QvxLogFile, "rb+");
 }
 
 /// The offset for the next record that the header holds; 0 when it holds none.
@@ -81,12 +89,29 @@ void WriteHeading(std::FILE* file, const LogType& type) {
   std::fprintf(file, "\n\n%s (severity=%d)  %s\n", type.name, type.severity, time);
 }
 
-void EndRecord(std::FILE* file) {
+/// The header moves only when the record stands in the file. Returns whether it does.
+bool EndRecord(std::FILE* file) {
   const off_t position = ftello(file);
+  if (std::fflush(file) != 0 || std::ferror(file) != 0) {
+    return false;
+  }
   if (position > MaximumLogFileSize) {
     chsize(fileno(file), position);
   }
   WriteHeader(file, static_cast<uint64_t>(position));
+  return true;
+}
+
+int AppendRecord(int severity, const char* format, va_list arguments) {
+  const qvx::File file = OpenLog();
+  if (!file) {
+    return -1;
+  }
+  GoToNextRecord(file.get());
+  WriteHeading(file.get(), logType[severity]);
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): a false alarm when one run reads several files.
+  const int count = std::vfprintf(file.get(), format, arguments);
+  return EndRecord(file.get()) ? count : -1;
 }
 
 }  // namespace
@@ -110,15 +135,9 @@ int VLogOutput(int severity, const char* format, va_list arguments) {
   if (QvxLogFile[0] == '\0' || severity < kLogInformation || severity > kLogCritical) {
     return -1;
   }
-  const qvx::File file = OpenLog();
-  // A pipe or a terminal cannot be a ring, and reading a header from it could wait for ever.
-  if (!file || ftello(file.get()) < 0) {
+  try {
+    return AppendRecord(severity, format, arguments);
+  } catch (const std::bad_alloc&) {
     return -1;
   }
-  GoToNextRecord(file.get());
-  WriteHeading(file.get(), logType[severity]);
-  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): a false alarm when one run reads several files.
-  const int count = std::vfprintf(file.get(), format, arguments);
-  EndRecord(file.get());
-  return count;
 }

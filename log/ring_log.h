@@ -42,8 +42,8 @@ extern apr_thread_rwlock_t* rwlock_log_file;
 void SetupLogsAndDebug(apr_pool_t* pool);
 
 /// Appends one record: a heading with the severity and the local time, then the formatted message as it stands.
-/// Returns the characters of the message; -1 when nothing could be written (no log path yet, the file cannot be
-/// opened, it is a pipe or a terminal) or `severity` is not 0 to 3.
+/// Returns the characters of the message; -1 when the record could not be written (no log path yet, the file cannot be
+/// opened, the disk is full: the next record then takes its place) or `severity` is not 0 to 3.
 [[gnu::format(printf, 2, 3)]] int LogOutput(int severity, const char* format, ...);
 
 /// As LogOutput, without taking the lock.

@@ -2,20 +2,23 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 
-#include "os/files.h"
+#include "os/descriptor.h"
+#include "os/service_account.h"
 
 namespace {
 
 constexpr int kShellFailed = 127;  // as a shell reports a command that it could not run
-constexpr unsigned kSecondsBeforeFailedChildEnds = 1;
+constexpr unsigned kSecondsAfterFailedStart = 1;
 constexpr int kChildCheckMilliseconds = 50;  // how late the end of a command may be noticed while its output stays open
 
 /// Repeats a system call that a signal interrupted.
@@ -46,23 +49,53 @@ std::optional<Pipe> MakePipe() {
   return Pipe{qvx::Descriptor(ends[0]), qvx::Descriptor(ends[1])};
 }
 
-/// A process that was started without standard streams gets pipe ends in their place, so the write end may be standard
-/// output already: then it must only survive the exec, which closes the rest.
-void MakeStandardOutput(qvx::Descriptor write_end) {
-  if (write_end.get() == STDOUT_FILENO) {
-    fcntl(write_end.release(), F_SETFD, 0);
-    return;
-  }
-  Resumed([&write_end] { return dup2(write_end.get(), STDOUT_FILENO); });
-}
+/// How the start of a shell went: it runs, no process could be made, or it could not be executed.
+enum class Started { kRuns, kNoProcess, kNotExecuted };
 
-/// Runs in the child.
-int RunCaptured(const char* command, qvx::Descriptor write_end) {
-  MakeStandardOutput(std::move(write_end));
-  qvx::ExecuteShell(command);
-  Report("process_linux_cmd: child's execv failed!\n");
-  sleep(kSecondsBeforeFailedChildEnds);
-  return kShellFailed;
+struct Shell {
+  Started started;
+  pid_t process;
+};
+
+/// What a new process does before it becomes the shell: it takes `output`, if there is one, for its standard output.
+class SpawnActions {
+ public:
+  explicit SpawnActions(const qvx::Descriptor& output) : error_(posix_spawn_file_actions_init(&actions_)) {
+    if (error_ == 0 && output) {
+      error_ = posix_spawn_file_actions_adddup2(&actions_, output.get(), STDOUT_FILENO);
+    }
+  }
+  ~SpawnActions() { posix_spawn_file_actions_destroy(&actions_); }
+  SpawnActions(const SpawnActions&) = delete;
+  SpawnActions& operator=(const SpawnActions&) = delete;
+  SpawnActions(SpawnActions&&) = delete;
+  SpawnActions& operator=(SpawnActions&&) = delete;
+
+  int error() const { return error_; }
+  const posix_spawn_file_actions_t* get() const { return &actions_; }
+
+ private:
+  posix_spawn_file_actions_t actions_{};
+  int error_;
+};
+
+/// Starts the shell on `command`, with `output` (none: the launcher's own) as its standard output. The process is not
+/// forked: copying the launcher's page tables would cost more than the rest of it. An output that is descriptor 1
+/// already, in a process that was started without standard streams, survives the exec, too.
+Shell StartShell(const char* command, const qvx::Descriptor& output) {
+  const SpawnActions actions(output);
+  std::string name = "sh";
+  std::string option = "-c";
+  std::string text = command;
+  char* const arguments[] = {name.data(), option.data(), text.data(), nullptr};
+  pid_t process = -1;
+  const int error = actions.error() != 0
+                        ? actions.error()
+                        : posix_spawn(&process, qvx::kShell, actions.get(), nullptr, arguments, environ);
+  if (error == 0) {
+    return {Started::kRuns, process};
+  }
+  return {error == EAGAIN || error == ENOMEM ? Started::kNoProcess : Started::kNotExecuted, -1};
 }
 
 ssize_t Read(int descriptor, char* buffer, size_t size) {
@@ -114,20 +147,44 @@ void DropRestUntilEnd(int descriptor, pid_t child) {
   }
 }
 
-}  // namespace
+constexpr std::string_view kExecuteForkFailed = "execute_linux_cmd: fork() failed! \n";
+constexpr std::string_view kExecuteFailed = "execute_linux_cmd: child's execv failed!\n";
 
-int32_t execute_linux_cmd(const char* command) {
-  const pid_t child = qvx::StartChild([command] {
-    qvx::ExecuteShell(command);
-    Report("execute_linux_cmd: child's execv failed!\n");
+/// Runs `command` as the service account; a process that is not root's, or a machine without that account, keeps its
+/// own rights.
+int32_t ExecuteAsAccount(const char* command) {
+  const std::optional<qvx::AccountIds> account = geteuid() == 0 ? qvx::ServiceAccountIds() : std::nullopt;
+  const pid_t child = qvx::StartChild([command, &account] {
+    if (!account || qvx::BecomeServiceAccount(*account)) {
+      qvx::ExecuteShell(command);
+    }
+    Report(kExecuteFailed);
     return kShellFailed;
   });
   if (child < 0) {
-    Report("execute_linux_cmd: fork() failed! \n");
+    Report(kExecuteForkFailed);
     return 0;
   }
   qvx::WaitForChild(child);
   return 1;
+}
+
+}  // namespace
+
+int32_t execute_linux_cmd(const char* command) {
+  const Shell shell = StartShell(command, qvx::Descriptor());
+  switch (shell.started) {
+    case Started::kNoProcess:
+      Report(kExecuteForkFailed);
+      return 0;
+    case Started::kNotExecuted:
+      Report(kExecuteFailed);
+      return 1;
+    case Started::kRuns:
+      qvx::WaitForChild(shell.process);
+      return 1;
+  }
+  return 0;
 }
 
 int32_t process_linux_cmd(const char* command, char* output, uint32_t size) {
@@ -136,19 +193,24 @@ int32_t process_linux_cmd(const char* command, char* output, uint32_t size) {
     Report("process_linux_cmd: pipe() failed! \n");
     return -1;
   }
-  const pid_t child = qvx::StartChild([command, &pipe] { return RunCaptured(command, std::move(pipe->write_end)); });
-  if (child < 0) {
+  const Shell shell = StartShell(command, pipe->write_end);
+  if (shell.started == Started::kNoProcess) {
     Report("process_linux_cmd: fork() failed! \n");
     return -1;
   }
+  if (shell.started == Started::kNotExecuted) {
+    Report("process_linux_cmd: child's execv failed!\n");
+    sleep(kSecondsAfterFailedStart);
+    return 0;
+  }
   pipe->write_end = qvx::Descriptor();
   const int output_end = pipe->read_end.get();
-  const bool runs = RunsUntilOutput(output_end, child);
+  const bool runs = RunsUntilOutput(output_end, shell.process);
   if (IsReadable(output_end, 0)) {
     StoreFirstRead(output_end, output, size);
   }
   if (runs) {
-    DropRestUntilEnd(output_end, child);
+    DropRestUntilEnd(output_end, shell.process);
   }
   return 0;
 }
@@ -159,6 +221,10 @@ int Callpopen() {
 }
 
 namespace qvx {
+
+int32_t RunCommand(const std::string& command, Rights rights) {
+  return rights == Rights::kOwn ? execute_linux_cmd(command.c_str()) : ExecuteAsAccount(command.c_str());
+}
 
 void CommandCloser::operator()(std::FILE* stream) const {
   pclose(stream);
@@ -175,7 +241,11 @@ void ExecuteShell(const char* command) {
 pid_t StartChild(const std::function<int()>& body) {
   const pid_t child = fork();
   if (child == 0) {
-    _exit(body());
+    try {
+      _exit(body());
+    } catch (...) {  // what handles it is the parent's
+      _exit(kShellFailed);
+    }
   }
   return child;
 }

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <string>
 
 /// Runs `command` for its effect and waits for it; its standard streams are the launcher's own.
 /// Returns 1 when the child was created and has ended, whatever its exit status; 0, with a text on standard error,
@@ -31,6 +32,22 @@ namespace qvx {
 
 inline constexpr char kShell[] = "/bin/sh";
 
+/// Characters of a protection or copy command.
+inline constexpr size_t kMaxCommand = 511;
+
+/// Whose rights a command has: the launcher's, or the service account's when the launcher is root
+/// and there is such an account.
+enum class Rights { kOwn, kServiceAccount };
+
+/// The rights for a command that names paths: who could change what these lead to while it runs must
+/// not gain by it. `is_held` as in os/path_walk.h.
+inline Rights RightsFor(bool is_held) {
+  return is_held ? Rights::kOwn : Rights::kServiceAccount;
+}
+
+/// As execute_linux_cmd, with the given rights.
+int32_t RunCommand(const std::string& command, Rights rights);
+
 /// Closes a stream of OpenCommand and waits for its command.
 struct CommandCloser {
   void operator()(std::FILE* stream) const;
@@ -44,7 +61,8 @@ CommandStream OpenCommand(const char* command);
 void ExecuteShell(const char* command);
 
 /// Creates a child that runs `body` and ends with the status that it returns (through _exit: the launcher's exit
-/// handlers and unwritten streams are the launcher's). Returns its process ID, or -1 with errno set.
+/// handlers and unwritten streams are the launcher's; an exception ends it with 127). Returns its process ID, or -1
+/// with errno set.
 pid_t StartChild(const std::function<int()>& body);
 
 /// Waits for the child with waitpid's `options`: 0, or WUNTRACED to return when it is stopped, too. Returns its wait

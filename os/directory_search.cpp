@@ -1,14 +1,17 @@
 #include "os/directory_search.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <fnmatch.h>
 #include <sys/stat.h>
 
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 
 #include "os/bounded_copy.h"
+#include "os/path_walk.h"
 #include "os/paths.h"
 
 namespace {
@@ -52,13 +55,13 @@ bool FillNextMatch(DIR* stream, OSFindRecord* record) {
   return false;
 }
 
-}  // namespace
+DirectoryStream OpenStream(const char* path) {
+  const qvx::Descriptor directory = qvx::OpenDirectory(path);
+  const int descriptor = directory ? openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
+  return DirectoryStream(descriptor < 0 ? nullptr : fdopendir(descriptor));
+}
 
-OSFindHandle OSFindFirstFile(const char* pattern_path, OSFindRecord* record) {
-  // A cut path could name another directory.
-  if (std::strlen(pattern_path) >= kPathCapacity) {
-    return kNoSearch;
-  }
+OSFindHandle FindFirst(const char* pattern_path, OSFindRecord* record) {
   char directory[kPathCapacity];
   char file[kPathCapacity];
   GetDirFile(pattern_path, directory, file);
@@ -68,11 +71,25 @@ OSFindHandle OSFindFirstFile(const char* pattern_path, OSFindRecord* record) {
     pattern.erase(position + 1, kEveryDosName.size() - 1);
   }
   qvx::CopyBounded(pattern, record->pattern, sizeof(record->pattern));
-  DirectoryStream stream(opendir(directory));
+  DirectoryStream stream = OpenStream(directory);
   if (!stream || !FillNextMatch(stream.get(), record)) {
     return kNoSearch;
   }
   return reinterpret_cast<OSFindHandle>(stream.release());
+}
+
+}  // namespace
+
+OSFindHandle OSFindFirstFile(const char* pattern_path, OSFindRecord* record) {
+  // A cut path could name another directory.
+  if (std::strlen(pattern_path) >= kPathCapacity) {
+    return kNoSearch;
+  }
+  try {
+    return FindFirst(pattern_path, record);
+  } catch (const std::bad_alloc&) {
+    return kNoSearch;
+  }
 }
 
 int OSFindNextFile(OSFindHandle handle, OSFindRecord* record) {

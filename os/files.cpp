@@ -1,45 +1,24 @@
 #include "os/files.h"
 
 #include <fcntl.h>
-#include <pwd.h>
+#include <linux/openat2.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <new>
+#include <optional>
+#include <string_view>
+#include <thread>
 #include <utility>
-
-#include "os/commands.h"
-#include "os/directories.h"
-#include "os/paths.h"
 
 namespace {
 
-constexpr size_t kMaxCommand = 511;         // characters of a protection or copy command
-constexpr size_t kMaxBuiltDirectory = 255;  // characters of a directory part that QVXBuildDirectory creates
-constexpr mode_t kDirectoryMode = 0775;
 constexpr mode_t kSharedFileMode = 0664;
-
-int32_t RunBounded(const std::string& command) {
-  return command.size() > kMaxCommand ? 0 : execute_linux_cmd(command.c_str());
-}
-
-/// Changes into each level of `directory` below the working directory, creating those that are missing. Cuts
-/// `directory` in place. Returns 0, or -1 at the first level that cannot be entered.
-int EnterLevels(char* directory) {
-  char* rest = nullptr;
-  for (char* piece = strtok_r(directory, "/", &rest); piece != nullptr; piece = strtok_r(nullptr, "/", &rest)) {
-    if (chdir(piece) == 0) {
-      continue;
-    }
-    _mkdir(piece);
-    if (chdir(piece) != 0) {
-      return -1;
-    }
-  }
-  return 0;
-}
+constexpr mode_t kStreamFileMode = 0666;  // of a file that a stream creates, less the creation mask
 
 bool LockWhole(int descriptor, int lock_type) {
   struct flock lock {};
@@ -50,69 +29,174 @@ bool LockWhole(int descriptor, int lock_type) {
   return fcntl(descriptor, F_SETLK, &lock) == 0;
 }
 
+/// The flags of open(2) for a mode of fopen(3); nothing for what is none.
+std::optional<int> OpenFlags(std::string_view mode) {
+  if (mode.empty()) {
+    return std::nullopt;
+  }
+  const std::string_view letters = mode.substr(0, mode.find(','));
+  const bool both = letters.find('+') != std::string_view::npos;
+  const int exclusive = letters.find('x') != std::string_view::npos ? O_EXCL : 0;
+  switch (mode[0]) {
+    case 'r':
+      return both ? O_RDWR : O_RDONLY;
+    case 'w':
+      return (both ? O_RDWR : O_WRONLY) | O_CREAT | O_TRUNC | exclusive;
+    case 'a':
+      return (both ? O_RDWR : O_WRONLY) | O_CREAT | O_APPEND | exclusive;
+    default:
+      return std::nullopt;
+  }
+}
+
+bool IsForReading(int flags) {
+  return (flags & (O_ACCMODE | O_CREAT)) == O_RDONLY;
+}
+
+bool MayOpen(const qvx::Place& place, const struct stat& file, int flags) {
+  const bool reads = IsForReading(flags);
+  if (S_ISDIR(file.st_mode) && !reads) {
+    errno = EISDIR;
+    return false;
+  }
+  if (!S_ISREG(file.st_mode) && !S_ISDIR(file.st_mode)) {
+    errno = S_ISLNK(file.st_mode) ? ELOOP : ENXIO;
+    return false;
+  }
+  if (!MayStep(place, file, reads ? qvx::Access::kRead : qvx::Access::kChange)) {
+    errno = ELOOP;
+    return false;
+  }
+  return true;
+}
+
+/// openat(2), repeated for a while as long as another process's lease stands in the way. The
+/// service account can hold leases on all of its files, so what was waited counts for all of them.
+int OpenWithPatience(const qvx::Place& place, int flags, mode_t mode) {
+  constexpr auto kPause = std::chrono::milliseconds(20);
+  static int pauses_left = 150;
+  for (;;) {
+    const int file =
+        openat(place.directory.get(), place.name.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, mode);
+    if (file >= 0 || errno != EWOULDBLOCK || pauses_left == 0) {
+      return file;
+    }
+    --pauses_left;
+    std::this_thread::sleep_for(kPause);
+  }
+}
+
+/// What most paths lead to, a file of one name by a way without links, is opened with one look: no
+/// step on the way has to be judged then.
+qvx::Descriptor OpenPlainFile(const std::string& path) {
+  open_how how{};
+  how.flags = O_PATH | O_CLOEXEC;
+  how.resolve = RESOLVE_NO_SYMLINKS;
+  const qvx::Descriptor entry(static_cast<int>(syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how)));
+  struct stat status {};
+  if (!entry || fstat(entry.get(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_nlink != 1) {
+    return qvx::Descriptor();
+  }
+  return qvx::Descriptor(open(qvx::PathOf(entry).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+}
+
 }  // namespace
 
 namespace qvx {
 
-Descriptor::~Descriptor() {
-  if (descriptor_ >= 0) {
-    close(descriptor_);
+Descriptor OpenEntry(const Place& place, int flags) {
+  if (!place.exists() || !MayOpen(place, place.entry_status, flags)) {
+    errno = place.exists() ? errno : ENOENT;
+    return Descriptor();
   }
-}
-
-Descriptor::Descriptor(Descriptor&& other) noexcept : descriptor_(other.release()) {}
-
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-  Descriptor old(std::exchange(descriptor_, other.release()));
-  return *this;
-}
-
-int Descriptor::release() {
-  return std::exchange(descriptor_, -1);
-}
-
-WorkingDirectoryKeeper::WorkingDirectoryKeeper() : saved_(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)) {
-  char path[kPathCapacity];
-  if (!saved_ && getcwd(path, sizeof(path)) != nullptr) {
-    saved_path_ = path;
+  Descriptor file(OpenWithPatience(place, flags & ~O_TRUNC, 0));
+  struct stat status {};
+  // The name may stand for something else by now.
+  if (!file || fstat(file.get(), &status) != 0 || !MayOpen(place, status, flags)) {
+    return Descriptor();
   }
+  if ((flags & O_TRUNC) != 0 && ftruncate(file.get(), 0) != 0) {
+    return Descriptor();
+  }
+  return file;
 }
 
-WorkingDirectoryKeeper::~WorkingDirectoryKeeper() {
-  [[maybe_unused]] const int result = saved_ ? fchdir(saved_.get()) : chdir(saved_path_.c_str());
+Descriptor OpenDescriptor(const std::string& path, int flags, mode_t mode) {
+  if (flags == O_RDONLY) {
+    if (Descriptor file = OpenPlainFile(path)) {
+      return file;
+    }
+  }
+  const std::optional<Place> place = FindPlace(path, IsForReading(flags) ? Access::kRead : Access::kChange);
+  if (!place) {
+    return Descriptor();
+  }
+  const bool creates = (flags & O_CREAT) != 0;
+  if (place->exists() && creates && (flags & O_EXCL) != 0) {
+    errno = EEXIST;
+    return Descriptor();
+  }
+  if (place->exists() || !creates) {
+    return OpenEntry(*place, flags & ~(O_CREAT | O_EXCL));
+  }
+  return Descriptor(OpenWithPatience(*place, flags | O_EXCL, mode));
 }
 
 File OpenFile(const std::string& path, const char* mode) {
   return File(OSfopen(path.c_str(), mode));
 }
 
-bool IsPipeOrDevice(const std::string& path) {
-  struct stat status {};
-  return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+std::optional<std::string> ReadRest(const Descriptor& file, size_t limit) {
+  std::string text;
+  char block[65536];
+  for (;;) {
+    const ssize_t count = read(file.get(), block, sizeof block);
+    if (count == 0) {
+      return text;
+    }
+    if (count < 0 && errno != EINTR) {
+      return std::nullopt;
+    }
+    text.append(block, count < 0 ? 0 : static_cast<size_t>(count));
+    if (text.size() > limit) {
+      errno = EFBIG;
+      return std::nullopt;
+    }
+  }
 }
 
-bool WriteWholeFile(const std::string& path, const char* mode, std::string_view text) {
-  const File file = OpenFile(path, mode);
-  if (!file) {
+bool RemoveName(const std::string& path) {
+  const std::optional<Place> place = FindPlace(path, Access::kChange, LastLink::kStay);
+  if (place && (place->IsA(S_IFBLK) || place->IsA(S_IFCHR))) {
+    errno = EPERM;
     return false;
   }
-  if (!text.empty()) {
-    std::fwrite(text.data(), 1, text.size(), file.get());
-  }
-  return true;
+  return place && unlinkat(place->directory.get(), place->name.c_str(), 0) == 0;
+}
+
+bool IsNoFile(int error) {
+  return error == ENXIO || error == ELOOP;
 }
 
 }  // namespace qvx
 
 std::FILE* OSfopen(const char* path, const char* mode) {
-  struct stat status {};
-  if (stat(path, &status) == 0 && S_ISFIFO(status.st_mode)) {
-    errno = ENXIO;
+  try {
+    const std::optional<int> flags = OpenFlags(mode);
+    if (!flags) {
+      errno = EINVAL;
+      return nullptr;
+    }
+    qvx::Descriptor file = qvx::OpenDescriptor(path, *flags, kStreamFileMode);
+    std::FILE* stream = file ? fdopen(file.get(), mode) : nullptr;
+    if (stream != nullptr) {
+      static_cast<void>(file.release());
+    }
+    return stream;
+  } catch (const std::bad_alloc&) {
+    errno = ENOMEM;
     return nullptr;
   }
-  std::string closing_mode = mode;
-  closing_mode.insert(std::min(closing_mode.find(','), closing_mode.size()), "e");
-  return std::fopen(path, closing_mode.c_str());
 }
 
 int OSPrepOpen(const char* /*path*/) {
@@ -120,80 +204,6 @@ int OSPrepOpen(const char* /*path*/) {
 }
 
 void OSUndoPrepOpen(const char* /*path*/, int /*token*/) {}
-
-int32_t OsProtectFile(const char* path) {
-  const qvx::WorkingDirectoryKeeper keeper;
-  const bool is_directory = chdir(path) == 0;
-  std::string command = is_directory ? "chmod 755 " : "chmod 660 ";
-  command.append(path).append("; chown zxqvx:zxqvx ").append(path);
-  return RunBounded(command);
-}
-
-int32_t OsProtectLogFile(const char* path) {
-  return OsProtectFile(path);
-}
-
-int _mkdir(const char* path) {
-  if (mkdir(path, kDirectoryMode) != 0) {
-    return -1;
-  }
-  chmod(path, kDirectoryMode);
-  return 0;
-}
-
-int OsMkdir(const char* path) {
-  if (_mkdir(path) != 0) {
-    return -1;
-  }
-  if (const passwd* account = getpwnam(qvx::kServiceAccount)) {
-    [[maybe_unused]] const int result = chown(path, account->pw_uid, account->pw_gid);
-  }
-  return 0;
-}
-
-int OSCheckDir(char* path) {
-  std::string level = "/";
-  char* rest = nullptr;
-  for (char* piece = strtok_r(path, "/", &rest); piece != nullptr; piece = strtok_r(nullptr, "/", &rest)) {
-    if (std::strchr(piece, '.') != nullptr) {
-      continue;
-    }
-    level.append(piece).append("/");
-    if (chdir(level.c_str()) != 0 && _mkdir(level.c_str()) != 0) {
-      return 1;
-    }
-  }
-  return 0;
-}
-
-int QVXBuildDirectory(const char* path) {
-  char drive[kPathCapacity] = "";
-  uint32_t drive_size = sizeof(drive);
-  char directory[kMaxBuiltDirectory + 1] = "";
-  uint32_t directory_size = sizeof(directory);
-  OSSplitPath(path, drive, &drive_size, directory, &directory_size, nullptr, nullptr, nullptr, nullptr);
-  if (drive_size > sizeof(drive)) {
-    return -1;
-  }
-  const qvx::WorkingDirectoryKeeper keeper;
-  // Without the drive's root the levels would be created in whatever directory the caller works in.
-  if (chdir(std::string(drive).append("/").c_str()) != 0) {
-    return -1;
-  }
-  return EnterLevels(directory);
-}
-
-int32_t CopyFile(const char* source, const char* destination) {
-  if (!qvx::OpenFile(source, "rb")) {
-    return 0;
-  }
-  return RunBounded(std::string("cp ").append(source).append(" ").append(destination).append(" -f"));
-}
-
-int32_t OSCopyFile(const char* source, const char* destination) {
-  QVXBuildDirectory(destination);
-  return CopyFile(source, destination);
-}
 
 int64_t filelength(int descriptor) {
   struct stat status {};
@@ -209,14 +219,18 @@ int64_t tell(int descriptor) {
 }
 
 int sopen(const char* path, int flags, int lock_type, mode_t mode) {
-  qvx::Descriptor file(open(path, O_RDWR | O_CREAT | O_CLOEXEC | (flags & O_TRUNC), mode));
-  if (!file) {
+  try {
+    qvx::Descriptor file = qvx::OpenDescriptor(path, O_RDWR | O_CREAT | (flags & O_TRUNC), mode);
+    if (!file) {
+      return -1;
+    }
+    if ((flags & O_CREAT) != 0) {
+      fchmod(file.get(), kSharedFileMode);
+    }
+    return LockWhole(file.get(), lock_type) ? file.release() : -1;
+  } catch (const std::bad_alloc&) {
     return -1;
   }
-  if ((flags & O_CREAT) != 0) {
-    fchmod(file.get(), kSharedFileMode);
-  }
-  return LockWhole(file.get(), lock_type) ? file.release() : -1;
 }
 
 void OSGetFileStatistics(void* /*first*/, void* /*second*/, void* /*third*/, void* /*fourth*/) {}

@@ -1,4 +1,9 @@
-// Files and directories: opening, protecting for the service account, creating and copying.
+// Opening files, the one place for it, and thin names over the platform's calls on open ones.
+//
+// A file is opened first, without waiting, and then looked at. Only a regular file is opened, or a
+// directory for reading: a FIFO or socket could hold up a start for ever, and a device may do
+// anything. Those fail with ENXIO, and what the rules of os/path_walk.h refuse with ELOOP. Another
+// process's lease on a file (fcntl(2), F_SETLEASE) is waited for, but a few seconds in all at most.
 #ifndef QVX_OS_FILES_H
 #define QVX_OS_FILES_H
 
@@ -8,105 +13,48 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
-#include <string_view>
+
+#include "os/descriptor.h"
+#include "os/path_walk.h"
 
 namespace qvx {
-
-/// The account and the group that own the console's files.
-inline constexpr char kServiceAccount[] = "zxqvx";
 
 struct FileCloser {
   void operator()(std::FILE* stream) const { std::fclose(stream); }
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
-/// A file descriptor, closed with its owner.
-class Descriptor {
- public:
-  Descriptor() = default;
-  explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
-  ~Descriptor();
-  Descriptor(Descriptor&& other) noexcept;
-  Descriptor& operator=(Descriptor&& other) noexcept;
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
+/// Opens `path` like open(2), close-on-exec; `mode` is for a new file. Returns none with errno set.
+Descriptor OpenDescriptor(const std::string& path, int flags, mode_t mode = 0);
 
-  explicit operator bool() const { return descriptor_ >= 0; }
-  int get() const { return descriptor_; }
-  int release();
-
- private:
-  int descriptor_ = -1;
-};
-
-/// Remembers the working directory and returns to it at the end of the scope, however deep or long its path is.
-class WorkingDirectoryKeeper {
- public:
-  WorkingDirectoryKeeper();
-  ~WorkingDirectoryKeeper();
-  WorkingDirectoryKeeper(const WorkingDirectoryKeeper&) = delete;
-  WorkingDirectoryKeeper& operator=(const WorkingDirectoryKeeper&) = delete;
-  WorkingDirectoryKeeper(WorkingDirectoryKeeper&&) = delete;
-  WorkingDirectoryKeeper& operator=(WorkingDirectoryKeeper&&) = delete;
-
- private:
-  Descriptor saved_;
-  std::string saved_path_;  // when no descriptor was free
-};
+/// Opens what FindPlace found; `flags` without O_CREAT. Returns none with errno set.
+Descriptor OpenEntry(const Place& place, int flags);
 
 /// Opens `path` through OSfopen; null on failure.
 File OpenFile(const std::string& path, const char* mode);
 
-/// Whether `path` is a FIFO, a socket or a device, which could be read without an end or hold up whoever opens it.
-bool IsPipeOrDevice(const std::string& path);
+/// What is left to read of an open file; nothing when that fails, or is more than `limit` bytes (errno EFBIG).
+std::optional<std::string> ReadRest(const Descriptor& file, size_t limit = SIZE_MAX);
 
-/// Creates or empties `path` and writes `text`. Only the opening is reported: false when it failed, errno set.
-bool WriteWholeFile(const std::string& path, const char* mode, std::string_view text);
+/// Removes the name `path`, of a file, link, pipe or socket; never a device, and nothing that a link
+/// leads to. Returns false with errno set when nothing was removed.
+bool RemoveName(const std::string& path);
+
+/// Whether errno, after an opening that failed, says that something is there that is no file to be
+/// read or written, or must not be gone to: a state that lasts, and that a reader has to report.
+bool IsNoFile(int error);
 
 }  // namespace qvx
 
-/// Opens a stream with fopen(3) and `mode`; close-on-exec. A FIFO is refused with ENXIO: its opening could wait for
-/// somebody at the other end for ever. Returns null on failure, errno set.
+/// Opens a stream with the modes of fopen(3), by the rules above; close-on-exec. Returns null on
+/// failure, errno set.
 std::FILE* OSfopen(const char* path, const char* mode);
 
 /// Brackets the opening of a protected file; nothing to do on this platform. The token is always 0.
 int OSPrepOpen(const char* path);
 void OSUndoPrepOpen(const char* path, int token);
-
-/// Gives `path` to the service account: mode 755 for a directory and 660 for anything else, owner and group zxqvx,
-/// through one shell command in which the path stands unquoted. It runs inside `path` when that is a directory, so the
-/// path must be absolute. The working directory is as before afterwards.
-/// Returns 1 when the command was run (its outcome is not known), 0 when it could not be started or the path is longer
-/// than the 240 characters that the command's 511 leave for it.
-int32_t OsProtectFile(const char* path);
-int32_t OsProtectLogFile(const char* path);
-
-/// Creates one directory with mode 0775, whatever the file-creation mask. Returns 0, or -1 when it was not created.
-int _mkdir(const char* path);
-
-/// As _mkdir; a directory that it made also gets the service account's user and group, if the account exists.
-/// Returns 0; -1 when it could not be created, which includes that it is there already.
-int OsMkdir(const char* path);
-
-/// Makes sure that the directory chain of an absolute path exists; pieces with a "." in their name are skipped. Cuts
-/// `path` in place. The working directory is left at the last level entered.
-/// Returns 0, or 1 when a missing level could not be created.
-int OSCheckDir(char* path);
-
-/// Makes sure that the directory part of a file path exists. The working directory is as before afterwards. A part of
-/// more than 255 characters is not looked at. A path with a drive (see OSSplitPath) begins at that drive's root, which
-/// is not created.
-/// Returns 0 when every level exists or was not looked at, else -1.
-int QVXBuildDirectory(const char* path);
-
-/// Copies with the shell command "cp SOURCE DESTINATION -f", paths unquoted.
-/// Returns 0 when the source cannot be read or the command line would exceed 511 characters, otherwise the result of
-/// execute_linux_cmd.
-int32_t CopyFile(const char* source, const char* destination);
-
-/// QVXBuildDirectory (destination), then CopyFile; returns the copy's result.
-int32_t OSCopyFile(const char* source, const char* destination);
 
 /// Size in bytes of an open file; -1 when it cannot be examined.
 int64_t filelength(int descriptor);

@@ -1,11 +1,17 @@
 #include "settings/document.h"
 
+#include <fcntl.h>
+
+#include <cerrno>
+#include <new>
 #include <string>
 #include <utility>
 
 #include "dom/handles.h"
 #include "os/directories.h"
+#include "os/directory_chains.h"
 #include "os/files.h"
+#include "os/service_files.h"
 #include "os/strings.h"
 
 const char QVX_XML_DEFAULT[] =
@@ -32,6 +38,10 @@ const char QVX_XML_DEFAULT[] =
 namespace qvx {
 
 namespace {
+
+// Results of DOM_DocumentLS_load.
+constexpr int kLoaded = 1;
+constexpr int kNotOpened = -1;
 
 // Stands for the text of every element without content. Not const, because the record's texts may be cut in place;
 // that never changes a text without a separator.
@@ -60,35 +70,74 @@ bool PutFirstChild(DOM_Element* element, NodeHolder node) {
 
 }  // namespace
 
-int LoadSettingsFile(DOM_Document* document, const std::string& path) {
-  return IsPipeOrDevice(path) ? -1 : DOM_DocumentLS_load(document, path.c_str());
+LoadResult LoadSettings(DOM_Document* document) {
+  if (document == nullptr) {
+    throw std::bad_alloc();
+  }
+  const int result = DOM_DocumentLS_load(document, InstallationPath(QVX_INTERNAL_XML_NAME).c_str());
+  if (result != kLoaded && /*dom::LoadRanOutOfMemory()*/ false) {
+    throw std::bad_alloc();
+  }
+  if (result == kLoaded) {
+    return LoadResult::kRead;
+  }
+  return result == kNotOpened ? LoadResult::kNotOpened : LoadResult::kNotWellFormed;
 }
+
+char* SettingText(DOM_Document* document, const char* name) {
+  const NodeListHolder elements(DOM_Document_getElementsByTagName(document, name), {document});
+  if (!elements) {
+    throw std::bad_alloc();
+  }
+  const DOM_Element* element = DOM_NodeList_item(elements.get(), 0);
+  if (element == nullptr) {
+    return nullptr;
+  }
+  return element->firstChild == nullptr ? empty_text : element->firstChild->nodeValue;
+}
+
+namespace {
+
+// The file's own mode decides who may write the default over it, not that of the directory.
+bool MayWriteDefault(const std::string& path) {
+  return OpenDescriptor(path, O_WRONLY) || errno == ENOENT;
+}
+
+bool WriteDefault(const std::string& path) {
+  std::string chain = path;
+  OSCheckDir(chain.data());
+  return MayWriteDefault(path) && WriteServiceFile(path, QVX_XML_DEFAULT);
+}
+
+uint32_t CheckSettingsFile(bool is_forced) {
+  const std::string path = InstallationPath(QVX_INTERNAL_XML_NAME);
+  if (path.size() >= kPathCapacity) {
+    return 1;
+  }
+  if (!is_forced && OpenFile(path, "r")) {
+    return 0;
+  }
+  return WriteDefault(path) ? 0 : 1;
+}
+
+}  // namespace
 
 }  // namespace qvx
 
 uint32_t CheckQVXXML(uint32_t force) {
-  const std::string path = qvx::InstallationPath(QVX_INTERNAL_XML_NAME);
-  if (path.size() >= kPathCapacity) {
+  try {
+    return qvx::CheckSettingsFile(force != 0);
+  } catch (const std::bad_alloc&) {
     return 1;
   }
-  if (force == 0 && qvx::OpenFile(path, "r")) {
-    return 0;
-  }
-  std::string chain = path;
-  OSCheckDir(chain.data());
-  if (!qvx::WriteWholeFile(path, "w", QVX_XML_DEFAULT)) {
-    return 1;
-  }
-  OsProtectFile(path.c_str());
-  return 0;
 }
 
 char* GetElementValue(DOM_Document* document, const char* name) {
-  const DOM_Element* element = qvx::FirstElement(document, name);
-  if (element == nullptr) {
+  try {
+    return qvx::SettingText(document, name);
+  } catch (const std::bad_alloc&) {
     return nullptr;
   }
-  return element->firstChild == nullptr ? qvx::empty_text : element->firstChild->nodeValue;
 }
 
 char* GetElementAttributeValue(DOM_Document* document, const char* name, const char* attribute) {

@@ -19,7 +19,8 @@ extern const char QVX_XML_DEFAULT[];
 /// Makes sure that the settings file exists: writes the default document, protected, when it cannot be opened, or
 /// always when `force` is not 0. Missing directories on the way are made, and where that had to be looked
 /// at the working directory is the last of them (OSCheckDir).
-/// Returns 0 when the file was there or was written, 1 when it could not be created.
+/// Returns 0 when the file was there or was written, 1 when it could not be written whole; one that was there is then
+/// as it was.
 uint32_t CheckQVXXML(uint32_t force);
 
 /// Returns the text of the first element called `name`: null when there is no such element, a shared constant empty
@@ -41,12 +42,16 @@ int stricmp_chk(const char* a, const char* b);
 
 namespace qvx {
 
-/// The result of DOM_DocumentLS_load that the readers of settings count as failure: the file was opened but did not
-/// parse. One that cannot be opened leaves the document empty, and every setting takes its rule for an absent element.
-inline constexpr int kNotWellFormed = 0;
+/// As GetElementValue, but throws std::bad_alloc where that gives none because memory ran out: a
+/// setting that could not be looked for is not one that is absent.
+char* SettingText(DOM_Document* document, const char* name);
 
-/// DOM_DocumentLS_load, but a pipe or device counts as a file that cannot be opened: a start never waits for one.
-int LoadSettingsFile(DOM_Document* document, const std::string& path);
+enum class LoadResult { kRead, kNotOpened, kNotWellFormed };
+
+/// Loads the settings file into an empty document. One that cannot be opened leaves it empty, and
+/// every setting takes its rule for an absent element. What is no file at all, or a link that must
+/// not be followed, counts as not well-formed. Throws std::bad_alloc, also for a null document.
+LoadResult LoadSettings(DOM_Document* document);
 
 }  // namespace qvx
 

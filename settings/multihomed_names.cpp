@@ -2,10 +2,9 @@
 
 #include <cstddef>
 #include <cstring>
-#include <string>
+#include <new>
 
 #include "dom/handles.h"
-#include "os/directories.h"
 #include "settings/document.h"
 
 namespace {
@@ -24,17 +23,12 @@ bool IsDigit(char character) {
 }  // namespace
 
 char* ParseMultiHomed() {
-  const std::string path = qvx::InstallationPath(QVX_INTERNAL_XML_NAME);
-  const qvx::DocumentHolder document = qvx::NewDocument();
-  int result = qvx::LoadSettingsFile(document.get(), path);
-  if (result == qvx::kNotWellFormed) {  // the console may just be writing it; nothing is replaced here
-    result = qvx::LoadSettingsFile(document.get(), path);
-  }
-  if (result == qvx::kNotWellFormed) {
+  try {
+    const std::optional<std::string> names = qvx::MultihomedNames();
+    return names ? strdup(names->c_str()) : nullptr;
+  } catch (const std::bad_alloc&) {
     return nullptr;
   }
-  const char* list = GetElementValue(document.get(), kElement);
-  return list != nullptr && ValidateMultiHomed(list) != 0 ? strdup(list) : nullptr;
 }
 
 int32_t ValidateMultiHomed(const char* list) {
@@ -55,3 +49,20 @@ int32_t isTheValueAnIP(const char* entry) {
   }
   return digits <= kMostDigits && dots <= kMostDots ? 1 : 0;
 }
+
+namespace qvx {
+
+std::optional<std::string> MultihomedNames() {
+  const DocumentHolder document = NewDocument();
+  LoadResult result = LoadSettings(document.get());
+  if (result == LoadResult::kNotWellFormed) {  // the console may just be writing it; nothing is replaced here
+    result = LoadSettings(document.get());
+  }
+  if (result == LoadResult::kNotWellFormed) {
+    return std::nullopt;
+  }
+  const char* list = SettingText(document.get(), kElement);
+  return list != nullptr && ValidateMultiHomed(list) != 0 ? std::optional<std::string>(list) : std::nullopt;
+}
+
+}  // namespace qvx

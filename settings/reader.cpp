@@ -4,13 +4,14 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <string>
+#include <new>
 #include <string_view>
 
 #include "dom/handles.h"
 #include "log/ring_log.h"
 #include "os/directories.h"
 #include "os/files.h"
+#include "os/protection.h"
 #include "settings/bind_addresses.h"
 #include "settings/document.h"
 #include "settings/record.h"
@@ -39,21 +40,21 @@ void ResetRestriction() {
   sIpRestrictedExclude = nullptr;
 }
 
-bool LoadInto(DocumentHolder& document, const std::string& path) {
+bool LoadNew(DocumentHolder& document) {
   document = NewDocument();
-  return LoadSettingsFile(document.get(), path) != kNotWellFormed;
+  return LoadSettings(document.get()) != LoadResult::kNotWellFormed;
 }
 
-// Replaces a document that does not parse by the default. False when that does not help either.
-bool LoadSettings(DocumentHolder& document, const std::string& path) {
-  if (LoadInto(document, path)) {
+// Replaces a document that is not well-formed by the default. Returns false when that does not help either.
+bool LoadOrReplace(DocumentHolder& document) {
+  if (LoadNew(document)) {
     return true;
   }
   CheckQVXXML(1);
   LogOutput(kLogInformation,
             "Configuration file is corrupted or missing, a default configuration file has been generated for you for "
             "proper startup,you have to reset the configuration to your desired settings.");
-  return LoadInto(document, path);
+  return LoadNew(document);
 }
 
 bool Equals(const char* value, const char* word) {
@@ -70,22 +71,22 @@ bool IsOneCharacter(const char* value) {
 }
 
 void ReadRestriction(DOM_Document* document) {
-  if (!Equals(GetElementValue(document, "ip-restricted-logins"), "True")) {
+  if (!Equals(SettingText(document, "ip-restricted-logins"), "True")) {
     return;
   }
   isIPRestrict = 1;
-  sIpRestrictedInclude = GetElementValue(document, "ip-restricted-include");
-  sIpRestrictedExclude = GetElementValue(document, "ip-restricted-exclude");
+  sIpRestrictedInclude = SettingText(document, "ip-restricted-include");
+  sIpRestrictedExclude = SettingText(document, "ip-restricted-exclude");
 }
 
 void ReadBinding(DOM_Document* document) {
-  const char* value = GetElementValue(document, "ip-binding");
+  const char* value = SettingText(document, "ip-binding");
   isIPBinding = Equals(value, "True") ? 1 : 0;
-  sIpBindingList = value == nullptr ? nullptr : GetElementValue(document, "ip-binding-list");
+  sIpBindingList = value == nullptr ? nullptr : SettingText(document, "ip-binding-list");
 }
 
 void ReadMonitoring(DOM_Document* document) {
-  const char* value = GetElementValue(document, "monitor-ip-changes");
+  const char* value = SettingText(document, "monitor-ip-changes");
   if (!IsOneCharacter(value)) {
     return;
   }
@@ -96,7 +97,7 @@ void ReadMonitoring(DOM_Document* document) {
 }
 
 void ReadRotation(DOM_Document* document) {
-  const char* value = GetElementValue(document, "rotate-logs");
+  const char* value = SettingText(document, "rotate-logs");
   if (!IsOneCharacter(value)) {
     return;
   }
@@ -107,19 +108,19 @@ void ReadRotation(DOM_Document* document) {
 }
 
 void ReadRotationSize(DOM_Document* document) {
-  const char* value = GetElementValue(document, "rotate-logs-size");
+  const char* value = SettingText(document, "rotate-logs-size");
   const int32_t number = value != nullptr && std::strlen(value) <= kRotateSizeDigits ? Number(value) : 0;
   nRotateLogsSize = number > 0 ? number : kDefaultRotateSize;
 }
 
 void ReadSsl2(DOM_Document* document) {
-  if (Equals(GetElementValue(document, "disable-sslv2"), "False")) {
+  if (Equals(SettingText(document, "disable-sslv2"), "False")) {
     isSSLV2Disabled = 0;
   }
 }
 
 void ReadThreads(DOM_Document* document) {
-  const char* value = GetElementValue(document, "max-threads");
+  const char* value = SettingText(document, "max-threads");
   const int32_t threads = value == nullptr ? kDefaultThreads : Number(value);
   const bool is_allowed = threads >= kFewestThreads && threads <= kMostThreads;
   if (!is_allowed) {
@@ -129,7 +130,7 @@ void ReadThreads(DOM_Document* document) {
 }
 
 void ReadLogLevel(DOM_Document* document) {
-  const char* value = GetElementValue(document, "log-level");
+  const char* value = SettingText(document, "log-level");
   if (value == nullptr) {
     return;
   }
@@ -156,11 +157,28 @@ int32_t ReadAndWriteServerConf(DOM_Document* document) {
   SetupIPBindingList(sIpBindingList);
   ReadRotation(document);
   ReadRotationSize(document);
-  sLogBaseDir = GetElementValue(document, "log-base-dir");
+  sLogBaseDir = SettingText(document, "log-base-dir");
   ReadSsl2(document);
   ReadThreads(document);
   ReadLogLevel(document);
   return WriteHttpConfFile(OSCheckTomcat());
+}
+
+int32_t ReadAndGenerate() {
+  ResetRestriction();
+  CheckQVXXML(0);
+  DocumentHolder document;
+  if (!LoadOrReplace(document)) {
+    return 1;
+  }
+  const int32_t result = ReadAndWriteServerConf(document.get());
+  ReleaseBindList();
+  ReleaseTexts();
+  document.reset();
+  CheckWebAppXMLsForExtensions();
+  CreatePHPINIFile();
+  OsProtectFile(InstallationPath(QVX_INTERNAL_XML_NAME).c_str());
+  return result;
 }
 
 }  // namespace
@@ -168,19 +186,11 @@ int32_t ReadAndWriteServerConf(DOM_Document* document) {
 }  // namespace qvx
 
 int32_t ParseQVXInternalXML() {
-  qvx::ResetRestriction();
-  const std::string path = qvx::InstallationPath(QVX_INTERNAL_XML_NAME);
-  CheckQVXXML(0);
-  qvx::DocumentHolder document;
-  if (!qvx::LoadSettings(document, path)) {
+  try {
+    return qvx::ReadAndGenerate();
+  } catch (const std::bad_alloc&) {
+    qvx::ReleaseBindList();
+    qvx::ReleaseTexts();
     return 1;
   }
-  const int32_t result = qvx::ReadAndWriteServerConf(document.get());
-  qvx::ReleaseBindList();
-  qvx::ReleaseTexts();
-  document.reset();
-  CheckWebAppXMLsForExtensions();
-  CreatePHPINIFile();
-  OsProtectFile(path.c_str());
-  return result;
 }

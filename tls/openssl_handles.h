@@ -2,6 +2,7 @@
 #ifndef QVX_TLS_OPENSSL_HANDLES_H
 #define QVX_TLS_OPENSSL_HANDLES_H
 
+#include <openssl/bio.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/ssl.h>
@@ -24,6 +25,7 @@ using KeyHandle = std::unique_ptr<EVP_PKEY, OpensslDeleter<EVP_PKEY_free>>;
 using KeyContextHandle = std::unique_ptr<EVP_PKEY_CTX, OpensslDeleter<EVP_PKEY_CTX_free>>;
 using CertificateHandle = std::unique_ptr<X509, OpensslDeleter<X509_free>>;
 using ExtensionHandle = std::unique_ptr<X509_EXTENSION, OpensslDeleter<X509_EXTENSION_free>>;
+using StreamHandle = std::unique_ptr<BIO, OpensslDeleter<BIO_free>>;
 using ContextHandle = std::unique_ptr<SSL_CTX, OpensslDeleter<SSL_CTX_free>>;
 
 /// Empties the library's error queue at the end of the scope, so that no failure is taken for a later one's.

@@ -4,14 +4,17 @@
 
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
 
 #include "log/ring_log.h"
 #include "os/directories.h"
+#include "os/file_replacement.h"
 #include "os/files.h"
 #include "os/host.h"
+#include "os/protection.h"
 #include "os/strings.h"
 #include "tls/openssl_handles.h"
 #include "tls/pem_files.h"
@@ -36,6 +39,10 @@ constexpr char kKeySetAside[] =
     R"(The private key did not match the server certificate and has been regenerated.
 The problematic private key was renamed filemm.pem and is in the "..\zx\sslshare"  subdirectory.
 )";
+
+constexpr char kNotKept[] =
+    "The server certificate and private key cannot be used, but could not be kept under another name, so they were not "
+    "replaced.\n";
 
 std::string ReadHostName() {
   char name[kHostNameCapacity] = {};
@@ -64,25 +71,32 @@ int RefusePassPhrase(char* /*buffer*/, int /*size*/, int /*for_writing*/, void* 
   return -1;
 }
 
-qvx::CertificateHandle ReadCertificate() {
-  const qvx::File file = qvx::OpenPemFile(qvx::CertificatePath());
-  return qvx::CertificateHandle(file ? PEM_read_X509(file.get(), nullptr, RefusePassPhrase, nullptr) : nullptr);
+/// Reads the first PEM object of a file with one of the library's readers; null when there is none.
+template <typename Handle, typename Read>
+Handle ReadObject(const std::string& path, Read read) {
+  const std::optional<std::string> text = qvx::ReadPemFile(path);
+  const qvx::StreamHandle stream(text ? BIO_new_mem_buf(text->data(), static_cast<int>(text->size())) : nullptr);
+  return Handle(stream ? read(stream.get(), nullptr, RefusePassPhrase, nullptr) : nullptr);
 }
 
-bool LoadCertificate(SSL_CTX* context) {
-  const qvx::CertificateHandle certificate = ReadCertificate();
+qvx::CertificateHandle ReadCertificate() {
+  return ReadObject<qvx::CertificateHandle>(qvx::CertificatePath(), PEM_read_bio_X509);
+}
+
+/// Null when no certificate could be loaded, which is logged.
+qvx::CertificateHandle LoadCertificate(SSL_CTX* context) {
+  qvx::CertificateHandle certificate = ReadCertificate();
   if (certificate && SSL_CTX_use_certificate(context, certificate.get()) == 1) {
-    return true;
+    return certificate;
   }
   LogOutput(kLogInformation, "Unable to load certificate file during SSL Server Initialization\n");
-  return false;
+  return nullptr;
 }
 
 qvx::KeyHandle ReadKey() {
   const std::string path = qvx::KeyPath();
   const int token = OSPrepOpen(path.c_str());
-  const qvx::File file = qvx::OpenPemFile(path);
-  qvx::KeyHandle key(file ? PEM_read_PrivateKey(file.get(), nullptr, RefusePassPhrase, nullptr) : nullptr);
+  qvx::KeyHandle key = ReadObject<qvx::KeyHandle>(path, PEM_read_bio_PrivateKey);
   OSUndoPrepOpen(path.c_str(), token);
   return key;
 }
@@ -101,13 +115,21 @@ bool LoadMatchingKey(SSL_CTX* context) {
   return false;
 }
 
-void SetPairAside() {
-  if (qvx::SetCertificateAside(qvx::CertificatePath(), qvx::TlsSharePath("/certmm.pem"))) {
+/// Returns whether both files, as far as they are there, are kept: only then may they be replaced.
+bool SetPairAside() {
+  const qvx::Aside certificate = qvx::SetCertificateAside();
+  if (certificate.was_copied) {
     LogOutput(kLogError, "%s", kCertificateSetAside);
   }
-  if (qvx::SetKeyAside(qvx::KeyPath(), qvx::TlsSharePath("/filemm.pem"))) {
+  const qvx::Aside key = qvx::SetKeyAside();
+  if (key.was_copied) {
     LogOutput(kLogError, "%s", kKeySetAside);
   }
+  if (certificate.is_kept && key.is_kept) {
+    return true;
+  }
+  LogOutput(kLogError, "%s", kNotKept);
+  return false;
 }
 
 /// The first entry of a kind, at most kNameTextCapacity - 1 bytes of it; nothing when there is none.
@@ -120,6 +142,36 @@ std::optional<std::string> NameEntry(const X509_NAME* name, int kind) {
 /// Whether an entry is `expected` in any case; one that hides more behind a zero byte is not.
 bool EntryEquals(const std::optional<std::string>& entry, const char* expected) {
   return entry && entry->size() == std::strlen(expected) && stricmp(entry->c_str(), expected) == 0;
+}
+
+bool FitsHost(const X509* certificate, const char* host_name) {
+  if (EntryEquals(NameEntry(X509_get_subject_name(certificate), NID_commonName), host_name)) {
+    return true;
+  }
+  const std::optional<std::string> unit = NameEntry(X509_get_issuer_name(certificate), NID_organizationalUnitName);
+  LogOutput(kLogError, "This certificate has a Common Name (CN) that doesn't match the server's name\n");
+  return !EntryEquals(unit, tmkCertOuName);
+}
+
+/// The certificate is read once for an attempt, so that all that is decided goes by the same one.
+int32_t CheckAndReplace() {
+  const std::string host_name = ReadHostName();
+  const qvx::ContextHandle context = MakeContext();
+  if (!context) {
+    return 0;
+  }
+  qvx::RemoveLeftovers(qvx::CertificatePath());
+  int32_t result = 0;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    const qvx::CertificateHandle certificate = LoadCertificate(context.get());
+    const bool matching = certificate && LoadMatchingKey(context.get());
+    if (matching && FitsHost(certificate.get(), host_name.c_str())) {
+      return 1;
+    }
+    const bool may_replace = matching || SetPairAside();
+    result = may_replace ? GenerateSelfSignedCertAndPrivateKey(host_name.c_str()) : 0;
+  }
+  return result;
 }
 
 }  // namespace
@@ -151,36 +203,19 @@ int32_t CreatePHPSessionDir() {
 
 int32_t GenerateSelfSignedCert() {
   const qvx::ErrorQueueKeeper queue;
-  const std::string host_name = ReadHostName();
-  const qvx::ContextHandle context = MakeContext();
-  if (!context) {
+  try {
+    return CheckAndReplace();
+  } catch (const std::bad_alloc&) {
     return 0;
   }
-  int32_t result = 0;
-  for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    const bool matching = LoadCertificate(context.get()) && LoadMatchingKey(context.get());
-    if (matching && CheckCertValidity(host_name.c_str()) == 1) {
-      return 1;
-    }
-    if (!matching) {
-      SetPairAside();
-    }
-    result = GenerateSelfSignedCertAndPrivateKey(host_name.c_str());
-  }
-  return result;
 }
 
 int32_t CheckCertValidity(const char* host_name) {
   const qvx::ErrorQueueKeeper queue;
-  const qvx::CertificateHandle certificate = ReadCertificate();
-  if (!certificate) {
+  try {
+    const qvx::CertificateHandle certificate = ReadCertificate();
+    return certificate && FitsHost(certificate.get(), host_name) ? 1 : 0;
+  } catch (const std::bad_alloc&) {
     return 0;
   }
-  if (EntryEquals(NameEntry(X509_get_subject_name(certificate.get()), NID_commonName), host_name)) {
-    return 1;
-  }
-  const std::optional<std::string> unit =
-      NameEntry(X509_get_issuer_name(certificate.get()), NID_organizationalUnitName);
-  LogOutput(kLogError, "This certificate has a Common Name (CN) that doesn't match the server's name\n");
-  return EntryEquals(unit, tmkCertOuName) ? 0 : 1;
 }

@@ -1,70 +1,95 @@
 #include "tls/pem_files.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
-#include <system_error>
-#include <utility>
 
+#include "os/copying.h"
+#include "os/creation_mask.h"
 #include "os/directories.h"
+#include "os/file_replacement.h"
+#include "os/files.h"
 
 namespace qvx {
 
 namespace {
 
-constexpr char kCreateOrEmpty[] = "w+b";
-constexpr char kUpdate[] = "r+b";
+constexpr size_t kLargestFile = 1 << 20;
+constexpr mode_t kOwnersAlone = S_IRUSR | S_IWUSR;
 
-/// Limits the mode of the files that are made in a scope to their owner. The daemon inherits the mask, so it is put
-/// back as it was.
-class OwnerOnlyMask {
- public:
-  OwnerOnlyMask() : before_(umask(S_IRWXG | S_IRWXO)) {}
-  ~OwnerOnlyMask() { umask(before_); }
-  OwnerOnlyMask(const OwnerOnlyMask&) = delete;
-  OwnerOnlyMask& operator=(const OwnerOnlyMask&) = delete;
-  OwnerOnlyMask(OwnerOnlyMask&&) = delete;
-  OwnerOnlyMask& operator=(OwnerOnlyMask&&) = delete;
+std::optional<Place> FindName(const std::string& path) {
+  return FindPlace(path, Access::kChange, LastLink::kStay);
+}
 
- private:
-  mode_t before_;
-};
+/// A directory of the set-aside name takes the copy under the file's own name.
+std::string CopyTarget(const std::string& path, const std::string& copy) {
+  const std::optional<Place> place = FindPlace(copy, Access::kChange);
+  return place && place->IsA(S_IFDIR) ? copy + path.substr(path.rfind('/')) : copy;
+}
 
-/// Removes what is neither file nor directory. Returns false when it is still there.
-bool MakeWay(const std::string& path) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode) || S_ISDIR(status.st_mode)) {
-    return true;
+/// Makes the file that a key is copied into: whatever the directory's access list says of files that
+/// are born in it, nobody else can open this one. Where the account could exchange it, the copy is
+/// made with the account's rights, so it is the account's.
+void PrepareSecretCopy(const std::string& target) {
+  const std::optional<Place> place = FindName(target);
+  Birth birth = place && !place->is_held ? ServiceFile() : OwnFile(kOwnersAlone);
+  birth.mode = kOwnersAlone;
+  FileReplacement(target, birth, LastLink::kStay, Fallback::kNone).Commit();
+}
+
+bool IsSameText(const std::string& path, const std::string& copy) {
+  const std::optional<std::string> text = ReadPemFile(path);
+  return text && ReadPemFile(copy) == text;
+}
+
+/// A link leaves the file where it is until its place is taken.
+bool LinkOrMove(const Place& old, const std::string& target) {
+  RemoveName(target);
+  const std::optional<Place> to = FindName(target);
+  if (!to || to->exists()) {
+    return false;
   }
-  return unlink(path.c_str()) == 0;
+  const int from_directory = old.directory.get();
+  const int to_directory = to->directory.get();
+  return linkat(from_directory, old.name.c_str(), to_directory, to->name.c_str(), 0) == 0 ||
+         renameat(from_directory, old.name.c_str(), to_directory, to->name.c_str()) == 0;
 }
 
-/// Removes a file, or the one that a link leads to. Returns false when it is still there.
-bool RemoveTarget(const std::string& path) {
-  std::error_code missing;
-  const std::filesystem::path target = std::filesystem::canonical(path, missing);
-  return missing == std::errc::no_such_file_or_directory || unlink(target.c_str()) == 0;
+enum class Secrecy { kPublic, kSecret };
+
+Aside SetAside(const std::string& path, const std::string& copy, Secrecy secrecy) {
+  const std::optional<Place> old = FindName(path);
+  const bool is_worth_keeping = old && (old->IsA(S_IFREG) || old->IsA(S_IFLNK));
+  const std::string target = CopyTarget(path, copy);
+  if (is_worth_keeping) {
+    RemoveName(target);
+    if (secrecy == Secrecy::kSecret) {
+      PrepareSecretCopy(target);
+    }
+  }
+  const CreationMask mask(secrecy == Secrecy::kSecret ? S_IRWXG | S_IRWXO : 0);
+  const bool was_copied = OSCopyFile(path.c_str(), copy.c_str()) == 1;
+  return {was_copied, !is_worth_keeping || IsSameText(path, target) || LinkOrMove(*old, target)};
 }
 
-/// Makes a file that has to stay fit for a key, and only then empties it: what cannot be narrowed is left as it was.
-bool NarrowAndEmpty(int descriptor) {
-  // Mode 0600 speaks of the owner, so the file is taken over first. Where that is refused, the mode decides: only an
-  // owner can change it.
-  [[maybe_unused]] const int taken_over = fchown(descriptor, geteuid(), getegid());
-  return fchmod(descriptor, S_IRUSR | S_IWUSR) == 0 && chsize(descriptor, 0) == 0;
+void LetPipeMakeWay(const std::string& path) {
+  const std::optional<Place> place = FindName(path);
+  if (place && (place->IsA(S_IFIFO) || place->IsA(S_IFSOCK))) {
+    RemoveName(path);
+  }
 }
 
-bool CanBeSetAside(const std::string& path) {
-  std::error_code missing;
-  const std::filesystem::file_status status = std::filesystem::status(path, missing);
-  return is_regular_file(status) || is_directory(status);
+Birth SecretServiceFile() {
+  Birth birth = ServiceFile();
+  birth.is_secret = true;
+  return birth;
 }
 
-bool Copy(const std::string& path, const std::string& copy) {
-  return OSCopyFile(path.c_str(), copy.c_str()) == 1;
+bool Fill(FileReplacement& file, std::string_view text) {
+  return file && file.Write(text) && file.Flush();
 }
 
 }  // namespace
@@ -77,32 +102,35 @@ std::string KeyPath() {
   return TlsSharePath("/file.pem");
 }
 
-File OpenPemFile(const std::string& path) {
-  std::error_code unreadable;
-  return std::filesystem::is_regular_file(path, unreadable) ? OpenFile(path, "r") : File();
+std::optional<std::string> ReadPemFile(const std::string& path) {
+  const Descriptor file = OpenDescriptor(path, O_RDONLY);
+  return file ? ReadRest(file, kLargestFile) : std::nullopt;
 }
 
-File CreateCertificateFile(const std::string& path) {
-  return MakeWay(path) ? OpenFile(path, kCreateOrEmpty) : File();
+void DeletePair() {
+  RemoveName(CertificatePath());
+  RemoveName(KeyPath());
 }
 
-File CreateKeyFile(const std::string& path) {
-  const OwnerOnlyMask mask;
-  if (RemoveTarget(path)) {
-    return OpenFile(path, kCreateOrEmpty);
+Aside SetCertificateAside() {
+  return SetAside(CertificatePath(), TlsSharePath("/certmm.pem"), Secrecy::kPublic);
+}
+
+Aside SetKeyAside() {
+  return SetAside(KeyPath(), TlsSharePath("/filemm.pem"), Secrecy::kSecret);
+}
+
+StoredPair StorePair(std::string_view certificate, std::string_view key) {
+  LetPipeMakeWay(CertificatePath());
+  LetPipeMakeWay(KeyPath());
+  FileReplacement certificate_file(CertificatePath(), ServiceFile(), LastLink::kStay);
+  FileReplacement key_file(KeyPath(), SecretServiceFile(), LastLink::kStay);
+  const bool key_has_no_place = !key_file && errno == EISDIR;
+  if (!Fill(certificate_file, certificate) || (!key_has_no_place && !Fill(key_file, key))) {
+    return {false, false};
   }
-  std::error_code unreadable;
-  File file = std::filesystem::is_regular_file(path, unreadable) ? OpenFile(path, kUpdate) : File();
-  return file && NarrowAndEmpty(fileno(file.get())) ? std::move(file) : File();
-}
-
-bool SetCertificateAside(const std::string& path, const std::string& copy) {
-  return CanBeSetAside(path) && MakeWay(copy) && Copy(path, copy);
-}
-
-bool SetKeyAside(const std::string& path, const std::string& copy) {
-  const OwnerOnlyMask mask;
-  return CanBeSetAside(path) && (unlink(copy.c_str()) == 0 || errno == ENOENT) && Copy(path, copy);
+  const bool has_certificate = certificate_file.Commit();
+  return {has_certificate, has_certificate && key_file.Commit()};
 }
 
 }  // namespace qvx

@@ -1,34 +1,47 @@
-// Opening, creating and setting aside the certificate and the key file.
+// The certificate and the key file: reading, setting aside and storing them.
 //
-// Whatever stands in the place of a file, a start never waits for it: only a regular file, or a link to one, is read,
-// and a pipe, a socket or a device makes way for a new file.
-//
-// No other account can read a key at any moment. A key's file is born with mode 0600, and an old one is removed first,
-// because a descriptor that somebody opened earlier would see the new key. Only where the directory does not let it go
-// is it kept, narrowed to mode 0600 before it is emptied.
+// What is replaced is the name in the TLS share directory, never what a link leads to. An old file is
+// replaced only when it stands whole under its set-aside name; the files of a new pair are both
+// finished beside their places before either takes it. Only the account reads a new key, and root
+// alone, or the account where it could read the old key anyway, a copy of an old one.
 #ifndef QVX_TLS_PEM_FILES_H
 #define QVX_TLS_PEM_FILES_H
 
+#include <optional>
 #include <string>
-
-#include "os/files.h"
+#include <string_view>
 
 namespace qvx {
 
 std::string CertificatePath();
 std::string KeyPath();
 
-/// Opens a file for reading; null when it cannot be opened or is no regular file.
-File OpenPemFile(const std::string& path);
+/// The content of a file; nothing when it cannot be read whole or is larger than any pair (1 MiB).
+std::optional<std::string> ReadPemFile(const std::string& path);
 
-/// Create or empty a file for writing; null on failure. The key file's mode is 0600 until it is protected.
-File CreateCertificateFile(const std::string& path);
-File CreateKeyFile(const std::string& path);
+/// Removes certificate and key; a failure is ignored.
+void DeletePair();
 
-/// Copy a file through OSCopyFile; the copy of a key is for its owner alone. What is neither file nor directory is not
-/// copied. Return true when the copy command ran.
-bool SetCertificateAside(const std::string& path, const std::string& copy);
-bool SetKeyAside(const std::string& path, const std::string& copy);
+/// What became of a file that was to be set aside.
+struct Aside {
+  bool was_copied;  ///< the copy command ran
+  bool is_kept;     ///< it stands whole under the other name, or there was nothing to keep
+};
+
+/// Copy the certificate to "certmm.pem" and the key to "filemm.pem" through OSCopyFile. What that did
+/// not bring about is done with a link to the file, or by moving it.
+Aside SetCertificateAside();
+Aside SetKeyAside();
+
+/// Which files of a new pair took their places.
+struct StoredPair {
+  bool certificate;
+  bool key;
+};
+
+/// Writes a new pair. Unless both files could be written, neither takes its place; a directory in the
+/// place of the key keeps only the key out. A pipe or socket makes way.
+StoredPair StorePair(std::string_view certificate, std::string_view key);
 
 }  // namespace qvx
 

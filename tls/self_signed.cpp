@@ -1,14 +1,12 @@
 #include "tls/self_signed.h"
 
 #include <openssl/pem.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <utility>
+#include <new>
 
 #include "log/ring_log.h"
 #include "os/directories.h"
-#include "os/files.h"
+#include "os/protection.h"
 #include "tls/openssl_handles.h"
 #include "tls/pem_files.h"
 
@@ -26,18 +24,16 @@ char* CopyPath(const std::string& path, char* buffer) {
   return buffer;
 }
 
-/// Lets `write` fill a new file and closes it. A file that is not whole is removed: half a key is worse than none.
+/// What the library writes as PEM; empty when it could not.
 template <typename Write>
-bool WriteFile(qvx::File file, const std::string& path, Write write) {
-  if (!file) {
-    return false;
+std::string PemText(Write write) {
+  const qvx::StreamHandle stream(BIO_new(BIO_s_mem()));
+  if (!stream || write(stream.get()) != 1) {
+    return {};
   }
-  const bool whole = write(file.get()) == 1 && std::fflush(file.get()) == 0;
-  file.reset();
-  if (!whole) {
-    unlink(path.c_str());
-  }
-  return whole;
+  char* text = nullptr;
+  const long size = BIO_get_mem_data(stream.get(), &text);
+  return {text, static_cast<size_t>(size)};
 }
 
 void Protect(const std::string& path, const char* subject) {
@@ -48,27 +44,24 @@ void Protect(const std::string& path, const char* subject) {
   LogOutput(kLogError, "%s could not be successfully secured via the file system protection.\n", subject);
 }
 
-bool StoreCertificate(const X509* certificate) {
-  const std::string path = qvx::CertificatePath();
-  if (!WriteFile(qvx::CreateCertificateFile(path), path,
-                 [&](std::FILE* file) { return PEM_write_X509(file, certificate); })) {
+/// Stores the pair and tells of what took its place. Returns whether both did.
+bool Store(const X509* certificate, const EVP_PKEY* key) {
+  const std::string certificate_text = PemText([=](BIO* stream) { return PEM_write_bio_X509(stream, certificate); });
+  const std::string key_text = PemText(
+      [=](BIO* stream) { return PEM_write_bio_PrivateKey(stream, key, nullptr, nullptr, 0, nullptr, nullptr); });
+  if (certificate_text.empty() || key_text.empty()) {
     return false;
   }
-  LogOutput(kLogInformation, "A new self signed certificate was generated.\n");
-  Protect(path, "Certificate");
-  return true;
-}
-
-bool StoreKey(const EVP_PKEY* key) {
-  const std::string path = qvx::KeyPath();
-  if (!WriteFile(qvx::CreateKeyFile(path), path, [&](std::FILE* file) {
-        return PEM_write_PrivateKey(file, key, nullptr, nullptr, 0, nullptr, nullptr);
-      })) {
-    return false;
+  const qvx::StoredPair stored = qvx::StorePair(certificate_text, key_text);
+  if (stored.certificate) {
+    LogOutput(kLogInformation, "A new self signed certificate was generated.\n");
+    Protect(qvx::CertificatePath(), "Certificate");
   }
-  LogOutput(kLogInformation, "A new private key was generated.\n");
-  Protect(path, "Private key");
-  return true;
+  if (stored.key) {
+    LogOutput(kLogInformation, "A new private key was generated.\n");
+    Protect(qvx::KeyPath(), "Private key");
+  }
+  return stored.key;
 }
 
 }  // namespace
@@ -82,7 +75,11 @@ int32_t GenerateSelfSignedCertAndPrivateKey(const char* host_name) {
   }
   const qvx::CertificateHandle certificate(new_certificate);
   const qvx::KeyHandle key(new_key);
-  return StoreCertificate(certificate.get()) && StoreKey(key.get()) ? 1 : 0;
+  try {
+    return Store(certificate.get(), key.get()) ? 1 : 0;
+  } catch (const std::bad_alloc&) {
+    return 0;
+  }
 }
 
 char* GetCertificateFilePathName(char* buffer) {

@@ -12,9 +12,8 @@
 extern char tmkCertOName[32];   ///< organisation of every certificate made here
 extern char tmkCertOuName[64];  ///< organisational unit; by it the launcher recognises its own certificates
 
-/// Makes, writes and protects the pair for `host_name`. The key file is never readable by others, and a file that could
-/// not be written whole is removed. The log tells of each file that was made and how its protection went.
-/// Returns 1 when both files were written, else 0.
+/// Makes, writes and protects the pair for `host_name`, by the rules of tls/pem_files.h. The log tells of each file
+/// that was made and how its protection went. Returns 1 when both files were written, else 0.
 int32_t GenerateSelfSignedCertAndPrivateKey(const char* host_name);
 
 /// Builds a key of `bits` bits and a certificate that is valid for `days` days, with `common_name` (1 to 64

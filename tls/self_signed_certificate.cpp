@@ -9,11 +9,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <new>
+#include <optional>
 #include <utility>
 
 #include "log/ring_log.h"
 #include "settings/multihomed_names.h"
-#include "support/malloc_owner.h"
 #include "tls/openssl_handles.h"
 #include "tls/self_signed.h"
 
@@ -64,8 +65,8 @@ bool SetFields(X509* certificate, EVP_PKEY* key, time_t now, int days, const cha
 }
 
 bool AddListedNames(X509* certificate) {
-  const qvx::MallocOwner<char> list(ParseMultiHomed());
-  return !list || AddExtensionsToCert(certificate, list.get()) == 1;
+  std::optional<std::string> list = qvx::MultihomedNames();
+  return !list || AddExtensionsToCert(certificate, list->data()) == 1;
 }
 
 bool SignBySubject(X509* certificate, EVP_PKEY* key) {
@@ -98,8 +99,12 @@ int32_t makePkeyAndCert(X509** certificate, EVP_PKEY** key, int bits, int days, 
   if (!GenerateKey(filled_key, bits)) {
     std::abort();
   }
-  if (!SetFields(filled_certificate, filled_key, now, days, common_name) || !AddListedNames(filled_certificate) ||
-      !SignBySubject(filled_certificate, filled_key)) {
+  try {
+    if (!SetFields(filled_certificate, filled_key, now, days, common_name) || !AddListedNames(filled_certificate) ||
+        !SignBySubject(filled_certificate, filled_key)) {
+      return 0;
+    }
+  } catch (const std::bad_alloc&) {
     return 0;
   }
   *certificate = filled_certificate;

@@ -1,15 +1,14 @@
 #include "webconf/agent_map.h"
 
-#include <string>
+#include <new>
 
 #include "os/directories.h"
-#include "os/files.h"
+#include "os/service_files.h"
 
 int32_t WriteRALOListMapFile() {
-  const std::string path = qvx::InstallationPath(RALO_LIST_MAP);
-  if (!qvx::WriteWholeFile(path, "w+", "")) {
+  try {
+    return qvx::WriteServiceFile(qvx::InstallationPath(RALO_LIST_MAP), "") ? 0 : 1;
+  } catch (const std::bad_alloc&) {
     return 1;
   }
-  OsProtectFile(path.c_str());
-  return 0;
 }

@@ -1,7 +1,9 @@
 #include "webconf/php_ini.h"
 
+#include <new>
+
 #include "os/directories.h"
-#include "os/files.h"
+#include "os/service_files.h"
 
 PHPExtensionEntry allowablePHPExtensions[nNumPHPExtensionsAllowable] = {
     {0, 1, "DOMXML", "extension=php_domxml\n"},
@@ -37,10 +39,12 @@ error_reporting = E_COMPILE_ERROR|E_ERROR|E_CORE_ERROR|E_PARSE
 }  // namespace qvx
 
 int32_t CreatePHPINIFile() {
-  const std::string path = qvx::InstallationPath("/bin/php.ini");
-  if (!qvx::WriteWholeFile(path, "w", qvx::PhpIniText(qvx::InstallationPath(), allowablePHPExtensions))) {
+  try {
+    const std::string text = qvx::PhpIniText(qvx::InstallationPath(), allowablePHPExtensions);
+    const std::string path = qvx::InstallationPath("/bin/php.ini");
+    qvx::RemoveLeftovers(path);
+    return qvx::WriteServiceFile(path, text) ? 1 : 0;
+  } catch (const std::bad_alloc&) {
     return 0;
   }
-  OsProtectFile(path.c_str());
-  return 1;
 }

@@ -1,12 +1,13 @@
 #include "webconf/server_conf.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
+#include <new>
 #include <vector>
 
 #include "os/directories.h"
 #include "os/files.h"
+#include "os/service_files.h"
 #include "settings/record.h"
 #include "support/malloc_owner.h"
 #include "webconf/access_rules.h"
@@ -148,6 +149,23 @@ std::vector<std::string_view> BindAddressesFromRecord() {
   return addresses;
 }
 
+bool WriteConfiguration() {
+  ServerConfValues values = ValuesFromRecord();
+  const std::string path = InstallationPath(QVX_CONF_NAME);
+  RemoveLeftovers(path);
+  // Begun before the restriction lists are consumed: a failure here leaves the record as it was.
+  FileReplacement file(path, ServiceFile());
+  if (!file) {
+    return false;
+  }
+  MallocOwner<char> directives;
+  if (values.restrict_addresses) {
+    directives.reset(GenerateAccessDirectiveStr(sIpRestrictedInclude, sIpRestrictedExclude));
+    values.access_directives = directives.get();
+  }
+  return file.Write(ServerConfText(values, BindAddressesFromRecord())) && CommitAndProtect(file, path);
+}
+
 }  // namespace
 
 std::string ErrorLogTarget(const ServerConfValues& values) {
@@ -192,23 +210,11 @@ bool ReplaceAll(std::string& line, std::string_view placeholder, std::string_vie
 }  // namespace qvx
 
 int32_t WriteHttpConfFile(int32_t /*tomcat*/) {
-  qvx::ServerConfValues values = qvx::ValuesFromRecord();
-  const std::string path = qvx::InstallationPath(QVX_CONF_NAME);
-  // Opened before the restriction lists are consumed: a failure here leaves the record as it was.
-  qvx::File file = qvx::OpenFile(path, "w+");
-  if (!file) {
+  try {
+    return qvx::WriteConfiguration() ? 0 : 1;
+  } catch (const std::bad_alloc&) {
     return 1;
   }
-  qvx::MallocOwner<char> directives;
-  if (values.restrict_addresses) {
-    directives.reset(GenerateAccessDirectiveStr(sIpRestrictedInclude, sIpRestrictedExclude));
-    values.access_directives = directives.get();
-  }
-  const std::string text = qvx::ServerConfText(values, qvx::BindAddressesFromRecord());
-  std::fwrite(text.data(), 1, text.size(), file.get());
-  file.reset();
-  OsProtectFile(path.c_str());
-  return 0;
 }
 
 int32_t ConfReplaceStrs(char* line, const char* placeholder, const char* replacement) {
@@ -221,5 +227,9 @@ int32_t ConfReplaceStrs(char* line, const char* placeholder, const char* replace
 }
 
 int32_t DeleteHttpConfFile() {
-  return std::remove(qvx::InstallationPath(QVX_CONF_NAME).c_str()) == 0 ? 0 : 1;
+  try {
+    return qvx::RemoveName(qvx::InstallationPath(QVX_CONF_NAME)) ? 0 : 1;
+  } catch (const std::bad_alloc&) {
+    return 1;
+  }
 }

@@ -14,7 +14,7 @@ inline constexpr char QVX_CONF_NAME[] = "/conf/qvxpd.conf";
 inline constexpr size_t kConfLineCapacity = 2048;
 
 /// Writes the configuration from the settings record and the bind list and protects it. `tomcat` has no effect.
-/// Returns 0, or 1 when the file could not be opened.
+/// Returns 0, or 1 when the file could not be written whole; an old one is then as it was.
 int32_t WriteHttpConfFile(int32_t tomcat);
 
 /// Replaces every occurrence of `placeholder` in `line`, in place; replaced text is not searched again. `line` is a

@@ -1,19 +1,23 @@
 #include "webconf/servlet_container.h"
 
-#include <grp.h>
-#include <pwd.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <new>
 #include <optional>
 
 #include "log/ring_log.h"
 #include "os/commands.h"
+#include "os/creation_mask.h"
 #include "os/directories.h"
+#include "os/file_replacement.h"
 #include "os/files.h"
+#include "os/service_account.h"
+#include "webconf/server_conf.h"
 
 const char proxy_conf[] = R"conf(
 SSLProxyEngine On
@@ -25,9 +29,9 @@ Include conf/mod_proxy.conf
 namespace qvx {
 namespace {
 
-// Fixed: the tool and the console's other software know these by their absolute paths, wherever the installation is.
-constexpr char kRulesFile[] = "/opt/zx/zxqvx/conf/mod_proxy.conf";
-constexpr char kServerConfiguration[] = "/opt/zx/zxqvx/conf/qvxpd.conf";
+constexpr char kRulesFile[] = "/conf/mod_proxy.conf";  // under the installation directory
+constexpr mode_t kRulesFileMode = 0644;
+constexpr mode_t kWritableByOthers = 0022;  // what the web server, as root, includes is root's alone to write
 
 constexpr char kToolNotRun[] =
     R"(Unable to run "genproxyconf" tool in order to determine if tomcat needs to be enabled, disabling tomcat.)";
@@ -44,8 +48,13 @@ constexpr char kForkFailed[] = "fork() in load_tomcat() failed! \n";
 constexpr uint32_t kToolOutputCapacity = 1024;
 constexpr size_t kMessageCapacity = 2048;
 
+// Takes the place of whatever has this name. A full disk keeps no rules alive that were refused: an old file is then
+// emptied in its place.
 void EmptyRulesFile() {
-  WriteWholeFile(kRulesFile, "w", "");
+  const std::string path = InstallationPath(kRulesFile);
+  if (!FileReplacement(path, OwnFile(kRulesFileMode), LastLink::kStay).Commit()) {
+    OpenDescriptor(path, O_WRONLY | O_TRUNC);
+  }
 }
 
 void LogToolOutput(const char* output) {
@@ -69,52 +78,64 @@ std::optional<bool> ToolWroteRules() {
     LogToolOutput(output);
     return std::nullopt;
   }
-  struct stat status {};
-  if (stat(kRulesFile, &status) == 0) {
-    return status.st_size > 0;
+  if (const auto rules = FindPlace(InstallationPath(kRulesFile), Access::kRead); rules && rules->exists()) {
+    return rules->entry_status.st_size > 0;
   }
   LogOutput(kLogCritical, "%s", kRulesNotFound);
   return std::nullopt;
 }
 
-std::optional<std::string> ReadWhole(const char* path) {
-  const File file = OpenFile(path, "r");
-  if (!file) {
-    return std::nullopt;
-  }
-  std::string content;
-  char block[8192];
-  while (const size_t size = std::fread(block, 1, sizeof block, file.get())) {
-    content.append(block, size);
-  }
-  if (std::ferror(file.get()) != 0) {
-    return std::nullopt;
-  }
-  return content;
-}
-
-// Real and saved IDs too: the shell would set effective IDs that differ from the real ones back, and so run the script
-// as root. Groups come first, while the process may still change them. A launcher that was started as the account may
-// not set supplementary groups, and needs not.
-bool BecomeAccount(const passwd& account) {
-  const bool is_account = getuid() == account.pw_uid && geteuid() == account.pw_uid;
-  return (is_account || initgroups(account.pw_name, account.pw_gid) == 0) &&
-         setresgid(account.pw_gid, account.pw_gid, account.pw_gid) == 0 &&
-         setresuid(account.pw_uid, account.pw_uid, account.pw_uid) == 0;
-}
-
 // The child: it is replaced by the shell, or logs why not.
 int RunStartScript(const std::string& command) {
-  const passwd* account = getpwnam(kServiceAccount);
-  if (account == nullptr) {
+  const std::optional<AccountIds> account = ServiceAccountIds();
+  if (!account) {
     LogOutput(kLogCritical, "%s", kNoServiceUser);
     return 0;
   }
-  if (BecomeAccount(*account)) {
+  if (BecomeServiceAccount(*account)) {
     ExecuteShell(command.c_str());
   }
   LogOutput(kLogCritical, "%s", kScriptNotRun);
   return 0;
+}
+
+bool IsContainerRequired() {
+  const CreationMask mask(kWritableByOthers);  // also for a tool that makes the file anew
+  EmptyRulesFile();
+  const std::optional<bool> wrote_rules = ToolWroteRules();
+  if (!wrote_rules) {
+    EmptyRulesFile();
+  }
+  return wrote_rules.value_or(false);
+}
+
+// Mode and owner stay.
+bool AddProxyBlocks() {
+  const std::string path = InstallationPath(QVX_CONF_NAME);
+  const Descriptor file = OpenDescriptor(path, O_RDONLY);
+  struct stat status {};
+  const std::optional<std::string> configuration =
+      file && fstat(file.get(), &status) == 0 ? ReadRest(file) : std::nullopt;
+  return configuration && ReplaceFile(path, {status.st_uid, status.st_gid, status.st_mode & ACCESSPERMS},
+                                      WithProxyBlocks(*configuration));
+}
+
+int32_t StartContainer() {
+  if (check_tomcat_required() == 0) {
+    return 0;
+  }
+  if (config_webapp_proxying() == 0) {
+    LogOutput(kLogCritical, "%s", kBlockNotAdded);
+    return 0;
+  }
+  const std::string command = InstallationPath("/tomcat/bin/startup.sh") + " > /dev/null 2>&1";
+  const pid_t child = StartChild([&command] { return RunStartScript(command); });
+  if (child == -1) {
+    // Nothing is left to do when the text cannot be written.
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kForkFailed, sizeof kForkFailed - 1);
+    return -1;
+  }
+  return WaitForChild(child, WUNTRACED);
 }
 
 }  // namespace
@@ -134,38 +155,25 @@ std::string WithProxyBlocks(std::string_view configuration) {
 }  // namespace qvx
 
 int32_t load_tomcat() {
-  if (check_tomcat_required() == 0) {
+  try {
+    return qvx::StartContainer();
+  } catch (const std::bad_alloc&) {
     return 0;
   }
-  if (config_webapp_proxying() == 0) {
-    LogOutput(kLogCritical, "%s", qvx::kBlockNotAdded);
-    return 0;
-  }
-  const std::string command = qvx::InstallationPath("/tomcat/bin/startup.sh") + " > /dev/null 2>&1";
-  const pid_t child = qvx::StartChild([&command] { return qvx::RunStartScript(command); });
-  if (child == -1) {
-    // Nothing is left to do when the text cannot be written.
-    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, qvx::kForkFailed, sizeof qvx::kForkFailed - 1);
-    return -1;
-  }
-  return qvx::WaitForChild(child, WUNTRACED);
 }
 
 int32_t check_tomcat_required() {
-  unlink(qvx::kRulesFile);
-  qvx::EmptyRulesFile();
-  const std::optional<bool> wrote_rules = qvx::ToolWroteRules();
-  if (!wrote_rules) {
-    qvx::EmptyRulesFile();
+  try {
+    return qvx::IsContainerRequired() ? 1 : 0;
+  } catch (const std::bad_alloc&) {
+    return 0;
   }
-  return wrote_rules.value_or(false) ? 1 : 0;
 }
 
 int32_t config_webapp_proxying() {
-  const std::optional<std::string> configuration = qvx::ReadWhole(qvx::kServerConfiguration);
-  if (!configuration) {
+  try {
+    return qvx::AddProxyBlocks() ? 1 : 0;
+  } catch (const std::bad_alloc&) {
     return 0;
   }
-  const std::string text = qvx::WithProxyBlocks(*configuration);
-  return qvx::WriteWholeFile(qvx::kServerConfiguration, "w+", text) ? 1 : 0;
 }

@@ -1,8 +1,7 @@
 // Starting the servlet container, when a web application needs it.
 //
-// The tool that decides it and the start script follow a moved installation; the rules file and the server
-// configuration do not: they are /opt/zx/zxqvx/conf/mod_proxy.conf and qvxpd.conf. Every failure,
-// that folder's absence included, leaves the container off for this run, with one critical record in the log.
+// The rules file is "conf/mod_proxy.conf" of the installation. Every failure leaves the container off
+// for this run, with one critical record in the log.
 #ifndef QVX_WEBCONF_SERVLET_CONTAINER_H
 #define QVX_WEBCONF_SERVLET_CONTAINER_H
 
@@ -23,8 +22,8 @@ int32_t load_tomcat();
 /// failed, which is logged and empties it again.
 int32_t check_tomcat_required();
 
-/// Adds the proxy block to the server configuration, in place, so that mode and owner stay. Returns 1, or 0 when that
-/// could not be opened or read.
+/// Adds the proxy block to the server configuration, whose mode and owner stay. Returns 1, or 0 when that could not be
+/// read or not be written whole; it is then as it was.
 int32_t config_webapp_proxying();
 
 namespace qvx {

@@ -1,13 +1,14 @@
 #include "webconf/webapp_extensions.h"
 
 #include <memory>
+#include <new>
 #include <string>
+#include <utility>
 
 #include "dom/handles.h"
 #include "log/ring_log.h"
 #include "os/directories.h"
 #include "os/directory_search.h"
-#include "os/files.h"
 #include "os/strings.h"
 #include "support/malloc_owner.h"
 #include "webconf/php_ini.h"
@@ -17,9 +18,6 @@ namespace {
 
 DocumentHolder LoadDescriptor(const char* path) {
   constexpr int kLoaded = 1;
-  if (IsPipeOrDevice(path)) {
-    return nullptr;
-  }
   DocumentHolder document = NewDocument();
   if (!document || DOM_DocumentLS_load(document.get(), path) != kLoaded) {
     return nullptr;
@@ -36,6 +34,23 @@ void RequestExtension(const char* name) {
   }
 }
 
+// Closes a search, also where memory runs out while it is under way.
+class Search {
+ public:
+  Search(const std::string& pattern, OSFindRecord* found) : handle_(OSFindFirstFile(pattern.c_str(), found)) {}
+  ~Search() { Close(); }
+  Search(const Search&) = delete;
+  Search& operator=(const Search&) = delete;
+  Search(Search&&) = delete;
+  Search& operator=(Search&&) = delete;
+
+  OSFindHandle handle() const { return handle_; }
+  int Close() { return OSFindClose(std::exchange(handle_, kNoSearch)); }
+
+ private:
+  OSFindHandle handle_;
+};
+
 }  // namespace
 }  // namespace qvx
 
@@ -45,11 +60,11 @@ int CheckWebAppXMLsForExtensions() {
   }
   const std::string directory = qvx::WritablePath("/webapp/");
   const auto found = std::make_unique<OSFindRecord>();
-  const OSFindHandle search = OSFindFirstFile((directory + "*.xml").c_str(), found.get());
-  for (bool more = search != kNoSearch; more; more = OSFindNextFile(search, found.get()) == 0) {
+  qvx::Search search(directory + "*.xml", found.get());
+  for (bool more = search.handle() != kNoSearch; more; more = OSFindNextFile(search.handle(), found.get()) == 0) {
     ParseWebAppXML((directory + found->name).c_str());
   }
-  return OSFindClose(search);
+  return search.Close();
 }
 
 void ParseWebAppXML(const char* path) {
@@ -59,6 +74,9 @@ void ParseWebAppXML(const char* path) {
     return;
   }
   const qvx::NodeListHolder elements(DOM_Document_getElementsByTagName(document.get(), "extension"), {document.get()});
+  if (!elements) {
+    throw std::bad_alloc();
+  }
   for (int32_t i = 0; DOM_Element* element = DOM_NodeList_item(elements.get(), i); ++i) {
     const qvx::MallocOwner<char> name(DOM_Element_getAttribute(element, "name"));
     if (name) {

@@ -1,4 +1,5 @@
-// Which extensions of the script engine the installed web applications ask for.
+// Which extensions of the script engine the installed web applications ask for. Both operations
+// throw std::bad_alloc.
 #ifndef QVX_WEBCONF_WEBAPP_EXTENSIONS_H
 #define QVX_WEBCONF_WEBAPP_EXTENSIONS_H
 

@@ -72,14 +72,14 @@ TEST(CapturedCommand, SurvivesSignalsAndClosedStandardStreams) {
 }
 
 TEST(Commands, ChildrenInheritOnlyStandardStreams) {
-  const TempDirectory directory;
-  const std::string path = directory.path() / "file";
+  const TempDirectory root;
+  const std::string path = root.path() / "file";
   const int status = RunIsolated(0, [&path] {
     close_range(3, ~0U, 0);
     const Descriptor locked(sopen(path.c_str(), O_RDWR, F_WRLCK, 0600));
     const File file = OpenFile(path, "rb+");
     const CommandStream stream = OpenCommand("cat");
-    const WorkingDirectoryKeeper keeper;
+    const Descriptor directory = OpenDirectory("/");
     char output[100] = "";
     process_linux_cmd("exec ls -m /proc/self/fd", output, sizeof(output));
     EXPECT_STREQ(output, "0, 1, 2, 3\n");  // 3 is the listing's own

@@ -130,23 +130,24 @@ TEST_F(CertificatePair, PairOnDiskAndKeyThatSomebodyHasOpen) {
   EXPECT_STREQ(GetCertificateFilePathName(path), "");  // it would take 4096 characters
 }
 
-// The protection command does not fit this path, so what it would change later shows how the key file was made.
-TEST_F(CertificatePair, UnprotectedKeyIsItsMakersAlone) {
+// The protection command does not fit this path, so the files are as they were born.
+TEST_F(CertificatePair, UnprotectedPairIsTheAccountsFromBirth) {
   const std::string directory(240, 'd');
-  Shell("mkdir " + directory + "; cd d*; : >file.pem; chmod 660 file.pem; chown 65534:65534 file.pem");
+  Shell("mkdir " + directory + "; cd d*; : >file.pem; chmod 644 file.pem; chown 65534:65534 file.pem");
   const Variable share("SSL_SHARE_BASE_DIR", installation_.tls() / directory);
   EXPECT_EQ(GenerateSelfSignedCertAndPrivateKey("host"), 1);
-  EXPECT_EQ(Shell("stat -c %a:%u:%g file.pem"), "600:0:0\n");
+  EXPECT_EQ(Shell("stat -c %a:%u:%g *"), "660:" + owner_ + "\n660:" + owner_ + "\n");
   const std::regex secured("0:(\\w+ ?\\w*) was successfully");
   EXPECT_EQ(Records(), std::regex_replace(kGenerated, secured, "2:$1 could not be successfully"));
   EXPECT_EQ(Shell("openssl x509 -in cert.pem -noout -ext subjectAltName"), "No extensions in certificate\n");
 }
 
-TEST_F(CertificatePair, FullDiskLeavesNoHalfKey) {
+TEST_F(CertificatePair, FullDiskKeepsTheOldPair) {
   const auto body = [this] {
-    EXPECT_EQ(mount("none", installation_.tls().c_str(), "tmpfs", 0, "size=4096"), 0);
+    EXPECT_EQ(mount("none", installation_.tls().c_str(), "tmpfs", 0, "size=12288"), 0);
+    EXPECT_EQ(Shell("echo old certificate >cert.pem; echo old key >file.pem"), "");
     EXPECT_EQ(GenerateSelfSignedCertAndPrivateKey("host"), 0);
-    EXPECT_EQ(Shell("ls"), "cert.pem\n");
+    EXPECT_EQ(Shell("ls; cat *"), "cert.pem\nfile.pem\nold certificate\nold key\n");
     return FailuresAsStatus();
   };
   EXPECT_EQ(RunIsolated(CLONE_NEWNS, body), 0);

@@ -19,8 +19,8 @@ namespace {
 namespace fs = std::filesystem;
 using namespace qvx::test;
 
-constexpr char kConfiguration[] = "/opt/zx/zxqvx/conf/qvxpd.conf";
-constexpr char kRules[] = "/opt/zx/zxqvx/conf/mod_proxy.conf";
+constexpr char kConfiguration[] = "/opt/moved/conf/qvxpd.conf";
+constexpr char kRules[] = "/opt/moved/conf/mod_proxy.conf";
 const std::string kBlock =
     "\nSSLProxyEngine On\nSSLProxyCipherSuite ALL\nSSLProxyMachineCertificateFile /opt/zx/sslshare/proxy.pem\n"
     "Include conf/mod_proxy.conf\n";
@@ -33,7 +33,7 @@ u=$(id -u zxqvx) g=$(id -g zxqvx) now=$(grep -E '^(Uid|Gid|Groups):' /proc/self/
 [ "$now" = "Uid: $u $u $u $u Gid: $g $g $g $g Groups: $g " ] && exit 3
 )";
 
-// A moved installation: the tool and the script follow it, the two fixed files do not.
+// A moved installation.
 void MakeInstallation(const std::string& tool) {
   ASSERT_EQ(0, mount("none", "/opt", "tmpfs", 0, "mode=755"));
   WriteText(kConfiguration, kHead + kTail + "<VirtualHost c:2381>");
@@ -74,7 +74,7 @@ int LoadContainer(const Row& row) {
 }  // namespace
 
 TEST(ServletContainer, StartTable) {
-  const char* write = "echo Proxy > /opt/zx/zxqvx/conf/mod_proxy.conf; echo noise >&2";
+  const char* write = "echo Proxy > /opt/moved/conf/mod_proxy.conf; echo noise >&2";
   const std::string printed = "\"genproxyconf\" execution failed: ";
   const std::string after = ";\nunable to determine if tomcat needs to be enabled, disabling tomcat.";
   const char* not_run =
@@ -87,7 +87,7 @@ TEST(ServletContainer, StartTable) {
       "Unable to run \"startup.sh\" script in order to load tomcat; the webapps relying on it won't be accessible.";
   const auto nothing = [] {};
   const auto more_groups = [] { setgroups(2, std::vector<gid_t>{0, 4}.data()); };
-  const auto lose_folder = [] { fs::remove_all("/opt/zx"); };
+  const auto lose_folder = [] { fs::remove_all("/opt/moved/conf"); };
   const auto lose_user = [] { mount("/opt/passwd", "/etc/passwd", "none", MS_BIND, nullptr); };
   const auto lose_rights = [] {
     __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
@@ -103,9 +103,9 @@ TEST(ServletContainer, StartTable) {
       {"rules", write, more_groups, 3 << 8, "", "Proxy\n"},
       {"no rules", "exit 1", nothing, 0, "", ""},
       {"no tool", "", [] { fs::remove_all("/opt/moved/sbin"); }, 0, "", ""},
-      {"text", "echo 100%s; echo x > /opt/zx/zxqvx/conf/mod_proxy.conf", nothing, 0, printed + "100%s\n" + after, ""},
+      {"text", "echo 100%s; echo x > /opt/moved/conf/mod_proxy.conf", nothing, 0, printed + "100%s\n" + after, ""},
       {"tool not run", write, no_child, 0, not_run, ""},
-      {"rules removed", "rm /opt/zx/zxqvx/conf/mod_proxy.conf", nothing, 0, unknown, ""},
+      {"rules removed", "rm /opt/moved/conf/mod_proxy.conf", nothing, 0, unknown, ""},
       {"no folder", "exit 0", lose_folder, 0, unknown, "none"},
       {"no configuration", write, [] { fs::remove(kConfiguration); }, 0, not_added, "Proxy\n"},
       {"no child", write, one_child, -1, "", "Proxy\n"},

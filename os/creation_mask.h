@@ -1,0 +1,26 @@
+// The file-creation mask for a scope.
+#ifndef QVX_OS_CREATION_MASK_H
+#define QVX_OS_CREATION_MASK_H
+
+#include <sys/stat.h>
+
+namespace qvx {
+
+/// Takes further bits away from what is created in a scope. The daemon inherits the mask, so it is
+/// put back as it was.
+class CreationMask {
+ public:
+  explicit CreationMask(mode_t further) : before_(umask(0)) { umask(before_ | further); }
+  ~CreationMask() { umask(before_); }
+  CreationMask(const CreationMask&) = delete;
+  CreationMask& operator=(const CreationMask&) = delete;
+  CreationMask(CreationMask&&) = delete;
+  CreationMask& operator=(CreationMask&&) = delete;
+
+ private:
+  mode_t before_;
+};
+
+}  // namespace qvx
+
+#endif

@@ -1,0 +1,82 @@
+#include "os/directory_chains.h"
+
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <string>
+
+#include "os/directories.h"
+#include "os/path_walk.h"
+#include "os/paths.h"
+#include "os/protection.h"
+
+namespace {
+
+constexpr size_t kMaxBuiltDirectory = 255;  // characters of a directory part that QVXBuildDirectory creates
+
+bool EnterDirectory(const std::string& path) {
+  const qvx::Descriptor directory = qvx::OpenDirectory(path);
+  return directory && fchdir(directory.get()) == 0;
+}
+
+bool CheckLevels(char* path) {
+  std::string level = "/";
+  char* rest = nullptr;
+  for (char* piece = strtok_r(path, "/", &rest); piece != nullptr; piece = strtok_r(nullptr, "/", &rest)) {
+    if (std::strchr(piece, '.') != nullptr) {
+      continue;
+    }
+    level.append(piece).append("/");
+    if (!EnterDirectory(level) && _mkdir(level.c_str()) != 0) {
+      return false;
+    }
+  }
+  return true;
+}
+
+/// Whether every level of `directory` below `level` is there or could be made. Cuts `directory` in place.
+bool BuildLevels(std::string level, char* directory) {
+  char* rest = nullptr;
+  for (char* piece = strtok_r(directory, "/", &rest); piece != nullptr; piece = strtok_r(nullptr, "/", &rest)) {
+    level.append(piece).append("/");
+    if (qvx::OpenDirectory(level)) {
+      continue;
+    }
+    _mkdir(level.c_str());
+    if (!qvx::OpenDirectory(level)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool BuildDirectory(const char* path) {
+  char drive[kPathCapacity] = "";
+  uint32_t drive_size = sizeof(drive);
+  char directory[kMaxBuiltDirectory + 1] = "";
+  uint32_t directory_size = sizeof(directory);
+  OSSplitPath(path, drive, &drive_size, directory, &directory_size, nullptr, nullptr, nullptr, nullptr);
+  const std::string root = std::string(drive).append("/");
+  return drive_size <= sizeof(drive) && qvx::OpenDirectory(root) && BuildLevels(root, directory);
+}
+
+}  // namespace
+
+int OSCheckDir(char* path) {
+  try {
+    return CheckLevels(path) ? 0 : 1;
+  } catch (const std::bad_alloc&) {
+    return 1;
+  }
+}
+
+int QVXBuildDirectory(const char* path) {
+  try {
+    return BuildDirectory(path) ? 0 : -1;
+  } catch (const std::bad_alloc&) {
+    return -1;
+  }
+}

@@ -1,0 +1,255 @@
+#include "os/file_replacement.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <memory>
+#include <utility>
+
+#include "os/files.h"
+#include "os/service_account.h"
+
+namespace qvx {
+
+namespace {
+
+constexpr mode_t kServiceFileMode = 0660;
+constexpr mode_t kNewFileMode = 0600;  // until owner and access list are those that it shall have
+constexpr size_t kBlockSize = 65536;
+constexpr std::string_view kSuffix = ".new";
+
+struct DirectoryCloser {
+  void operator()(DIR* stream) const { closedir(stream); }
+};
+
+/// The number of the process that makes the file of this name; nothing when the name is none of ours.
+std::optional<pid_t> MakerOf(std::string_view name) {
+  if (!name.starts_with('.') || !name.ends_with(kSuffix)) {
+    return std::nullopt;
+  }
+  name.remove_suffix(kSuffix.size());
+  const std::string_view number = name.substr(name.rfind('.') + 1);
+  pid_t maker = 0;
+  const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), maker);
+  return error == std::errc() && end == number.data() + number.size() && maker > 0 ? std::optional(maker)
+                                                                                   : std::nullopt;
+}
+
+/// This process's number is an earlier one's: it has made nothing yet.
+bool IsGone(pid_t process) {
+  return process == getpid() || (kill(process, 0) != 0 && errno == ESRCH);
+}
+
+void RemoveLeftoversIn(const Descriptor& directory) {
+  const int descriptor = openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const std::unique_ptr<DIR, DirectoryCloser> stream(descriptor < 0 ? nullptr : fdopendir(descriptor));
+  while (const dirent* entry = stream ? readdir(stream.get()) : nullptr) {
+    const std::optional<pid_t> maker = MakerOf(entry->d_name);
+    struct stat status {};
+    if (maker && IsGone(*maker) && fstatat(directory.get(), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+        S_ISREG(status.st_mode)) {
+      unlinkat(directory.get(), entry->d_name, 0);
+    }
+  }
+}
+
+bool WriteAll(const Descriptor& file, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t count = write(file.get(), text.data(), text.size());
+    if (count < 0 && errno != EINTR) {
+      return false;
+    }
+    text.remove_prefix(count < 0 ? 0 : static_cast<size_t>(count));
+  }
+  return true;
+}
+
+/// Writes `text` over what an open file holds.
+bool Overwrite(const Descriptor& file, std::string_view text) {
+  return lseek(file.get(), 0, SEEK_SET) == 0 && WriteAll(file, text) &&
+         ftruncate(file.get(), static_cast<off_t>(text.size())) == 0;
+}
+
+/// Not every file system can reserve; where one cannot, the write itself decides.
+bool Reserve(const Descriptor& file, size_t size) {
+  return size == 0 || fallocate(file.get(), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) == 0 ||
+         errno == EOPNOTSUPP || errno == ENOSYS;
+}
+
+/// The owner may be the process's own already, or not be its to give; the mode decides who can use
+/// the file until then.
+bool GiveBirth(const Descriptor& file, const Birth& birth) {
+  fremovexattr(file.get(), "system.posix_acl_access");
+  return (fchown(file.get(), birth.user, birth.group) == 0 || geteuid() != 0) && fchmod(file.get(), birth.mode) == 0;
+}
+
+/// The file's STATX_ATTR_... bits; none when there is no file.
+uint64_t AttributesOf(const Place& place) {
+  struct statx status {};
+  return place.exists() && statx(place.entry.get(), "", AT_EMPTY_PATH, STATX_TYPE, &status) == 0 ? status.stx_attributes : 0;
+}
+
+/// Such a file refuses the very last step, when a file beside it may have been replaced.
+constexpr uint64_t kImmutable = STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND;
+
+/// Nothing can be put in the place of a file that is mounted there by itself.
+constexpr uint64_t kMounted = STATX_ATTR_MOUNT_ROOT;
+
+/// 0, or the error with which the place's entry refuses to be replaced.
+int RefusalOf(const Place& place, LastLink last_link, uint64_t attributes) {
+  if (!place.exists() || (place.IsA(S_IFLNK) && last_link == LastLink::kStay)) {
+    return 0;
+  }
+  if (!place.IsA(S_IFREG)) {
+    return place.IsA(S_IFDIR) ? EISDIR : ENXIO;
+  }
+  return (attributes & kImmutable) != 0 ? EPERM : 0;
+}
+
+bool IsRefusedByDirectory(int error) {
+  return error == EACCES || error == EPERM || error == EROFS;
+}
+
+}  // namespace
+
+Birth ServiceFile() {
+  const AccountIds ids = ServiceAccountIds().value_or(AccountIds{geteuid(), getegid()});
+  return {ids.user, ids.group, kServiceFileMode};
+}
+
+Birth OwnFile(mode_t mode) {
+  return {geteuid(), getegid(), mode};
+}
+
+FileReplacement::FileReplacement(const std::string& path, const Birth& birth, LastLink last_link, Fallback fallback)
+    : place_(FindPlace(path, Access::kChange, last_link)) {
+  if (!place_) {
+    return;
+  }
+  const uint64_t attributes = AttributesOf(*place_);
+  if (const int refusal = RefusalOf(*place_, last_link, attributes)) {
+    errno = refusal;
+    return;
+  }
+  const bool is_mounted = (attributes & kMounted) != 0;
+  if (!is_mounted) {
+    MakeBeside(birth);
+  }
+  const bool must_stay = is_mounted || (!file_ && IsRefusedByDirectory(errno));
+  if (must_stay && fallback == Fallback::kInPlace && place_->IsA(S_IFREG)) {
+    OpenInPlace(birth.is_secret);
+  }
+}
+
+FileReplacement::~FileReplacement() {
+  if (!temporary_.empty()) {
+    const int error = errno;
+    unlinkat(place_->directory.get(), temporary_.c_str(), 0);
+    errno = error;
+  }
+}
+
+void FileReplacement::MakeBeside(const Birth& birth) {
+  std::string name = "." + place_->name + "." + std::to_string(getpid());
+  name.append(kSuffix);
+  unlinkat(place_->directory.get(), name.c_str(), 0);
+  Descriptor file(openat(place_->directory.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                         kNewFileMode));
+  if (!file) {
+    return;
+  }
+  temporary_ = std::move(name);
+  if (GiveBirth(file, birth)) {
+    file_ = std::move(file);
+  }
+}
+
+void FileReplacement::OpenInPlace(bool is_secret) {
+  Descriptor file = OpenEntry(*place_, O_RDWR);
+  // Whoever has it open already goes on seeing it, so at least nobody is added.
+  is_in_place_ = file && (!is_secret || fchmod(file.get(), kNewFileMode) == 0);
+  if (is_in_place_) {
+    file_ = std::move(file);
+  }
+}
+
+bool FileReplacement::Write(std::string_view text) {
+  pending_.append(text);
+  if (!is_in_place_ && pending_.size() >= kBlockSize) {
+    is_whole_ = is_whole_ && WriteAll(file_, pending_);
+    pending_.clear();
+  }
+  return is_whole_;
+}
+
+bool FileReplacement::Flush() {
+  if (is_in_place_) {
+    return Reserve(file_, pending_.size());
+  }
+  is_whole_ = is_whole_ && WriteAll(file_, pending_) && fsync(file_.get()) == 0;
+  pending_.clear();
+  return is_whole_;
+}
+
+bool FileReplacement::Close() {
+  is_whole_ = is_whole_ && WriteAll(file_, pending_);
+  pending_.clear();
+  return close(file_.release()) == 0 && is_whole_;
+}
+
+bool FileReplacement::Commit() {
+  if (!file_) {
+    return false;
+  }
+  if (is_in_place_) {
+    return WriteInPlace();
+  }
+  const int directory = place_->directory.get();
+  if (!Close() || renameat(directory, temporary_.c_str(), directory, place_->name.c_str()) != 0) {
+    return false;
+  }
+  temporary_.clear();
+  return true;
+}
+
+bool FileReplacement::CommitNew() {
+  const int directory = place_ ? place_->directory.get() : -1;
+  return file_ && !is_in_place_ && Close() &&
+         linkat(directory, temporary_.c_str(), directory, place_->name.c_str(), 0) == 0;
+}
+
+bool FileReplacement::WriteInPlace() {
+  const Descriptor file = std::move(file_);
+  const std::optional<std::string> old_text = ReadRest(file);
+  if (!old_text || !Reserve(file, pending_.size())) {
+    return false;
+  }
+  if (Overwrite(file, pending_)) {
+    return true;
+  }
+  const int error = errno;
+  Overwrite(file, *old_text);
+  errno = error;
+  return false;
+}
+
+bool ReplaceFile(const std::string& path, const Birth& birth, std::string_view text) {
+  FileReplacement file(path, birth);
+  return file && file.Write(text) && file.Commit();
+}
+
+void RemoveLeftovers(const std::string& path) {
+  if (const std::optional<Place> place = FindPlace(path, Access::kChange, LastLink::kStay)) {
+    RemoveLeftoversIn(place->directory);
+  }
+}
+
+}  // namespace qvx

@@ -1,0 +1,192 @@
+#include "os/path_walk.h"
+
+#include <fcntl.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <string_view>
+#include <utility>
+
+namespace qvx {
+
+namespace {
+
+constexpr int kMostLinks = 40;  // as many as the kernel follows
+
+bool IsTrusted(uid_t user) {
+  return user == 0 || user == geteuid();
+}
+
+/// An access list can let further accounts write, and shows in the group's bits only.
+bool GroupIsTrusted(const Descriptor& directory, const struct stat& status) {
+  const bool is_own = status.st_gid == 0 || status.st_gid == getegid();
+  return is_own && getxattr(PathOf(directory).c_str(), "system.posix_acl_access", nullptr, 0) < 0;
+}
+
+/// Whether nobody else can make the name of `entry` (null: of something new) stand for another file.
+bool IsHeld(const Descriptor& directory, const struct stat& status, const struct stat* entry) {
+  if (!IsTrusted(status.st_uid)) {
+    return false;
+  }
+  const bool only_owners_move = (status.st_mode & S_ISVTX) != 0;
+  if (only_owners_move && entry != nullptr && IsTrusted(entry->st_uid)) {
+    return true;
+  }
+  return (status.st_mode & S_IWOTH) == 0 && ((status.st_mode & S_IWGRP) == 0 || GroupIsTrusted(directory, status));
+}
+
+std::optional<std::string> ReadLink(const Descriptor& link) {
+  std::string target(PATH_MAX, '\0');
+  const ssize_t length = readlinkat(link.get(), "", target.data(), target.size());
+  if (length < 0) {
+    return std::nullopt;
+  }
+  target.resize(static_cast<size_t>(length));
+  return target;
+}
+
+/// The state of one walk: the place reached so far, and the names that are still to be gone through.
+class Walk {
+ public:
+  Walk(std::string path, Access access, LastLink last_link)
+      : rest_(std::move(path)), access_(access), last_link_(last_link) {}
+
+  std::optional<Place> Run() {
+    if (!Start()) {
+      return std::nullopt;
+    }
+    while (TakeName()) {
+      if (!Look()) {
+        return std::nullopt;
+      }
+      const bool stays = last_link_ == LastLink::kStay && !HasRest();
+      const bool is_link = place_.IsA(S_IFLNK) && !stays;
+      if (!is_link && !HasRest()) {
+        return std::move(place_);
+      }
+      if (!(is_link ? Follow() : Enter())) {
+        return std::nullopt;
+      }
+    }
+    place_.name = ".";
+    return Look() ? std::optional(std::move(place_)) : std::nullopt;
+  }
+
+ private:
+  bool Start() {
+    place_.directory = Descriptor(open(rest_[0] == '/' ? "/" : ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    return place_.directory && fstat(place_.directory.get(), &place_.directory_status) == 0;
+  }
+
+  /// Takes the next name off the rest; false when there is none.
+  bool TakeName() {
+    const size_t start = rest_.find_first_not_of('/', next_);
+    if (start == std::string::npos) {
+      return false;
+    }
+    const size_t end = std::min(rest_.find('/', start), rest_.size());
+    place_.name = rest_.substr(start, end - start);
+    next_ = end;
+    return true;
+  }
+
+  bool HasRest() const { return next_ < rest_.size(); }
+
+  /// Finds what bears the name. Only the last name may be missing.
+  bool Look() {
+    place_.entry = Descriptor(openat(place_.directory.get(), place_.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    if (!place_.entry) {
+      if (errno != ENOENT || HasRest()) {
+        return false;
+      }
+      place_.is_held = place_.is_held && IsHeld(place_.directory, place_.directory_status, nullptr);
+      return true;
+    }
+    if (fstat(place_.entry.get(), &place_.entry_status) != 0) {
+      return false;
+    }
+    is_step_held_ = IsHeld(place_.directory, place_.directory_status, &place_.entry_status);
+    place_.is_held = place_.is_held && is_step_held_;
+    return true;
+  }
+
+  /// Goes on with what a link says, from where it stands.
+  bool Follow() {
+    const bool may_follow = IsTrusted(place_.entry_status.st_uid) && (access_ == Access::kRead || is_step_held_);
+    if (!may_follow || ++links_ > kMostLinks) {
+      errno = ELOOP;
+      return false;
+    }
+    const std::optional<std::string> target = ReadLink(place_.entry);
+    if (!target) {
+      return false;
+    }
+    rest_ = *target + rest_.substr(next_);
+    next_ = 0;
+    return rest_[0] != '/' || Start();
+  }
+
+  /// Makes the entry the directory of the next name.
+  bool Enter() {
+    if (!place_.IsA(S_IFDIR)) {
+      errno = ENOTDIR;
+      return false;
+    }
+    place_.directory = std::move(place_.entry);
+    place_.directory_status = place_.entry_status;
+    return true;
+  }
+
+  std::string rest_;
+  size_t next_ = 0;  // where the rest goes on
+  Access access_;
+  LastLink last_link_;
+  int links_ = 0;
+  bool is_step_held_ = false;
+  Place place_;
+};
+
+}  // namespace
+
+std::string PathOf(const Descriptor& file) {
+  return "/proc/self/fd/" + std::to_string(file.get());
+}
+
+std::optional<Place> FindPlace(const std::string& path, Access access, LastLink last_link) {
+  // The system's own limit: what is cut at the size of a path buffer must open nothing.
+  if (path.empty() || path.size() >= PATH_MAX) {
+    errno = path.empty() ? ENOENT : ENAMETOOLONG;
+    return std::nullopt;
+  }
+  return Walk(path, access, last_link).Run();
+}
+
+bool MayStep(const Place& place, const struct stat& file, Access access) {
+  if (IsHeld(place.directory, place.directory_status, &file)) {
+    return true;
+  }
+  const bool is_owners = !IsTrusted(place.directory_status.st_uid) && file.st_uid == place.directory_status.st_uid;
+  if (is_owners || S_ISDIR(file.st_mode)) {
+    return true;  // a directory has no further links, and only its owner can move it elsewhere
+  }
+  if (file.st_nlink > 1) {
+    return false;
+  }
+  return access == Access::kRead || IsTrusted(place.directory_status.st_uid);
+}
+
+Descriptor OpenDirectory(const std::string& path) {
+  std::optional<Place> place = FindPlace(path, Access::kRead);
+  if (!place) {
+    return Descriptor();
+  }
+  if (!place->IsA(S_IFDIR)) {
+    errno = place->exists() ? ENOTDIR : ENOENT;
+    return Descriptor();
+  }
+  return std::move(place->entry);
+}
+
+}  // namespace qvx

@@ -1,0 +1,28 @@
+// The account that owns the console's files and runs the web server's workers.
+#ifndef QVX_OS_SERVICE_ACCOUNT_H
+#define QVX_OS_SERVICE_ACCOUNT_H
+
+#include <sys/types.h>
+
+#include <optional>
+
+namespace qvx {
+
+/// The name of the account and of its group.
+inline constexpr char kServiceAccount[] = "zxqvx";
+
+struct AccountIds {
+  uid_t user;
+  gid_t group;
+};
+
+/// The account's user and group; nothing when there is no such account.
+std::optional<AccountIds> ServiceAccountIds();
+
+/// Gives the process the account's identity for good: supplementary groups, and the real, effective
+/// and saved IDs. Returns false when the system refused a step.
+bool BecomeServiceAccount(const AccountIds& account);
+
+}  // namespace qvx
+
+#endif

@@ -1,0 +1,107 @@
+#include "os/path_walk.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+
+#include "os/files.h"
+#include "tests/harness/installation.h"
+
+namespace qvx::test {
+namespace {
+
+/// Directories of root's and of another account, with files of both and every kind of link.
+class PathWalk : public testing::Test {
+ protected:
+  PathWalk() {
+    Shell(R"(umask 022; mkdir own other shared sticky; chown 65534 other; chmod 777 shared; chmod 1777 sticky
+for d in own other shared sticky; do echo root >$d/root; echo theirs >$d/theirs; chown 65534 $d/theirs; done
+echo target >target; echo "key" >key; ln key other/hard; ln key shared/hard
+for d in own other shared sticky; do ln -s ../target $d/link; ln -s ../target $d/foreign
+  chown -h 65534 $d/foreign; ln -s ../missing $d/dangling; done
+ln -s link own/chain; ln -s loop own/loop; ln -s ../own own/up; mkfifo own/fifo; mknod own/device c 1 3)");
+  }
+
+  void Shell(const std::string& commands) {
+    ASSERT_EQ(std::system(("cd " + root_.path().string() + "; " + commands).c_str()), 0);
+  }
+
+  const TempDirectory root_;
+};
+
+TEST_F(PathWalk, WhatMayBeReadAndChanged) {
+  const struct {
+    const char* path;
+    int read;    // the error, or 0
+    int change;  // the same
+  } rows[] = {
+      {"own/root", 0, 0},
+      {"own/theirs", 0, 0},
+      {"own/link", 0, 0},
+      {"own/chain", 0, 0},
+      {"own/up/up/chain", 0, 0},
+      {"own/foreign", ELOOP, ELOOP},
+      {"own/loop", ELOOP, ELOOP},
+      {"own/fifo", ENXIO, ENXIO},
+      {"own/device", ENXIO, ENXIO},
+      {"own", 0, EISDIR},
+      {"own/root/x", ENOTDIR, ENOTDIR},
+      {"own/missing", ENOENT, ENOENT},
+      {"own/dangling", ENOENT, ENOENT},
+      {"missing/x", ENOENT, ENOENT},
+      {"other/root", 0, ELOOP},
+      {"other/theirs", 0, 0},
+      {"other/hard", ELOOP, ELOOP},
+      {"other/link", 0, ELOOP},
+      {"other/foreign", ELOOP, ELOOP},
+      {"other/../own/root", 0, 0},
+      {"shared/root", 0, 0},
+      {"shared/hard", ELOOP, ELOOP},
+      {"shared/link", 0, ELOOP},
+      {"sticky/link", 0, 0},
+      {"sticky/foreign", ELOOP, ELOOP},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.path);
+    const std::string path = root_.path() / row.path;
+    EXPECT_EQ(OpenDescriptor(path, O_RDONLY) ? 0 : errno, row.read);
+    EXPECT_EQ(OpenDescriptor(path, O_RDWR) ? 0 : errno, row.change);
+  }
+  EXPECT_FALSE(FindPlace("/" + std::string(PATH_MAX - 1, '/'), Access::kRead));
+  EXPECT_FALSE(FindPlace("", Access::kRead));
+}
+
+TEST_F(PathWalk, HeldMeansThatNobodyElseCanExchangeIt) {
+  const struct {
+    const char* path;
+    bool is_held;
+  } rows[] = {{"own/root", true},    {"own/new", true},        {"other/theirs", false},
+              {"other/new", false},  {"shared/new", false},    {"sticky/root", true},
+              {"sticky/new", false}, {"sticky/theirs", false}, {"own/../other/new", false}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.path);
+    EXPECT_EQ(FindPlace(root_.path() / row.path, Access::kChange)->is_held, row.is_held);
+  }
+  Shell("chmod 775 own");
+  EXPECT_TRUE(FindPlace(root_.path() / "own/new", Access::kChange)->is_held) << "root's group";
+  Shell("chgrp 65534 own");
+  EXPECT_FALSE(FindPlace(root_.path() / "own/new", Access::kChange)->is_held);
+}
+
+TEST_F(PathWalk, CreatingGoesThroughTrustedLinksOnly) {
+  EXPECT_TRUE(OpenDescriptor(root_.path() / "own/dangling", O_WRONLY | O_CREAT, 0600));
+  EXPECT_EQ(ModeOf(root_.path() / "missing"), 0600U);
+  EXPECT_FALSE(OpenDescriptor(root_.path() / "own/root", O_WRONLY | O_CREAT | O_EXCL, 0600));
+  EXPECT_FALSE(OpenDescriptor(root_.path() / "other/dangling", O_WRONLY | O_CREAT, 0600));
+  EXPECT_TRUE(RemoveName(root_.path() / "own/foreign"));
+  EXPECT_TRUE(RemoveName(root_.path() / "own/fifo"));
+  EXPECT_FALSE(RemoveName(root_.path() / "own/device"));
+  EXPECT_EQ(Contents(root_.path() / "target"), "target\n");
+}
+
+}  // namespace
+}  // namespace qvx::test
