@@ -3,21 +3,25 @@
 #include <apr_general.h>
 #include <apr_pools.h>
 #include <apr_thread_rwlock.h>
-#include <sys/stat.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "launcher/daemon_parent.h"
+#include "launcher/environment.h"
 #include "log/ring_log.h"
 #include "os/directories.h"
+#include "os/protection.h"
 #include "settings/reader.h"
 #include "tls/pair_check.h"
+#include "tls/pem_files.h"
 #include "webconf/agent_map.h"
 #include "webconf/server_conf.h"
 #include "webconf/servlet_container.h"
@@ -48,10 +52,13 @@ void IgnoreReconfigureSignal() {
 }
 
 void StartApr() {
-  apr_initialize();
+  if (apr_initialize() != APR_SUCCESS) {
+    return;  // nothing is locked then, and nothing else needs it
+  }
   std::atexit(apr_terminate);
-  apr_pool_create_ex(&qvx_start_pool, nullptr, nullptr, nullptr);
-  apr_thread_rwlock_create(&rwlock_log_file, qvx_start_pool);
+  if (apr_pool_create_ex(&qvx_start_pool, nullptr, nullptr, nullptr) == APR_SUCCESS) {
+    apr_thread_rwlock_create(&rwlock_log_file, qvx_start_pool);
+  }
 }
 
 void DeletePairWhenAsked() {
@@ -59,8 +66,7 @@ void DeletePairWhenAsked() {
   if (regenerate == nullptr || std::string_view(regenerate) != "1") {
     return;
   }
-  unlink(TlsSharePath("/cert.pem").c_str());
-  unlink(TlsSharePath("/file.pem").c_str());
+  DeletePair();
 }
 
 int ChangePermissions(pid_t parent) {
@@ -80,7 +86,7 @@ int ChangePermissions(pid_t parent) {
   }
   for (const Permission& permission : kPermissions) {
     if (permission.text == wanted) {
-      chmod(file, permission.mode);
+      ChangeMode(file, permission.mode);
     }
   }
   return EXIT_SUCCESS;
@@ -107,10 +113,11 @@ std::optional<int> Generate() {
 }
 
 // The daemon leads its session and its process group, so one number names both. killpg(3) takes 0 for the launcher's
-// own group, and what it makes of 1 reaches every process of the machine: neither is ever the daemon's group.
-void SignalDaemon(const std::string& session) {
+// own group, and what it makes of 1 reaches every process of the machine: neither is ever the daemon's group. The
+// kernel has to agree, since the number comes from a command.
+void SignalDaemon(pid_t parent, const std::string& session) {
   const int group = std::atoi(session.c_str());  // leading digits are the rule
-  if (group > 1) {
+  if (group > 1 && getsid(parent) == group) {
     killpg(group, SIGUSR1);
   }
 }
@@ -118,7 +125,7 @@ void SignalDaemon(const std::string& session) {
 int Reconfigure(pid_t parent) {
   const std::string session = SessionOf(parent);
   if (IsDaemon(parent)) {
-    SignalDaemon(session);
+    SignalDaemon(parent, session);
   }
   return EXIT_SUCCESS;
 }
@@ -131,12 +138,12 @@ int ExecuteDaemon(std::string daemon, std::string configuration) {
   return kDaemonNotExecuted;
 }
 
-}  // namespace
-
-int RunLauncher(int argument_count) {
+// Reads like the order of a run.
+int Run(int argument_count) {
   if (argument_count == kReconfigureMode || argument_count == kPermissionsMode) {
     IgnoreReconfigureSignal();
   }
+  LimitEnvironment();
   unsetenv("LD_ASSUME_KERNEL");
   const pid_t parent = getppid();
   StartApr();
@@ -162,6 +169,18 @@ int RunLauncher(int argument_count) {
   }
   load_tomcat();
   return ExecuteDaemon(daemon, configuration);
+}
+
+}  // namespace
+
+int RunLauncher(int argument_count) {
+  try {
+    return Run(argument_count);
+  } catch (const std::bad_alloc&) {
+    constexpr std::string_view kNoMemory = "qvxlauncher: out of memory\n";
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kNoMemory.data(), kNoMemory.size());
+    return kRefused;
+  }
 }
 
 }  // namespace qvx

@@ -1,0 +1,39 @@
+#include "launcher/environment.h"
+
+#include <sys/auxv.h>
+
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace qvx {
+
+namespace {
+
+constexpr const char* kReadVariables[] = {
+    "QVX_CERT_REGEN",     "QVXPERMS",         "QVXFPATH",           "SYSMGTZX_BASE_DIR",
+    "SYSMGTZX_WRITE_DIR", "SYSMGTZX_LOG_DIR", "SSL_SHARE_BASE_DIR", "LANG",
+};
+constexpr char kPath[] = "/usr/sbin:/usr/bin:/sbin:/bin";
+
+}  // namespace
+
+void LimitEnvironment() {
+  if (getauxval(AT_SECURE) == 0) {
+    return;
+  }
+  std::vector<std::pair<const char*, std::string>> kept = {{"PATH", kPath}};
+  for (const char* name : kReadVariables) {
+    if (const char* value = std::getenv(name)) {
+      kept.emplace_back(name, value);
+    }
+  }
+  clearenv();
+  for (const auto& [name, value] : kept) {
+    setenv(name, value.c_str(), 1);
+  }
+}
+
+}  // namespace qvx
