@@ -3,10 +3,12 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,6 +21,7 @@ namespace {
 
 constexpr int kShellFailed = 127;  // as a shell reports a command that it could not run
 constexpr unsigned kSecondsAfterFailedStart = 1;
+constexpr int kLongestAccountCommand = 3000;  // milliseconds
 constexpr int kChildCheckMilliseconds = 50;  // how late the end of a command may be noticed while its output stays open
 
 /// Repeats a system call that a signal interrupted.
@@ -150,11 +153,20 @@ void DropRestUntilEnd(int descriptor, pid_t child) {
 constexpr std::string_view kExecuteForkFailed = "execute_linux_cmd: fork() failed! \n";
 constexpr std::string_view kExecuteFailed = "execute_linux_cmd: child's execv failed!\n";
 
-/// Runs `command` as the service account; a process that is not root's, or a machine without that account, keeps its
-/// own rights.
+/// Whether the child ends within the time. Where that cannot be told, it is taken to.
+bool EndsWithin(pid_t child, int milliseconds) {
+  const qvx::Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
+  pollfd ended{process.get(), POLLIN, 0};
+  return !process || Resumed([&ended, milliseconds] { return poll(&ended, 1, milliseconds); }) != 0;
+}
+
+/// Runs `command` as the service account, in a process group of its own, and ends it when it takes long: the account
+/// may have put a pipe there for it to wait at; a process that is not root's, or a machine without that account, keeps
+/// its own rights.
 int32_t ExecuteAsAccount(const char* command) {
   const std::optional<qvx::AccountIds> account = geteuid() == 0 ? qvx::ServiceAccountIds() : std::nullopt;
   const pid_t child = qvx::StartChild([command, &account] {
+    setpgid(0, 0);
     if (!account || qvx::BecomeServiceAccount(*account)) {
       qvx::ExecuteShell(command);
     }
@@ -164,6 +176,9 @@ int32_t ExecuteAsAccount(const char* command) {
   if (child < 0) {
     Report(kExecuteForkFailed);
     return 0;
+  }
+  if (!EndsWithin(child, kLongestAccountCommand)) {
+    kill(-child, SIGKILL);
   }
   qvx::WaitForChild(child);
   return 1;

@@ -45,7 +45,7 @@ inline Rights RightsFor(bool is_held) {
   return is_held ? Rights::kOwn : Rights::kServiceAccount;
 }
 
-/// As execute_linux_cmd, with the given rights.
+/// As execute_linux_cmd, with the given rights. A command with the account's is ended after three seconds.
 int32_t RunCommand(const std::string& command, Rights rights);
 
 /// Closes a stream of OpenCommand and waits for its command.
