@@ -136,9 +136,6 @@ DOM_Attr* DOM_Element_setAttributeNode(DOM_Element* element, DOM_Attr* attribute
   }
   DOM_Attr* displaced = nullptr;
   const MapResult result = PutIntoMap(element->attributes, attribute, &displaced);
-  if (result == MapResult::kAlreadyThere) {
-    return nullptr;
-  }
   if (result == MapResult::kRefused || result == MapResult::kNoMemory) {
     TracePropagation(site);
     return nullptr;

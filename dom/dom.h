@@ -193,11 +193,11 @@ DOM_Node* DOM_NamedNodeMap_item(const NamedNodeMap* map, int32_t index);
 /// Returns the first node of that name, or null.
 DOM_Node* DOM_NamedNodeMap_getNamedItem(const NamedNodeMap* map, const DOM_String* name);
 
-/// Puts `node` into the map, in the place of one of the same name. Returns the displaced node, now the caller's; null
-/// when nothing was displaced, when the node is in the map already, and when it was refused: a view
-/// (DOM_NO_MODIFICATION_ALLOWED_ERR), another document's node (DOM_WRONG_DOCUMENT_ERR), another element's attribute
-/// (DOM_INUSE_ATTRIBUTE_ERR), another type of node for an element (DOM_HIERARCHY_REQUEST_ERR). Null arguments give null
-/// with nothing recorded.
+/// Puts `node` into the map, in the place of one of the same name. Returns the displaced node, now the caller's. A node
+/// that stands in that place already is returned itself and stays there: do not destroy a result that is `node`.
+/// Null when nothing was displaced and when the node was refused: a view (DOM_NO_MODIFICATION_ALLOWED_ERR), another
+/// document's node (DOM_WRONG_DOCUMENT_ERR), another element's attribute (DOM_INUSE_ATTRIBUTE_ERR), another type of
+/// node for an element (DOM_HIERARCHY_REQUEST_ERR). Null arguments give null with nothing recorded.
 DOM_Node* DOM_NamedNodeMap_setNamedItem(NamedNodeMap* map, DOM_Node* node);
 
 /// Takes the first node of that name out; it is the caller's. Null with DOM_NOT_FOUND_ERR when there is none.
@@ -298,7 +298,13 @@ DOM_String* DOM_Element_getAttribute(const DOM_Element* element, const DOM_Strin
 void DOM_Element_setAttribute(DOM_Element* element, const DOM_String* name, const DOM_String* value);
 void DOM_Element_removeAttribute(DOM_Element* element, const DOM_String* name);
 DOM_Attr* DOM_Element_getAttributeNode(const DOM_Element* element, const DOM_String* name);
+
+/// Puts `attribute` into the element, in the place of one of the same name. Returns the displaced attribute, now the
+/// caller's. An attribute that stands in that place already is announced as removed and as added, stays the element's
+/// and is returned itself: do not destroy a result that is `attribute`. Null when nothing was displaced, and when the
+/// attribute was refused as by DOM_NamedNodeMap_setNamedItem.
 DOM_Attr* DOM_Element_setAttributeNode(DOM_Element* element, DOM_Attr* attribute);
+
 DOM_Attr* DOM_Element_removeAttributeNode(DOM_Element* element, DOM_Attr* attribute);
 
 /// Merges neighbouring text nodes below `node`; CDATA sections are not merged, empty text nodes stay. Linear in the

@@ -72,7 +72,8 @@ MapResult PutIntoMap(NamedNodeMap* map, DOM_Node* node, DOM_Node** displaced) {
   NodeEntry* const entry = FindNamed(map, node->nodeName);
   DOM_Node* const previous = entry != nullptr ? NodeOf(map, entry) : nullptr;
   if (previous == node) {
-    return MapResult::kAlreadyThere;
+    *displaced = node;
+    return MapResult::kReplaced;
   }
   if (!MayEnter({kSource, kSetNamedItem}, map, node, previous)) {
     return MapResult::kRefused;

@@ -53,9 +53,10 @@ inline bool IsCharacterData(const DOM_Node* node) {
 }
 
 /// What became of putting a node into a map.
-enum class MapResult { kAdded, kReplaced, kAlreadyThere, kRefused, kNoMemory };
+enum class MapResult { kAdded, kReplaced, kRefused, kNoMemory };
 
-/// DOM_NamedNodeMap_setNamedItem with a result that tells its nulls apart; `displaced` gets the node that made way.
+/// DOM_NamedNodeMap_setNamedItem with a result that tells its nulls apart; `displaced` gets the node that made way,
+/// which is `node` itself when it stood there already.
 MapResult PutIntoMap(NamedNodeMap* map, DOM_Node* node, DOM_Node** displaced);
 
 /// Appends an attribute whose name is known to be new to `map`. Returns false when memory ran out.

@@ -173,7 +173,7 @@ TEST(NamedNodeMap, SetTakesOneElementsAttributesOnly) {
     const char* names;
   } rows[] = {
       {map, nullptr, nullptr, 0, ""},     {map, text.get(), nullptr, kHierarchy, ""}, {map, a.get(), nullptr, 0, "a"},
-      {map, a.get(), nullptr, 0, "a"},    {second, a.get(), nullptr, 0x2000A, "a"},   {map, a2, a.get(), 0, "a"},
+      {map, a.get(), a.get(), 0, "a"},    {second, a.get(), nullptr, 0x2000A, "a"},   {map, a2, a.get(), 0, "a"},
       {second, a.get(), nullptr, 0, "a"},
   };
   for (const auto& row : rows) {
