@@ -1,4 +1,7 @@
 // Cloning. Nothing here announces anything: all nodes of a clone are new, so no listener could hear of them.
+//
+// The trace tells of a failure as a recursion over the levels would: the node that could not be cloned says why itself,
+// or adds a line to that of the factory which failed, and each level above it adds a line.
 #include "dom/dom.h"
 #include "dom/factories.h"
 #include "dom/failure.h"
@@ -23,15 +26,28 @@ NodeHolder Own(DOM_Document* document, DOM_Node* node) {
   return {node, NodeDeleter{document}};
 }
 
+void TraceLevel() {
+  TracePropagation({kSource, kInnerClone});
+}
+
+// Hands on what a factory made, with the line of the level that asked for it when it made nothing.
+DOM_Node* Made(DOM_Node* node) {
+  if (node == nullptr) {
+    TraceLevel();
+  }
+  return node;
+}
+
 NodeHolder CloneWithDescendants(DOM_Document* document, const DOM_Node* source, int deep);
 
 NodeHolder CloneElement(DOM_Document* document, const DOM_Node* source, int deep) {
-  NodeHolder clone = Own(document, DOM_Document_createElement(document, source->nodeName));
+  NodeHolder clone = Own(document, Made(DOM_Document_createElement(document, source->nodeName)));
   NodeEntry* entry = clone != nullptr ? source->attributes->first : nullptr;
   for (; entry != nullptr; entry = NextEntry(source->attributes, entry)) {
     // No recursion over the depth: an attribute with anything else than texts below it cannot be cloned.
     NodeHolder attribute = CloneWithDescendants(document, NodeOf(source->attributes, entry), deep);
     if (attribute == nullptr || !AppendToMap(clone->attributes, attribute.get())) {
+      TraceLevel();
       return Own(document, nullptr);
     }
     static_cast<void>(attribute.release());  // the map has it now
@@ -46,7 +62,7 @@ DOM_Node* CloneAttribute(DOM_Document* document, const DOM_Node* source) {
     FailErrno({kSource, kInnerClone});
     return nullptr;
   }
-  DOM_Attr* const clone = MakeAttribute(document, name, value);
+  DOM_Attr* const clone = Made(MakeAttribute(document, name, value));
   if (clone != nullptr) {
     DOM_AttributePart(clone).specified = DOM_AttributePart(const_cast<DOM_Node*>(source)).specified;
   }
@@ -66,7 +82,7 @@ bool CopyTextIfAny(const DOM_String* text, DOM_String*& copy) {
 }
 
 NodeHolder CloneDeclaration(DOM_Document* document, const DOM_Node* source) {
-  NodeHolder clone = Own(document, Document_createNode(document, source->nodeType));
+  NodeHolder clone = Own(document, Made(Document_createNode(document, source->nodeType)));
   if (clone == nullptr) {
     return clone;
   }
@@ -85,7 +101,7 @@ NodeHolder CloneDeclaration(DOM_Document* document, const DOM_Node* source) {
 DOM_Node* CloneDoctype(DOM_Document* document, const DOM_Node* source) {
   const DOM_DocumentTypeFields& fields = DOM_DocumentTypePart(const_cast<DOM_Node*>(source));
   DOM_DocumentType* const clone =
-      DOM_Implementation_createDocumentType(source->nodeName, fields.publicId, fields.systemId);
+      Made(DOM_Implementation_createDocumentType(source->nodeName, fields.publicId, fields.systemId));
   if (clone != nullptr && document != nullptr) {
     NameClone(document, clone);
   }
@@ -100,13 +116,13 @@ DOM_Node* CloneByType(DOM_Document* document, const DOM_Node* source, int deep) 
     case DOM_ATTRIBUTE_NODE:
       return CloneAttribute(document, source);
     case DOM_TEXT_NODE:
-      return DOM_Document_createTextNode(document, source->nodeValue);
+      return Made(DOM_Document_createTextNode(document, source->nodeValue));
     case DOM_CDATA_SECTION_NODE:
-      return DOM_Document_createCDATASection(document, source->nodeValue);
+      return Made(DOM_Document_createCDATASection(document, source->nodeValue));
     case DOM_COMMENT_NODE:
-      return DOM_Document_createComment(document, source->nodeValue);
+      return Made(DOM_Document_createComment(document, source->nodeValue));
     case DOM_PROCESSING_INSTRUCTION_NODE:
-      return DOM_Document_createProcessingInstruction(document, source->nodeName, source->nodeValue);
+      return Made(DOM_Document_createProcessingInstruction(document, source->nodeName, source->nodeValue));
     case DOM_ENTITY_NODE:
     case DOM_NOTATION_NODE:
       return CloneDeclaration(document, source).release();
@@ -115,7 +131,7 @@ DOM_Node* CloneByType(DOM_Document* document, const DOM_Node* source, int deep) 
     case DOM_DOCUMENT_TYPE_NODE:
       return CloneDoctype(document, source);
     case DOM_DOCUMENT_FRAGMENT_NODE:
-      return DOM_Document_createDocumentFragment(document);
+      return Made(DOM_Document_createDocumentFragment(document));
     default:
       Fail({kSource, kInnerClone}, DOM_NOT_SUPPORTED_ERR);
       return nullptr;
@@ -135,6 +151,7 @@ class DescendantsCloner {
     while (from != nullptr) {
       DOM_Node* const child = CloneByType(document_, from, 1);
       if (child == nullptr) {
+        TraceLevelsAbove(from);
         DestroyPending();
         return false;
       }
@@ -170,6 +187,12 @@ class DescendantsCloner {
     return from->nextSibling;
   }
 
+  void TraceLevelsAbove(const DOM_Node* from) const {
+    for (; from != source_; from = from->parentNode) {
+      TraceLevel();
+    }
+  }
+
   void DestroyPending() {
     while (parent_ != clone_) {
       DOM_Node* const doomed = parent_;
@@ -189,7 +212,6 @@ NodeHolder CloneWithDescendants(DOM_Document* document, const DOM_Node* source, 
   if (clone != nullptr && (deep == 0 || DescendantsCloner(document, source, clone.get()).Run())) {
     return clone;
   }
-  TracePropagation({kSource, kInnerClone});
   return Own(document, nullptr);
 }
 

@@ -102,7 +102,28 @@ TEST(Clone, DocumentIsANewDocument) {
   EXPECT_EQ(TraceText(),
             "src/node.cpp:N:Node_cloneNode: Invalid argument\n"
             "  src/node.cpp:N:Node_cloneNode: \n"
+            "  src/node.cpp:N:Node_cloneNode: \n"
             "  src/node.cpp:N:DOM_Node_cloneNode: \n");
+}
+
+TEST(Clone, FailureHasALineForEachLevel) {
+  const Tree tree;
+  DOM_Node* const e = tree.Add(tree.root(), "<e");
+  DOM_Attr* const attribute = DOM_Document_createAttribute(tree.document(), "a");
+  DOM_Element_setAttributeNode(e, attribute);
+  tree.Add(attribute, "t")->nodeValue[0] = '\xff';
+  const std::pair<DOM_Node*, size_t> rows[] = {
+      {attribute->firstChild, 1}, {attribute, 2}, {e, 3}, {tree.root(), 4}, {tree.document(), 5}};
+  for (const auto& [node, levels] : rows) {
+    EXPECT_EQ(DOM_Node_cloneNode(node, 1), nullptr);
+    std::string lines;
+    for (size_t i = 0; i < levels; ++i) {
+      lines += "  src/node.cpp:N:Node_cloneNode: \n";
+    }
+    const std::string trace = TraceText();
+    EXPECT_EQ(trace.substr(trace.find("  src/node")), lines + "  src/node.cpp:N:DOM_Node_cloneNode: \n");
+    EXPECT_EQ(TakeError(), EILSEQ);
+  }
 }
 
 TEST(Clone, DocumentTypeTakesThePlaceUntilItIsDestroyed) {
