@@ -371,7 +371,7 @@ struct DOM_Event {
   uint32_t keyVal;
   uint32_t virtKeyVal;
   uint32_t visibleOutputGenerated;
-  uint32_t numPad;
+  uint32_t numPad;  ///< flag
   // Mutation events.
   DOM_Node* relatedNode;
   const DOM_String* prevValue;
@@ -401,7 +401,7 @@ void DOM_UIEvent_initUIEvent(DOM_UIEvent* event, const DOM_String* type, int bub
                              int32_t detail);
 void DOM_TextEvent_initTextEvent(DOM_TextEvent* event, const DOM_String* type, int bubbles, int cancelable, void* view,
                                  int32_t detail, const DOM_String* output_string, uint32_t key_val,
-                                 uint32_t virt_key_val, int visible_output_generated, int num_pad);
+                                 uint32_t virt_key_val, uint32_t visible_output_generated, int num_pad);
 void DOM_TextEvent_initModifier(DOM_TextEvent* event, uint32_t modifier, int value);
 int DOM_TextEvent_checkModifier(const DOM_TextEvent* event, uint32_t modifier);
 void DOM_MutationEvent_initMutationEvent(DOM_MutationEvent* event, const DOM_String* type, int bubbles, int cancelable,

@@ -225,7 +225,7 @@ void DOM_UIEvent_initUIEvent(DOM_UIEvent* event, const DOM_String* type, int bub
 
 void DOM_TextEvent_initTextEvent(DOM_TextEvent* event, const DOM_String* type, int bubbles, int cancelable, void* view,
                                  int32_t detail, const DOM_String* output_string, uint32_t key_val,
-                                 uint32_t virt_key_val, int visible_output_generated, int num_pad) {
+                                 uint32_t virt_key_val, uint32_t visible_output_generated, int num_pad) {
   if (!Init(event, type, bubbles, cancelable)) {
     return;
   }
@@ -234,7 +234,7 @@ void DOM_TextEvent_initTextEvent(DOM_TextEvent* event, const DOM_String* type, i
   event->outputString = output_string;
   event->keyVal = key_val;
   event->virtKeyVal = virt_key_val;
-  event->visibleOutputGenerated = visible_output_generated != 0 ? 1 : 0;
+  event->visibleOutputGenerated = visible_output_generated;
   event->numPad = num_pad != 0 ? 1 : 0;
 }
 

@@ -14,6 +14,15 @@ TEST(Event, ModulesAreNamedExactly) {
   }
 }
 
+TEST(Event, TextEventsKeepTheirValues) {
+  DOM_Event event{};
+  DOM_TextEvent_initTextEvent(&event, "x", 1, 0, &event, -2, "out", 0xFFFFFFF1U, 0xFFFFFFF2U, 0xFFFFFFF3U, 7);
+  EXPECT_EQ(event.keyVal, 0xFFFFFFF1U);
+  EXPECT_EQ(event.virtKeyVal, 0xFFFFFFF2U);
+  EXPECT_EQ(event.visibleOutputGenerated, 0xFFFFFFF3U);
+  EXPECT_EQ(event.numPad, 1U) << "a flag";
+}
+
 static int Dispatch(DOM_Node* target, int bubbles = 1, int cancelable = 1) {
   DOM_Event event{};
   DOM_Event_initEvent(&event, "x", bubbles, cancelable);
