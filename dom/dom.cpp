@@ -20,12 +20,12 @@ constexpr const char* kCreateNode = "Document_createNode";
 /// Whether a node of that type may be made in `document`; records why not.
 bool MayBeMade(const DOM_Document* document, uint16_t node_type) {
   msgno_add_codes(dom_codes);
-  if (node_type < DOM_ELEMENT_NODE || node_type > DOM_NOTATION_NODE) {
-    Fail(TraceSite(kSource, kCreateNode), DOM_NOT_SUPPORTED_ERR);
-    return false;
-  }
   if (document == nullptr && node_type != DOM_DOCUMENT_NODE && node_type != DOM_DOCUMENT_TYPE_NODE) {
     FailDetails(TraceSite(kSource, kCreateNode), kNullParameter, "doc=NULL,nodeType=%u", unsigned{node_type});
+    return false;
+  }
+  if (node_type < DOM_ELEMENT_NODE || node_type > DOM_NOTATION_NODE) {
+    Fail(TraceSite(kSource, kCreateNode), DOM_NOT_SUPPORTED_ERR);
     return false;
   }
   return true;

@@ -269,7 +269,8 @@ void DOM_Node_printNode2(const DOM_Node* node);
 
 // ----------------------------------------------------------------------------------------------------------- factories
 
-/// A zero-filled node of that type. Only a document and a document type may be made without a document.
+/// A zero-filled node of that type. Null with the null-parameter code for a null document, with which only a document
+/// and a document type may be made, and with DOM_NOT_SUPPORTED_ERR for a type that there is not.
 DOM_Node* Document_createNode(DOM_Document* document, uint16_t node_type);
 
 /// Always 0.

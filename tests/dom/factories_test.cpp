@@ -45,6 +45,8 @@ TEST(Factories, SayWhyTheyMakeNothing) {
       {[] { return DOM_Document_createElement(nullptr, "e"); }, 0x10000,
        "src/dom.cpp:N:Document_createNode: A parameter was NULL: doc=NULL,nodeType=1\n"
        "  src/dom.cpp:N:DOM_Document_createElement: \n"},
+      {[] { return Document_createNode(nullptr, 13); }, 0x10000,
+       "src/dom.cpp:N:Document_createNode: A parameter was NULL: doc=NULL,nodeType=13\n"},
       {[&] { return Document_createNode(tree.document(), 13); }, 0x20009,
        "src/dom.cpp:N:Document_createNode: The requested operation is not supported\n"},
       {[&] { return DOM_Implementation_createDocument("", "", tree.root()); }, 0x20003,
