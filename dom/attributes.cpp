@@ -107,7 +107,7 @@ void DOM_Element_setAttribute(DOM_Element* element, const DOM_String* name, cons
 }
 
 void DOM_Element_removeAttribute(DOM_Element* element, const DOM_String* name) {
-  if (MapOf(element) == nullptr) {
+  if (element == nullptr) {
     return;
   }
   DOM_Attr* attribute = DOM_NamedNodeMap_removeNamedItem(element->attributes, name);

@@ -70,6 +70,7 @@ TEST(Attributes, ChangesTellTheirListeners) {
       {[](F& f) { f.Set("\xff", "1"); }, "a=1 b=2 ", "", EILSEQ},
       {[](F& f) { f.Remove("a"); }, "b=2 ", "3a:1>(null) "},
       {[](F& f) { f.Remove("x"); }, "a=1 b=2 ", "", 0x20008},
+      {[](F& f) { DOM_Element_removeAttribute(f.tree.document(), "a"); }, "a=1 b=2 ", "", 0x20008},
       {[](F& f) { f.SetNode(f.Make("c")); }, "a=1 b=2 c= ", "2c:(null)> "},
       {[](F& f) { f.SetNode(f.Make("a")); }, "a= b=2 ", "3a:1>(null) 2a:(null)> ", 0, nullptr, "a"},
       {[](F& f) { EXPECT_EQ(DOM_Element_setAttributeNode(f.e, f.Get("a")), f.Get("a")); }, "a=1 b=2 ",
