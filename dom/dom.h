@@ -163,14 +163,15 @@ NodeList* Document_createNodeList(DOM_Document* document);
 NamedNodeMap* Document_createNamedNodeMap(DOM_Document* document);
 
 /// Change a list that has entries of its own, or link a node into a child list, or take it out. An attribute's
-/// ownerElement follows. All of them give null with the null-parameter code for a null list or node, and with
-/// DOM_FILTERED_LIST_ERR for a view. What would break a tree is refused: DOM_HIERARCHY_REQUEST_ERR for a child list and
-/// a node that has a parent or may not be its child, and for the attribute map of an element and another type of node;
-/// DOM_INUSE_ATTRIBUTE_ERR for an attribute that is in such a map already.
-/// NodeList_insert puts the node before `reference` (at the end when that is null; DOM_NOT_FOUND_ERR when it is not in
-/// the list). NodeList_remove returns an entry that the caller releases with free(), null with nothing recorded when
-/// the node is not there. NodeList_replace puts `new_node` into the place of `old_node` (DOM_NOT_FOUND_ERR when that is
-/// not there).
+/// ownerElement follows what is appended, inserted and removed. All of them give null with the null-parameter code for
+/// a null list or node, and with DOM_FILTERED_LIST_ERR for a view. What would break a tree is refused:
+/// DOM_HIERARCHY_REQUEST_ERR for a child list and a node that has a parent or may not be its child, and for the
+/// attribute map of an element and another type of node; DOM_INUSE_ATTRIBUTE_ERR for an attribute that is in such a map
+/// already. NodeList_insert puts the node before `reference` (at the end when that is null; DOM_NOT_FOUND_ERR when it
+/// is not in the list). NodeList_remove returns an entry that the caller releases with free(), null with nothing
+/// recorded when the node is not there. NodeList_replace puts `new_node` into the place of `old_node`
+/// (DOM_NOT_FOUND_ERR when that is not there) and clears the ownerElement of that; the new node's follows only in a
+/// child list or an element's map.
 NodeEntry* NodeList_append(NodeList* list, DOM_Node* node);
 NodeEntry* NodeList_insert(NodeList* list, DOM_Node* node, DOM_Node* reference);
 NodeEntry* NodeList_remove(NodeList* list, DOM_Node* node);

@@ -171,7 +171,6 @@ NodeEntry* ReplaceEntry(NodeList* list, NodeEntry* entry, DOM_Node* node) {
   }
   SetOwnerElement(AsListEntry(entry)->node, nullptr);
   AsListEntry(entry)->node = node;
-  SetOwnerElement(node, list->ownerElement);
   return entry;
 }
 

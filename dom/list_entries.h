@@ -93,7 +93,8 @@ bool MayEnter(const TraceSite& site, const NodeList* list, const DOM_Node* node,
 /// ownerElement becomes the list's. Returns null with errno set when memory ran out.
 NodeEntry* InsertEntry(NodeList* list, DOM_Node* node, NodeEntry* next);
 
-/// Puts `node` into the place of `entry`, whose node leaves the list.
+/// Puts `node` into the place of `entry`, whose node leaves the list. The ownerElement of a new attribute becomes the
+/// list's in the map of an element only.
 NodeEntry* ReplaceEntry(NodeList* list, NodeEntry* entry, DOM_Node* node);
 
 /// Takes `entry` out of a plain list and frees it. An attribute loses its ownerElement.

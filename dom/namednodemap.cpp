@@ -82,6 +82,9 @@ MapResult PutIntoMap(NamedNodeMap* map, DOM_Node* node, DOM_Node** displaced) {
     return Append(map, node);
   }
   ReplaceEntry(map, entry, node);
+  if (node->nodeType == DOM_ATTRIBUTE_NODE) {
+    DOM_AttributePart(node).ownerElement = map->ownerElement;
+  }
   *displaced = previous;
   return MapResult::kReplaced;
 }

@@ -186,6 +186,10 @@ TEST(NamedNodeMap, SetTakesOneElementsAttributesOnly) {
   EXPECT_EQ(DOM_AttributePart(a.get()).ownerElement, second->ownerElement);
   EXPECT_EQ(NodeList_append(map, a.get()), nullptr);
   EXPECT_EQ(TakeError(), 0x2000A);
+  const std::unique_ptr<NodeList, ListDeleter> plain(Document_createNodeList(tree.document()));
+  NodeList_append(plain.get(), text.get());
+  EXPECT_NE(NodeList_replace(plain.get(), a.get(), text.get()), nullptr);
+  EXPECT_EQ(DOM_AttributePart(a.get()).ownerElement, second->ownerElement);
   EXPECT_EQ(DOM_NamedNodeMap_removeNamedItem(second, "a"), a.get());
   EXPECT_EQ(DOM_AttributePart(a.get()).ownerElement, nullptr);
   EXPECT_EQ(DOM_NamedNodeMap_removeNamedItem(second, "a"), nullptr);
