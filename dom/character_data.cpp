@@ -328,7 +328,7 @@ void DOM_Element_normalize(DOM_Node* node) {
   if (node == nullptr) {
     return;
   }
-  const bool heard = MayBeHeard(node);
+  const bool heard = MayBeHeard();
   for (DOM_Node* at = NextInPreorder(node, node); at != nullptr; at = NextInPreorder(node, at)) {
     if (IsText(at) && heard) {
       MergePrevious(at);

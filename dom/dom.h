@@ -117,7 +117,6 @@ struct DOM_DocumentFields {
   DOM_String* version;     ///< of the XML declaration; may be null
   DOM_String* encoding;    ///< may be null
   int32_t standalone;      ///< -1 absent, 0 "no", 1 "yes"
-  bool has_listeners;      ///< some node of the document has had an event listener
   uint32_t path_mark;      ///< what marks a path to the present commonParent
 };
 
@@ -310,7 +309,7 @@ DOM_Attr* DOM_Element_setAttributeNode(DOM_Element* element, DOM_Attr* attribute
 DOM_Attr* DOM_Element_removeAttributeNode(DOM_Element* element, DOM_Attr* attribute);
 
 /// Merges neighbouring text nodes below `node`; CDATA sections are not merged, empty text nodes stay. Linear in the
-/// text, however many pieces it arrived in, as long as no listener is registered in the document.
+/// text, however many pieces it arrived in, as long as no listener is registered anywhere.
 void DOM_Element_normalize(DOM_Node* node);
 
 // ------------------------------------------------------------------------------------------------------ character data

@@ -295,7 +295,7 @@ void DOM_EventTarget_addEventListener(DOM_Node* node, const DOM_String* type, DO
     return FailErrno(site);
   }
   *slot = entry.release();
-  qvx::dom::NoteListener(node);
+  ++qvx::dom::registered_listeners;
 }
 
 void DOM_EventTarget_removeEventListener(DOM_Node* node, const DOM_String* type, DOM_EventListener* listener,
@@ -307,6 +307,7 @@ void DOM_EventTarget_removeEventListener(DOM_Node* node, const DOM_String* type,
   if (slot != nullptr) {
     FreeEntry(*slot);
     *slot = nullptr;
+    --qvx::dom::registered_listeners;
   }
 }
 

@@ -4,10 +4,9 @@
 // after the block in work.
 //
 // Expat delivers a run of text in several pieces (at each line end, reference and end of a block). As long as nobody
-// can see the pieces arrive, because no node of the document ever had a listener, they are collected in the conversion
-// buffer and become one text node at the end of the run, as normalisation would make them. Names and values come
-// terminated, and whoever makes a node copies them, so only what is not terminated or must be cut goes through the
-// buffer.
+// can see the pieces arrive, because no listener is registered, they are collected in the conversion buffer and become
+// one text node at the end of the run, as normalisation would make them. Names and values come terminated, and whoever
+// makes a node copies them, so only what is not terminated or must be cut goes through the buffer.
 #include <expat.h>
 
 #include <algorithm>
@@ -22,6 +21,7 @@
 #include "dom/dom.h"
 #include "dom/expatls.h"
 #include "dom/failure.h"
+#include "dom/mutation_events.h"
 #include "dom/node_record.h"
 #include "support/mbs.h"
 
@@ -169,8 +169,8 @@ void end_fn(void* user_data, const XML_Char* /*name*/) {
 }
 
 // Whether the pieces of a text run may be put together before anyone sees them.
-bool IsCollected(const DOM_ParseContext& context, const DOM_Node* top) {
-  return !context.in_cdata && !DOM_DocumentPart(top->ownerDocument).has_listeners;
+bool IsCollected(const DOM_ParseContext& context) {
+  return !context.in_cdata && !qvx::dom::MayBeHeard();
 }
 
 void chardata_fn(void* user_data, const XML_Char* bytes, int length) {
@@ -183,11 +183,10 @@ void chardata_fn(void* user_data, const XML_Char* bytes, int length) {
     return;
   }
   DOM_ParseContext& context = ContextOf(user_data);
-  const DOM_Node* top = Top(site, context, kNullParameter);
-  if (top == nullptr) {
+  if (Top(site, context, kNullParameter) == nullptr) {
     return;
   }
-  const bool is_collected = IsCollected(context, top);
+  const bool is_collected = IsCollected(context);
   if (!is_collected && !qvx::dom::FinishText(context)) {
     return;
   }

@@ -8,16 +8,12 @@
 #include "dom/tree.h"
 
 namespace qvx::dom {
+
+size_t registered_listeners = 0;
+
 namespace {
 
 constexpr const char* kSource = "src/events.cpp";
-
-/// Some node of the process has had a listener. The launcher never registers one, so it pays for no event at all.
-bool any_listener = false;
-
-/// Some node of the process has been under a document that it does not belong to, or had a listener without belonging
-/// to any: only then has a listener to be looked for outside the own document.
-bool any_foreign = false;
 
 /// An event that memory ran out for is not dispatched.
 void RecordLostEvent() {
@@ -167,40 +163,8 @@ void ForgetCommonParent(const DOM_Node* node) {
   }
 }
 
-void NoteListener(DOM_Node* node) {
-  any_listener = true;
-  DOM_Document* const document = node->nodeType == DOM_DOCUMENT_NODE ? node : node->ownerDocument;
-  if (document != nullptr) {
-    DOM_DocumentPart(document).has_listeners = true;
-  } else {
-    any_foreign = true;
-  }
-}
-
-void NoteForeign() {
-  any_foreign = true;
-}
-
-bool MayBeHeard(const DOM_Node* node) {
-  if (!any_listener) {
-    return false;
-  }
-  const DOM_Node* const document = node->nodeType == DOM_DOCUMENT_NODE ? node : node->ownerDocument;
-  // The declarations of a document type may belong to a document that it was removed from.
-  if (node->nodeType == DOM_DOCUMENT_TYPE_NODE ||
-      (document != nullptr && static_cast<const DocumentNode*>(document)->has_listeners)) {
-    return true;
-  }
-  for (; any_foreign && node != nullptr; node = node->parentNode) {
-    if (node->listenerCount != 0) {
-      return true;
-    }
-  }
-  return false;
-}
-
 void AnnounceInsertion(DOM_Node* parent, DOM_Node* node) {
-  if (!MayBeHeard(node)) {
+  if (!MayBeHeard()) {
     return;
   }
   Dispatch(node, "DOMNodeInserted", Bubbling::kYes, {.related = parent});
@@ -208,7 +172,7 @@ void AnnounceInsertion(DOM_Node* parent, DOM_Node* node) {
 }
 
 void AnnounceRemoval(DOM_Node* parent, DOM_Node* node) {
-  if (!MayBeHeard(node)) {
+  if (!MayBeHeard()) {
     return;
   }
   Dispatch(node, "DOMNodeRemoved", Bubbling::kYes, {.related = parent});
@@ -216,7 +180,7 @@ void AnnounceRemoval(DOM_Node* parent, DOM_Node* node) {
 }
 
 void AnnounceAttribute(DOM_Element* element, DOM_Attr* attribute, uint16_t change) {
-  if (!MayBeHeard(element)) {
+  if (!MayBeHeard()) {
     return;
   }
   const bool added = change == DOM_ATTR_ADDITION;
@@ -226,7 +190,7 @@ void AnnounceAttribute(DOM_Element* element, DOM_Attr* attribute, uint16_t chang
 }
 
 void AnnounceAttributeValue(DOM_Element* element, DOM_Attr* attribute, DOM_String* previous) {
-  if (!MayBeHeard(element)) {
+  if (!MayBeHeard()) {
     return FreeText(attribute, previous);
   }
   const EventText previous_copy(previous);
@@ -236,7 +200,7 @@ void AnnounceAttributeValue(DOM_Element* element, DOM_Attr* attribute, DOM_Strin
 }
 
 void AnnounceData(DOM_CharacterData* node, DOM_String* previous) {
-  if (!MayBeHeard(node)) {
+  if (!MayBeHeard()) {
     return FreeText(node, previous);
   }
   const EventText previous_copy(previous);
@@ -292,7 +256,7 @@ void DOM_MutationEvent_processSubtreeModified(DOM_Document* document) {
     node->subtreeModified = 0;
   }
   qvx::dom::SetCommonParent(document, nullptr);
-  if (qvx::dom::MayBeHeard(common_parent)) {
+  if (qvx::dom::MayBeHeard()) {
     qvx::dom::Dispatch(common_parent, "DOMSubtreeModified", qvx::dom::Bubbling::kYes);
   }
 }

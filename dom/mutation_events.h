@@ -1,23 +1,29 @@
 // What the tree operations announce: mutation events and the subtree-modified bookkeeping. Internal to the document
 // model.
 //
-// As long as nobody has registered a listener, nobody can see an event, so none is dispatched and a change costs
-// nothing but its bookkeeping. Where there are listeners, they may change the tree, the attributes and the texts while
+// As long as no listener is registered, nobody can see an event, so none is dispatched and a change costs nothing but
+// its bookkeeping. Where there are listeners, they may change the tree, the attributes and the texts while
 // an operation is under way; what they may not do is destroy the nodes that it works on. So the operations look again
 // at the tree after each announcement, and the texts of an event are copies of its own.
 #ifndef QVX_DOM_MUTATION_EVENTS_H
 #define QVX_DOM_MUTATION_EVENTS_H
 
+#include <cstddef>
+
 #include "dom/dom.h"
 
 namespace qvx::dom {
 
-/// Whether an event at `node` or in its subtree could reach a listener.
-bool MayBeHeard(const DOM_Node* node);
+/// The listeners of all nodes of the process.
+extern size_t registered_listeners;
 
-/// Note, for MayBeHeard, that a listener was added to `node`, and that a document got a child of another document.
-void NoteListener(DOM_Node* node);
-void NoteForeign();
+/// Whether an event could reach a listener. The launcher never registers one, so it pays for no event at all. Where
+/// there is one anywhere, every event is dispatched: whether it is above some node costs a walk to find out, like the
+/// dispatch itself. What an operation must know after its first event it asks before: a handler may remove the last
+/// one.
+inline bool MayBeHeard() {
+  return registered_listeners != 0;
+}
 
 /// What the subtree-modified bookkeeping has to know before `node` leaves its parent.
 void ForgetPath(DOM_Node* node);

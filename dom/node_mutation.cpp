@@ -72,7 +72,7 @@ bool IsReady(const DOM_Node* parent, const DOM_Node* node, const DOM_Node* repla
 bool MakeReady(const TraceSite& site, DOM_Node* parent, DOM_Node* node, const DOM_Node* replaced = nullptr) {
   bool ready = MayHold(parent, node, replaced);
   if (ready && node->parentNode != nullptr) {
-    const bool may_change_meanwhile = MayBeHeard(node);
+    const bool may_change_meanwhile = MayBeHeard();
     Remove(node->parentNode, node);
     ready = !may_change_meanwhile || IsReady(parent, node, replaced);
   }

@@ -112,6 +112,7 @@ void FreeListeners(DOM_Node* node) {
     if (node->listeners[i] != nullptr) {
       std::free(node->listeners[i]->type);
       std::free(node->listeners[i]);
+      --registered_listeners;
     }
   }
   std::free(node->listeners);

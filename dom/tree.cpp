@@ -78,9 +78,6 @@ void NameDoctype(DOM_Document* document, DOM_DocumentType* doctype) {
 }
 
 void NoteChildOfDocument(DOM_Node* document, DOM_Node* child) {
-  if (child->ownerDocument != document && child->nodeType != DOM_DOCUMENT_TYPE_NODE) {
-    NoteForeign();
-  }
   if (child->nodeType == DOM_ELEMENT_NODE) {
     DOM_DocumentPart(document).documentElement = child;
   }

@@ -1,3 +1,4 @@
+#include "tests/dom/invariants.h"
 #include "tests/dom/model.h"
 
 namespace qvx::test {
@@ -144,6 +145,21 @@ TEST(MutationEvents, HandlersMayChangeTheSubtreeThatIsTold) {
     subtree.reset(DOM_Node_removeChild(tree.root(), DOM_Node_appendChild(tree.root(), subtree.release())));
     EXPECT_EQ(log, row.log);
   }
+}
+
+TEST(MutationEvents, ReachTheListenersAboveANodeOfAnotherDocument) {
+  const Tree first;
+  const Tree second;
+  DOM_Node* const doctype = DOM_Node_insertBefore(
+      first.document(), DOM_Implementation_createDocumentType("t", nullptr, nullptr), first.root());
+  DOM_Node* const entity = DOM_Node_appendChild(doctype, Declaration(first.document(), DOM_ENTITY_NODE, "n"));
+  DOM_Node_removeChild(first.document(), doctype);
+  DOM_Node_appendChild(second.document(), doctype);
+  std::string log;
+  Listener listener{"", &log};
+  listener.Hear(second.document(), "DOMNodeInserted");
+  first.Add(entity, "x");
+  EXPECT_EQ(log, ":DOMNodeInserted@#text/3 ");
 }
 
 TEST(CommonParent, IsFoundByTheFlags) {
