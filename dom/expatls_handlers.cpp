@@ -139,6 +139,8 @@ void start_fn(void* user_data, const XML_Char* name, const XML_Char** attributes
   if (top == nullptr || !CountDefaulted(site, ContextOf(user_data), attributes)) {
     return;
   }
+  // Only a handler, at the element's insertion, can have set attributes that the look-up would find.
+  const auto set_attribute = qvx::dom::MayBeHeard() ? DOM_Element_setAttribute : qvx::dom::AddAttribute;
   DOM_Element* element = DOM_Document_createElement(top->ownerDocument, name);
   if (element == nullptr && _exception == ENOMEM) {
     qvx::TracePropagationDetails(site, "name=%s", name);
@@ -148,7 +150,7 @@ void start_fn(void* user_data, const XML_Char* name, const XML_Char** attributes
     return;
   }
   for (; *attributes != nullptr; attributes += 2) {
-    qvx::dom::AddAttribute(element, attributes[0], attributes[1]);
+    set_attribute(element, attributes[0], attributes[1]);
     if (_exception != 0) {
       TracePropagation(site);
       return;

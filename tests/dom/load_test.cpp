@@ -98,6 +98,16 @@ TEST(Loader, TextInPieces) {
             Loaded("<a>" + Repeated("&lt;", kPieces) + "</a>").shape);
 }
 
+TEST(Loader, AttributesGiveWayToNoneOfTheirNameThatAListenerSet) {
+  Listener listener;
+  listener.act = [&](DOM_Event* event) {
+    DOM_Element_setAttribute(event->target, "c", "3");
+    DOM_Element_setAttribute(event->target, "b", "2");
+    listener.Leave(event->currentTarget, "DOMNodeInserted");
+  };
+  EXPECT_EQ("#document{a c(3) b(1) d(1)}", Loaded("<a b='1' d='1'/>", &listener).shape);
+}
+
 TEST(Loader, OtherEncodingsNeedALocaleThatCanDecodeThem) {
   const std::string wide("\xff\xfe<\0a\0/\0>\0", 10);
   EXPECT_EQ("#document{a}", Loaded(wide).shape);
