@@ -4,6 +4,7 @@
 #include "dom/failure.h"
 #include "dom/mutation_events.h"
 #include "dom/node_record.h"
+#include "dom/operation.h"
 #include "dom/tree.h"
 #include "support/mbs.h"
 
@@ -49,19 +50,38 @@ void ChangeValue(DOM_Element* element, DOM_Attr* attribute, const DOM_String* va
   updateCommonParent(element->parentNode);
 }
 
-/// Whether the map holds the attribute, which may be gone and so is not looked at.
-bool Holds(const NamedNodeMap* map, const DOM_Attr* attribute) {
-  int32_t index = 0;
-  const DOM_Node* node = DOM_NamedNodeMap_item(map, index);
-  while (node != nullptr && node != attribute) {
-    node = DOM_NamedNodeMap_item(map, ++index);
-  }
-  return node != nullptr;
+bool Holds(const DOM_Element* element, const DOM_Attr* attribute) {
+  return static_cast<const AttributeNode*>(attribute)->home == element->attributes;
 }
+
+/// Tells whether handlers have put an attribute that was taken out of its element into one again. It may be out of that
+/// by now, but then it belongs to the handler.
+class LooseAttribute {
+ public:
+  /// An attribute in no map has no use for the links of its map entry.
+  explicit LooseAttribute(DOM_Attr* attribute) : entry_(static_cast<AttributeNode*>(attribute)->map_entry) {
+    entry_.next = &mark_;
+  }
+  bool is_untouched() const { return entry_.next == &mark_; }
+
+ private:
+  ListEntry& entry_;
+  ListEntry mark_{};
+};
 
 /// What follows when `attribute` has been taken out of the map of `element`.
 void NoteRemoval(DOM_Element* element, DOM_Attr* attribute) {
   AnnounceAttribute(element, attribute, DOM_ATTR_REMOVAL);
+  updateCommonParent(element->parentNode);
+}
+
+/// What follows when `attribute` has taken the place of `displaced` in the map of `element`.
+void NoteReplacement(DOM_Element* element, DOM_Attr* displaced, DOM_Attr* attribute) {
+  AnnounceAttribute(element, displaced, DOM_ATTR_REMOVAL);
+  // A handler that has removed it again has announced that.
+  if (Holds(element, attribute)) {
+    AnnounceAttribute(element, attribute, DOM_ATTR_ADDITION);
+  }
   updateCommonParent(element->parentNode);
 }
 
@@ -71,6 +91,7 @@ void qvx::dom::AddAttribute(DOM_Element* element, const DOM_String* name, const 
   if (MapOf(element) == nullptr || name == nullptr || value == nullptr) {
     return;
   }
+  const Operation operation;
   DOM_Attr* attribute = NewAttribute(element, name, value);
   if (attribute == nullptr) {
     return;
@@ -99,6 +120,7 @@ void DOM_Element_setAttribute(DOM_Element* element, const DOM_String* name, cons
   if (MapOf(element) == nullptr || name == nullptr || value == nullptr) {
     return;
   }
+  const Operation operation;
   DOM_Attr* attribute = DOM_NamedNodeMap_getNamedItem(element->attributes, name);
   if (attribute != nullptr) {
     return ChangeValue(element, attribute, value);
@@ -114,9 +136,10 @@ void DOM_Element_removeAttribute(DOM_Element* element, const DOM_String* name) {
   if (attribute == nullptr) {
     return TracePropagation(TraceSite(kSource, __func__));
   }
+  const Operation operation;
+  const LooseAttribute loose(attribute);
   NoteRemoval(element, attribute);
-  // A handler may have put it into a map again.
-  if (DOM_AttributePart(attribute).ownerElement == nullptr) {
+  if (loose.is_untouched()) {
     DOM_Document_destroyNode(element->ownerDocument, attribute);
   }
 }
@@ -140,15 +163,19 @@ DOM_Attr* DOM_Element_setAttributeNode(DOM_Element* element, DOM_Attr* attribute
     TracePropagation(site);
     return nullptr;
   }
-  if (displaced != nullptr) {
-    AnnounceAttribute(element, displaced, DOM_ATTR_REMOVAL);
+  const Operation operation;
+  if (displaced == attribute) {
+    NoteReplacement(element, attribute, attribute);
+    return Holds(element, attribute) && !IsDoomed(element) ? attribute : nullptr;
   }
-  // A handler that has removed it again has announced that.
-  if (displaced == nullptr || Holds(element->attributes, attribute)) {
+  if (displaced == nullptr) {
     AnnounceAttribute(element, attribute, DOM_ATTR_ADDITION);
+    updateCommonParent(element->parentNode);
+    return nullptr;
   }
-  updateCommonParent(element->parentNode);
-  return displaced;
+  const LooseAttribute loose(displaced);
+  NoteReplacement(element, displaced, attribute);
+  return loose.is_untouched() ? Released(displaced) : nullptr;
 }
 
 DOM_Attr* DOM_Element_removeAttributeNode(DOM_Element* element, DOM_Attr* attribute) {
@@ -159,6 +186,8 @@ DOM_Attr* DOM_Element_removeAttributeNode(DOM_Element* element, DOM_Attr* attrib
     Fail(TraceSite(kSource, __func__), DOM_NOT_FOUND_ERR);
     return nullptr;
   }
+  const Operation operation;
+  const LooseAttribute loose(attribute);
   NoteRemoval(element, attribute);
-  return attribute;
+  return loose.is_untouched() ? Released(attribute) : nullptr;
 }

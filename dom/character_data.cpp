@@ -6,6 +6,7 @@
 // columns that came or went.
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <initializer_list>
 #include <string_view>
 
@@ -13,8 +14,11 @@
 #include "dom/factories.h"
 #include "dom/failure.h"
 #include "dom/mutation_events.h"
+#include "dom/node_mutation.h"
 #include "dom/node_record.h"
+#include "dom/operation.h"
 #include "dom/tree.h"
+#include "support/malloc_owner.h"
 #include "support/mbs.h"
 
 using namespace qvx::dom;
@@ -232,6 +236,12 @@ void MergePrevious(DOM_Text* text) {
   }
 }
 
+/// What an operation gives for a node of its own making that a handler has destroyed.
+DOM_Node* Lost(const TraceSite& site) {
+  Fail(site, DOM_NOT_FOUND_ERR);
+  return nullptr;
+}
+
 /// One line for each level from that of `node` up to that of the children of `root`.
 void TraceLevels(const DOM_Node* root, const DOM_Node* node) {
   for (; node != nullptr && node != root; node = node->parentNode) {
@@ -264,6 +274,7 @@ DOM_String* DOM_CharacterData_substringData(DOM_CharacterData* node, int32_t off
 
 void DOM_CharacterData_appendData(DOM_CharacterData* node, const DOM_String* text) {
   const TraceSite site(kSource, __func__);
+  const Operation operation;
   if (!CanWorkAt(site, node, 0) || text == nullptr) {
     return;
   }
@@ -274,21 +285,31 @@ void DOM_CharacterData_appendData(DOM_CharacterData* node, const DOM_String* tex
 }
 
 void DOM_CharacterData_insertData(DOM_CharacterData* node, int32_t offset, const DOM_String* text) {
+  const Operation operation;
   Insert(node, offset, text);
 }
 
 void DOM_CharacterData_deleteData(DOM_CharacterData* node, int32_t offset, int32_t count) {
+  const Operation operation;
   Delete(node, offset, count);
 }
 
 void DOM_CharacterData_replaceData(DOM_CharacterData* node, int32_t offset, int32_t count, const DOM_String* text) {
-  if (!Delete(node, offset, count) || !Insert(node, offset, text)) {
-    TracePropagation(TraceSite(kSource, __func__));
+  const TraceSite site(kSource, __func__);
+  const Operation operation;
+  // The text may be the node's own data, which the deletion frees, or another's that a handler changes.
+  const qvx::MallocOwner<DOM_String> copy(text == nullptr ? nullptr : strdup(text));
+  if (text != nullptr && copy == nullptr) {
+    return FailErrno(site);
+  }
+  if (!Delete(node, offset, count) || !Insert(node, offset, copy.get())) {
+    TracePropagation(site);
   }
 }
 
 DOM_Text* DOM_Text_splitText(DOM_Text* node, int32_t offset) {
   const TraceSite site(kSource, __func__);
+  const Operation operation;
   if (node == nullptr || node->parentNode == nullptr) {
     Fail(site, kNullParameter);
     return nullptr;
@@ -310,8 +331,8 @@ DOM_Text* DOM_Text_splitText(DOM_Text* node, int32_t offset) {
     return nullptr;
   }
   if (Delete(node, offset, -1)) {
-    if (DOM_Node_insertBefore(node->parentNode, rest, node->nextSibling) != nullptr) {
-      return rest;
+    if (InsertBefore(node->parentNode, rest, node->nextSibling) != nullptr) {
+      return IsDoomed(rest) ? Lost(site) : rest;
     }
     // A handler has taken the node out of the tree: it gets back what it was about to lose.
     DOM_CharacterData_appendData(node, rest->nodeValue);
@@ -328,6 +349,7 @@ void DOM_Element_normalize(DOM_Node* node) {
   if (node == nullptr) {
     return;
   }
+  const Operation operation;
   const bool heard = MayBeHeard();
   for (DOM_Node* at = NextInPreorder(node, node); at != nullptr; at = NextInPreorder(node, at)) {
     if (IsText(at) && heard) {

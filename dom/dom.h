@@ -13,6 +13,11 @@
 // Ownership. Strings handed in are copied. What a factory makes is the caller's until it is put into a tree; what a
 // removal returns is the caller's again, and is released with DOM_Document_destroyNode.
 //
+// Handlers. A handler of an event may call every operation, also one that destroys what an operation further out works
+// on: merges its text, removes its attribute, destroys its node. What is destroyed while handlers may run leaves its
+// place at once, can be read until the outermost operation has ended and is freed then, unless it was put into a tree
+// again. So a node that a program has put into a tree may be gone when the operation returns: what it returns is not.
+//
 // Failures. An operation returns null or -1, leaves a code in the error cell and a line in the trace buffer
 // (support/msgno.h). No success clears the cell, only the start of a load does.
 //
@@ -226,7 +231,8 @@ NodeList* DOM_Element_getElementsByTagName(DOM_Element* element, const DOM_Strin
 
 /// Frees `node` with all that it owns, without recursion. It is not unlinked from a parent: remove it first, or destroy
 /// the whole document with (document, document). `document` is the document that it belongs to, or null; when it lives
-/// on, its references to what is freed are cleared.
+/// on, its references to what is freed are cleared. Within a handler the node is unlinked and freed later, and a second
+/// call for it does nothing; that it is gone for whoever else holds it is the handler's doing.
 void DOM_Document_destroyNode(DOM_Document* document, DOM_Node* node);
 
 // The four tree changes and cloning (DOM Level 2 Core, interface Node).
@@ -236,7 +242,9 @@ void DOM_Document_destroyNode(DOM_Document* document, DOM_Node* node);
 /// - the null-parameter code,
 /// - DOM_WRONG_DOCUMENT_ERR: neither of the same document, nor is the parent a document or the child a document type,
 /// - DOM_HIERARCHY_REQUEST_ERR: the parent may not have such a child, has its one element or document type already, is
-///   the new child or below it; also a fragment that would be put into itself.
+///   the new child or below it; also a fragment that would be put into itself,
+/// - DOM_NOT_FOUND_ERR: a handler has destroyed the child after it was put there. It is detached and the caller's, as
+///   after the other failures.
 /// A child of a fragment that is refused on its way is destroyed; those before it stay where they were put.
 DOM_Node* DOM_Node_appendChild(DOM_Node* parent, DOM_Node* new_child);
 
@@ -248,8 +256,9 @@ DOM_Node* DOM_Node_insertBefore(DOM_Node* parent, DOM_Node* new_child, DOM_Node*
 
 /// Puts `new_child` (or the children of a fragment, which may be none) in the place of `old_child`. The rules are those
 /// of DOM_Node_insertBefore: a document with an element takes no other, not even in its place. Returns the old child,
-/// detached and the caller's; null on failure, DOM_NOT_FOUND_ERR when it is no child of `parent`. A child that would
-/// replace itself is removed and stays the caller's: null, with nothing recorded.
+/// detached and the caller's, unless a handler has put it into a tree again, as its parentNode tells; null on failure,
+/// DOM_NOT_FOUND_ERR when it is no child of `parent`. A child that would replace itself is removed and stays the
+/// caller's: null, with nothing recorded.
 DOM_Node* DOM_Node_replaceChild(DOM_Node* parent, DOM_Node* new_child, DOM_Node* old_child);
 
 /// Returns the old child, detached and the caller's; null with the null-parameter code, DOM_WRONG_DOCUMENT_ERR or
@@ -297,15 +306,21 @@ DOM_DocumentFragment* DOM_Document_createDocumentFragment(DOM_Document* document
 /// null arguments or a node without attributes.
 DOM_String* DOM_Element_getAttribute(const DOM_Element* element, const DOM_String* name);
 void DOM_Element_setAttribute(DOM_Element* element, const DOM_String* name, const DOM_String* value);
+
+/// Destroys the attribute of that name, unless a handler of its removal has put it into an element again.
+/// DOM_NOT_FOUND_ERR when there is none.
 void DOM_Element_removeAttribute(DOM_Element* element, const DOM_String* name);
 DOM_Attr* DOM_Element_getAttributeNode(const DOM_Element* element, const DOM_String* name);
 
 /// Puts `attribute` into the element, in the place of one of the same name. Returns the displaced attribute, now the
 /// caller's. An attribute that stands in that place already is announced as removed and as added, stays the element's
-/// and is returned itself: do not destroy a result that is `attribute`. Null when nothing was displaced, and when the
-/// attribute was refused as by DOM_NamedNodeMap_setNamedItem.
+/// and is returned itself: do not destroy a result that is `attribute`. Null when nothing was displaced, when a handler
+/// has put the displaced one into an element again, and when the attribute was refused as by
+/// DOM_NamedNodeMap_setNamedItem.
 DOM_Attr* DOM_Element_setAttributeNode(DOM_Element* element, DOM_Attr* attribute);
 
+/// Returns the attribute, now the caller's. Null when it is not the element's (DOM_NOT_FOUND_ERR) and, with nothing
+/// recorded, when a handler has put it into an element again.
 DOM_Attr* DOM_Element_removeAttributeNode(DOM_Element* element, DOM_Attr* attribute);
 
 /// Merges neighbouring text nodes below `node`; CDATA sections are not merged, empty text nodes stay. Linear in the
@@ -320,6 +335,9 @@ void DOM_CharacterData_appendData(DOM_CharacterData* node, const DOM_String* tex
 void DOM_CharacterData_insertData(DOM_CharacterData* node, int32_t offset, const DOM_String* text);
 void DOM_CharacterData_deleteData(DOM_CharacterData* node, int32_t offset, int32_t count);
 void DOM_CharacterData_replaceData(DOM_CharacterData* node, int32_t offset, int32_t count, const DOM_String* text);
+
+/// Returns the new text behind `node`, which the tree owns. Null also when a handler has taken the node out of the tree
+/// (it keeps its data) or has destroyed the new text (DOM_NOT_FOUND_ERR).
 DOM_Text* DOM_Text_splitText(DOM_Text* node, int32_t offset);
 
 // ------------------------------------------------------------------------------------------------------- load and save

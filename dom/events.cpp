@@ -6,8 +6,8 @@
 // not the noted one. A listener that is added meanwhile is first called by the next event, unless it took the slot of
 // one with the same handler that has yet to come.
 //
-// Handlers may also change the tree. Whom an event reaches is settled when its dispatch starts; a handler must not
-// destroy the target or one of its ancestors before the operation that dispatched the event returns.
+// Handlers may also change the tree. Whom an event reaches is settled when its dispatch starts; a node that a handler
+// destroys stays until the operation that dispatched the event has ended.
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -16,6 +16,7 @@
 #include "dom/failure.h"
 #include "dom/mutation_events.h"
 #include "dom/node_array.h"
+#include "dom/operation.h"
 #include "support/mbs.h"
 #include "support/timestamp.h"
 
@@ -313,6 +314,7 @@ void DOM_EventTarget_removeEventListener(DOM_Node* node, const DOM_String* type,
 
 int DOM_EventTarget_dispatchEvent(DOM_Node* node, DOM_Event* event) {
   const TraceSite site(kSource, __func__);
+  const qvx::dom::Operation operation;
   if (node == nullptr || event == nullptr) {
     Fail(site, kNullParameter);
     return 1;

@@ -12,6 +12,7 @@
 
 #include "dom/dom.h"
 #include "dom/failure.h"
+#include "dom/operation.h"
 #include "os/files.h"
 
 using qvx::TracePropagation;
@@ -115,6 +116,8 @@ class LoadScope {
   DOM_ParseContext& context() { return context_; }
 
  private:
+  // A handler may destroy what the parse still works on.
+  qvx::dom::Operation operation_;
   DOM_Document* document_;
   ParserHandle parser_;
   StackHandle open_nodes_;

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "dom/failure.h"
+#include "dom/operation.h"
 #include "dom/tree.h"
 
 namespace qvx::dom {
@@ -19,6 +20,7 @@ ListEntry* MakeEntry(NodeList* list, DOM_Node* node) {
   ListEntry* entry = nullptr;
   if (IsAttributeMapOfElement(list)) {
     auto* attribute = static_cast<AttributeNode*>(node);
+    TakeBack(attribute);
     attribute->home = list;
     entry = &attribute->map_entry;
   } else {

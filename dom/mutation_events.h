@@ -3,8 +3,8 @@
 //
 // As long as no listener is registered, nobody can see an event, so none is dispatched and a change costs nothing but
 // its bookkeeping. Where there are listeners, they may change the tree, the attributes and the texts while
-// an operation is under way; what they may not do is destroy the nodes that it works on. So the operations look again
-// at the tree after each announcement, and the texts of an event are copies of its own.
+// an operation is under way. So the operations look again at the tree after each announcement, what handlers destroy
+// stays until the outermost operation has ended (operation.h), and the texts of an event are copies of its own.
 #ifndef QVX_DOM_MUTATION_EVENTS_H
 #define QVX_DOM_MUTATION_EVENTS_H
 

@@ -2,8 +2,8 @@
 
 #include "dom/dom.h"
 #include "dom/failure.h"
-#include "dom/list_entries.h"
 #include "dom/node_record.h"
+#include "dom/operation.h"
 #include "dom/tree.h"
 #include "support/mbs.h"
 
@@ -84,57 +84,6 @@ NodeList* ElementsByTagName(const qvx::TraceSite& site, DOM_Document* document, 
   return nullptr;
 }
 
-// The nodes that a destruction still has to free, chained by nextSibling: whoever is taken from it puts its children
-// and attributes there first, so no freed node is visited and nothing needs a stack.
-class DoomedNodes {
- public:
-  explicit DoomedNodes(DOM_Node* root) : next_(root) { root->nextSibling = nullptr; }
-
-  DOM_Node* Take() {
-    DOM_Node* const node = next_;
-    if (node == nullptr) {
-      return nullptr;
-    }
-    next_ = node->nextSibling;
-    AddChildren(node);
-    AddAttributes(node);
-    return node;
-  }
-
- private:
-  void AddChildren(DOM_Node* node) {
-    if (node->firstChild != nullptr) {
-      node->lastChild->nextSibling = next_;
-      next_ = node->firstChild;
-    }
-  }
-
-  void AddAttributes(DOM_Node* node) {
-    while (node->attributes != nullptr && node->attributes->first != nullptr) {
-      DOM_Node* const attribute = NodeOf(node->attributes, node->attributes->first);
-      DropEntry(node->attributes, node->attributes->first);
-      attribute->nextSibling = next_;
-      next_ = attribute;
-    }
-  }
-
-  DOM_Node* next_;
-};
-
-// Clears the references of `document` to a node that is about to be freed.
-void ForgetNode(DOM_Document* document, const DOM_Node* node) {
-  DOM_DocumentFields& fields = DOM_DocumentPart(document);
-  if (fields.documentElement == node) {
-    fields.documentElement = nullptr;
-  }
-  if (fields.commonParent == node) {
-    fields.commonParent = nullptr;
-  }
-  if (fields.doctype == node) {
-    fields.doctype = nullptr;
-  }
-}
-
 }  // namespace
 
 DOM_String* DOM_Node_getNodeValue(const DOM_Node* node) {
@@ -199,11 +148,11 @@ void DOM_Document_destroyNode(DOM_Document* document, DOM_Node* node) {
     return;
   }
   DOM_Document* const survivor = document != node && IsDocument(document) ? document : nullptr;
-  DoomedNodes doomed(node);
-  while (DOM_Node* const next = doomed.Take()) {
-    if (survivor != nullptr) {
-      ForgetNode(survivor, next);
-    }
-    FreeNode(next);
+  if (!PutAside(node)) {
+    node->nextSibling = nullptr;
+    return FreeNodes(node, survivor);
+  }
+  if (survivor != nullptr && IsWithin(node, DOM_DocumentPart(survivor).commonParent)) {
+    DOM_DocumentPart(survivor).commonParent = nullptr;
   }
 }

@@ -2,10 +2,14 @@
 //
 // A handler of an event may change the tree while an operation is under way. So whatever a removal was announced to is
 // looked at again before the next step: a node that a handler has moved is left where the handler put it, and the rules
-// are asked once more before a node is linked. What a handler must not do is destroy a node that takes part.
+// are asked once more before a node is linked. A node that a handler has destroyed is one that it has moved: see
+// operation.h.
+#include "dom/node_mutation.h"
+
 #include "dom/dom.h"
 #include "dom/failure.h"
 #include "dom/mutation_events.h"
+#include "dom/operation.h"
 #include "dom/tree.h"
 
 using qvx::TraceSite;
@@ -71,6 +75,9 @@ bool IsReady(const DOM_Node* parent, const DOM_Node* node, const DOM_Node* repla
 // Checks the rules for `node` under `parent` and takes it out of its old place.
 bool MakeReady(const TraceSite& site, DOM_Node* parent, DOM_Node* node, const DOM_Node* replaced = nullptr) {
   bool ready = MayHold(parent, node, replaced);
+  if (ready) {
+    TakeBack(node);
+  }
   if (ready && node->parentNode != nullptr) {
     const bool may_change_meanwhile = MayBeHeard();
     Remove(node->parentNode, node);
@@ -121,6 +128,27 @@ bool MoveChildren(const TraceSite& site, DOM_Node* parent, DOM_Node* fragment, P
   return true;
 }
 
+DOM_Node* Append(DOM_Node* parent, DOM_Node* new_child) {
+  if (parent == nullptr || new_child == nullptr) {
+    Fail({kSource, kAppendChild}, kNullParameter);
+    return nullptr;
+  }
+  if (!MayBeAppendedTo(parent, new_child)) {
+    Fail({kSource, kAppendChild}, DOM_WRONG_DOCUMENT_ERR);
+    return nullptr;
+  }
+  if (!IsFragment(new_child)) {
+    return Insert({kSource, kAppendChild}, parent, new_child, nullptr);
+  }
+  if (!MayHoldChildrenOf(parent, new_child)) {
+    Fail({kSource, kAppendChild}, DOM_HIERARCHY_REQUEST_ERR);
+    return nullptr;
+  }
+  const bool moved =
+      MoveChildren({kSource, kAppendChild}, parent, new_child, [&](DOM_Node* child) { return Append(parent, child); });
+  return moved ? new_child : nullptr;
+}
+
 DOM_Node* ReplaceByNode(const TraceSite& site, DOM_Node* parent, DOM_Node* node, DOM_Node* old) {
   if (!MakeReady(site, parent, node, old) || old->parentNode != parent) {
     return nullptr;
@@ -151,34 +179,13 @@ DOM_Node* ReplaceByChildrenOf(const TraceSite& site, DOM_Node* parent, DOM_Node*
     return nullptr;
   }
   const bool moved =
-      MoveChildren(site, parent, fragment, [&](DOM_Node* child) { return DOM_Node_insertBefore(parent, child, old); });
+      MoveChildren(site, parent, fragment, [&](DOM_Node* child) { return InsertBefore(parent, child, old); });
   return moved && Remove(parent, old) ? old : nullptr;
 }
 
 }  // namespace
 
-DOM_Node* DOM_Node_appendChild(DOM_Node* parent, DOM_Node* new_child) {
-  if (parent == nullptr || new_child == nullptr) {
-    Fail({kSource, kAppendChild}, kNullParameter);
-    return nullptr;
-  }
-  if (!MayBeAppendedTo(parent, new_child)) {
-    Fail({kSource, kAppendChild}, DOM_WRONG_DOCUMENT_ERR);
-    return nullptr;
-  }
-  if (!IsFragment(new_child)) {
-    return Insert({kSource, kAppendChild}, parent, new_child, nullptr);
-  }
-  if (!MayHoldChildrenOf(parent, new_child)) {
-    Fail({kSource, kAppendChild}, DOM_HIERARCHY_REQUEST_ERR);
-    return nullptr;
-  }
-  const bool moved = MoveChildren({kSource, kAppendChild}, parent, new_child,
-                                  [&](DOM_Node* child) { return DOM_Node_appendChild(parent, child); });
-  return moved ? new_child : nullptr;
-}
-
-DOM_Node* DOM_Node_insertBefore(DOM_Node* parent, DOM_Node* new_child, DOM_Node* reference) {
+DOM_Node* qvx::dom::InsertBefore(DOM_Node* parent, DOM_Node* new_child, DOM_Node* reference) {
   if (parent == nullptr || new_child == nullptr) {
     Fail({kSource, kInsertBefore}, kNullParameter);
     return nullptr;
@@ -199,8 +206,18 @@ DOM_Node* DOM_Node_insertBefore(DOM_Node* parent, DOM_Node* new_child, DOM_Node*
     return nullptr;
   }
   const bool moved = MoveChildren({kSource, kInsertBefore}, parent, new_child,
-                                  [&](DOM_Node* child) { return DOM_Node_insertBefore(parent, child, reference); });
+                                  [&](DOM_Node* child) { return InsertBefore(parent, child, reference); });
   return moved ? new_child : nullptr;
+}
+
+DOM_Node* DOM_Node_appendChild(DOM_Node* parent, DOM_Node* new_child) {
+  const Operation operation;
+  return Placed({kSource, kAppendChild}, Append(parent, new_child));
+}
+
+DOM_Node* DOM_Node_insertBefore(DOM_Node* parent, DOM_Node* new_child, DOM_Node* reference) {
+  const Operation operation;
+  return Placed({kSource, kInsertBefore}, InsertBefore(parent, new_child, reference));
 }
 
 DOM_Node* DOM_Node_replaceChild(DOM_Node* parent, DOM_Node* new_child, DOM_Node* old_child) {
@@ -216,8 +233,14 @@ DOM_Node* DOM_Node_replaceChild(DOM_Node* parent, DOM_Node* new_child, DOM_Node*
     Fail({kSource, kReplaceChild}, DOM_NOT_FOUND_ERR);
     return nullptr;
   }
+  const Operation operation;
+  const bool is_callers = new_child->parentNode == nullptr;
   const auto replace = IsFragment(new_child) ? ReplaceByChildrenOf : ReplaceByNode;
-  return replace({kSource, kReplaceChild}, parent, new_child, old_child);
+  DOM_Node* const replaced = replace({kSource, kReplaceChild}, parent, new_child, old_child);
+  if (replaced == nullptr && is_callers) {
+    Released(new_child);  // and stays so
+  }
+  return Released(replaced);
 }
 
 DOM_Node* DOM_Node_removeChild(DOM_Node* parent, DOM_Node* old_child) {
@@ -229,6 +252,7 @@ DOM_Node* DOM_Node_removeChild(DOM_Node* parent, DOM_Node* old_child) {
     Fail({kSource, kRemoveChild}, DOM_WRONG_DOCUMENT_ERR);
     return nullptr;
   }
+  const Operation operation;
   if (!Remove(parent, old_child)) {
     Fail({kSource, kRemoveChild}, DOM_NOT_FOUND_ERR);
     return nullptr;

@@ -107,17 +107,6 @@ void FreeView(NamedNodeMap* view) {
   }
 }
 
-void FreeListeners(DOM_Node* node) {
-  for (uint32_t i = 0; i < node->listenerCount; ++i) {
-    if (node->listeners[i] != nullptr) {
-      std::free(node->listeners[i]->type);
-      std::free(node->listeners[i]);
-      --registered_listeners;
-    }
-  }
-  std::free(node->listeners);
-}
-
 void FreeOwnPart(DOM_Node* node) {
   switch (node->nodeType) {
     case DOM_ELEMENT_NODE:
@@ -163,6 +152,57 @@ bool HasPrivateName(uint16_t node_type) {
   }
 }
 
+// The nodes that a destruction still has to free, chained by nextSibling: whoever is taken from it puts its children
+// and attributes there first, so no freed node is visited and nothing needs a stack.
+class DoomedNodes {
+ public:
+  explicit DoomedNodes(DOM_Node* first) : next_(first) {}
+
+  DOM_Node* Take() {
+    DOM_Node* const node = next_;
+    if (node == nullptr) {
+      return nullptr;
+    }
+    next_ = node->nextSibling;
+    AddChildren(node);
+    AddAttributes(node);
+    return node;
+  }
+
+ private:
+  void AddChildren(DOM_Node* node) {
+    if (node->firstChild != nullptr) {
+      node->lastChild->nextSibling = next_;
+      next_ = node->firstChild;
+    }
+  }
+
+  void AddAttributes(DOM_Node* node) {
+    while (node->attributes != nullptr && node->attributes->first != nullptr) {
+      DOM_Node* const attribute = NodeOf(node->attributes, node->attributes->first);
+      DropEntry(node->attributes, node->attributes->first);
+      attribute->nextSibling = next_;
+      next_ = attribute;
+    }
+  }
+
+  DOM_Node* next_;
+};
+
+// Clears the references of `document` to a node that is about to be freed.
+void ForgetNode(DOM_Document* document, const DOM_Node* node) {
+  DOM_DocumentFields& fields = DOM_DocumentPart(document);
+  if (fields.documentElement == node) {
+    fields.documentElement = nullptr;
+  }
+  if (fields.commonParent == node) {
+    fields.commonParent = nullptr;
+  }
+  if (fields.doctype == node) {
+    fields.doctype = nullptr;
+  }
+}
+
 }  // namespace
 
 DOM_Node* NewNode(DOM_Document* document, uint16_t node_type, size_t text_capacity) {
@@ -203,6 +243,17 @@ DOM_String* ExchangeValue(DOM_Node* node, DOM_String* value, uint32_t length) {
   return previous;
 }
 
+void FreeListeners(DOM_Node* node) {
+  for (uint32_t i = 0; i < node->listenerCount; ++i) {
+    if (node->listeners[i] != nullptr) {
+      std::free(node->listeners[i]->type);
+      std::free(node->listeners[i]);
+      --registered_listeners;
+    }
+  }
+  std::free(node->listeners);
+}
+
 void FreeNode(DOM_Node* node) {
   ForgetCommonParent(node);
   FreeListeners(node);
@@ -212,6 +263,16 @@ void FreeNode(DOM_Node* node) {
   }
   FreeText(node, node->nodeValue);
   std::free(node);
+}
+
+void FreeNodes(DOM_Node* first, DOM_Document* survivor) {
+  DoomedNodes doomed(first);
+  while (DOM_Node* const next = doomed.Take()) {
+    if (survivor != nullptr) {
+      ForgetNode(survivor, next);
+    }
+    FreeNode(next);
+  }
 }
 
 }  // namespace qvx::dom

@@ -68,8 +68,15 @@ void FreeText(const DOM_Node* node, const char* text);
 /// is returned and must be released with FreeText.
 DOM_String* ExchangeValue(DOM_Node* node, DOM_String* value, uint32_t length);
 
+/// Frees the listeners of `node` and their array.
+void FreeListeners(DOM_Node* node);
+
 /// Frees the record of `node` and the texts, listeners and lists that it owns, not its children and attributes.
 void FreeNode(DOM_Node* node);
+
+/// Frees the nodes of a sibling chain (`first` may be null) with all that they own, without recursion. What `survivor`,
+/// a document that lives on or null, names of them is cleared.
+void FreeNodes(DOM_Node* first, DOM_Document* survivor);
 
 }  // namespace qvx::dom
 
