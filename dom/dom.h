@@ -225,7 +225,8 @@ DOM_Element* DOM_Document_getDocumentElement(DOM_Document* document);
 uint32_t DOM_CharacterData_getLength(DOM_CharacterData* node);
 
 /// A snapshot of the elements called `name` ("*": all) in document order, the caller's to release with
-/// DOM_Document_destroyNodeList (document, list, 0). The second one leaves out the element itself.
+/// DOM_Document_destroyNodeList (document, list, 0). The second one leaves out the element itself. Null with nothing
+/// recorded for null arguments or another type of node, with ENOMEM when memory ran out.
 NodeList* DOM_Document_getElementsByTagName(DOM_Document* document, const DOM_String* name);
 NodeList* DOM_Element_getElementsByTagName(DOM_Element* element, const DOM_String* name);
 
@@ -344,9 +345,15 @@ DOM_Text* DOM_Text_splitText(DOM_Text* node, int32_t offset);
 
 /// Reads the file at `path` into an empty document. Returns 1 when the whole file was parsed; 0 when it was opened but
 /// reading or parsing failed (what had been built stays: destroy the document); -1 when an argument is null, the file
-/// cannot be opened or the load cannot start.
+/// cannot be opened or the load cannot start. The error cell is ENOMEM when the document model ran out of memory, but
+/// DOM_PARSER_ERR also when the parser did: qvx::dom::LoadRanOutOfMemory tells.
 int DOM_DocumentLS_load(DOM_Document* document, const char* path);
 int DOM_DocumentLS_fread(DOM_Document* document, std::FILE* stream);
+
+namespace qvx::dom {
+/// Whether the last load failed for want of memory, its own or the parser's, and not because of what it read.
+bool LoadRanOutOfMemory();
+}  // namespace qvx::dom
 
 /// Writes `document`, or `node` when that is null, to the file at `path`. Nothing is escaped. Returns 0 or -1. A
 /// failure that is pending in the error cell refuses the save before the file is touched.

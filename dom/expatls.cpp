@@ -27,6 +27,9 @@ constexpr char kFread[] = "DOM_DocumentLS_fread";
 constexpr int kBlockSize = 8192;      // what is read and parsed at once
 constexpr uint32_t kOpenNodes = 500;  // the document and 499 levels below it
 
+// Why the last load failed, where neither its result nor the error cell tells.
+bool load_ran_out_of_memory = false;
+
 // Text that is still being collected belongs to the document, also when the load fails. Returns whether no handler has
 // failed, so that it is the caller's failure that has to be reported.
 bool EndWithoutFailure(DOM_ParseContext& context) {
@@ -42,6 +45,7 @@ int ParseStream(DOM_ParseContext& context, std::FILE* stream) {
   for (;;) {
     void* block = XML_GetBuffer(context.parser, kBlockSize);
     if (block == nullptr) {
+      load_ran_out_of_memory = true;
       if (EndWithoutFailure(context)) {
         FailDetails({kSource, kFread}, DOM_PARSER_ERR, "buf=NULL");
       }
@@ -50,6 +54,7 @@ int ParseStream(DOM_ParseContext& context, std::FILE* stream) {
     const size_t size = std::fread(block, 1, kBlockSize, stream);
     const int read_errno = errno;
     if (size == 0 && std::ferror(stream) != 0) {
+      load_ran_out_of_memory = read_errno == ENOMEM;
       if (EndWithoutFailure(context)) {
         // The cell takes the stream's indicator, which has no text; the line tells what the system said.
         _exception = std::ferror(stream);
@@ -66,6 +71,7 @@ int ParseStream(DOM_ParseContext& context, std::FILE* stream) {
       return 1;
     }
   }
+  load_ran_out_of_memory = XML_GetErrorCode(context.parser) == XML_ERROR_NO_MEMORY;
   if (EndWithoutFailure(context)) {
     const XML_LChar* text = XML_ErrorString(XML_GetErrorCode(context.parser));
     FailDetails({kSource, kFread}, DOM_PARSER_ERR, "%s: line %u", text != nullptr ? text : "(null)",
@@ -97,10 +103,6 @@ class LoadScope {
   }
 
   ~LoadScope() {
-    DOM_Element* root = DOM_Document_getDocumentElement(document_);
-    if (is_started_ && root != nullptr) {
-      DOM_Element_normalize(root);
-    }
     std::free(context_.buffer);
     open_nodes_.reset();
     parser_.reset();
@@ -127,7 +129,12 @@ class LoadScope {
 
 }  // namespace
 
+bool qvx::dom::LoadRanOutOfMemory() {
+  return load_ran_out_of_memory;
+}
+
 int DOM_DocumentLS_load(DOM_Document* document, const char* path) {
+  load_ran_out_of_memory = false;
   const TraceSite site(kSource, "DOM_DocumentLS_load");
   if (document == nullptr || path == nullptr) {
     FailDetails(site, kNullParameter, "doc=%p,uri=%s", static_cast<void*>(document), path != nullptr ? path : "(null)");
@@ -136,6 +143,7 @@ int DOM_DocumentLS_load(DOM_Document* document, const char* path) {
   const qvx::File stream(OSfopen(path, "r"));
   if (stream == nullptr) {
     const int32_t error = errno;
+    load_ran_out_of_memory = error == ENOMEM;
     FailDetails(site, error, "uri=%s", path);
     return qvx::IsNoFile(error) ? 0 : -1;
   }
@@ -143,6 +151,7 @@ int DOM_DocumentLS_load(DOM_Document* document, const char* path) {
 }
 
 int DOM_DocumentLS_fread(DOM_Document* document, std::FILE* stream) {
+  load_ran_out_of_memory = false;
   if (document == nullptr || stream == nullptr) {
     FailDetails({kSource, kFread}, kNullParameter, "doc=%p,stream=%p", static_cast<void*>(document),
                 static_cast<void*>(stream));
@@ -155,14 +164,22 @@ int DOM_DocumentLS_fread(DOM_Document* document, std::FILE* stream) {
   }
   ParserHandle parser(XML_ParserCreate(nullptr));
   if (parser == nullptr) {
+    load_ran_out_of_memory = true;
     Fail({kSource, kFread}, DOM_PARSER_ERR);
     return -1;
   }
   LoadScope load(document, std::move(parser));
   if (!load.is_started()) {
+    load_ran_out_of_memory = true;
     FailDetails({kSource, kFread}, DOM_PARSER_ERR, "stk=%p", static_cast<void*>(load.context().open_nodes));
     return -1;
   }
   qvx::dom::InstallHandlers(&load.context());
-  return ParseStream(load.context(), stream);
+  const int result = ParseStream(load.context(), stream);
+  DOM_Element_normalize(DOM_Document_getDocumentElement(document));
+  if (_exception != ENOMEM) {
+    return result;
+  }
+  load_ran_out_of_memory = true;
+  return 0;  // also when the texts of a whole document could not be merged: a reader would see their first pieces only
 }

@@ -159,15 +159,17 @@ void start_fn(void* user_data, const XML_Char* name, const XML_Char** attributes
   Push(site, ContextOf(user_data), element);
 }
 
-void Pop(void* user_data) {
+void Pop(const TraceSite& site, void* user_data) {
   DOM_ParseContext& context = ContextOf(user_data);
-  if (qvx::dom::FinishText(context)) {
-    stack_pop(context.open_nodes);
+  // A node that stays open, because memory ran out, would get what belongs behind it.
+  if (qvx::dom::FinishText(context) && stack_pop(context.open_nodes) == nullptr) {
+    _exception = errno;
+    TracePropagation(site);
   }
 }
 
 void end_fn(void* user_data, const XML_Char* /*name*/) {
-  Pop(user_data);
+  Pop({kSource, "end_fn"}, user_data);
 }
 
 // Whether the pieces of a text run may be put together before anyone sees them.
@@ -283,7 +285,7 @@ void doctype_start_fn(void* user_data, const XML_Char* name, const XML_Char* sys
 }
 
 void doctype_end_fn(void* user_data) {
-  Pop(user_data);
+  Pop({kSource, "doctype_end_fn"}, user_data);
 }
 
 void eldecl_fn(void* user_data, const XML_Char* /*name*/, XML_Content* model) {

@@ -1,0 +1,167 @@
+// What is left when memory runs out. Each allocation of the document model fails once; those of the parser, a shared
+// library, fail by a limit on the address space.
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "tests/dom/invariants.h"
+#include "tests/dom/model.h"
+#include "tests/harness/installation.h"
+#include "tests/harness/isolated.h"
+
+namespace {
+
+constexpr int kNever = -1;
+int calls_until_failure = kNever;
+
+bool Fails() {
+  if (calls_until_failure == kNever || calls_until_failure-- > 0) {
+    return false;
+  }
+  errno = ENOMEM;
+  return true;
+}
+
+}  // namespace
+
+// The linker gives these what the model and this program ask malloc and its like for.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+extern "C" {
+void* __real_malloc(size_t size);
+void* __real_calloc(size_t count, size_t size);
+void* __real_realloc(void* block, size_t size);
+char* __real_strdup(const char* text);
+void* __wrap_malloc(size_t size) {
+  return Fails() ? nullptr : __real_malloc(size);
+}
+void* __wrap_calloc(size_t count, size_t size) {
+  return Fails() ? nullptr : __real_calloc(count, size);
+}
+void* __wrap_realloc(void* block, size_t size) {
+  return Fails() ? nullptr : __real_realloc(block, size);
+}
+char* __wrap_strdup(const char* text) {
+  return Fails() ? nullptr : __real_strdup(text);
+}
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+
+namespace qvx::test {
+namespace {
+
+/// A document with r{e{(x)}(abc)(def)}, where e has k=v, and an empty document, both heard or not.
+struct World : Tree {
+  explicit World(bool is_heard) {
+    DOM_Element_setAttribute(e, "k", "v");
+    Add(e, "x");
+    for (DOM_Document* const heard : {is_heard ? document() : nullptr, is_heard ? empty.get() : nullptr}) {
+      listener.Hear(heard, "DOMNodeInserted");
+      listener.Hear(heard, "DOMAttrModified");
+    }
+    TakeError();
+  }
+  DOM_Node* const e = Add(root(), "<e");
+  DOM_Node* const abc = Add(root(), "abc");
+  DOM_Node* const def = Add(root(), "def");
+  OwnedNode empty{DOM_Implementation_createDocument(nullptr, nullptr, nullptr)};
+  Listener listener;
+};
+using W = World;
+
+bool Finds(NodeList* found) {
+  DOM_Document_destroyNodeList(nullptr, found, 0);
+  return found != nullptr;
+}
+
+bool Makes(DOM_Node* made) {
+  DOM_Document_destroyNode(made != nullptr && made->nodeType == DOM_DOCUMENT_NODE ? made : nullptr, made);
+  return made != nullptr;
+}
+
+/// Loads so many elements within each other that the stack of the open ones grows and shrinks.
+bool Loads(DOM_Document* document) {
+  const std::unique_ptr<std::FILE, decltype(&std::fclose)> stream(std::tmpfile(), std::fclose);
+  std::fputs("<!DOCTYPE a PUBLIC 'p' 's' [<!ENTITY n 'v'>]><a b='1'>x&amp;y<!--c--><?p i?><![CDATA[z]]>", stream.get());
+  for (const char* const tag : {"<b>", "</b>"}) {
+    for (int i = 0; i < 200; ++i) {
+      std::fputs(tag, stream.get());
+    }
+  }
+  std::fputs("</a>", stream.get());
+  std::rewind(stream.get());
+  const bool is_loaded = DOM_DocumentLS_fread(document, stream.get()) == 1;
+  EXPECT_EQ(dom::LoadRanOutOfMemory(), !is_loaded);
+  if (*_DOM_Exception() == DOM_PARSER_ERR) {  // the stack could not be made
+    *_DOM_Exception() = ENOMEM;
+  }
+  return is_loaded;
+}
+
+bool Succeeded() {
+  return *_DOM_Exception() == 0;
+}
+
+}  // namespace
+
+TEST(Memory, EveryFailureIsReported) {
+  const std::pair<const char*, bool (*)(W&)> rows[] = {
+      {"load", [](W& w) { return Loads(w.empty.get()); }},
+      {"look-up", [](W& w) { return Finds(DOM_Document_getElementsByTagName(w.document(), "*")); }},
+      {"clone", [](W& w) { return Makes(DOM_Node_cloneNode(w.document(), 1)); }},
+      {"save", [](W& w) { return DOM_DocumentLS_save(w.document(), "/dev/null", nullptr) == 0; }},
+      {"new attribute", [](W& w) { return DOM_Element_setAttribute(w.e, "n", "w"), Succeeded(); }},
+      {"new value", [](W& w) { return DOM_Element_setAttribute(w.e, "k", "w"), Succeeded(); }},
+      {"merger", [](W& w) { return DOM_Element_normalize(w.root()), Succeeded(); }},
+      {"split", [](W& w) { return DOM_Text_splitText(w.abc, 1) != nullptr && Succeeded(); }},
+      {"replacement", [](W& w) { return DOM_CharacterData_replaceData(w.abc, 0, 1, "x"), Succeeded(); }},
+      {"listener", [](W& w) { return w.listener.Hear(w.e, "x"), Succeeded(); }},
+      {"document type", [](W&) { return Makes(DOM_Implementation_createDocumentType("t", "p", "s")); }},
+  };
+  for (const auto& [name, operation] : rows) {
+    for (const bool is_heard : {false, true}) {
+      bool has_failed = true;
+      for (int calls = 0; has_failed; ++calls) {
+        SCOPED_TRACE(testing::Message() << name << " " << is_heard << " " << calls);
+        World world(is_heard);
+        calls_until_failure = calls;
+        const bool is_done = operation(world);
+        has_failed = std::exchange(calls_until_failure, kNever) == kNever;
+        ASSERT_EQ(is_done, !has_failed);
+        ASSERT_EQ(TakeError(), has_failed ? ENOMEM : 0);
+        ASSERT_EQ(Violation(world.document()) + Violation(world.empty.get()), "");
+      }
+    }
+  }
+}
+
+#ifndef __SANITIZE_ADDRESS__  // which needs an address space without limit
+TEST(Memory, LoadTellsWhenTheParserRunsOut) {
+  const TempDirectory directory;
+  const std::string huge = directory.path() / "huge.xml";
+  const std::string broken = directory.path() / "broken.xml";
+  WriteText(huge, "<a><!--" + std::string(size_t{1} << 23, 'x') + "--></a>");
+  WriteText(broken, "<a>");
+  const int status = RunIsolated(0, [&] {
+    const OwnedNode document(DOM_Implementation_createDocument(nullptr, nullptr, nullptr));
+    rlimit before{};
+    getrlimit(RLIMIT_AS, &before);
+    size_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    rlimit tight = before;
+    tight.rlim_cur = pages * static_cast<size_t>(sysconf(_SC_PAGESIZE)) + (size_t{1} << 20);
+    setrlimit(RLIMIT_AS, &tight);
+    const int result = DOM_DocumentLS_load(document.get(), huge.c_str());
+    setrlimit(RLIMIT_AS, &before);
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(TakeError(), DOM_PARSER_ERR);
+    EXPECT_TRUE(dom::LoadRanOutOfMemory());
+    EXPECT_EQ(DOM_DocumentLS_load(OwnedNode(DOM_Node_cloneNode(document.get(), 0)).get(), broken.c_str()), 0);
+    EXPECT_FALSE(dom::LoadRanOutOfMemory());
+    return FailuresAsStatus();
+  });
+  EXPECT_EQ(status, 0);
+}
+#endif
+
+}  // namespace qvx::test
