@@ -20,7 +20,9 @@ ListEntry* MakeEntry(NodeList* list, DOM_Node* node) {
   ListEntry* entry = nullptr;
   if (IsAttributeMapOfElement(list)) {
     auto* attribute = static_cast<AttributeNode*>(node);
-    TakeBack(attribute);
+    if (attribute->parentNode != nullptr) {
+      TakeBack(attribute);
+    }
     attribute->home = list;
     entry = &attribute->map_entry;
   } else {

@@ -75,7 +75,7 @@ bool IsReady(const DOM_Node* parent, const DOM_Node* node, const DOM_Node* repla
 // Checks the rules for `node` under `parent` and takes it out of its old place.
 bool MakeReady(const TraceSite& site, DOM_Node* parent, DOM_Node* node, const DOM_Node* replaced = nullptr) {
   bool ready = MayHold(parent, node, replaced);
-  if (ready) {
+  if (ready && node->parentNode != nullptr) {
     TakeBack(node);
   }
   if (ready && node->parentNode != nullptr) {

@@ -7,9 +7,10 @@
 #include "dom/tree.h"
 
 namespace qvx::dom {
-namespace {
 
 size_t operations_under_way = 0;
+
+namespace {
 
 /// The parent of the nodes that were put aside. A handler can get at it, as the parent of a destroyed node; it belongs
 /// to no document, so a tree change there is refused.
@@ -55,14 +56,14 @@ void Detach(DOM_Node* node) {
 
 }  // namespace
 
-Operation::Operation() : is_counted_(MayBeHeard()) {
-  if (is_counted_ && operations_under_way++ == 0) {
+void Operation::Begin() {
+  if (operations_under_way++ == 0) {
     SetUpAside();
   }
 }
 
-Operation::~Operation() {
-  if (is_counted_ && --operations_under_way == 0) {
+void Operation::End() {
+  if (--operations_under_way == 0) {
     FreeAside();
   }
 }
@@ -94,7 +95,7 @@ bool IsDoomed(const DOM_Node* node) {
   return node != nullptr;
 }
 
-DOM_Node* Placed(const TraceSite& site, DOM_Node* node) {
+DOM_Node* PlacedAmidHandlers(const TraceSite& site, DOM_Node* node) {
   if (node == nullptr || !IsDoomed(node)) {
     return node;
   }

@@ -8,22 +8,39 @@
 #ifndef QVX_DOM_OPERATION_H
 #define QVX_DOM_OPERATION_H
 
+#include <cstddef>
+
 #include "dom/dom.h"
+#include "dom/mutation_events.h"
 #include "support/trace.h"
 
 namespace qvx::dom {
 
+/// The operations that handlers may hear of, one within the other.
+extern size_t operations_under_way;
+
 /// An operation that dispatches events, from before it looks at any node until it has touched the last one.
 class Operation {
  public:
-  Operation();
-  ~Operation();
+  Operation() : is_counted_(MayBeHeard()) {
+    if (is_counted_) {
+      Begin();
+    }
+  }
+  ~Operation() {
+    if (is_counted_) {
+      End();
+    }
+  }
   Operation(const Operation&) = delete;
   Operation& operator=(const Operation&) = delete;
   Operation(Operation&&) = delete;
   Operation& operator=(Operation&&) = delete;
 
  private:
+  static void Begin();
+  static void End();
+
   bool is_counted_;  // an operation that nobody can hear costs nothing more
 };
 
@@ -39,7 +56,10 @@ bool IsDoomed(const DOM_Node* node);
 
 /// What an operation returns for a node that it put into a tree: `node`, or null when it is null or doomed. A doomed
 /// one is recorded (DOM_NOT_FOUND_ERR), taken out of where it is and, as after any other failure, the caller's again.
-DOM_Node* Placed(const TraceSite& site, DOM_Node* node);
+DOM_Node* PlacedAmidHandlers(const TraceSite& site, DOM_Node* node);
+inline DOM_Node* Placed(const TraceSite& site, DOM_Node* node) {
+  return operations_under_way == 0 ? node : PlacedAmidHandlers(site, node);
+}
 
 /// What an operation returns for a node that it took out of a tree: `node` itself, also when it was doomed, detached
 /// and the caller's.
