@@ -75,7 +75,7 @@ LoadResult LoadSettings(DOM_Document* document) {
     throw std::bad_alloc();
   }
   const int result = DOM_DocumentLS_load(document, InstallationPath(QVX_INTERNAL_XML_NAME).c_str());
-  if (result != kLoaded && /*dom::LoadRanOutOfMemory()*/ false) {
+  if (result != kLoaded && dom::LoadRanOutOfMemory()) {
     throw std::bad_alloc();
   }
   if (result == kLoaded) {
