@@ -183,17 +183,5 @@ TEST(Launcher, WithoutAShellNobodyIsTheDaemon) {
   EXPECT_EQ(status, 0);
 }
 
-#ifndef __SANITIZE_ADDRESS__  // the two cannot run together
-TEST(Launcher, ValgrindFindsNothing) {
-  const Site site(0644);
-  for (const auto& [argument_count, status] : {std::pair{1U, 127}, {2U, 0}, {3U, 1}}) {
-    SCOPED_TRACE(argument_count);
-    const std::string valgrind =
-        "/usr/bin/valgrind -q --leak-check=full --error-exitcode=99 --child-silent-after-fork=yes ";
-    EXPECT_EQ(RunAlone(valgrind + Launcher(argument_count)).first, status);
-  }
-}
-#endif
-
 }  // namespace
 }  // namespace qvx::test
