@@ -22,7 +22,8 @@ NamedNodeMap* MapOf(const DOM_Element* element) {
 }
 
 /// A new attribute, reported on as a failure of setAttribute when it cannot be made.
-DOM_Attr* NewAttribute(const DOM_Element* element, const DOM_String* name, const DOM_String* value) {
+DOM_Attr* NewAttribute(const DOM_Element* element, const DOM_String* name,
+                       const DOM_String* value) {
   const MeasuredText measured_name{name, BytesToCopy(name)};
   if (measured_name.bytes == 0) {
     FailErrno(TraceSite(kSource, "DOM_Document_createAttribute"));
@@ -54,12 +55,13 @@ bool Holds(const DOM_Element* element, const DOM_Attr* attribute) {
   return static_cast<const AttributeNode*>(attribute)->home == element->attributes;
 }
 
-/// Tells whether handlers have put an attribute that was taken out of its element into one again. It may be out of that
-/// by now, but then it belongs to the handler.
+/// Tells whether handlers have put an attribute that was taken out of its element into one again.
+/// It may be out of that by now, but then it belongs to the handler.
 class LooseAttribute {
  public:
   /// An attribute in no map has no use for the links of its map entry.
-  explicit LooseAttribute(DOM_Attr* attribute) : entry_(static_cast<AttributeNode*>(attribute)->map_entry) {
+  explicit LooseAttribute(DOM_Attr* attribute)
+      : entry_(static_cast<AttributeNode*>(attribute)->map_entry) {
     entry_.next = &mark_;
   }
   bool is_untouched() const { return entry_.next == &mark_; }
@@ -116,7 +118,8 @@ DOM_String* DOM_Element_getAttribute(const DOM_Element* element, const DOM_Strin
   return copy;
 }
 
-void DOM_Element_setAttribute(DOM_Element* element, const DOM_String* name, const DOM_String* value) {
+void DOM_Element_setAttribute(DOM_Element* element, const DOM_String* name,
+                              const DOM_String* value) {
   if (MapOf(element) == nullptr || name == nullptr || value == nullptr) {
     return;
   }

@@ -1,9 +1,10 @@
-// Character data (DOM Level 2 Core, interfaces CharacterData and Text) and the merging of neighbouring texts.
+// Character data (DOM Level 2 Core, interfaces CharacterData and Text) and the merging of
+// neighbouring texts.
 //
-// Data is never changed in place: the new data is built in a block of its own, takes the place of the old, and the
-// change is announced. Offsets count characters, the length of a node counts columns, as support/mbs.h tells them
-// apart; they differ for characters that are not one column wide, so a length is always brought up to date by the
-// columns that came or went.
+// Data is never changed in place: the new data is built in a block of its own, takes the place of
+// the old, and the change is announced. Offsets count characters, the length of a node counts
+// columns, as support/mbs.h tells them apart; they differ for characters that are not one column
+// wide, so a length is always brought up to date by the columns that came or went.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -50,7 +51,8 @@ std::string_view DataOf(const DOM_CharacterData* node) {
   return node->nodeValue == nullptr ? "" : node->nodeValue;
 }
 
-/// The bytes of `data`, the end of a C string, from its character `offset` on; false, recorded, if it is undecodable.
+/// The bytes of `data`, the end of a C string, from its character `offset` on; false, recorded, if
+/// it is undecodable.
 bool SkipCharacters(const TraceSite& site, std::string_view& data, int32_t offset) {
   const char* at = mbsoff(data.data(), offset);
   if (at == nullptr) {
@@ -109,8 +111,8 @@ DOM_String* Join(const TraceSite& site, std::initializer_list<std::string_view> 
 }
 
 /// Makes `pieces` the data of `node` and announces the change; false when nothing has changed.
-bool Change(const TraceSite& site, DOM_CharacterData* node, std::initializer_list<std::string_view> pieces,
-            uint32_t length) {
+bool Change(const TraceSite& site, DOM_CharacterData* node,
+            std::initializer_list<std::string_view> pieces, uint32_t length) {
   DOM_String* fresh = Join(site, pieces);
   if (fresh == nullptr) {
     return false;
@@ -159,7 +161,8 @@ bool Delete(DOM_CharacterData* node, int32_t offset, int32_t count) {
     deleted.remove_suffix(tail.size());
   }
   uint32_t columns = 0;
-  return CountColumns(site, deleted, columns) && Change(site, node, {head, tail}, length - std::min(columns, length));
+  return CountColumns(site, deleted, columns) &&
+         Change(site, node, {head, tail}, length - std::min(columns, length));
 }
 
 bool IsText(const DOM_Node* node) {
@@ -174,7 +177,8 @@ DOM_Text* EndOfRun(DOM_Text* first) {
   return first;
 }
 
-/// The data of the texts from `first` to `last` with the length of it all; null, recorded, when memory ran out.
+/// The data of the texts from `first` to `last` with the length of it all; null, recorded, when
+/// memory ran out.
 DOM_String* JoinRun(DOM_Text* first, const DOM_Text* last, uint32_t& length) {
   const DOM_Node* const end = last->nextSibling;
   size_t size = 1;
@@ -197,8 +201,8 @@ DOM_String* JoinRun(DOM_Text* first, const DOM_Text* last, uint32_t& length) {
   return joined;
 }
 
-/// Merges the texts from `first` on into their last one, all at once: nobody is told. Returns the text that the walk
-/// goes on from.
+/// Merges the texts from `first` on into their last one, all at once: nobody is told. Returns the
+/// text that the walk goes on from.
 DOM_Text* MergeRun(DOM_Text* first) {
   DOM_Text* const last = EndOfRun(first);
   if (last == first) {
@@ -216,7 +220,8 @@ DOM_Text* MergeRun(DOM_Text* first) {
     DOM_Document_destroyNode(merged->ownerDocument, merged);
   }
   FreeText(last, ExchangeValue(last, joined, length));
-  // Each merged text is two changes below the same parent, but from the second change on nothing more comes of it.
+  // Each merged text is two changes below the same parent, but from the second change on nothing
+  // more comes of it.
   updateCommonParent(last->parentNode);
   updateCommonParent(last->parentNode);
   return last;
@@ -251,7 +256,8 @@ void TraceLevels(const DOM_Node* root, const DOM_Node* node) {
 
 }  // namespace
 
-DOM_String* DOM_CharacterData_substringData(DOM_CharacterData* node, int32_t offset, int32_t count) {
+DOM_String* DOM_CharacterData_substringData(DOM_CharacterData* node, int32_t offset,
+                                            int32_t count) {
   const TraceSite site(kSource, __func__);
   if (!CanWorkAt(site, node, offset)) {
     return nullptr;
@@ -280,7 +286,8 @@ void DOM_CharacterData_appendData(DOM_CharacterData* node, const DOM_String* tex
   }
   Addition addition{};
   if (MeasureAddition(site, text, addition)) {
-    Change(site, node, {DataOf(node), addition.text}, DOM_CharacterDataPart(node).length + addition.columns);
+    Change(site, node, {DataOf(node), addition.text},
+           DOM_CharacterDataPart(node).length + addition.columns);
   }
 }
 
@@ -294,10 +301,12 @@ void DOM_CharacterData_deleteData(DOM_CharacterData* node, int32_t offset, int32
   Delete(node, offset, count);
 }
 
-void DOM_CharacterData_replaceData(DOM_CharacterData* node, int32_t offset, int32_t count, const DOM_String* text) {
+void DOM_CharacterData_replaceData(DOM_CharacterData* node, int32_t offset, int32_t count,
+                                   const DOM_String* text) {
   const TraceSite site(kSource, __func__);
   const Operation operation;
-  // The text may be the node's own data, which the deletion frees, or another's that a handler changes.
+  // The text may be the node's own data, which the deletion frees, or another's that a handler
+  // changes.
   const qvx::MallocOwner<DOM_String> copy(text == nullptr ? nullptr : strdup(text));
   if (text != nullptr && copy == nullptr) {
     return FailErrno(site);
@@ -342,9 +351,10 @@ DOM_Text* DOM_Text_splitText(DOM_Text* node, int32_t offset) {
   return nullptr;
 }
 
-// The walk is a preorder walk over the subtree that merges at every text. The error cell is looked at after each child
-// that has no children of its own; one with children is left, in this walk, by way of its last child. A listener sees
-// every merger in the step-by-step way, so that way costs what its events cost.
+// The walk is a preorder walk over the subtree that merges at every text. The error cell is looked
+// at after each child that has no children of its own; one with children is left, in this walk, by
+// way of its last child. A listener sees every merger in the step-by-step way, so that way costs
+// what its events cost.
 void DOM_Element_normalize(DOM_Node* node) {
   if (node == nullptr) {
     return;

@@ -1,5 +1,6 @@
-// The factories. A node is made in one allocation together with copies of its texts, so these are measured, and found
-// to be undecodable, before there is a node that would have to be destroyed again.
+// The factories. A node is made in one allocation together with copies of its texts, so these are
+// measured, and found to be undecodable, before there is a node that would have to be destroyed
+// again.
 #include "dom/dom.h"
 
 #include <cerrno>
@@ -20,8 +21,10 @@ constexpr const char* kCreateNode = "Document_createNode";
 /// Whether a node of that type may be made in `document`; records why not.
 bool MayBeMade(const DOM_Document* document, uint16_t node_type) {
   msgno_add_codes(dom_codes);
-  if (document == nullptr && node_type != DOM_DOCUMENT_NODE && node_type != DOM_DOCUMENT_TYPE_NODE) {
-    FailDetails(TraceSite(kSource, kCreateNode), kNullParameter, "doc=NULL,nodeType=%u", unsigned{node_type});
+  if (document == nullptr && node_type != DOM_DOCUMENT_NODE &&
+      node_type != DOM_DOCUMENT_TYPE_NODE) {
+    FailDetails(TraceSite(kSource, kCreateNode), kNullParameter, "doc=NULL,nodeType=%u",
+                unsigned{node_type});
     return false;
   }
   if (node_type < DOM_ELEMENT_NODE || node_type > DOM_NOTATION_NODE) {
@@ -31,7 +34,8 @@ bool MayBeMade(const DOM_Document* document, uint16_t node_type) {
   return true;
 }
 
-/// A node of a type that may be made, with `text_capacity` bytes of room for texts; records why there is none.
+/// A node of a type that may be made, with `text_capacity` bytes of room for texts; records why
+/// there is none.
 DOM_Node* Allocate(DOM_Document* document, uint16_t node_type, size_t text_capacity) {
   DOM_Node* node = NewNode(document, node_type, text_capacity);
   if (node == nullptr) {
@@ -76,7 +80,8 @@ DOM_Node* Made(const TraceSite& site, DOM_Node* node) {
 }
 
 /// A node that holds a copy of `text` in its TextRoom.
-DOM_Node* CreateHolding(const TraceSite& site, DOM_Document* document, uint16_t node_type, const DOM_String* text) {
+DOM_Node* CreateHolding(const TraceSite& site, DOM_Document* document, uint16_t node_type,
+                        const DOM_String* text) {
   if (!MayBeMade(document, node_type)) {
     return Made(site, nullptr);
   }
@@ -91,7 +96,8 @@ DOM_Node* CreateHolding(const TraceSite& site, DOM_Document* document, uint16_t 
   return Made(site, node);
 }
 
-DOM_Node* CreateNamed(const TraceSite& site, DOM_Document* document, uint16_t node_type, const DOM_String* name) {
+DOM_Node* CreateNamed(const TraceSite& site, DOM_Document* document, uint16_t node_type,
+                      const DOM_String* name) {
   DOM_Node* node = CreateHolding(site, document, node_type, name);
   if (node != nullptr) {
     node->nodeName = TextRoom(node);
@@ -99,8 +105,9 @@ DOM_Node* CreateNamed(const TraceSite& site, DOM_Document* document, uint16_t no
   return node;
 }
 
-DOM_CharacterData* CreateCharacterData(const TraceSite& site, DOM_Document* document, uint16_t node_type,
-                                       const DOM_String* constant_name, const DOM_String* data) {
+DOM_CharacterData* CreateCharacterData(const TraceSite& site, DOM_Document* document,
+                                       uint16_t node_type, const DOM_String* constant_name,
+                                       const DOM_String* data) {
   DOM_Node* node = CreateHolding(site, document, node_type, data);
   if (node != nullptr) {
     node->nodeName = constant_name;
@@ -134,7 +141,8 @@ size_t BytesToCopy(const DOM_String* text) {
   return bytes < 0 ? 0 : static_cast<size_t>(bytes) + 1;
 }
 
-DOM_Attr* MakeAttribute(DOM_Document* document, const MeasuredText& name, const MeasuredText& value) {
+DOM_Attr* MakeAttribute(DOM_Document* document, const MeasuredText& name,
+                        const MeasuredText& value) {
   DOM_Attr* attribute = MakeNamedNode(document, DOM_ATTRIBUTE_NODE, name, value);
   if (attribute != nullptr) {
     DOM_AttributePart(attribute).specified = 1;
@@ -158,7 +166,8 @@ int DOM_Implementation_hasFeature(const DOM_String* /*feature*/, const DOM_Strin
 }
 
 DOM_Document* DOM_Implementation_createDocument(const DOM_String* /*namespace_uri*/,
-                                                const DOM_String* /*qualified_name*/, DOM_DocumentType* doctype) {
+                                                const DOM_String* /*qualified_name*/,
+                                                DOM_DocumentType* doctype) {
   const TraceSite site(kSource, __func__);
   DocumentHolder document(Made(site, Document_createNode(nullptr, DOM_DOCUMENT_NODE)));
   if (document == nullptr) {
@@ -168,7 +177,8 @@ DOM_Document* DOM_Implementation_createDocument(const DOM_String* /*namespace_ur
   if (doctype == nullptr) {
     return document.release();
   }
-  // A document takes children of any document, so nobody else would refuse another kind of node here.
+  // A document takes children of any document, so nobody else would refuse another kind of node
+  // here.
   if (doctype->nodeType != DOM_DOCUMENT_TYPE_NODE) {
     Fail(site, DOM_HIERARCHY_REQUEST_ERR);
     return nullptr;
@@ -179,7 +189,8 @@ DOM_Document* DOM_Implementation_createDocument(const DOM_String* /*namespace_ur
   return document.release();
 }
 
-DOM_DocumentType* DOM_Implementation_createDocumentType(const DOM_String* qualified_name, const DOM_String* public_id,
+DOM_DocumentType* DOM_Implementation_createDocumentType(const DOM_String* qualified_name,
+                                                        const DOM_String* public_id,
                                                         const DOM_String* system_id) {
   const TraceSite site(kSource, __func__);
   NodeHolder doctype(CreateNamed(site, nullptr, DOM_DOCUMENT_TYPE_NODE, qualified_name), {nullptr});
@@ -214,14 +225,17 @@ DOM_Text* DOM_Document_createTextNode(DOM_Document* document, const DOM_String* 
 }
 
 DOM_CDATASection* DOM_Document_createCDATASection(DOM_Document* document, const DOM_String* data) {
-  return CreateCharacterData(TraceSite(kSource, __func__), document, DOM_CDATA_SECTION_NODE, "#cdata-section", data);
+  return CreateCharacterData(TraceSite(kSource, __func__), document, DOM_CDATA_SECTION_NODE,
+                             "#cdata-section", data);
 }
 
 DOM_Comment* DOM_Document_createComment(DOM_Document* document, const DOM_String* data) {
-  return CreateCharacterData(TraceSite(kSource, __func__), document, DOM_COMMENT_NODE, "#comment", data);
+  return CreateCharacterData(TraceSite(kSource, __func__), document, DOM_COMMENT_NODE, "#comment",
+                             data);
 }
 
-DOM_ProcessingInstruction* DOM_Document_createProcessingInstruction(DOM_Document* document, const DOM_String* target,
+DOM_ProcessingInstruction* DOM_Document_createProcessingInstruction(DOM_Document* document,
+                                                                    const DOM_String* target,
                                                                     const DOM_String* data) {
   const TraceSite site(kSource, __func__);
   if (!MayBeMade(document, DOM_PROCESSING_INSTRUCTION_NODE)) {
@@ -235,12 +249,14 @@ DOM_ProcessingInstruction* DOM_Document_createProcessingInstruction(DOM_Document
   return Made(site, MakeNamedNode(document, DOM_PROCESSING_INSTRUCTION_NODE, name, value));
 }
 
-DOM_EntityReference* DOM_Document_createEntityReference(DOM_Document* document, const DOM_String* name) {
+DOM_EntityReference* DOM_Document_createEntityReference(DOM_Document* document,
+                                                        const DOM_String* name) {
   return CreateNamed(TraceSite(kSource, __func__), document, DOM_ENTITY_REFERENCE_NODE, name);
 }
 
 DOM_DocumentFragment* DOM_Document_createDocumentFragment(DOM_Document* document) {
-  DOM_Node* fragment = Made(TraceSite(kSource, __func__), Document_createNode(document, DOM_DOCUMENT_FRAGMENT_NODE));
+  DOM_Node* fragment =
+      Made(TraceSite(kSource, __func__), Document_createNode(document, DOM_DOCUMENT_FRAGMENT_NODE));
   if (fragment != nullptr) {
     fragment->nodeName = "#document-fragment";
   }

@@ -1,25 +1,29 @@
-// The document model: a tree of nodes after the W3C DOM Level 2 Core, with mutation events after DOM Level 2 Events.
-// This header is all that a user of the model includes.
+// The document model: a tree of nodes after the W3C DOM Level 2 Core, with mutation events after
+// DOM Level 2 Events. This header is all that a user of the model includes.
 //
-// Nodes. Every node is one heap block: the common record DOM_Node, then its type's own part (DOM_DocumentNode,
-// DOM_AttributeNode, ...), then, where they fit, the first copies of its name and value. A handle is always a
-// DOM_Node*; DOM_Document, DOM_Element and the like are other names for it that say what a parameter must be. A node's
-// own part is reached through the functions DOM_DocumentPart, DOM_AttributePart, ...
+// Nodes. Every node is one heap block: the common record DOM_Node, then its type's own part
+// (DOM_DocumentNode, DOM_AttributeNode, ...), then, where they fit, the first copies of its name
+// and value. A handle is always a DOM_Node*; DOM_Document, DOM_Element and the like are other names
+// for it that say what a parameter must be. A node's own part is reached through the functions
+// DOM_DocumentPart, DOM_AttributePart, ...
 //
-// Lists. A parent is its own child list: its entries are the child nodes, linked by the sibling chain, so an entry is
-// found without a search and list and chain can never differ. Every other list (attribute maps, results of a look-up)
-// has entries of its own. A list remembers the entry that it delivered last, so a walk by index is linear.
+// Lists. A parent is its own child list: its entries are the child nodes, linked by the sibling
+// chain, so an entry is found without a search and list and chain can never differ. Every other
+// list (attribute maps, results of a look-up) has entries of its own. A list remembers the entry
+// that it delivered last, so a walk by index is linear.
 //
-// Ownership. Strings handed in are copied. What a factory makes is the caller's until it is put into a tree; what a
-// removal returns is the caller's again, and is released with DOM_Document_destroyNode.
+// Ownership. Strings handed in are copied. What a factory makes is the caller's until it is put
+// into a tree; what a removal returns is the caller's again, and is released with
+// DOM_Document_destroyNode.
 //
-// Handlers. A handler of an event may call every operation, also one that destroys what an operation further out works
-// on: merges its text, removes its attribute, destroys its node. What is destroyed while handlers may run leaves its
-// place at once, can be read until the outermost operation has ended and is freed then, unless it was put into a tree
-// again. So a node that a program has put into a tree may be gone when the operation returns: what it returns is not.
+// Handlers. A handler of an event may call every operation, also one that destroys what an
+// operation further out works on: merges its text, removes its attribute, destroys its node. What
+// is destroyed while handlers may run leaves its place at once, can be read until the outermost
+// operation has ended and is freed then, unless it was put into a tree again. So a node that a
+// program has put into a tree may be gone when the operation returns: what it returns is not.
 //
-// Failures. An operation returns null or -1, leaves a code in the error cell and a line in the trace buffer
-// (support/msgno.h). No success clears the cell, only the start of a load does.
+// Failures. An operation returns null or -1, leaves a code in the error cell and a line in the
+// trace buffer (support/msgno.h). No success clears the cell, only the start of a load does.
 //
 // One thread only.
 #ifndef QVX_DOM_DOM_H
@@ -69,10 +73,10 @@ extern const char* const node_names[13];
 /// Allowed children: indexed by the parent's type minus 1; bit (child type minus 1).
 extern const uint16_t child_matrix[12];
 
-// --------------------------------------------------------------------------------------------------------------- lists
+// ------------------------------------------------------------------------------------------- lists
 
-/// A place in a list: a child node itself, or an entry of a list that has entries of its own. Nodes are reached with
-/// DOM_NodeList_item.
+/// A place in a list: a child node itself, or an entry of a list that has entries of its own. Nodes
+/// are reached with DOM_NodeList_item.
 struct NodeEntry {};
 
 /// A list of nodes; also the representation of a named-node map.
@@ -85,16 +89,17 @@ struct NodeList {
   mutable NodeEntry* cursor;  ///< the entry that the last look-up by index delivered; null: none
   mutable uint32_t cursor_index;
   uint32_t length;
-  uint32_t path_mark;  ///< of a child list: equals the document's while the path up to the commonParent is known
-  uint16_t filter;     ///< 0 for a plain list; otherwise a node type, and the list is a read-only view
+  uint32_t path_mark;  ///< of a child list: equals the document's while the path up to the
+                       ///< commonParent is known
+  uint16_t filter;  ///< 0 for a plain list; otherwise a node type, and the list is a read-only view
   bool has_been_common_parent;  ///< of a child list: the node has been some document's commonParent
-  bool is_child_list;           ///< the entries are the children of the node that this list is a part of
+  bool is_child_list;  ///< the entries are the children of the node that this list is a part of
 };
 using DOM_NodeList = NodeList;
 using NamedNodeMap = NodeList;
 using DOM_NamedNodeMap = NodeList;
 
-// --------------------------------------------------------------------------------------------------------------- nodes
+// ------------------------------------------------------------------------------------------- nodes
 
 /// What all nodes have in common.
 struct DOM_Node : NodeEntry {
@@ -118,7 +123,8 @@ struct DOM_Node : NodeEntry {
 struct DOM_DocumentFields {
   DOM_Node* doctype;
   DOM_Node* documentElement;
-  DOM_Node* commonParent;  ///< where DOMSubtreeModified is due; see DOM_MutationEvent_processSubtreeModified
+  DOM_Node* commonParent;  ///< where DOMSubtreeModified is due; see
+                           ///< DOM_MutationEvent_processSubtreeModified
   DOM_String* version;     ///< of the XML declaration; may be null
   DOM_String* encoding;    ///< may be null
   int32_t standalone;      ///< -1 absent, 0 "no", 1 "yes"
@@ -159,23 +165,24 @@ DOM_CharacterDataFields& DOM_CharacterDataPart(DOM_CharacterData* node);
 DOM_ExternalIdFields& DOM_ExternalIdPart(DOM_Node* entity_or_notation);
 DOM_DocumentTypeFields& DOM_DocumentTypePart(DOM_DocumentType* doctype);
 
-// ----------------------------------------------------------------------------------------------------- list operations
+// --------------------------------------------------------------------------------- list operations
 
-/// A new, empty list for `document` (may be null), the caller's to release with DOM_Document_destroyNodeList.
-/// Returns null when memory ran out.
+/// A new, empty list for `document` (may be null), the caller's to release with
+/// DOM_Document_destroyNodeList. Returns null when memory ran out.
 NodeList* Document_createNodeList(DOM_Document* document);
 NamedNodeMap* Document_createNamedNodeMap(DOM_Document* document);
 
-/// Change a list that has entries of its own, or link a node into a child list, or take it out. An attribute's
-/// ownerElement follows what is appended, inserted and removed. All of them give null with the null-parameter code for
-/// a null list or node, and with DOM_FILTERED_LIST_ERR for a view. What would break a tree is refused:
-/// DOM_HIERARCHY_REQUEST_ERR for a child list and a node that has a parent or may not be its child, and for the
-/// attribute map of an element and another type of node; DOM_INUSE_ATTRIBUTE_ERR for an attribute that is in such a map
-/// already. NodeList_insert puts the node before `reference` (at the end when that is null; DOM_NOT_FOUND_ERR when it
-/// is not in the list). NodeList_remove returns an entry that the caller releases with free(), null with nothing
-/// recorded when the node is not there. NodeList_replace puts `new_node` into the place of `old_node`
-/// (DOM_NOT_FOUND_ERR when that is not there) and clears the ownerElement of that; the new node's follows only in a
-/// child list or an element's map.
+/// Change a list that has entries of its own, or link a node into a child list, or take it out. An
+/// attribute's ownerElement follows what is appended, inserted and removed. All of them give null
+/// with the null-parameter code for a null list or node, and with DOM_FILTERED_LIST_ERR for a view.
+/// What would break a tree is refused: DOM_HIERARCHY_REQUEST_ERR for a child list and a node that
+/// has a parent or may not be its child, and for the attribute map of an element and another type
+/// of node; DOM_INUSE_ATTRIBUTE_ERR for an attribute that is in such a map already. NodeList_insert
+/// puts the node before `reference` (at the end when that is null; DOM_NOT_FOUND_ERR when it is not
+/// in the list). NodeList_remove returns an entry that the caller releases with free(), null with
+/// nothing recorded when the node is not there. NodeList_replace puts `new_node` into the place of
+/// `old_node` (DOM_NOT_FOUND_ERR when that is not there) and clears the ownerElement of that; the
+/// new node's follows only in a child list or an element's map.
 NodeEntry* NodeList_append(NodeList* list, DOM_Node* node);
 NodeEntry* NodeList_insert(NodeList* list, DOM_Node* node, DOM_Node* reference);
 NodeEntry* NodeList_remove(NodeList* list, DOM_Node* node);
@@ -187,9 +194,9 @@ int NodeList_exists(const NodeList* list, const DOM_Node* node);
 /// Returns the node at `index`, or null. A walk from 0 upwards costs a constant time for each step.
 DOM_Node* DOM_NodeList_item(const NodeList* list, int32_t index);
 
-/// Frees a list; a non-zero flag destroys its nodes first. Null is ignored; a view's nodes are never touched. A list
-/// that is a part of a node (its children, its attributes) is emptied instead; without the flag its nodes are detached
-/// and the caller's.
+/// Frees a list; a non-zero flag destroys its nodes first. Null is ignored; a view's nodes are
+/// never touched. A list that is a part of a node (its children, its attributes) is emptied
+/// instead; without the flag its nodes are detached and the caller's.
 void DOM_Document_destroyNodeList(DOM_Document* document, NodeList* list, int destroy_nodes);
 
 // NamedNodeMap (DOM Level 2 Core, interface NamedNodeMap). Names are compared with strcoll(3).
@@ -198,25 +205,27 @@ DOM_Node* DOM_NamedNodeMap_item(const NamedNodeMap* map, int32_t index);
 /// Returns the first node of that name, or null.
 DOM_Node* DOM_NamedNodeMap_getNamedItem(const NamedNodeMap* map, const DOM_String* name);
 
-/// Puts `node` into the map, in the place of one of the same name. Returns the displaced node, now the caller's. A node
-/// that stands in that place already is returned itself and stays there: do not destroy a result that is `node`.
-/// Null when nothing was displaced and when the node was refused: a view (DOM_NO_MODIFICATION_ALLOWED_ERR), another
-/// document's node (DOM_WRONG_DOCUMENT_ERR), another element's attribute (DOM_INUSE_ATTRIBUTE_ERR), another type of
+/// Puts `node` into the map, in the place of one of the same name. Returns the displaced node, now
+/// the caller's. A node that stands in that place already is returned itself and stays there: do
+/// not destroy a result that is `node`. Null when nothing was displaced and when the node was
+/// refused: a view (DOM_NO_MODIFICATION_ALLOWED_ERR), another document's node
+/// (DOM_WRONG_DOCUMENT_ERR), another element's attribute (DOM_INUSE_ATTRIBUTE_ERR), another type of
 /// node for an element (DOM_HIERARCHY_REQUEST_ERR). Null arguments give null with nothing recorded.
 DOM_Node* DOM_NamedNodeMap_setNamedItem(NamedNodeMap* map, DOM_Node* node);
 
-/// Takes the first node of that name out; it is the caller's. Null with DOM_NOT_FOUND_ERR when there is none.
+/// Takes the first node of that name out; it is the caller's. Null with DOM_NOT_FOUND_ERR when
+/// there is none.
 DOM_Node* DOM_NamedNodeMap_removeNamedItem(NamedNodeMap* map, const DOM_String* name);
 
 void DOM_Document_destroyNamedNodeMap(DOM_Document* document, NamedNodeMap* map, int destroy_nodes);
 
-// ----------------------------------------------------------------------------------------------------- node operations
+// --------------------------------------------------------------------------------- node operations
 
 /// Borrowed; null with the null-parameter code for a null node.
 DOM_String* DOM_Node_getNodeValue(const DOM_Node* node);
 
-/// Replaces the value of an attribute, text, CDATA section, comment or processing instruction by a copy of `value`;
-/// other types are left alone. Dispatches no event.
+/// Replaces the value of an attribute, text, CDATA section, comment or processing instruction by a
+/// copy of `value`; other types are left alone. Dispatches no event.
 void DOM_Node_setNodeValue(DOM_Node* node, const DOM_String* value);
 
 int DOM_Node_hasChildNodes(const DOM_Node* node);
@@ -224,146 +233,167 @@ DOM_DocumentType* DOM_Document_getDoctype(DOM_Document* document);
 DOM_Element* DOM_Document_getDocumentElement(DOM_Document* document);
 uint32_t DOM_CharacterData_getLength(DOM_CharacterData* node);
 
-/// A snapshot of the elements called `name` ("*": all) in document order, the caller's to release with
-/// DOM_Document_destroyNodeList (document, list, 0). The second one leaves out the element itself. Null with nothing
-/// recorded for null arguments or another type of node, with ENOMEM when memory ran out.
+/// A snapshot of the elements called `name` ("*": all) in document order, the caller's to release
+/// with DOM_Document_destroyNodeList (document, list, 0). The second one leaves out the element
+/// itself. Null with nothing recorded for null arguments or another type of node, with ENOMEM when
+/// memory ran out.
 NodeList* DOM_Document_getElementsByTagName(DOM_Document* document, const DOM_String* name);
 NodeList* DOM_Element_getElementsByTagName(DOM_Element* element, const DOM_String* name);
 
-/// Frees `node` with all that it owns, without recursion. It is not unlinked from a parent: remove it first, or destroy
-/// the whole document with (document, document). `document` is the document that it belongs to, or null; when it lives
-/// on, its references to what is freed are cleared. Within a handler the node is unlinked and freed later, and a second
-/// call for it does nothing; that it is gone for whoever else holds it is the handler's doing.
+/// Frees `node` with all that it owns, without recursion. It is not unlinked from a parent: remove
+/// it first, or destroy the whole document with (document, document). `document` is the document
+/// that it belongs to, or null; when it lives on, its references to what is freed are cleared.
+/// Within a handler the node is unlinked and freed later, and a second call for it does nothing;
+/// that it is gone for whoever else holds it is the handler's doing.
 void DOM_Document_destroyNode(DOM_Document* document, DOM_Node* node);
 
 // The four tree changes and cloning (DOM Level 2 Core, interface Node).
 
-/// Puts `new_child`, taken out of its old place, at the end of the children of `parent`; of a fragment, the children
-/// one by one. Returns the new child (the fragment, now empty), or null with
+/// Puts `new_child`, taken out of its old place, at the end of the children of `parent`; of a
+/// fragment, the children one by one. Returns the new child (the fragment, now empty), or null with
 /// - the null-parameter code,
-/// - DOM_WRONG_DOCUMENT_ERR: neither of the same document, nor is the parent a document or the child a document type,
-/// - DOM_HIERARCHY_REQUEST_ERR: the parent may not have such a child, has its one element or document type already, is
+/// - DOM_WRONG_DOCUMENT_ERR: neither of the same document, nor is the parent a document or the
+/// child a document type,
+/// - DOM_HIERARCHY_REQUEST_ERR: the parent may not have such a child, has its one element or
+/// document type already, is
 ///   the new child or below it; also a fragment that would be put into itself,
-/// - DOM_NOT_FOUND_ERR: a handler has destroyed the child after it was put there. It is detached and the caller's, as
+/// - DOM_NOT_FOUND_ERR: a handler has destroyed the child after it was put there. It is detached
+/// and the caller's, as
 ///   after the other failures.
-/// A child of a fragment that is refused on its way is destroyed; those before it stay where they were put.
+/// A child of a fragment that is refused on its way is destroyed; those before it stay where they
+/// were put.
 DOM_Node* DOM_Node_appendChild(DOM_Node* parent, DOM_Node* new_child);
 
-/// As DOM_Node_appendChild, before `reference` (null: at the end), but only for a child whose document is that of the
-/// parent or the parent itself. DOM_HIERARCHY_REQUEST_ERR also for a reference that is no child of `parent`. A child
-/// that would be put before itself is removed and, having lost its place, stays the caller's: null with
-/// DOM_NOT_FOUND_ERR.
+/// As DOM_Node_appendChild, before `reference` (null: at the end), but only for a child whose
+/// document is that of the parent or the parent itself. DOM_HIERARCHY_REQUEST_ERR also for a
+/// reference that is no child of `parent`. A child that would be put before itself is removed and,
+/// having lost its place, stays the caller's: null with DOM_NOT_FOUND_ERR.
 DOM_Node* DOM_Node_insertBefore(DOM_Node* parent, DOM_Node* new_child, DOM_Node* reference);
 
-/// Puts `new_child` (or the children of a fragment, which may be none) in the place of `old_child`. The rules are those
-/// of DOM_Node_insertBefore: a document with an element takes no other, not even in its place. Returns the old child,
-/// detached and the caller's, unless a handler has put it into a tree again, as its parentNode tells; null on failure,
-/// DOM_NOT_FOUND_ERR when it is no child of `parent`. A child that would replace itself is removed and stays the
-/// caller's: null, with nothing recorded.
+/// Puts `new_child` (or the children of a fragment, which may be none) in the place of `old_child`.
+/// The rules are those of DOM_Node_insertBefore: a document with an element takes no other, not
+/// even in its place. Returns the old child, detached and the caller's, unless a handler has put it
+/// into a tree again, as its parentNode tells; null on failure, DOM_NOT_FOUND_ERR when it is no
+/// child of `parent`. A child that would replace itself is removed and stays the caller's: null,
+/// with nothing recorded.
 DOM_Node* DOM_Node_replaceChild(DOM_Node* parent, DOM_Node* new_child, DOM_Node* old_child);
 
-/// Returns the old child, detached and the caller's; null with the null-parameter code, DOM_WRONG_DOCUMENT_ERR or
-/// DOM_NOT_FOUND_ERR. A document type that is removed belongs to no document any more.
+/// Returns the old child, detached and the caller's; null with the null-parameter code,
+/// DOM_WRONG_DOCUMENT_ERR or DOM_NOT_FOUND_ERR. A document type that is removed belongs to no
+/// document any more.
 DOM_Node* DOM_Node_removeChild(DOM_Node* parent, DOM_Node* old_child);
 
-/// A copy, the caller's, always with the attributes, and with all descendants when `deep` is not 0. A document is
-/// cloned into a new document (its XML declaration is not copied), everything else into its own; the clone of a
-/// document type becomes what the doctype of that document names, until it is destroyed with that document as the
-/// argument. Null on failure, with the tree as it was: the null-parameter code, DOM_NOT_SUPPORTED_ERR for an entity
-/// reference, or the system's code for a text that could not be copied (EINVAL: an entity without a value).
+/// A copy, the caller's, always with the attributes, and with all descendants when `deep` is not 0.
+/// A document is cloned into a new document (its XML declaration is not copied), everything else
+/// into its own; the clone of a document type becomes what the doctype of that document names,
+/// until it is destroyed with that document as the argument. Null on failure, with the tree as it
+/// was: the null-parameter code, DOM_NOT_SUPPORTED_ERR for an entity reference, or the system's
+/// code for a text that could not be copied (EINVAL: an entity without a value).
 DOM_Node* DOM_Node_cloneNode(DOM_Node* node, int deep);
 
 /// Debugging dumps to standard output: one node; a whole tree.
 void DOM_Node_printNode(const DOM_Node* node);
 void DOM_Node_printNode2(const DOM_Node* node);
 
-// ----------------------------------------------------------------------------------------------------------- factories
+// --------------------------------------------------------------------------------------- factories
 
-/// A zero-filled node of that type. Null with the null-parameter code for a null document, with which only a document
-/// and a document type may be made, and with DOM_NOT_SUPPORTED_ERR for a type that there is not.
+/// A zero-filled node of that type. Null with the null-parameter code for a null document, with
+/// which only a document and a document type may be made, and with DOM_NOT_SUPPORTED_ERR for a type
+/// that there is not.
 DOM_Node* Document_createNode(DOM_Document* document, uint16_t node_type);
 
 /// Always 0.
 int DOM_Implementation_hasFeature(const DOM_String* feature, const DOM_String* version);
 
-/// An empty document; `doctype`, when given, becomes its first child. The other arguments are ignored.
-DOM_Document* DOM_Implementation_createDocument(const DOM_String* namespace_uri, const DOM_String* qualified_name,
+/// An empty document; `doctype`, when given, becomes its first child. The other arguments are
+/// ignored.
+DOM_Document* DOM_Implementation_createDocument(const DOM_String* namespace_uri,
+                                                const DOM_String* qualified_name,
                                                 DOM_DocumentType* doctype);
-DOM_DocumentType* DOM_Implementation_createDocumentType(const DOM_String* qualified_name, const DOM_String* public_id,
+DOM_DocumentType* DOM_Implementation_createDocumentType(const DOM_String* qualified_name,
+                                                        const DOM_String* public_id,
                                                         const DOM_String* system_id);
 DOM_Element* DOM_Document_createElement(DOM_Document* document, const DOM_String* tag_name);
 DOM_Attr* DOM_Document_createAttribute(DOM_Document* document, const DOM_String* name);
 DOM_Text* DOM_Document_createTextNode(DOM_Document* document, const DOM_String* data);
 DOM_CDATASection* DOM_Document_createCDATASection(DOM_Document* document, const DOM_String* data);
 DOM_Comment* DOM_Document_createComment(DOM_Document* document, const DOM_String* data);
-DOM_ProcessingInstruction* DOM_Document_createProcessingInstruction(DOM_Document* document, const DOM_String* target,
+DOM_ProcessingInstruction* DOM_Document_createProcessingInstruction(DOM_Document* document,
+                                                                    const DOM_String* target,
                                                                     const DOM_String* data);
-DOM_EntityReference* DOM_Document_createEntityReference(DOM_Document* document, const DOM_String* name);
+DOM_EntityReference* DOM_Document_createEntityReference(DOM_Document* document,
+                                                        const DOM_String* name);
 DOM_DocumentFragment* DOM_Document_createDocumentFragment(DOM_Document* document);
 
-// ---------------------------------------------------------------------------------------------------------- attributes
+// -------------------------------------------------------------------------------------- attributes
 
-/// A copy of the value, released by the caller with free(); an empty text when there is no such attribute; null for
-/// null arguments or a node without attributes.
+/// A copy of the value, released by the caller with free(); an empty text when there is no such
+/// attribute; null for null arguments or a node without attributes.
 DOM_String* DOM_Element_getAttribute(const DOM_Element* element, const DOM_String* name);
-void DOM_Element_setAttribute(DOM_Element* element, const DOM_String* name, const DOM_String* value);
+void DOM_Element_setAttribute(DOM_Element* element, const DOM_String* name,
+                              const DOM_String* value);
 
-/// Destroys the attribute of that name, unless a handler of its removal has put it into an element again.
-/// DOM_NOT_FOUND_ERR when there is none.
+/// Destroys the attribute of that name, unless a handler of its removal has put it into an element
+/// again. DOM_NOT_FOUND_ERR when there is none.
 void DOM_Element_removeAttribute(DOM_Element* element, const DOM_String* name);
 DOM_Attr* DOM_Element_getAttributeNode(const DOM_Element* element, const DOM_String* name);
 
-/// Puts `attribute` into the element, in the place of one of the same name. Returns the displaced attribute, now the
-/// caller's. An attribute that stands in that place already is announced as removed and as added, stays the element's
-/// and is returned itself: do not destroy a result that is `attribute`. Null when nothing was displaced, when a handler
-/// has put the displaced one into an element again, and when the attribute was refused as by
-/// DOM_NamedNodeMap_setNamedItem.
+/// Puts `attribute` into the element, in the place of one of the same name. Returns the displaced
+/// attribute, now the caller's. An attribute that stands in that place already is announced as
+/// removed and as added, stays the element's and is returned itself: do not destroy a result that
+/// is `attribute`. Null when nothing was displaced, when a handler has put the displaced one into
+/// an element again, and when the attribute was refused as by DOM_NamedNodeMap_setNamedItem.
 DOM_Attr* DOM_Element_setAttributeNode(DOM_Element* element, DOM_Attr* attribute);
 
-/// Returns the attribute, now the caller's. Null when it is not the element's (DOM_NOT_FOUND_ERR) and, with nothing
-/// recorded, when a handler has put it into an element again.
+/// Returns the attribute, now the caller's. Null when it is not the element's (DOM_NOT_FOUND_ERR)
+/// and, with nothing recorded, when a handler has put it into an element again.
 DOM_Attr* DOM_Element_removeAttributeNode(DOM_Element* element, DOM_Attr* attribute);
 
-/// Merges neighbouring text nodes below `node`; CDATA sections are not merged, empty text nodes stay. Linear in the
-/// text, however many pieces it arrived in, as long as no listener is registered anywhere.
+/// Merges neighbouring text nodes below `node`; CDATA sections are not merged, empty text nodes
+/// stay. Linear in the text, however many pieces it arrived in, as long as no listener is
+/// registered anywhere.
 void DOM_Element_normalize(DOM_Node* node);
 
-// ------------------------------------------------------------------------------------------------------ character data
+// ---------------------------------------------------------------------------------- character data
 
 // Offsets and counts are characters (support/mbs.h). DOM_INDEX_SIZE_ERR for one that lies outside.
 DOM_String* DOM_CharacterData_substringData(DOM_CharacterData* node, int32_t offset, int32_t count);
 void DOM_CharacterData_appendData(DOM_CharacterData* node, const DOM_String* text);
 void DOM_CharacterData_insertData(DOM_CharacterData* node, int32_t offset, const DOM_String* text);
 void DOM_CharacterData_deleteData(DOM_CharacterData* node, int32_t offset, int32_t count);
-void DOM_CharacterData_replaceData(DOM_CharacterData* node, int32_t offset, int32_t count, const DOM_String* text);
+void DOM_CharacterData_replaceData(DOM_CharacterData* node, int32_t offset, int32_t count,
+                                   const DOM_String* text);
 
-/// Returns the new text behind `node`, which the tree owns. Null also when a handler has taken the node out of the tree
-/// (it keeps its data) or has destroyed the new text (DOM_NOT_FOUND_ERR).
+/// Returns the new text behind `node`, which the tree owns. Null also when a handler has taken the
+/// node out of the tree (it keeps its data) or has destroyed the new text (DOM_NOT_FOUND_ERR).
 DOM_Text* DOM_Text_splitText(DOM_Text* node, int32_t offset);
 
-// ------------------------------------------------------------------------------------------------------- load and save
+// ----------------------------------------------------------------------------------- load and save
 
-/// Reads the file at `path` into an empty document. Returns 1 when the whole file was parsed; 0 when it was opened but
-/// reading or parsing failed (what had been built stays: destroy the document); -1 when an argument is null, the file
-/// cannot be opened or the load cannot start. The error cell is ENOMEM when the document model ran out of memory, but
-/// DOM_PARSER_ERR also when the parser did: qvx::dom::LoadRanOutOfMemory tells.
+/// Reads the file at `path` into an empty document. Returns 1 when the whole file was parsed; 0
+/// when it was opened but reading or parsing failed (what had been built stays: destroy the
+/// document); -1 when an argument is null, the file cannot be opened or the load cannot start. The
+/// error cell is ENOMEM when the document model ran out of memory, but DOM_PARSER_ERR also when the
+/// parser did: qvx::dom::LoadRanOutOfMemory tells.
 int DOM_DocumentLS_load(DOM_Document* document, const char* path);
 int DOM_DocumentLS_fread(DOM_Document* document, std::FILE* stream);
 
 namespace qvx::dom {
-/// Whether the last load failed for want of memory, its own or the parser's, and not because of what it read.
+/// Whether the last load failed for want of memory, its own or the parser's, and not because of
+/// what it read.
 bool LoadRanOutOfMemory();
 }  // namespace qvx::dom
 
-/// Writes `document`, or `node` when that is null, to the file at `path`. Nothing is escaped. Returns 0 or -1. A
-/// failure that is pending in the error cell refuses the save before the file is touched.
+/// Writes `document`, or `node` when that is null, to the file at `path`. Nothing is escaped.
+/// Returns 0 or -1. A failure that is pending in the error cell refuses the save before the file is
+/// touched.
 int DOM_DocumentLS_save(DOM_Document* document, const char* path, const DOM_Node* node);
 int DOM_DocumentLS_fwrite(const DOM_Node* node, std::FILE* stream);
 
 /// Writes a document string as it stands. Returns the result of fputs(3).
 int fputds(const DOM_String* text, std::FILE* stream);
 
-// -------------------------------------------------------------------------------------------------------------- events
+// ------------------------------------------------------------------------------------------ events
 
 using DOM_EventListener = void;  ///< opaque; handed back to the handler
 using DOM_EventHandler = void (*)(DOM_EventListener* listener, DOM_Event* event);
@@ -417,34 +447,38 @@ struct DOM_ListenerEntry {
   uint32_t useCapture;
 };
 
-/// A new event for the module "Events", "UIEvents" or "TextEvents", the caller's to destroy; null with
-/// DOM_NOT_SUPPORTED_ERR for any other name.
+/// A new event for the module "Events", "UIEvents" or "TextEvents", the caller's to destroy; null
+/// with DOM_NOT_SUPPORTED_ERR for any other name.
 DOM_Event* DOM_DocumentEvent_createEvent(DOM_Document* document, const DOM_String* module_name);
 void DOM_DocumentEvent_destroyEvent(DOM_Document* document, DOM_Event* event);
 
 void DOM_Event_initEvent(DOM_Event* event, const DOM_String* type, int bubbles, int cancelable);
-void DOM_UIEvent_initUIEvent(DOM_UIEvent* event, const DOM_String* type, int bubbles, int cancelable, void* view,
-                             int32_t detail);
-void DOM_TextEvent_initTextEvent(DOM_TextEvent* event, const DOM_String* type, int bubbles, int cancelable, void* view,
-                                 int32_t detail, const DOM_String* output_string, uint32_t key_val,
-                                 uint32_t virt_key_val, uint32_t visible_output_generated, int num_pad);
+void DOM_UIEvent_initUIEvent(DOM_UIEvent* event, const DOM_String* type, int bubbles,
+                             int cancelable, void* view, int32_t detail);
+void DOM_TextEvent_initTextEvent(DOM_TextEvent* event, const DOM_String* type, int bubbles,
+                                 int cancelable, void* view, int32_t detail,
+                                 const DOM_String* output_string, uint32_t key_val,
+                                 uint32_t virt_key_val, uint32_t visible_output_generated,
+                                 int num_pad);
 void DOM_TextEvent_initModifier(DOM_TextEvent* event, uint32_t modifier, int value);
 int DOM_TextEvent_checkModifier(const DOM_TextEvent* event, uint32_t modifier);
-void DOM_MutationEvent_initMutationEvent(DOM_MutationEvent* event, const DOM_String* type, int bubbles, int cancelable,
-                                         DOM_Node* related_node, const DOM_String* prev_value,
-                                         const DOM_String* new_value, const DOM_String* attr_name,
-                                         uint16_t attr_change);
+void DOM_MutationEvent_initMutationEvent(DOM_MutationEvent* event, const DOM_String* type,
+                                         int bubbles, int cancelable, DOM_Node* related_node,
+                                         const DOM_String* prev_value, const DOM_String* new_value,
+                                         const DOM_String* attr_name, uint16_t attr_change);
 void DOM_Event_stopPropagation(DOM_Event* event);
 void DOM_Event_preventDefault(DOM_Event* event);
 
 /// Registers a handler at a node; one that is registered already stays as it is. `type` is copied.
-void DOM_EventTarget_addEventListener(DOM_Node* node, const DOM_String* type, DOM_EventListener* listener,
-                                      DOM_EventHandler handler, int use_capture);
-void DOM_EventTarget_removeEventListener(DOM_Node* node, const DOM_String* type, DOM_EventListener* listener,
-                                         DOM_EventHandler handler, int use_capture);
+void DOM_EventTarget_addEventListener(DOM_Node* node, const DOM_String* type,
+                                      DOM_EventListener* listener, DOM_EventHandler handler,
+                                      int use_capture);
+void DOM_EventTarget_removeEventListener(DOM_Node* node, const DOM_String* type,
+                                         DOM_EventListener* listener, DOM_EventHandler handler,
+                                         int use_capture);
 
-/// Dispatches an event at a node: capture, target, bubble. Handlers may add and remove listeners meanwhile.
-/// Returns 0 when the default was prevented, else 1, also on failure.
+/// Dispatches an event at a node: capture, target, bubble. Handlers may add and remove listeners
+/// meanwhile. Returns 0 when the default was prevented, else 1, also on failure.
 int DOM_EventTarget_dispatchEvent(DOM_Node* node, DOM_Event* event);
 
 /// Dispatches the pending DOMSubtreeModified, if there is one.

@@ -1,13 +1,14 @@
 // Event objects, listeners and the dispatcher (DOM Level 2 Events).
 //
-// A node keeps an array of slots, each empty or a listener. Slots are never given up, only reused, so a handler may add
-// and remove listeners, its own included, while a dispatch walks over them: the dispatch notes which handler every slot
-// holds before it calls the first one, reads a slot afresh when its turn comes, and passes over one whose handler is
-// not the noted one. A listener that is added meanwhile is first called by the next event, unless it took the slot of
-// one with the same handler that has yet to come.
+// A node keeps an array of slots, each empty or a listener. Slots are never given up, only reused,
+// so a handler may add and remove listeners, its own included, while a dispatch walks over them:
+// the dispatch notes which handler every slot holds before it calls the first one, reads a slot
+// afresh when its turn comes, and passes over one whose handler is not the noted one. A listener
+// that is added meanwhile is first called by the next event, unless it took the slot of one with
+// the same handler that has yet to come.
 //
-// Handlers may also change the tree. Whom an event reaches is settled when its dispatch starts; a node that a handler
-// destroys stays until the operation that dispatched the event has ended.
+// Handlers may also change the tree. Whom an event reaches is settled when its dispatch starts; a
+// node that a handler destroys stays until the operation that dispatched the event has ended.
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -108,7 +109,8 @@ DOM_ListenerEntry** EmptySlot(DOM_Node* node) {
       return &node->listeners[i];
     }
   }
-  DOM_ListenerEntry** const grown = qvx::dom::ResizeArray(node->listeners, size_t{node->listenerCount} + 1);
+  DOM_ListenerEntry** const grown =
+      qvx::dom::ResizeArray(node->listeners, size_t{node->listenerCount} + 1);
   if (grown == nullptr) {
     return nullptr;
   }
@@ -131,7 +133,8 @@ MallocArray<DOM_Node*> AncestorsOf(const DOM_Node* node, size_t count) {
 
 size_t CountAncestors(const DOM_Node* node) {
   size_t count = 0;
-  for (const DOM_Node* ancestor = node->parentNode; ancestor != nullptr; ancestor = ancestor->parentNode) {
+  for (const DOM_Node* ancestor = node->parentNode; ancestor != nullptr;
+       ancestor = ancestor->parentNode) {
     ++count;
   }
   return count;
@@ -140,14 +143,16 @@ size_t CountAncestors(const DOM_Node* node) {
 /// One dispatch of an event at a target.
 class Delivery {
  public:
-  Delivery(const TraceSite& site, DOM_Node* target, DOM_Event* event) : site_(site), target_(target), event_(event) {}
+  Delivery(const TraceSite& site, DOM_Node* target, DOM_Event* event)
+      : site_(site), target_(target), event_(event) {}
 
   /// Calls the listeners of one node that belong to the phase.
   void Trigger(DOM_Node* node, uint16_t phase) const;
 
  private:
   bool IsMeant(const DOM_ListenerEntry* entry, DOM_EventHandler noted, uint16_t phase) const {
-    return entry != nullptr && entry->handler == noted && (entry->useCapture != 0) == (phase == DOM_CAPTURING_PHASE) &&
+    return entry != nullptr && entry->handler == noted &&
+           (entry->useCapture != 0) == (phase == DOM_CAPTURING_PHASE) &&
            std::strcmp(entry->type, event_->type) == 0;
   }
 
@@ -216,17 +221,19 @@ void DOM_Event_initEvent(DOM_Event* event, const DOM_String* type, int bubbles, 
   Init(event, type, bubbles, cancelable);
 }
 
-void DOM_UIEvent_initUIEvent(DOM_UIEvent* event, const DOM_String* type, int bubbles, int cancelable, void* view,
-                             int32_t detail) {
+void DOM_UIEvent_initUIEvent(DOM_UIEvent* event, const DOM_String* type, int bubbles,
+                             int cancelable, void* view, int32_t detail) {
   if (Init(event, type, bubbles, cancelable)) {
     event->view = view;
     event->detail = detail;
   }
 }
 
-void DOM_TextEvent_initTextEvent(DOM_TextEvent* event, const DOM_String* type, int bubbles, int cancelable, void* view,
-                                 int32_t detail, const DOM_String* output_string, uint32_t key_val,
-                                 uint32_t virt_key_val, uint32_t visible_output_generated, int num_pad) {
+void DOM_TextEvent_initTextEvent(DOM_TextEvent* event, const DOM_String* type, int bubbles,
+                                 int cancelable, void* view, int32_t detail,
+                                 const DOM_String* output_string, uint32_t key_val,
+                                 uint32_t virt_key_val, uint32_t visible_output_generated,
+                                 int num_pad) {
   if (!Init(event, type, bubbles, cancelable)) {
     return;
   }
@@ -254,10 +261,10 @@ int DOM_TextEvent_checkModifier(const DOM_TextEvent* event, uint32_t modifier) {
   return event != nullptr && (event->modifiers & ModifierBit(modifier)) != 0 ? 1 : 0;
 }
 
-void DOM_MutationEvent_initMutationEvent(DOM_MutationEvent* event, const DOM_String* type, int bubbles, int cancelable,
-                                         DOM_Node* related_node, const DOM_String* prev_value,
-                                         const DOM_String* new_value, const DOM_String* attr_name,
-                                         uint16_t attr_change) {
+void DOM_MutationEvent_initMutationEvent(DOM_MutationEvent* event, const DOM_String* type,
+                                         int bubbles, int cancelable, DOM_Node* related_node,
+                                         const DOM_String* prev_value, const DOM_String* new_value,
+                                         const DOM_String* attr_name, uint16_t attr_change) {
   if (!Init(event, type, bubbles, cancelable)) {
     return;
   }
@@ -280,8 +287,9 @@ void DOM_Event_preventDefault(DOM_Event* event) {
   }
 }
 
-void DOM_EventTarget_addEventListener(DOM_Node* node, const DOM_String* type, DOM_EventListener* listener,
-                                      DOM_EventHandler handler, int use_capture) {
+void DOM_EventTarget_addEventListener(DOM_Node* node, const DOM_String* type,
+                                      DOM_EventListener* listener, DOM_EventHandler handler,
+                                      int use_capture) {
   const TraceSite site(kSource, __func__);
   if (node == nullptr || type == nullptr || handler == nullptr) {
     return Fail(site, kNullParameter);
@@ -299,12 +307,14 @@ void DOM_EventTarget_addEventListener(DOM_Node* node, const DOM_String* type, DO
   ++qvx::dom::registered_listeners;
 }
 
-void DOM_EventTarget_removeEventListener(DOM_Node* node, const DOM_String* type, DOM_EventListener* listener,
-                                         DOM_EventHandler handler, int use_capture) {
+void DOM_EventTarget_removeEventListener(DOM_Node* node, const DOM_String* type,
+                                         DOM_EventListener* listener, DOM_EventHandler handler,
+                                         int use_capture) {
   if (node == nullptr || type == nullptr || handler == nullptr) {
     return Fail(TraceSite(kSource, __func__), kNullParameter);
   }
-  DOM_ListenerEntry** const slot = FindSlot(node, {type, listener, handler, use_capture != 0 ? 1U : 0U});
+  DOM_ListenerEntry** const slot =
+      FindSlot(node, {type, listener, handler, use_capture != 0 ? 1U : 0U});
   if (slot != nullptr) {
     FreeEntry(*slot);
     *slot = nullptr;

@@ -1,4 +1,5 @@
-// The loader: reads a stream block by block into Expat, whose handlers (expatls_handlers.cpp) build the tree.
+// The loader: reads a stream block by block into Expat, whose handlers (expatls_handlers.cpp) build
+// the tree.
 #include "dom/expatls.h"
 
 #include <expat.h>
@@ -30,8 +31,8 @@ constexpr uint32_t kOpenNodes = 500;  // the document and 499 levels below it
 // Why the last load failed, where neither its result nor the error cell tells.
 bool load_ran_out_of_memory = false;
 
-// Text that is still being collected belongs to the document, also when the load fails. Returns whether no handler has
-// failed, so that it is the caller's failure that has to be reported.
+// Text that is still being collected belongs to the document, also when the load fails. Returns
+// whether no handler has failed, so that it is the caller's failure that has to be reported.
 bool EndWithoutFailure(DOM_ParseContext& context) {
   if (qvx::dom::FinishText(context)) {
     return true;
@@ -56,14 +57,16 @@ int ParseStream(DOM_ParseContext& context, std::FILE* stream) {
     if (size == 0 && std::ferror(stream) != 0) {
       load_ran_out_of_memory = read_errno == ENOMEM;
       if (EndWithoutFailure(context)) {
-        // The cell takes the stream's indicator, which has no text; the line tells what the system said.
+        // The cell takes the stream's indicator, which has no text; the line tells what the system
+        // said.
         _exception = std::ferror(stream);
         qvx::Trace({kSource, kFread}, read_errno);
       }
       return 0;
     }
     const bool is_last = std::feof(stream) != 0;
-    const XML_Status status = XML_ParseBuffer(context.parser, static_cast<int>(size), is_last ? 1 : 0);
+    const XML_Status status =
+        XML_ParseBuffer(context.parser, static_cast<int>(size), is_last ? 1 : 0);
     if (status != XML_STATUS_OK || _exception != 0) {
       break;
     }
@@ -90,8 +93,8 @@ struct StackDelete {
 };
 using StackHandle = std::unique_ptr<stack, StackDelete>;
 
-// While it lives, the document is its own ownerDocument, so that a handler finds the document to make nodes in at any
-// open node. The parse context is released in the order of the destructor.
+// While it lives, the document is its own ownerDocument, so that a handler finds the document to
+// make nodes in at any open node. The parse context is released in the order of the destructor.
 class LoadScope {
  public:
   LoadScope(DOM_Document* document, ParserHandle parser)
@@ -137,7 +140,8 @@ int DOM_DocumentLS_load(DOM_Document* document, const char* path) {
   load_ran_out_of_memory = false;
   const TraceSite site(kSource, "DOM_DocumentLS_load");
   if (document == nullptr || path == nullptr) {
-    FailDetails(site, kNullParameter, "doc=%p,uri=%s", static_cast<void*>(document), path != nullptr ? path : "(null)");
+    FailDetails(site, kNullParameter, "doc=%p,uri=%s", static_cast<void*>(document),
+                path != nullptr ? path : "(null)");
     return -1;
   }
   const qvx::File stream(OSfopen(path, "r"));
@@ -171,7 +175,8 @@ int DOM_DocumentLS_fread(DOM_Document* document, std::FILE* stream) {
   LoadScope load(document, std::move(parser));
   if (!load.is_started()) {
     load_ran_out_of_memory = true;
-    FailDetails({kSource, kFread}, DOM_PARSER_ERR, "stk=%p", static_cast<void*>(load.context().open_nodes));
+    FailDetails({kSource, kFread}, DOM_PARSER_ERR, "stk=%p",
+                static_cast<void*>(load.context().open_nodes));
     return -1;
   }
   qvx::dom::InstallHandlers(&load.context());
@@ -181,5 +186,6 @@ int DOM_DocumentLS_fread(DOM_Document* document, std::FILE* stream) {
     return result;
   }
   load_ran_out_of_memory = true;
-  return 0;  // also when the texts of a whole document could not be merged: a reader would see their first pieces only
+  return 0;  // also when the texts of a whole document could not be merged: a reader would see
+             // their first pieces only
 }

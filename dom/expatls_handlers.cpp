@@ -1,12 +1,14 @@
-// The handlers: Expat calls one for each construct, and it appends a node to the innermost open one.
+// The handlers: Expat calls one for each construct, and it appends a node to the innermost open
+// one.
 //
-// A failure in a handler is noted in the error cell. From then on every handler returns at once, and the load ends
-// after the block in work.
+// A failure in a handler is noted in the error cell. From then on every handler returns at once,
+// and the load ends after the block in work.
 //
-// Expat delivers a run of text in several pieces (at each line end, reference and end of a block). As long as nobody
-// can see the pieces arrive, because no listener is registered, they are collected in the conversion buffer and become
-// one text node at the end of the run, as normalisation would make them. Names and values come terminated, and whoever
-// makes a node copies them, so only what is not terminated or must be cut goes through the buffer.
+// Expat delivers a run of text in several pieces (at each line end, reference and end of a block).
+// As long as nobody can see the pieces arrive, because no listener is registered, they are
+// collected in the conversion buffer and become one text node at the end of the run, as
+// normalisation would make them. Names and values come terminated, and whoever makes a node copies
+// them, so only what is not terminated or must be cut goes through the buffer.
 #include <expat.h>
 
 #include <algorithm>
@@ -35,9 +37,11 @@ constexpr char kSource[] = "src/expatls.cpp";
 constexpr size_t kVersionBytes = 16;   // of the XML declaration; what is longer is cut
 constexpr size_t kEncodingBytes = 64;  // likewise
 constexpr size_t kWhole = SIZE_MAX;
-// The parser goes one level deeper into its stack for each entity that another one's text refers to.
+// The parser goes one level deeper into its stack for each entity that another one's text refers
+// to.
 constexpr uint32_t kNestedEntities = 4096;
-// A short declaration can give every element thousands of attributes, so a small file could ask for any memory.
+// A short declaration can give every element thousands of attributes, so a small file could ask for
+// any memory.
 constexpr uint32_t kDefaultedAttributes = 100000;
 
 // Makes the conversion buffer hold `size` bytes; what stands in it stays.
@@ -83,7 +87,8 @@ DOM_Node* Top(const TraceSite& site, const DOM_ParseContext& context, const int3
   return top;
 }
 
-// Appends a node that was just made. Returns it; or null, with the node destroyed, when it is null or was refused.
+// Appends a node that was just made. Returns it; or null, with the node destroyed, when it is null
+// or was refused.
 DOM_Node* Adopt(const TraceSite& site, DOM_Node* parent, DOM_Node* node) {
   if (node != nullptr && DOM_Node_appendChild(parent, node) != nullptr) {
     return node;
@@ -109,18 +114,21 @@ void AddCharacterData(DOM_ParseContext& context, TextKind kind) {
   if (top == nullptr) {
     return;
   }
-  const auto make = kind == TextKind::kCdata ? DOM_Document_createCDATASection : DOM_Document_createTextNode;
+  const auto make =
+      kind == TextKind::kCdata ? DOM_Document_createCDATASection : DOM_Document_createTextNode;
   Adopt(site, top, make(top->ownerDocument, context.buffer));
 }
 
-// What every handler that changes the tree does first. Returns the node to append to; null when the handler must not
-// do anything, since a failure is pending or there is no open node (`code` is recorded).
+// What every handler that changes the tree does first. Returns the node to append to; null when the
+// handler must not do anything, since a failure is pending or there is no open node (`code` is
+// recorded).
 DOM_Node* Enter(const TraceSite& site, void* user_data, const int32_t& code) {
   DOM_ParseContext& context = ContextOf(user_data);
   return qvx::dom::FinishText(context) ? Top(site, context, code) : nullptr;
 }
 
-// Counts what the declarations added to the attributes of a start tag. Returns false, recorded, when it is too much.
+// Counts what the declarations added to the attributes of a start tag. Returns false, recorded,
+// when it is too much.
 bool CountDefaulted(const TraceSite& site, DOM_ParseContext& context, const XML_Char** attributes) {
   const XML_Char** defaulted = attributes + XML_GetSpecifiedAttributeCount(context.parser);
   for (; *defaulted != nullptr; defaulted += 2) {
@@ -139,8 +147,10 @@ void start_fn(void* user_data, const XML_Char* name, const XML_Char** attributes
   if (top == nullptr || !CountDefaulted(site, ContextOf(user_data), attributes)) {
     return;
   }
-  // Only a handler, at the element's insertion, can have set attributes that the look-up would find.
-  const auto set_attribute = qvx::dom::MayBeHeard() ? DOM_Element_setAttribute : qvx::dom::AddAttribute;
+  // Only a handler, at the element's insertion, can have set attributes that the look-up would
+  // find.
+  const auto set_attribute =
+      qvx::dom::MayBeHeard() ? DOM_Element_setAttribute : qvx::dom::AddAttribute;
   DOM_Element* element = DOM_Document_createElement(top->ownerDocument, name);
   if (element == nullptr && _exception == ENOMEM) {
     qvx::TracePropagationDetails(site, "name=%s", name);
@@ -232,8 +242,8 @@ void processing_fn(void* user_data, const XML_Char* target, const XML_Char* data
   }
 }
 
-// Makes `field` a copy of at most `maximum` bytes of `source`, which may be none. Returns false with the failure in the
-// error cell.
+// Makes `field` a copy of at most `maximum` bytes of `source`, which may be none. Returns false
+// with the failure in the error cell.
 template <typename Text>
 bool CopyInto(Text*& field, DOM_ParseContext& context, const XML_Char* source, size_t maximum) {
   if (source == nullptr) {
@@ -249,7 +259,8 @@ bool CopyInto(Text*& field, DOM_ParseContext& context, const XML_Char* source, s
   return field != nullptr;
 }
 
-void xmldecl_fn(void* user_data, const XML_Char* version, const XML_Char* encoding, int standalone) {
+void xmldecl_fn(void* user_data, const XML_Char* version, const XML_Char* encoding,
+                int standalone) {
   const TraceSite site(kSource, "xmldecl_fn");
   DOM_Node* top = Enter(site, user_data, DOM_PARSER_ERR);
   if (top == nullptr) {
@@ -267,8 +278,8 @@ void xmldecl_fn(void* user_data, const XML_Char* version, const XML_Char* encodi
   document.standalone = standalone;
 }
 
-void doctype_start_fn(void* user_data, const XML_Char* name, const XML_Char* system_id, const XML_Char* public_id,
-                      int /*has_internal_subset*/) {
+void doctype_start_fn(void* user_data, const XML_Char* name, const XML_Char* system_id,
+                      const XML_Char* public_id, int /*has_internal_subset*/) {
   const TraceSite site(kSource, "doctype_start_fn");
   DOM_Node* top = Enter(site, user_data, DOM_PARSER_ERR);
   if (top == nullptr) {
@@ -330,23 +341,25 @@ void Declare(const TraceSite& site, void* user_data, const Declaration& declarat
   Adopt(site, top, node);
 }
 
-void entdecl_fn(void* user_data, const XML_Char* name, int is_parameter, const XML_Char* value, int value_length,
-                const XML_Char* /*base*/, const XML_Char* system_id, const XML_Char* public_id,
-                const XML_Char* notation_name) {
+void entdecl_fn(void* user_data, const XML_Char* name, int is_parameter, const XML_Char* value,
+                int value_length, const XML_Char* /*base*/, const XML_Char* system_id,
+                const XML_Char* public_id, const XML_Char* notation_name) {
   const TraceSite site(kSource, "entdecl_fn");
   if (is_parameter != 0 || _exception != 0) {
     return;
   }
-  const bool refers = value != nullptr && std::memchr(value, '&', static_cast<size_t>(value_length)) != nullptr;
+  const bool refers =
+      value != nullptr && std::memchr(value, '&', static_cast<size_t>(value_length)) != nullptr;
   if (refers && ++ContextOf(user_data).nested_entities > kNestedEntities) {
     return Fail(site, DOM_PARSER_ERR);
   }
   Declare(site, user_data,
-          {DOM_ENTITY_NODE, name, value, static_cast<size_t>(value_length), public_id, system_id, notation_name});
+          {DOM_ENTITY_NODE, name, value, static_cast<size_t>(value_length), public_id, system_id,
+           notation_name});
 }
 
-void notationdecl_fn(void* user_data, const XML_Char* name, const XML_Char* /*base*/, const XML_Char* system_id,
-                     const XML_Char* public_id) {
+void notationdecl_fn(void* user_data, const XML_Char* name, const XML_Char* /*base*/,
+                     const XML_Char* system_id, const XML_Char* public_id) {
   Declare({kSource, "notationdecl_fn"}, user_data,
           {DOM_NOTATION_NODE, name, nullptr, 0, public_id, system_id, nullptr});
 }

@@ -1,4 +1,5 @@
-// The writer: puts out nodes in document order, without recursion, since a tree may be very deep. Nothing is escaped.
+// The writer: puts out nodes in document order, without recursion, since a tree may be very deep.
+// Nothing is escaped.
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -134,7 +135,8 @@ void Open(Output& out, DOM_Node* node) {
 }
 
 bool HasContent(const DOM_Node* node) {
-  return node->nodeType == DOM_DOCUMENT_NODE || (node->nodeType == DOM_ELEMENT_NODE && node->firstChild != nullptr);
+  return node->nodeType == DOM_DOCUMENT_NODE ||
+         (node->nodeType == DOM_ELEMENT_NODE && node->firstChild != nullptr);
 }
 
 void Close(Output& out, const DOM_Node* node) {
@@ -190,8 +192,8 @@ int DOM_DocumentLS_save(DOM_Document* document, const char* path, const DOM_Node
   const TraceSite site(kSource, "DOM_DocumentLS_save");
   const DOM_Node* root = document != nullptr ? document : node;
   if (path == nullptr || root == nullptr) {
-    FailDetails(site, kNullParameter, "doc=%p,uri=%s,node=%p", static_cast<void*>(document), Shown(path),
-                static_cast<const void*>(node));
+    FailDetails(site, kNullParameter, "doc=%p,uri=%s,node=%p", static_cast<void*>(document),
+                Shown(path), static_cast<const void*>(node));
     return -1;
   }
   if (_exception != 0) {  // found out by the writer, it would be too late: opening empties the file
@@ -204,7 +206,8 @@ int DOM_DocumentLS_save(DOM_Document* document, const char* path, const DOM_Node
     return -1;
   }
   const bool is_written = DOM_DocumentLS_fwrite(root, file.get()) == 0;
-  const bool is_closed = std::fclose(file.release()) == 0;  // what a full disk refuses often shows only here
+  const bool is_closed =
+      std::fclose(file.release()) == 0;  // what a full disk refuses often shows only here
   if (is_written && is_closed) {
     return 0;
   }
@@ -216,7 +219,8 @@ int DOM_DocumentLS_save(DOM_Document* document, const char* path, const DOM_Node
 int DOM_DocumentLS_fwrite(const DOM_Node* node, std::FILE* stream) {
   const TraceSite site(kSource, "DOM_DocumentLS_fwrite");
   if (node == nullptr || stream == nullptr) {
-    FailDetails(site, kNullParameter, "node=%p,stream=%p", static_cast<const void*>(node), static_cast<void*>(stream));
+    FailDetails(site, kNullParameter, "node=%p,stream=%p", static_cast<const void*>(node),
+                static_cast<void*>(stream));
     return -1;
   }
   if (_exception != 0) {

@@ -1,4 +1,5 @@
-// What the factories share with the operations that make nodes themselves. Internal to the document model.
+// What the factories share with the operations that make nodes themselves. Internal to the document
+// model.
 #ifndef QVX_DOM_FACTORIES_H
 #define QVX_DOM_FACTORIES_H
 
@@ -8,8 +9,8 @@
 
 namespace qvx::dom {
 
-/// The bytes of a copy of `text`, its NUL included; 0 with errno EINVAL (null) or EILSEQ (undecodable) when it cannot
-/// be copied. Leaves the error cell alone.
+/// The bytes of a copy of `text`, its NUL included; 0 with errno EINVAL (null) or EILSEQ
+/// (undecodable) when it cannot be copied. Leaves the error cell alone.
 size_t BytesToCopy(const DOM_String* text);
 
 /// A text with its BytesToCopy.
@@ -18,9 +19,10 @@ struct MeasuredText {
   size_t bytes;
 };
 
-/// A new attribute of that name and value in `document`, which is not null. Reports, when memory ran out, as
-/// Document_createNode does.
-DOM_Attr* MakeAttribute(DOM_Document* document, const MeasuredText& name, const MeasuredText& value);
+/// A new attribute of that name and value in `document`, which is not null. Reports, when memory
+/// ran out, as Document_createNode does.
+DOM_Attr* MakeAttribute(DOM_Document* document, const MeasuredText& name,
+                        const MeasuredText& value);
 
 }  // namespace qvx::dom
 

@@ -8,12 +8,14 @@
 
 namespace qvx::dom {
 
-/// Puts `code` into the error cell and overwrites the trace buffer with its line. A code of dom_codes is passed by
-/// reference, since it is whole only once the table is registered, which this does first.
+/// Puts `code` into the error cell and overwrites the trace buffer with its line. A code of
+/// dom_codes is passed by reference, since it is whole only once the table is registered, which
+/// this does first.
 void Fail(const TraceSite& site, const int32_t& code);
 
 /// As Fail, with ": " and the formatted details in the trace line.
-[[gnu::format(printf, 3, 4)]] void FailDetails(const TraceSite& site, const int32_t& code, const char* format, ...);
+[[gnu::format(printf, 3, 4)]] void FailDetails(const TraceSite& site, const int32_t& code,
+                                               const char* format, ...);
 
 /// Puts errno into the error cell and overwrites the trace buffer with its line.
 void FailErrno(const TraceSite& site);

@@ -89,7 +89,8 @@ void FreeEntries(NodeList* list) {
 }  // namespace
 
 bool IsAttributeMapOfElement(const NodeList* list) {
-  return list->ownerElement != nullptr && list == &static_cast<const ElementNode*>(list->ownerElement)->attribute_map;
+  return list->ownerElement != nullptr &&
+         list == &static_cast<const ElementNode*>(list->ownerElement)->attribute_map;
 }
 
 bool IsViewOfDoctype(const NodeList* list) {
@@ -131,7 +132,8 @@ NodeEntry* FindEntry(const NodeList* list, const DOM_Node* node) {
   return entry;
 }
 
-bool MayEnter(const TraceSite& site, const NodeList* list, const DOM_Node* node, const DOM_Node* replaced) {
+bool MayEnter(const TraceSite& site, const NodeList* list, const DOM_Node* node,
+              const DOM_Node* replaced) {
   if (list->is_child_list) {
     const bool fits = node->parentNode == nullptr && MayHold(ParentOfList(list), node, replaced);
     if (!fits) {

@@ -1,12 +1,13 @@
 // The entries of a list, whatever kind they are. Internal to the document model.
 //
-// The entries of a child list are the children, linked by the sibling chain. All other lists are chains of ListEntry:
-// on the heap, except that an attribute brings its own entry for the map of an element. So a child and an attribute of
-// an element are found without a search, and only a heap entry is searched for.
+// The entries of a child list are the children, linked by the sibling chain. All other lists are
+// chains of ListEntry: on the heap, except that an attribute brings its own entry for the map of an
+// element. So a child and an attribute of an element are found without a search, and only a heap
+// entry is searched for.
 //
-// A list remembers the entry that a look-up by index delivered last (its cursor). A change that leaves the cursor's
-// index as it was keeps it, so that a walk which replaces or removes what it meets stays linear; any other change
-// forgets it.
+// A list remembers the entry that a look-up by index delivered last (its cursor). A change that
+// leaves the cursor's index as it was keeps it, so that a walk which replaces or removes what it
+// meets stays linear; any other change forgets it.
 #ifndef QVX_DOM_LIST_ENTRIES_H
 #define QVX_DOM_LIST_ENTRIES_H
 
@@ -58,7 +59,8 @@ inline void KeepCursorOnInsertion(const NodeList* list, NodeEntry* entry, const 
   list->cursor = list->cursor == next ? entry : nullptr;
 }
 
-/// Keeps the cursor right when `entry` leaves its place between `previous` and `next` (null at the ends).
+/// Keeps the cursor right when `entry` leaves its place between `previous` and `next` (null at the
+/// ends).
 inline void KeepCursorOnRemoval(const NodeList* list, const NodeEntry* entry, NodeEntry* previous,
                                 const NodeEntry* next) {
   if (list->cursor == entry) {
@@ -83,25 +85,27 @@ bool IsPartOfNode(const NodeList* list);
 /// The entry of `node` in a plain list; null when it is not there.
 NodeEntry* FindEntry(const NodeList* list, const DOM_Node* node);
 
-/// Whether a plain list can take `node` (in the place of `replaced`, when that is given). A tree stays a tree and an
-/// attribute in one element: DOM_HIERARCHY_REQUEST_ERR for a child list that may not hold the node or a node that has a
-/// parent, and for an attribute map and another type of node; DOM_INUSE_ATTRIBUTE_ERR for an attribute that is in the
-/// map of an element.
-bool MayEnter(const TraceSite& site, const NodeList* list, const DOM_Node* node, const DOM_Node* replaced = nullptr);
+/// Whether a plain list can take `node` (in the place of `replaced`, when that is given). A tree
+/// stays a tree and an attribute in one element: DOM_HIERARCHY_REQUEST_ERR for a child list that
+/// may not hold the node or a node that has a parent, and for an attribute map and another type of
+/// node; DOM_INUSE_ATTRIBUTE_ERR for an attribute that is in the map of an element.
+bool MayEnter(const TraceSite& site, const NodeList* list, const DOM_Node* node,
+              const DOM_Node* replaced = nullptr);
 
-/// Puts `node` into a plain list before `next` (at the end when that is null); MayEnter has been asked. An attribute's
-/// ownerElement becomes the list's. Returns null with errno set when memory ran out.
+/// Puts `node` into a plain list before `next` (at the end when that is null); MayEnter has been
+/// asked. An attribute's ownerElement becomes the list's. Returns null with errno set when memory
+/// ran out.
 NodeEntry* InsertEntry(NodeList* list, DOM_Node* node, NodeEntry* next);
 
-/// Puts `node` into the place of `entry`, whose node leaves the list. The ownerElement of a new attribute becomes the
-/// list's in the map of an element only.
+/// Puts `node` into the place of `entry`, whose node leaves the list. The ownerElement of a new
+/// attribute becomes the list's in the map of an element only.
 NodeEntry* ReplaceEntry(NodeList* list, NodeEntry* entry, DOM_Node* node);
 
 /// Takes `entry` out of a plain list and frees it. An attribute loses its ownerElement.
 void DropEntry(NodeList* list, NodeEntry* entry);
 
-/// Drops all entries of a plain list. Those of a list that is no part of a node are freed without a look at their
-/// nodes, which may be gone.
+/// Drops all entries of a plain list. Those of a list that is no part of a node are freed without a
+/// look at their nodes, which may be gone.
 void ClearList(NodeList* list);
 
 }  // namespace qvx::dom

@@ -30,10 +30,12 @@ struct Details {
   uint16_t change = 0;
 };
 
-void Dispatch(DOM_Node* target, const DOM_String* type, Bubbling bubbling, const Details& details = {}) {
+void Dispatch(DOM_Node* target, const DOM_String* type, Bubbling bubbling,
+              const Details& details = {}) {
   DOM_MutationEvent event{};
-  DOM_MutationEvent_initMutationEvent(&event, type, bubbling == Bubbling::kYes ? 1 : 0, 0, details.related,
-                                      details.previous, details.current, details.name, details.change);
+  DOM_MutationEvent_initMutationEvent(&event, type, bubbling == Bubbling::kYes ? 1 : 0, 0,
+                                      details.related, details.previous, details.current,
+                                      details.name, details.change);
   DOM_EventTarget_dispatchEvent(target, &event);
 }
 
@@ -44,12 +46,15 @@ struct Preorder {
 };
 struct Postorder {
   static DOM_Node* First(DOM_Node* root) { return FirstInPostorder(root); }
-  static DOM_Node* Next(const DOM_Node* root, DOM_Node* node) { return NextInPostorder(root, node); }
+  static DOM_Node* Next(const DOM_Node* root, DOM_Node* node) {
+    return NextInPostorder(root, node);
+  }
 };
 
-/// Dispatches an event of `type` to every node of the subtree. The nodes are gathered first, so that handlers may
-/// change the tree: a node that has left the subtree when its turn comes was announced by the operation that took it
-/// out, and one that came into it by the one that put it in.
+/// Dispatches an event of `type` to every node of the subtree. The nodes are gathered first, so
+/// that handlers may change the tree: a node that has left the subtree when its turn comes was
+/// announced by the operation that took it out, and one that came into it by the one that put it
+/// in.
 template <typename Order>
 void DispatchToSubtree(DOM_Node* root, const DOM_String* type) {
   size_t count = 0;
@@ -75,7 +80,8 @@ void DispatchToSubtree(DOM_Node* root, const DOM_String* type) {
 class EventText {
  public:
   explicit EventText(const DOM_String* text)
-      : copy_(text == nullptr ? nullptr : strdup(text)), lost_(text != nullptr && copy_ == nullptr) {}
+      : copy_(text == nullptr ? nullptr : strdup(text)),
+        lost_(text != nullptr && copy_ == nullptr) {}
   const DOM_String* get() const { return copy_.get(); }
   bool lost() const { return lost_; }
 
@@ -84,13 +90,14 @@ class EventText {
   bool lost_;
 };
 
-void DispatchAttribute(DOM_Element* element, DOM_Attr* attribute, const EventText& previous, const EventText& current,
-                       uint16_t change) {
+void DispatchAttribute(DOM_Element* element, DOM_Attr* attribute, const EventText& previous,
+                       const EventText& current, uint16_t change) {
   const EventText name(attribute->nodeName);
   if (previous.lost() || current.lost() || name.lost()) {
     return RecordLostEvent();
   }
-  Dispatch(element, "DOMAttrModified", Bubbling::kYes, {attribute, previous.get(), current.get(), name.get(), change});
+  Dispatch(element, "DOMAttrModified", Bubbling::kYes,
+           {attribute, previous.get(), current.get(), name.get(), change});
 }
 
 /// The next node in preorder whose flag and whose ancestors' flags below `root` are set.
@@ -101,7 +108,8 @@ DOM_Node* NextFlagged(const DOM_Node* root, const DOM_Node* node) {
     }
   }
   for (; node != root; node = node->parentNode) {
-    for (DOM_Node* sibling = node->nextSibling; sibling != nullptr; sibling = sibling->nextSibling) {
+    for (DOM_Node* sibling = node->nextSibling; sibling != nullptr;
+         sibling = sibling->nextSibling) {
       if (sibling->subtreeModified != 0) {
         return sibling;
       }
@@ -110,20 +118,22 @@ DOM_Node* NextFlagged(const DOM_Node* root, const DOM_Node* node) {
   return nullptr;
 }
 
-/// Whether the bookkeeping of `document` can leave a note on `node`: not on one that belongs to another document, nor
-/// on a document type, which may go over to another one.
+/// Whether the bookkeeping of `document` can leave a note on `node`: not on one that belongs to
+/// another document, nor on a document type, which may go over to another one.
 bool TakesNotes(const DOM_Node* node, const DOM_Document* document) {
   return node->childNodes != nullptr && node->nodeType != DOM_DOCUMENT_TYPE_NODE &&
          (node->ownerDocument == document || node == document);
 }
 
-/// Whether an earlier walk went from `node` up to the present common parent, so that another one would change nothing.
+/// Whether an earlier walk went from `node` up to the present common parent, so that another one
+/// would change nothing.
 bool LeadsToCommonParent(const DOM_Node* node, DOM_Document* document) {
   return node->subtreeModified != 0 && TakesNotes(node, document) &&
          node->childNodes->path_mark == DOM_DocumentPart(document).path_mark;
 }
 
-/// Only whole paths are marked: where a node takes no notes, ForgetPath would not see the path break.
+/// Only whole paths are marked: where a node takes no notes, ForgetPath would not see the path
+/// break.
 void MarkPath(DOM_Node* from, const DOM_Node* to, DOM_Document* document) {
   for (const DOM_Node* node = from; node != to; node = node->parentNode) {
     if (!TakesNotes(node, document)) {
@@ -156,7 +166,8 @@ void ForgetCommonParent(const DOM_Node* node) {
   if (node->childNodes == nullptr || !node->childNodes->has_been_common_parent) {
     return;
   }
-  for (DocumentNode* document = live_documents; document != nullptr; document = document->next_live) {
+  for (DocumentNode* document = live_documents; document != nullptr;
+       document = document->next_live) {
     if (document->commonParent == node) {
       document->commonParent = nullptr;
     }
@@ -215,9 +226,9 @@ void AnnounceData(DOM_CharacterData* node, DOM_String* previous) {
 
 }  // namespace qvx::dom
 
-// Each change below a node that a walk has come by ends at that node's mark, so a tree of any depth is built at a
-// constant cost for each node. A mark is a number: it stands for the present common parent and the present tree, and
-// all marks are void when the document's number moves on.
+// Each change below a node that a walk has come by ends at that node's mark, so a tree of any depth
+// is built at a constant cost for each node. A mark is a number: it stands for the present common
+// parent and the present tree, and all marks are void when the document's number moves on.
 void updateCommonParent(DOM_Node* node) {
   if (node == nullptr || node->ownerDocument == nullptr) {
     return;

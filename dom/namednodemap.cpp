@@ -127,7 +127,8 @@ DOM_Node* DOM_NamedNodeMap_getNamedItem(const NamedNodeMap* map, const DOM_Strin
     return entry != nullptr ? NodeOf(map, entry) : nullptr;
   }
   const NodeList* const list = map->underlying;
-  for (NodeEntry* entry = list != nullptr ? list->first : nullptr; entry != nullptr; entry = NextEntry(list, entry)) {
+  for (NodeEntry* entry = list != nullptr ? list->first : nullptr; entry != nullptr;
+       entry = NextEntry(list, entry)) {
     DOM_Node* const node = NodeOf(list, entry);
     if (node->nodeType == map->filter && IsNamed(node, name)) {
       return node;
@@ -157,6 +158,7 @@ DOM_Node* DOM_NamedNodeMap_removeNamedItem(NamedNodeMap* map, const DOM_String* 
   return node;
 }
 
-void DOM_Document_destroyNamedNodeMap(DOM_Document* document, NamedNodeMap* map, int destroy_nodes) {
+void DOM_Document_destroyNamedNodeMap(DOM_Document* document, NamedNodeMap* map,
+                                      int destroy_nodes) {
   DOM_Document_destroyNodeList(document, map, destroy_nodes);
 }

@@ -9,14 +9,17 @@
 
 using namespace qvx::dom;
 
-const char* const node_names[13] = {
-    "No such node type",      "DOM_ELEMENT_NODE",          "DOM_ATTRIBUTE_NODE",     "DOM_TEXT_NODE",
-    "DOM_CDATA_SECTION_NODE", "DOM_ENTITY_REFERENCE_NODE", "DOM_ENTITY_NODE",        "DOM_PROCESSING_INSTRUCTION_NODE",
-    "DOM_COMMENT_NODE",       "DOM_DOCUMENT_NODE",         "DOM_DOCUMENT_TYPE_NODE", "DOM_DOCUMENT_FRAGMENT_NODE",
-    "DOM_NOTATION_NODE"};
+const char* const node_names[13] = {"No such node type",      "DOM_ELEMENT_NODE",
+                                    "DOM_ATTRIBUTE_NODE",     "DOM_TEXT_NODE",
+                                    "DOM_CDATA_SECTION_NODE", "DOM_ENTITY_REFERENCE_NODE",
+                                    "DOM_ENTITY_NODE",        "DOM_PROCESSING_INSTRUCTION_NODE",
+                                    "DOM_COMMENT_NODE",       "DOM_DOCUMENT_NODE",
+                                    "DOM_DOCUMENT_TYPE_NODE", "DOM_DOCUMENT_FRAGMENT_NODE",
+                                    "DOM_NOTATION_NODE"};
 
 const uint16_t child_matrix[12] = {
-    0x00DD,  // element: element, text, CDATA section, entity reference, processing instruction, comment
+    0x00DD,  // element: element, text, CDATA section, entity reference, processing instruction,
+             // comment
     0x0014,  // attribute: text, entity reference
     0,       // text
     0,       // CDATA section
@@ -57,9 +60,10 @@ class WantedName {
   bool any_;
 };
 
-// Appends the matching elements of the subtree of `root`, from `node` on, in document order. Elements below nodes that
-// are no elements are not looked at. Returns false when memory ran out.
-bool CollectElements(NodeList* found, const DOM_Node* root, DOM_Node* node, const WantedName& name) {
+// Appends the matching elements of the subtree of `root`, from `node` on, in document order.
+// Elements below nodes that are no elements are not looked at. Returns false when memory ran out.
+bool CollectElements(NodeList* found, const DOM_Node* root, DOM_Node* node,
+                     const WantedName& name) {
   while (node != nullptr) {
     if (node->nodeType != DOM_ELEMENT_NODE) {
       node = NextAfterSubtree(root, node);
@@ -73,8 +77,8 @@ bool CollectElements(NodeList* found, const DOM_Node* root, DOM_Node* node, cons
   return true;
 }
 
-NodeList* ElementsByTagName(const qvx::TraceSite& site, DOM_Document* document, const DOM_Node* root, DOM_Node* first,
-                            const DOM_String* name) {
+NodeList* ElementsByTagName(const qvx::TraceSite& site, DOM_Document* document,
+                            const DOM_Node* root, DOM_Node* first, const DOM_String* name) {
   NodeList* const found = Document_createNodeList(document);
   if (found != nullptr && CollectElements(found, root, first, WantedName(name))) {
     return found;
@@ -132,15 +136,16 @@ NodeList* DOM_Document_getElementsByTagName(DOM_Document* document, const DOM_St
     return nullptr;
   }
   DOM_Node* const root = DOM_DocumentPart(document).documentElement;
-  return ElementsByTagName({kSource, "DOM_Document_getElementsByTagName"}, document, root, root, name);
+  return ElementsByTagName({kSource, "DOM_Document_getElementsByTagName"}, document, root, root,
+                           name);
 }
 
 NodeList* DOM_Element_getElementsByTagName(DOM_Element* element, const DOM_String* name) {
   if (element == nullptr || element->nodeType != DOM_ELEMENT_NODE || name == nullptr) {
     return nullptr;
   }
-  return ElementsByTagName({kSource, "DOM_Element_getElementsByTagName"}, element->ownerDocument, element,
-                           element->firstChild, name);
+  return ElementsByTagName({kSource, "DOM_Element_getElementsByTagName"}, element->ownerDocument,
+                           element, element->firstChild, name);
 }
 
 void DOM_Document_destroyNode(DOM_Document* document, DOM_Node* node) {

@@ -1,7 +1,9 @@
-// Cloning. Nothing here announces anything: all nodes of a clone are new, so no listener could hear of them.
+// Cloning. Nothing here announces anything: all nodes of a clone are new, so no listener could hear
+// of them.
 //
-// The trace tells of a failure as a recursion over the levels would: the node that could not be cloned says why itself,
-// or adds a line to that of the factory which failed, and each level above it adds a line.
+// The trace tells of a failure as a recursion over the levels would: the node that could not be
+// cloned says why itself, or adds a line to that of the factory which failed, and each level above
+// it adds a line.
 #include "dom/dom.h"
 #include "dom/factories.h"
 #include "dom/failure.h"
@@ -44,7 +46,8 @@ NodeHolder CloneElement(DOM_Document* document, const DOM_Node* source, int deep
   NodeHolder clone = Own(document, Made(DOM_Document_createElement(document, source->nodeName)));
   NodeEntry* entry = clone != nullptr ? source->attributes->first : nullptr;
   for (; entry != nullptr; entry = NextEntry(source->attributes, entry)) {
-    // No recursion over the depth: an attribute with anything else than texts below it cannot be cloned.
+    // No recursion over the depth: an attribute with anything else than texts below it cannot be
+    // cloned.
     NodeHolder attribute = CloneWithDescendants(document, NodeOf(source->attributes, entry), deep);
     if (attribute == nullptr || !AppendToMap(clone->attributes, attribute.get())) {
       TraceLevel();
@@ -91,17 +94,18 @@ NodeHolder CloneDeclaration(DOM_Document* document, const DOM_Node* source) {
   clone->nodeName = name;
   const DOM_ExternalIdFields& from = DOM_ExternalIdPart(const_cast<DOM_Node*>(source));
   DOM_ExternalIdFields& to = DOM_ExternalIdPart(clone.get());
-  const bool whole = named &&
-                     (source->nodeType == DOM_NOTATION_NODE || CopyText(source->nodeValue, clone->nodeValue)) &&
-                     CopyTextIfAny(from.publicId, to.publicId) && CopyTextIfAny(from.systemId, to.systemId) &&
-                     CopyTextIfAny(from.notationName, to.notationName);
+  const bool whole =
+      named &&
+      (source->nodeType == DOM_NOTATION_NODE || CopyText(source->nodeValue, clone->nodeValue)) &&
+      CopyTextIfAny(from.publicId, to.publicId) && CopyTextIfAny(from.systemId, to.systemId) &&
+      CopyTextIfAny(from.notationName, to.notationName);
   return whole ? std::move(clone) : Own(document, nullptr);
 }
 
 DOM_Node* CloneDoctype(DOM_Document* document, const DOM_Node* source) {
   const DOM_DocumentTypeFields& fields = DOM_DocumentTypePart(const_cast<DOM_Node*>(source));
-  DOM_DocumentType* const clone =
-      Made(DOM_Implementation_createDocumentType(source->nodeName, fields.publicId, fields.systemId));
+  DOM_DocumentType* const clone = Made(
+      DOM_Implementation_createDocumentType(source->nodeName, fields.publicId, fields.systemId));
   if (clone != nullptr && document != nullptr) {
     NameClone(document, clone);
   }
@@ -122,7 +126,8 @@ DOM_Node* CloneByType(DOM_Document* document, const DOM_Node* source, int deep) 
     case DOM_COMMENT_NODE:
       return Made(DOM_Document_createComment(document, source->nodeValue));
     case DOM_PROCESSING_INSTRUCTION_NODE:
-      return Made(DOM_Document_createProcessingInstruction(document, source->nodeName, source->nodeValue));
+      return Made(
+          DOM_Document_createProcessingInstruction(document, source->nodeName, source->nodeValue));
     case DOM_ENTITY_NODE:
     case DOM_NOTATION_NODE:
       return CloneDeclaration(document, source).release();
@@ -138,8 +143,9 @@ DOM_Node* CloneByType(DOM_Document* document, const DOM_Node* source, int deep) 
   }
 }
 
-// The clones of the descendants of one node. As in a recursion, a clone gets all its children before it is put under
-// its parent. Until then its previousSibling, which it does not need yet, remembers that parent.
+// The clones of the descendants of one node. As in a recursion, a clone gets all its children
+// before it is put under its parent. Until then its previousSibling, which it does not need yet,
+// remembers that parent.
 class DescendantsCloner {
  public:
   DescendantsCloner(DOM_Document* document, const DOM_Node* source, DOM_Node* clone)
@@ -224,8 +230,9 @@ DOM_Node* DOM_Node_cloneNode(DOM_Node* node, int deep) {
     return nullptr;
   }
   const bool is_document = node->nodeType == DOM_DOCUMENT_NODE;
-  DOM_Document* const document =
-      is_document ? DOM_Implementation_createDocument(nullptr, nullptr, nullptr) : node->ownerDocument;
+  DOM_Document* const document = is_document
+                                     ? DOM_Implementation_createDocument(nullptr, nullptr, nullptr)
+                                     : node->ownerDocument;
   if (is_document && document == nullptr) {
     TracePropagation(site);
     return nullptr;

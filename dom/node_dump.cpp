@@ -25,7 +25,8 @@ const char* TypeNameOf(const DOM_Node* node) {
 
 void PrintAttributes(const NamedNodeMap* attributes) {
   const char* separator = "    ";
-  for (NodeEntry* entry = attributes->first; entry != nullptr; entry = NextEntry(attributes, entry)) {
+  for (NodeEntry* entry = attributes->first; entry != nullptr;
+       entry = NextEntry(attributes, entry)) {
     const DOM_Node* const attribute = NodeOf(attributes, entry);
     std::printf("%s%s=%s", separator, NameOf(attribute), Shown(attribute->nodeValue));
     separator = ",";
@@ -35,7 +36,8 @@ void PrintAttributes(const NamedNodeMap* attributes) {
 
 void PrintLine(const DOM_Node* node, int level) {
   constexpr int kIndent = 4;
-  std::printf("%*s%s: %s=%s\n", level * kIndent, "", TypeNameOf(node), NameOf(node), Shown(node->nodeValue));
+  std::printf("%*s%s: %s=%s\n", level * kIndent, "", TypeNameOf(node), NameOf(node),
+              Shown(node->nodeValue));
   if (LengthOf(node->attributes) != 0) {
     PrintAttributes(node->attributes);
   }
@@ -51,8 +53,10 @@ void DOM_Node_printNode(const DOM_Node* node) {
   }
   std::printf("\nnodeName=%s,nodeValue=%s,", NameOf(node), Shown(node->nodeValue));
   std::printf("\n\ttype=%u", unsigned{node->nodeType});
-  std::printf(",parentNode->nodeName=%s,firstChild->nodeName=%s", NameOf(node->parentNode), NameOf(node->firstChild));
-  std::printf(",lastChild->nodeName=%s,\n\tchildNodes->length=%u", NameOf(node->lastChild), LengthOf(node->childNodes));
+  std::printf(",parentNode->nodeName=%s,firstChild->nodeName=%s", NameOf(node->parentNode),
+              NameOf(node->firstChild));
+  std::printf(",lastChild->nodeName=%s,\n\tchildNodes->length=%u", NameOf(node->lastChild),
+              LengthOf(node->childNodes));
   std::printf(",previousSibling->nodeName=%s,nextSibling->nodeName=%s,attributes->length=%u\n",
               NameOf(node->previousSibling), NameOf(node->nextSibling), LengthOf(node->attributes));
   std::fflush(stdout);

@@ -1,9 +1,9 @@
 // The four tree changes.
 //
-// A handler of an event may change the tree while an operation is under way. So whatever a removal was announced to is
-// looked at again before the next step: a node that a handler has moved is left where the handler put it, and the rules
-// are asked once more before a node is linked. A node that a handler has destroyed is one that it has moved: see
-// operation.h.
+// A handler of an event may change the tree while an operation is under way. So whatever a removal
+// was announced to is looked at again before the next step: a node that a handler has moved is left
+// where the handler put it, and the rules are asked once more before a node is linked. A node that
+// a handler has destroyed is one that it has moved: see operation.h.
 #include "dom/node_mutation.h"
 
 #include "dom/dom.h"
@@ -49,7 +49,8 @@ bool MayHoldChildrenOf(const DOM_Node* parent, const DOM_Node* fragment) {
   return true;
 }
 
-// Removes `child`, events included. Returns false when it is not, or after the events no longer, a child of `parent`.
+// Removes `child`, events included. Returns false when it is not, or after the events no longer, a
+// child of `parent`.
 bool Remove(DOM_Node* parent, DOM_Node* child) {
   if (child->parentNode != parent) {
     return false;
@@ -58,8 +59,9 @@ bool Remove(DOM_Node* parent, DOM_Node* child) {
   if (child->parentNode != parent) {
     return false;
   }
-  const bool was_field_of_document = parent->nodeType == DOM_DOCUMENT_NODE &&
-                                     (child->nodeType == DOM_ELEMENT_NODE || child->nodeType == DOM_DOCUMENT_TYPE_NODE);
+  const bool was_field_of_document =
+      parent->nodeType == DOM_DOCUMENT_NODE &&
+      (child->nodeType == DOM_ELEMENT_NODE || child->nodeType == DOM_DOCUMENT_TYPE_NODE);
   UnlinkChild(child);
   if (!was_field_of_document) {
     updateCommonParent(parent);
@@ -73,7 +75,8 @@ bool IsReady(const DOM_Node* parent, const DOM_Node* node, const DOM_Node* repla
 }
 
 // Checks the rules for `node` under `parent` and takes it out of its old place.
-bool MakeReady(const TraceSite& site, DOM_Node* parent, DOM_Node* node, const DOM_Node* replaced = nullptr) {
+bool MakeReady(const TraceSite& site, DOM_Node* parent, DOM_Node* node,
+               const DOM_Node* replaced = nullptr) {
   bool ready = MayHold(parent, node, replaced);
   if (ready && node->parentNode != nullptr) {
     TakeBack(node);
@@ -105,16 +108,18 @@ DOM_Node* Insert(const TraceSite& site, DOM_Node* parent, DOM_Node* node, DOM_No
 
 void DestroyUnplaced(DOM_Node* parent, DOM_Node* child) {
   if (child->parentNode == nullptr) {
-    DOM_Document_destroyNode(parent->nodeType == DOM_DOCUMENT_NODE ? parent : parent->ownerDocument, child);
+    DOM_Document_destroyNode(parent->nodeType == DOM_DOCUMENT_NODE ? parent : parent->ownerDocument,
+                             child);
   }
 }
 
-// Moves the children of `fragment`, one by one, to the place that `put` gives them. Returns false when one did not get
-// there; it is destroyed then. Only as many are moved as there are now, so that a handler that feeds the fragment
-// cannot keep this going.
+// Moves the children of `fragment`, one by one, to the place that `put` gives them. Returns false
+// when one did not get there; it is destroyed then. Only as many are moved as there are now, so
+// that a handler that feeds the fragment cannot keep this going.
 template <typename Put>
 bool MoveChildren(const TraceSite& site, DOM_Node* parent, DOM_Node* fragment, Put put) {
-  for (uint32_t left = fragment->childNodes->length; left > 0 && fragment->firstChild != nullptr; --left) {
+  for (uint32_t left = fragment->childNodes->length; left > 0 && fragment->firstChild != nullptr;
+       --left) {
     DOM_Node* const child = fragment->firstChild;
     if (!Remove(fragment, child)) {
       return false;
@@ -144,8 +149,8 @@ DOM_Node* Append(DOM_Node* parent, DOM_Node* new_child) {
     Fail({kSource, kAppendChild}, DOM_HIERARCHY_REQUEST_ERR);
     return nullptr;
   }
-  const bool moved =
-      MoveChildren({kSource, kAppendChild}, parent, new_child, [&](DOM_Node* child) { return Append(parent, child); });
+  const bool moved = MoveChildren({kSource, kAppendChild}, parent, new_child,
+                                  [&](DOM_Node* child) { return Append(parent, child); });
   return moved ? new_child : nullptr;
 }
 
@@ -173,13 +178,14 @@ DOM_Node* ReplaceByNode(const TraceSite& site, DOM_Node* parent, DOM_Node* node,
   return old;
 }
 
-DOM_Node* ReplaceByChildrenOf(const TraceSite& site, DOM_Node* parent, DOM_Node* fragment, DOM_Node* old) {
+DOM_Node* ReplaceByChildrenOf(const TraceSite& site, DOM_Node* parent, DOM_Node* fragment,
+                              DOM_Node* old) {
   if (!MayHoldChildrenOf(parent, fragment)) {
     Fail(site, DOM_HIERARCHY_REQUEST_ERR);
     return nullptr;
   }
-  const bool moved =
-      MoveChildren(site, parent, fragment, [&](DOM_Node* child) { return InsertBefore(parent, child, old); });
+  const bool moved = MoveChildren(
+      site, parent, fragment, [&](DOM_Node* child) { return InsertBefore(parent, child, old); });
   return moved && Remove(parent, old) ? old : nullptr;
 }
 
@@ -205,8 +211,9 @@ DOM_Node* qvx::dom::InsertBefore(DOM_Node* parent, DOM_Node* new_child, DOM_Node
     Fail({kSource, kInsertBefore}, DOM_HIERARCHY_REQUEST_ERR);
     return nullptr;
   }
-  const bool moved = MoveChildren({kSource, kInsertBefore}, parent, new_child,
-                                  [&](DOM_Node* child) { return InsertBefore(parent, child, reference); });
+  const bool moved =
+      MoveChildren({kSource, kInsertBefore}, parent, new_child,
+                   [&](DOM_Node* child) { return InsertBefore(parent, child, reference); });
   return moved ? new_child : nullptr;
 }
 

@@ -95,7 +95,8 @@ void AddToLive(DocumentNode* document) {
 }
 
 void RemoveFromLive(DocumentNode* document) {
-  (document->previous_live != nullptr ? document->previous_live->next_live : live_documents) = document->next_live;
+  (document->previous_live != nullptr ? document->previous_live->next_live : live_documents) =
+      document->next_live;
   if (document->next_live != nullptr) {
     document->next_live->previous_live = document->previous_live;
   }
@@ -152,8 +153,9 @@ bool HasPrivateName(uint16_t node_type) {
   }
 }
 
-// The nodes that a destruction still has to free, chained by nextSibling: whoever is taken from it puts its children
-// and attributes there first, so no freed node is visited and nothing needs a stack.
+// The nodes that a destruction still has to free, chained by nextSibling: whoever is taken from it
+// puts its children and attributes there first, so no freed node is visited and nothing needs a
+// stack.
 class DoomedNodes {
  public:
   explicit DoomedNodes(DOM_Node* first) : next_(first) {}

@@ -1,7 +1,7 @@
 // How nodes lie in memory. Internal to the document model.
 //
-// A node is one malloc block: the record of its type, then room for texts. A text that stands there is not freed;
-// FreeText tells the two apart by the address.
+// A node is one malloc block: the record of its type, then room for texts. A text that stands there
+// is not freed; FreeText tells the two apart by the address.
 #ifndef QVX_DOM_NODE_RECORD_H
 #define QVX_DOM_NODE_RECORD_H
 
@@ -26,7 +26,8 @@ struct ElementNode : ParentNode {
 };
 
 struct AttributeNode : ParentNode, DOM_AttributeFields {
-  ListEntry map_entry;  ///< its entry in the attribute map of an element; every other list has heap entries
+  ListEntry map_entry;  ///< its entry in the attribute map of an element; every other list has heap
+                        ///< entries
   NamedNodeMap* home;   ///< the map that map_entry is linked into; null while it is unused
 };
 
@@ -43,19 +44,20 @@ struct DocumentNode : ParentNode, DOM_DocumentFields {
   DocumentNode* next_live;
 };
 
-/// The documents that are not freed yet. A node may outlive its document, so what is freed finds the documents here and
-/// not by its ownerDocument.
+/// The documents that are not freed yet. A node may outlive its document, so what is freed finds
+/// the documents here and not by its ownerDocument.
 extern DocumentNode* live_documents;
 
 struct DocumentTypeNode : ParentNode, DOM_DocumentTypeFields {
-  DOM_Document* namer;  ///< the document whose doctype field names it although it is no child of it; a clone only
+  DOM_Document* namer;  ///< the document whose doctype field names it although it is no child of
+                        ///< it; a clone only
   NamedNodeMap entity_view;
   NamedNodeMap notation_view;
 };
 
-/// Makes a zero-filled node of `node_type` in `document` with its child list, attribute map and document type views
-/// set up and `text_capacity` bytes behind the record, at TextRoom. Returns null with errno set when memory ran out;
-/// records nothing.
+/// Makes a zero-filled node of `node_type` in `document` with its child list, attribute map and
+/// document type views set up and `text_capacity` bytes behind the record, at TextRoom. Returns
+/// null with errno set when memory ran out; records nothing.
 DOM_Node* NewNode(DOM_Document* document, uint16_t node_type, size_t text_capacity);
 
 /// The room for texts behind the record of a node that NewNode made.
@@ -64,18 +66,19 @@ char* TextRoom(DOM_Node* node);
 /// Frees a name or value of `node`, unless it stands in the node's own block or is null.
 void FreeText(const DOM_Node* node, const char* text);
 
-/// Makes `value` (from malloc, handed over) the value of `node`; for character data, `length` its length. The old value
-/// is returned and must be released with FreeText.
+/// Makes `value` (from malloc, handed over) the value of `node`; for character data, `length` its
+/// length. The old value is returned and must be released with FreeText.
 DOM_String* ExchangeValue(DOM_Node* node, DOM_String* value, uint32_t length);
 
 /// Frees the listeners of `node` and their array.
 void FreeListeners(DOM_Node* node);
 
-/// Frees the record of `node` and the texts, listeners and lists that it owns, not its children and attributes.
+/// Frees the record of `node` and the texts, listeners and lists that it owns, not its children and
+/// attributes.
 void FreeNode(DOM_Node* node);
 
-/// Frees the nodes of a sibling chain (`first` may be null) with all that they own, without recursion. What `survivor`,
-/// a document that lives on or null, names of them is cleared.
+/// Frees the nodes of a sibling chain (`first` may be null) with all that they own, without
+/// recursion. What `survivor`, a document that lives on or null, names of them is cleared.
 void FreeNodes(DOM_Node* first, DOM_Document* survivor);
 
 }  // namespace qvx::dom

@@ -49,7 +49,8 @@ NodeEntry* Step(const NodeList* list, NodeEntry* entry, uint32_t at, uint32_t in
 
 NodeEntry* EntryAt(const NodeList* list, uint32_t index) {
   const uint32_t from_last = list->length - 1 - index;
-  const uint32_t from_cursor = index > list->cursor_index ? index - list->cursor_index : list->cursor_index - index;
+  const uint32_t from_cursor =
+      index > list->cursor_index ? index - list->cursor_index : list->cursor_index - index;
   if (list->cursor != nullptr && from_cursor <= index && from_cursor <= from_last) {
     return Step(list, list->cursor, list->cursor_index, index);
   }
@@ -59,8 +60,10 @@ NodeEntry* EntryAt(const NodeList* list, uint32_t index) {
   return Step(list, list->last, list->length - 1, index);
 }
 
-// The entry of the underlying list, from `entry` on, that passes the filter; null when there is none.
-NodeEntry* Passing(const NodeList* view, NodeEntry* entry, NodeEntry* (*advance)(const NodeList*, NodeEntry*)) {
+// The entry of the underlying list, from `entry` on, that passes the filter; null when there is
+// none.
+NodeEntry* Passing(const NodeList* view, NodeEntry* entry,
+                   NodeEntry* (*advance)(const NodeList*, NodeEntry*)) {
   while (entry != nullptr && NodeOf(view->underlying, entry)->nodeType != view->filter) {
     entry = advance(view->underlying, entry);
   }
@@ -70,7 +73,8 @@ NodeEntry* Passing(const NodeList* view, NodeEntry* entry, NodeEntry* (*advance)
 NodeEntry* EntryOfViewAt(const NodeList* view, uint32_t index) {
   const NodeList* const list = view->underlying;
   // Only a document type tells its own views when its children change.
-  const bool use_cursor = view->cursor != nullptr && IsViewOfDoctype(view) && view->cursor_index / 2 <= index;
+  const bool use_cursor =
+      view->cursor != nullptr && IsViewOfDoctype(view) && view->cursor_index / 2 <= index;
   NodeEntry* entry = use_cursor ? view->cursor : Passing(view, list->first, NextEntry);
   uint32_t at = use_cursor ? view->cursor_index : 0;
   for (; entry != nullptr && at < index; ++at) {
@@ -171,7 +175,8 @@ DOM_Node* DOM_NodeList_item(const NodeList* list, int32_t index) {
     return nullptr;
   }
   const auto position = static_cast<uint32_t>(index);
-  NodeEntry* const entry = list->filter != 0 ? EntryOfViewAt(list, position) : EntryAt(list, position);
+  NodeEntry* const entry =
+      list->filter != 0 ? EntryOfViewAt(list, position) : EntryAt(list, position);
   if (entry == nullptr) {
     return nullptr;
   }

@@ -12,8 +12,8 @@ size_t operations_under_way = 0;
 
 namespace {
 
-/// The parent of the nodes that were put aside. A handler can get at it, as the parent of a destroyed node; it belongs
-/// to no document, so a tree change there is refused.
+/// The parent of the nodes that were put aside. A handler can get at it, as the parent of a
+/// destroyed node; it belongs to no document, so a tree change there is refused.
 ParentNode aside;
 
 void SetUpAside() {

@@ -11,7 +11,8 @@ namespace {
 
 bool TypesFit(const DOM_Node* parent, const DOM_Node* child) {
   constexpr uint16_t kTypes = 12;
-  if (parent->nodeType == 0 || parent->nodeType > kTypes || child->nodeType == 0 || child->nodeType > kTypes) {
+  if (parent->nodeType == 0 || parent->nodeType > kTypes || child->nodeType == 0 ||
+      child->nodeType > kTypes) {
     return false;
   }
   return (child_matrix[parent->nodeType - 1] >> (child->nodeType - 1) & 1) != 0;
@@ -159,7 +160,8 @@ void UnlinkChild(DOM_Node* node) {
 void SetDoctypeOwner(DOM_DocumentType* doctype, DOM_Document* document) {
   doctype->ownerDocument = document;
   doctype->childNodes->ownerDocument = document;
-  for (NamedNodeMap* view : {DOM_DocumentTypePart(doctype).entities, DOM_DocumentTypePart(doctype).notations}) {
+  for (NamedNodeMap* view :
+       {DOM_DocumentTypePart(doctype).entities, DOM_DocumentTypePart(doctype).notations}) {
     if (view != nullptr) {
       view->ownerDocument = document;
     }

@@ -43,10 +43,12 @@ constexpr int kDaemonNotExecuted = 127;
 constexpr char kNoTls[] = "Cannot start application!";
 // The paths in these texts are those of the default installation, wherever this one is.
 constexpr char kNoSettings[] = "Invalid configuration file (/opt/zx/zxqvx/conf/qvxpd.xml). ";
-constexpr char kAskAdministrator[] = "Ask your system administrator to run \"/opt/zx/zxqvx/qvxconfig/qvxconfig.sh\".";
+constexpr char kAskAdministrator[] =
+    "Ask your system administrator to run \"/opt/zx/zxqvx/qvxconfig/qvxconfig.sh\".";
 
-// The launcher and the commands that it runs are usually members of the very process group that it, or another
-// reconfigure run at the same time, signals. The daemon would inherit the setting, so a start leaves it alone.
+// The launcher and the commands that it runs are usually members of the very process group that it,
+// or another reconfigure run at the same time, signals. The daemon would inherit the setting, so a
+// start leaves it alone.
 void IgnoreReconfigureSignal() {
   std::signal(SIGUSR1, SIG_IGN);
 }
@@ -112,9 +114,10 @@ std::optional<int> Generate() {
   return std::nullopt;
 }
 
-// The daemon leads its session and its process group, so one number names both. killpg(3) takes 0 for the launcher's
-// own group, and what it makes of 1 reaches every process of the machine: neither is ever the daemon's group. The
-// kernel has to agree, since the number comes from a command.
+// The daemon leads its session and its process group, so one number names both. killpg(3) takes 0
+// for the launcher's own group, and what it makes of 1 reaches every process of the machine:
+// neither is ever the daemon's group. The kernel has to agree, since the number comes from a
+// command.
 void SignalDaemon(pid_t parent, const std::string& session) {
   const int group = std::atoi(session.c_str());  // leading digits are the rule
   if (group > 1 && getsid(parent) == group) {
@@ -133,7 +136,8 @@ int Reconfigure(pid_t parent) {
 int ExecuteDaemon(std::string daemon, std::string configuration) {
   std::string define = "-DSSL";
   std::string file_option = "-f";
-  char* const arguments[] = {daemon.data(), define.data(), file_option.data(), configuration.data(), nullptr};
+  char* const arguments[] = {daemon.data(), define.data(), file_option.data(), configuration.data(),
+                             nullptr};
   execv(daemon.c_str(), arguments);
   return kDaemonNotExecuted;
 }
@@ -178,7 +182,8 @@ int RunLauncher(int argument_count) {
     return Run(argument_count);
   } catch (const std::bad_alloc&) {
     constexpr std::string_view kNoMemory = "qvxlauncher: out of memory\n";
-    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kNoMemory.data(), kNoMemory.size());
+    [[maybe_unused]] const ssize_t written =
+        write(STDERR_FILENO, kNoMemory.data(), kNoMemory.size());
     return kRefused;
   }
 }

@@ -6,8 +6,9 @@
 #include "os/strings.h"
 
 const DebugCategoryEntry DebugCategories[9] = {
-    {"qvx_startup", 0x1}, {"qvx_config", 0x2}, {"qvx_aa", 0x4},    {"qvx_bc", 0x8}, {"qvx_ui", 0x10},
-    {"qvx_help", 0x20},   {"qvx_sso", 0x80},   {"qvx_elm", 0x100}, {nullptr, 0},
+    {"qvx_startup", 0x1}, {"qvx_config", 0x2}, {"qvx_aa", 0x4},
+    {"qvx_bc", 0x8},      {"qvx_ui", 0x10},    {"qvx_help", 0x20},
+    {"qvx_sso", 0x80},    {"qvx_elm", 0x100},  {nullptr, 0},
 };
 
 uint64_t Categories = 0;

@@ -23,8 +23,9 @@ uint32_t DebugCategory(uint32_t mask);
 
 namespace qvx {
 
-/// Switches every category off, then reads the debug settings file in pieces of at most 79 characters and gives each
-/// to DebugSetCategory. A file that cannot be opened leaves all of them off.
+/// Switches every category off, then reads the debug settings file in pieces of at most 79
+/// characters and gives each to DebugSetCategory. A file that cannot be opened leaves all of them
+/// off.
 void ReadDebugCategories(const char* path);
 
 }  // namespace qvx

@@ -43,7 +43,8 @@ struct LogUnlocker {
 using LogLock = std::unique_ptr<apr_thread_rwlock_t, LogUnlocker>;
 
 LogLock LockLog() {
-  const bool locked = rwlock_log_file != nullptr && apr_thread_rwlock_wrlock(rwlock_log_file) == APR_SUCCESS;
+  const bool locked =
+      rwlock_log_file != nullptr && apr_thread_rwlock_wrlock(rwlock_log_file) == APR_SUCCESS;
   return LogLock(locked ? rwlock_log_file : nullptr);
 }
 
@@ -66,7 +67,9 @@ qvx::File OpenLog() {
 /// The offset for the next record that the header holds; 0 when it holds none.
 uint64_t ReadHeader(std::FILE* file) {
   char header[kHeaderSize + 1] = "";
-  return std::fread(header, 1, kHeaderSize, file) == kHeaderSize ? std::strtoull(header, nullptr, 16) : 0;
+  return std::fread(header, 1, kHeaderSize, file) == kHeaderSize
+             ? std::strtoull(header, nullptr, 16)
+             : 0;
 }
 
 void WriteHeader(std::FILE* file, uint64_t offset) {
@@ -109,7 +112,8 @@ int AppendRecord(int severity, const char* format, va_list arguments) {
   }
   GoToNextRecord(file.get());
   WriteHeading(file.get(), logType[severity]);
-  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): a false alarm when one run reads several files.
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): a false alarm when one run reads several
+  // files.
   const int count = std::vfprintf(file.get(), format, arguments);
   return EndRecord(file.get()) ? count : -1;
 }

@@ -22,7 +22,8 @@ namespace {
 constexpr int kShellFailed = 127;  // as a shell reports a command that it could not run
 constexpr unsigned kSecondsAfterFailedStart = 1;
 constexpr int kLongestAccountCommand = 3000;  // milliseconds
-constexpr int kChildCheckMilliseconds = 50;  // how late the end of a command may be noticed while its output stays open
+constexpr int kChildCheckMilliseconds =
+    50;  // how late the end of a command may be noticed while its output stays open
 
 /// Repeats a system call that a signal interrupted.
 template <typename Call>
@@ -34,7 +35,8 @@ auto Resumed(Call call) {
   return result;
 }
 
-/// Past stdio: parent and child share the stream, and neither may write what the other has not flushed.
+/// Past stdio: parent and child share the stream, and neither may write what the other has not
+/// flushed.
 void Report(std::string_view text) {
   [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
 }
@@ -60,10 +62,12 @@ struct Shell {
   pid_t process;
 };
 
-/// What a new process does before it becomes the shell: it takes `output`, if there is one, for its standard output.
+/// What a new process does before it becomes the shell: it takes `output`, if there is one, for its
+/// standard output.
 class SpawnActions {
  public:
-  explicit SpawnActions(const qvx::Descriptor& output) : error_(posix_spawn_file_actions_init(&actions_)) {
+  explicit SpawnActions(const qvx::Descriptor& output)
+      : error_(posix_spawn_file_actions_init(&actions_)) {
     if (error_ == 0 && output) {
       error_ = posix_spawn_file_actions_adddup2(&actions_, output.get(), STDOUT_FILENO);
     }
@@ -82,9 +86,10 @@ class SpawnActions {
   int error_;
 };
 
-/// Starts the shell on `command`, with `output` (none: the launcher's own) as its standard output. The process is not
-/// forked: copying the launcher's page tables would cost more than the rest of it. An output that is descriptor 1
-/// already, in a process that was started without standard streams, survives the exec, too.
+/// Starts the shell on `command`, with `output` (none: the launcher's own) as its standard output.
+/// The process is not forked: copying the launcher's page tables would cost more than the rest of
+/// it. An output that is descriptor 1 already, in a process that was started without standard
+/// streams, survives the exec, too.
 Shell StartShell(const char* command, const qvx::Descriptor& output) {
   const SpawnActions actions(output);
   std::string name = "sh";
@@ -92,9 +97,9 @@ Shell StartShell(const char* command, const qvx::Descriptor& output) {
   std::string text = command;
   char* const arguments[] = {name.data(), option.data(), text.data(), nullptr};
   pid_t process = -1;
-  const int error = actions.error() != 0
-                        ? actions.error()
-                        : posix_spawn(&process, qvx::kShell, actions.get(), nullptr, arguments, environ);
+  const int error = actions.error() != 0 ? actions.error()
+                                         : posix_spawn(&process, qvx::kShell, actions.get(),
+                                                       nullptr, arguments, environ);
   if (error == 0) {
     return {Started::kRuns, process};
   }
@@ -124,8 +129,8 @@ bool IsReadable(int descriptor, int milliseconds) {
   return poll(&readable, 1, milliseconds) > 0;
 }
 
-/// Waits until there is output, or its end, or the command has ended. Returns whether the command has still to be
-/// waited for.
+/// Waits until there is output, or its end, or the command has ended. Returns whether the command
+/// has still to be waited for.
 bool RunsUntilOutput(int descriptor, pid_t child) {
   while (!IsReadable(descriptor, kChildCheckMilliseconds)) {
     if (HasEnded(child)) {
@@ -135,12 +140,13 @@ bool RunsUntilOutput(int descriptor, pid_t child) {
   return true;
 }
 
-/// Takes what the command still prints until it ends. Its output may stay open longer than it lives, in a process that
-/// it left in the background; that one is not waited for.
+/// Takes what the command still prints until it ends. Its output may stay open longer than it
+/// lives, in a process that it left in the background; that one is not waited for.
 void DropRestUntilEnd(int descriptor, pid_t child) {
   char dropped[16384];
   for (;;) {
-    if (IsReadable(descriptor, kChildCheckMilliseconds) && Read(descriptor, dropped, sizeof(dropped)) <= 0) {
+    if (IsReadable(descriptor, kChildCheckMilliseconds) &&
+        Read(descriptor, dropped, sizeof(dropped)) <= 0) {
       qvx::WaitForChild(child);
       return;
     }
@@ -160,11 +166,12 @@ bool EndsWithin(pid_t child, int milliseconds) {
   return !process || Resumed([&ended, milliseconds] { return poll(&ended, 1, milliseconds); }) != 0;
 }
 
-/// Runs `command` as the service account, in a process group of its own, and ends it when it takes long: the account
-/// may have put a pipe there for it to wait at; a process that is not root's, or a machine without that account, keeps
-/// its own rights.
+/// Runs `command` as the service account, in a process group of its own, and ends it when it takes
+/// long: the account may have put a pipe there for it to wait at; a process that is not root's, or
+/// a machine without that account, keeps its own rights.
 int32_t ExecuteAsAccount(const char* command) {
-  const std::optional<qvx::AccountIds> account = geteuid() == 0 ? qvx::ServiceAccountIds() : std::nullopt;
+  const std::optional<qvx::AccountIds> account =
+      geteuid() == 0 ? qvx::ServiceAccountIds() : std::nullopt;
   const pid_t child = qvx::StartChild([command, &account] {
     setpgid(0, 0);
     if (!account || qvx::BecomeServiceAccount(*account)) {
@@ -238,7 +245,8 @@ int Callpopen() {
 namespace qvx {
 
 int32_t RunCommand(const std::string& command, Rights rights) {
-  return rights == Rights::kOwn ? execute_linux_cmd(command.c_str()) : ExecuteAsAccount(command.c_str());
+  return rights == Rights::kOwn ? execute_linux_cmd(command.c_str())
+                                : ExecuteAsAccount(command.c_str());
 }
 
 void CommandCloser::operator()(std::FILE* stream) const {

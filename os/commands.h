@@ -1,6 +1,7 @@
 // Child processes: the one place that makes them and waits for them.
 //
-// Every command line goes to "/bin/sh" "-c" and inherits the environment. All waits resume after a signal.
+// Every command line goes to "/bin/sh" "-c" and inherits the environment. All waits resume after a
+// signal.
 #ifndef QVX_OS_COMMANDS_H
 #define QVX_OS_COMMANDS_H
 
@@ -13,15 +14,16 @@
 #include <string>
 
 /// Runs `command` for its effect and waits for it; its standard streams are the launcher's own.
-/// Returns 1 when the child was created and has ended, whatever its exit status; 0, with a text on standard error,
-/// when it could not be created.
+/// Returns 1 when the child was created and has ended, whatever its exit status; 0, with a text on
+/// standard error, when it could not be created.
 int32_t execute_linux_cmd(const char* command);
 
-/// Runs `command`, stores what the first read of its standard output returned, at most `size` - 1 bytes and a
-/// terminating zero (nothing for a size of 0), in `output`, and waits for it, not for what it left in the background.
-/// What it prints after that is read and dropped, so it is neither blocked nor sent SIGPIPE. When it prints nothing,
-/// `output` is left exactly as it was. Returns 0 when the command was run, -1, with a text on standard error, when pipe
-/// or child could not be created.
+/// Runs `command`, stores what the first read of its standard output returned, at most `size` - 1
+/// bytes and a terminating zero (nothing for a size of 0), in `output`, and waits for it, not for
+/// what it left in the background. What it prints after that is read and dropped, so it is neither
+/// blocked nor sent SIGPIPE. When it prints nothing, `output` is left exactly as it was. Returns 0
+/// when the command was run, -1, with a text on standard error, when pipe or child could not be
+/// created.
 int32_t process_linux_cmd(const char* command, char* output, uint32_t size);
 
 /// Opens "/sbin/ifconfig -a 2>/dev/null" for reading and closes it again, unread.
@@ -39,13 +41,14 @@ inline constexpr size_t kMaxCommand = 511;
 /// and there is such an account.
 enum class Rights { kOwn, kServiceAccount };
 
-/// The rights for a command that names paths: who could change what these lead to while it runs must
-/// not gain by it. `is_held` as in os/path_walk.h.
+/// The rights for a command that names paths: who could change what these lead to while it runs
+/// must not gain by it. `is_held` as in os/path_walk.h.
 inline Rights RightsFor(bool is_held) {
   return is_held ? Rights::kOwn : Rights::kServiceAccount;
 }
 
-/// As execute_linux_cmd, with the given rights. A command with the account's is ended after three seconds.
+/// As execute_linux_cmd, with the given rights. A command with the account's is ended after three
+/// seconds.
 int32_t RunCommand(const std::string& command, Rights rights);
 
 /// Closes a stream of OpenCommand and waits for its command.
@@ -54,19 +57,20 @@ struct CommandCloser {
 };
 using CommandStream = std::unique_ptr<std::FILE, CommandCloser>;
 
-/// Starts `command` with its standard output readable (popen(3), close-on-exec); null when it could not be started.
+/// Starts `command` with its standard output readable (popen(3), close-on-exec); null when it could
+/// not be started.
 CommandStream OpenCommand(const char* command);
 
 /// Replaces the process by the shell running `command`. Returns only on failure, with errno set.
 void ExecuteShell(const char* command);
 
-/// Creates a child that runs `body` and ends with the status that it returns (through _exit: the launcher's exit
-/// handlers and unwritten streams are the launcher's; an exception ends it with 127). Returns its process ID, or -1
-/// with errno set.
+/// Creates a child that runs `body` and ends with the status that it returns (through _exit: the
+/// launcher's exit handlers and unwritten streams are the launcher's; an exception ends it with
+/// 127). Returns its process ID, or -1 with errno set.
 pid_t StartChild(const std::function<int()>& body);
 
-/// Waits for the child with waitpid's `options`: 0, or WUNTRACED to return when it is stopped, too. Returns its wait
-/// status; -1 when there is no such child.
+/// Waits for the child with waitpid's `options`: 0, or WUNTRACED to return when it is stopped, too.
+/// Returns its wait status; -1 when there is no such child.
 int WaitForChild(pid_t child, int options = 0);
 
 }  // namespace qvx

@@ -19,12 +19,14 @@ namespace {
 /// Where "cp" puts its copy: a directory takes it under the source's name.
 std::optional<qvx::Place> FindDestination(const std::string& path, const std::string& source_name) {
   std::optional<qvx::Place> place = qvx::FindPlace(path, qvx::Access::kChange);
-  return place && place->IsA(S_IFDIR) ? qvx::FindPlace(path + "/" + source_name, qvx::Access::kChange)
-                                      : std::move(place);
+  return place && place->IsA(S_IFDIR)
+             ? qvx::FindPlace(path + "/" + source_name, qvx::Access::kChange)
+             : std::move(place);
 }
 
 bool MayTake(const qvx::Place& place) {
-  return !place.exists() || (place.IsA(S_IFREG) && qvx::MayStep(place, place.entry_status, qvx::Access::kChange));
+  return !place.exists() ||
+         (place.IsA(S_IFREG) && qvx::MayStep(place, place.entry_status, qvx::Access::kChange));
 }
 
 int32_t Copy(const std::string& source, const std::string& destination) {
@@ -35,7 +37,8 @@ int32_t Copy(const std::string& source, const std::string& destination) {
   }
   // Open until the end: a lease that is taken meanwhile would hold up the command.
   const qvx::Descriptor open_source = qvx::OpenEntry(*from, O_RDONLY);
-  const std::optional<qvx::Place> to = FindDestination(destination, source.substr(source.rfind('/') + 1));
+  const std::optional<qvx::Place> to =
+      FindDestination(destination, source.substr(source.rfind('/') + 1));
   if (!open_source || (to && !MayTake(*to)) || (!to && errno == ELOOP)) {
     return 0;
   }

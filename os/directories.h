@@ -1,9 +1,10 @@
 // The directories that every file of the launcher lies under.
 //
-// A resolver reads the environment afresh at each call and only computes a name; nothing is created or tested. The
-// name never gains a "/" at its end. A value that does not fit the caller's buffer is cut at its capacity: with the
-// buffers of this program, of kPathCapacity bytes, every path under such a directory is longer than the system's
-// PATH_MAX, so nothing can be opened by mistake in another place.
+// A resolver reads the environment afresh at each call and only computes a name; nothing is created
+// or tested. The name never gains a "/" at its end. A value that does not fit the caller's buffer
+// is cut at its capacity: with the buffers of this program, of kPathCapacity bytes, every path
+// under such a directory is longer than the system's PATH_MAX, so nothing can be opened by mistake
+// in another place.
 #ifndef QVX_OS_DIRECTORIES_H
 #define QVX_OS_DIRECTORIES_H
 
@@ -14,7 +15,8 @@
 /// Bytes of a path buffer: 4095 characters and the terminator.
 inline constexpr size_t kPathCapacity = 4096;
 
-/// Writes the platform base directory, "/opt". All resolvers return `buffer`; `capacity` is its size in bytes.
+/// Writes the platform base directory, "/opt". All resolvers return `buffer`; `capacity` is its
+/// size in bytes.
 char* OSGetBaseDir(char* buffer, size_t capacity);
 
 /// The installation directory: SYSMGTZX_BASE_DIR, or /opt/zx/zxqvx.

@@ -15,7 +15,8 @@
 
 namespace {
 
-constexpr size_t kMaxBuiltDirectory = 255;  // characters of a directory part that QVXBuildDirectory creates
+constexpr size_t kMaxBuiltDirectory =
+    255;  // characters of a directory part that QVXBuildDirectory creates
 
 bool EnterDirectory(const std::string& path) {
   const qvx::Descriptor directory = qvx::OpenDirectory(path);
@@ -25,7 +26,8 @@ bool EnterDirectory(const std::string& path) {
 bool CheckLevels(char* path) {
   std::string level = "/";
   char* rest = nullptr;
-  for (char* piece = strtok_r(path, "/", &rest); piece != nullptr; piece = strtok_r(nullptr, "/", &rest)) {
+  for (char* piece = strtok_r(path, "/", &rest); piece != nullptr;
+       piece = strtok_r(nullptr, "/", &rest)) {
     if (std::strchr(piece, '.') != nullptr) {
       continue;
     }
@@ -37,10 +39,12 @@ bool CheckLevels(char* path) {
   return true;
 }
 
-/// Whether every level of `directory` below `level` is there or could be made. Cuts `directory` in place.
+/// Whether every level of `directory` below `level` is there or could be made. Cuts `directory` in
+/// place.
 bool BuildLevels(std::string level, char* directory) {
   char* rest = nullptr;
-  for (char* piece = strtok_r(directory, "/", &rest); piece != nullptr; piece = strtok_r(nullptr, "/", &rest)) {
+  for (char* piece = strtok_r(directory, "/", &rest); piece != nullptr;
+       piece = strtok_r(nullptr, "/", &rest)) {
     level.append(piece).append("/");
     if (qvx::OpenDirectory(level)) {
       continue;
@@ -58,7 +62,8 @@ bool BuildDirectory(const char* path) {
   uint32_t drive_size = sizeof(drive);
   char directory[kMaxBuiltDirectory + 1] = "";
   uint32_t directory_size = sizeof(directory);
-  OSSplitPath(path, drive, &drive_size, directory, &directory_size, nullptr, nullptr, nullptr, nullptr);
+  OSSplitPath(path, drive, &drive_size, directory, &directory_size, nullptr, nullptr, nullptr,
+              nullptr);
   const std::string root = std::string(drive).append("/");
   return drive_size <= sizeof(drive) && qvx::OpenDirectory(root) && BuildLevels(root, directory);
 }

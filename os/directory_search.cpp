@@ -57,7 +57,8 @@ bool FillNextMatch(DIR* stream, OSFindRecord* record) {
 
 DirectoryStream OpenStream(const char* path) {
   const qvx::Descriptor directory = qvx::OpenDirectory(path);
-  const int descriptor = directory ? openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
+  const int descriptor =
+      directory ? openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
   return DirectoryStream(descriptor < 0 ? nullptr : fdopendir(descriptor));
 }
 

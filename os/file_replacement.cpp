@@ -30,7 +30,8 @@ struct DirectoryCloser {
   void operator()(DIR* stream) const { closedir(stream); }
 };
 
-/// The number of the process that makes the file of this name; nothing when the name is none of ours.
+/// The number of the process that makes the file of this name; nothing when the name is none of
+/// ours.
 std::optional<pid_t> MakerOf(std::string_view name) {
   if (!name.starts_with('.') || !name.ends_with(kSuffix)) {
     return std::nullopt;
@@ -39,8 +40,9 @@ std::optional<pid_t> MakerOf(std::string_view name) {
   const std::string_view number = name.substr(name.rfind('.') + 1);
   pid_t maker = 0;
   const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), maker);
-  return error == std::errc() && end == number.data() + number.size() && maker > 0 ? std::optional(maker)
-                                                                                   : std::nullopt;
+  return error == std::errc() && end == number.data() + number.size() && maker > 0
+             ? std::optional(maker)
+             : std::nullopt;
 }
 
 /// This process's number is an earlier one's: it has made nothing yet.
@@ -50,11 +52,13 @@ bool IsGone(pid_t process) {
 
 void RemoveLeftoversIn(const Descriptor& directory) {
   const int descriptor = openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  const std::unique_ptr<DIR, DirectoryCloser> stream(descriptor < 0 ? nullptr : fdopendir(descriptor));
+  const std::unique_ptr<DIR, DirectoryCloser> stream(descriptor < 0 ? nullptr
+                                                                    : fdopendir(descriptor));
   while (const dirent* entry = stream ? readdir(stream.get()) : nullptr) {
     const std::optional<pid_t> maker = MakerOf(entry->d_name);
     struct stat status {};
-    if (maker && IsGone(*maker) && fstatat(directory.get(), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+    if (maker && IsGone(*maker) &&
+        fstatat(directory.get(), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
         S_ISREG(status.st_mode)) {
       unlinkat(directory.get(), entry->d_name, 0);
     }
@@ -80,7 +84,8 @@ bool Overwrite(const Descriptor& file, std::string_view text) {
 
 /// Not every file system can reserve; where one cannot, the write itself decides.
 bool Reserve(const Descriptor& file, size_t size) {
-  return size == 0 || fallocate(file.get(), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) == 0 ||
+  return size == 0 ||
+         fallocate(file.get(), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) == 0 ||
          errno == EOPNOTSUPP || errno == ENOSYS;
 }
 
@@ -88,13 +93,16 @@ bool Reserve(const Descriptor& file, size_t size) {
 /// the file until then.
 bool GiveBirth(const Descriptor& file, const Birth& birth) {
   fremovexattr(file.get(), "system.posix_acl_access");
-  return (fchown(file.get(), birth.user, birth.group) == 0 || geteuid() != 0) && fchmod(file.get(), birth.mode) == 0;
+  return (fchown(file.get(), birth.user, birth.group) == 0 || geteuid() != 0) &&
+         fchmod(file.get(), birth.mode) == 0;
 }
 
 /// The file's STATX_ATTR_... bits; none when there is no file.
 uint64_t AttributesOf(const Place& place) {
   struct statx status {};
-  return place.exists() && statx(place.entry.get(), "", AT_EMPTY_PATH, STATX_TYPE, &status) == 0 ? status.stx_attributes : 0;
+  return place.exists() && statx(place.entry.get(), "", AT_EMPTY_PATH, STATX_TYPE, &status) == 0
+             ? status.stx_attributes
+             : 0;
 }
 
 /// Such a file refuses the very last step, when a file beside it may have been replaced.
@@ -129,7 +137,8 @@ Birth OwnFile(mode_t mode) {
   return {geteuid(), getegid(), mode};
 }
 
-FileReplacement::FileReplacement(const std::string& path, const Birth& birth, LastLink last_link, Fallback fallback)
+FileReplacement::FileReplacement(const std::string& path, const Birth& birth, LastLink last_link,
+                                 Fallback fallback)
     : place_(FindPlace(path, Access::kChange, last_link)) {
   if (!place_) {
     return;
@@ -161,8 +170,8 @@ void FileReplacement::MakeBeside(const Birth& birth) {
   std::string name = "." + place_->name + "." + std::to_string(getpid());
   name.append(kSuffix);
   unlinkat(place_->directory.get(), name.c_str(), 0);
-  Descriptor file(openat(place_->directory.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                         kNewFileMode));
+  Descriptor file(openat(place_->directory.get(), name.c_str(),
+                         O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kNewFileMode));
   if (!file) {
     return;
   }

@@ -5,8 +5,9 @@
 // its final owner and at most its final mode, and without an access list of the directory's, before
 // its first byte. What a process that was killed has left behind is removed by RemoveLeftovers.
 //
-// Where the directory lets nothing be made in it, or the file is a mount of its own, an old file is written in place:
-// the new text is kept until the end, space is reserved for it, and where writing fails the old text is put back.
+// Where the directory lets nothing be made in it, or the file is a mount of its own, an old file is
+// written in place: the new text is kept until the end, space is reserved for it, and where writing
+// fails the old text is put back.
 //
 // Nothing but a regular file is replaced: no device, pipe, socket or directory, and no file that is
 // marked as immutable.
@@ -44,8 +45,8 @@ class FileReplacement {
  public:
   /// Begins the replacement of the file at `path`. With LastLink::kStay a link at its end is itself
   /// replaced, not what it leads to. On failure the object is false, with errno set.
-  FileReplacement(const std::string& path, const Birth& birth, LastLink last_link = LastLink::kFollow,
-                  Fallback fallback = Fallback::kInPlace);
+  FileReplacement(const std::string& path, const Birth& birth,
+                  LastLink last_link = LastLink::kFollow, Fallback fallback = Fallback::kInPlace);
   ~FileReplacement();
   FileReplacement(const FileReplacement&) = delete;
   FileReplacement& operator=(const FileReplacement&) = delete;
@@ -87,8 +88,8 @@ class FileReplacement {
 /// Replaces the file at `path` by `text`. Returns false with errno set when it is as it was.
 bool ReplaceFile(const std::string& path, const Birth& birth, std::string_view text);
 
-/// Removes what killed processes have left in the directory of `path`; not to be called while this one makes a file
-/// there.
+/// Removes what killed processes have left in the directory of `path`; not to be called while this
+/// one makes a file there.
 void RemoveLeftovers(const std::string& path);
 
 }  // namespace qvx

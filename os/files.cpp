@@ -76,8 +76,8 @@ int OpenWithPatience(const qvx::Place& place, int flags, mode_t mode) {
   constexpr auto kPause = std::chrono::milliseconds(20);
   static int pauses_left = 150;
   for (;;) {
-    const int file =
-        openat(place.directory.get(), place.name.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, mode);
+    const int file = openat(place.directory.get(), place.name.c_str(),
+                            flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, mode);
     if (file >= 0 || errno != EWOULDBLOCK || pauses_left == 0) {
       return file;
     }
@@ -92,9 +92,11 @@ qvx::Descriptor OpenPlainFile(const std::string& path) {
   open_how how{};
   how.flags = O_PATH | O_CLOEXEC;
   how.resolve = RESOLVE_NO_SYMLINKS;
-  const qvx::Descriptor entry(static_cast<int>(syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how)));
+  const qvx::Descriptor entry(
+      static_cast<int>(syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how)));
   struct stat status {};
-  if (!entry || fstat(entry.get(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_nlink != 1) {
+  if (!entry || fstat(entry.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+      status.st_nlink != 1) {
     return qvx::Descriptor();
   }
   return qvx::Descriptor(open(qvx::PathOf(entry).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
@@ -127,7 +129,8 @@ Descriptor OpenDescriptor(const std::string& path, int flags, mode_t mode) {
       return file;
     }
   }
-  const std::optional<Place> place = FindPlace(path, IsForReading(flags) ? Access::kRead : Access::kChange);
+  const std::optional<Place> place =
+      FindPlace(path, IsForReading(flags) ? Access::kRead : Access::kChange);
   if (!place) {
     return Descriptor();
   }

@@ -35,11 +35,12 @@ Descriptor OpenEntry(const Place& place, int flags);
 /// Opens `path` through OSfopen; null on failure.
 File OpenFile(const std::string& path, const char* mode);
 
-/// What is left to read of an open file; nothing when that fails, or is more than `limit` bytes (errno EFBIG).
+/// What is left to read of an open file; nothing when that fails, or is more than `limit` bytes
+/// (errno EFBIG).
 std::optional<std::string> ReadRest(const Descriptor& file, size_t limit = SIZE_MAX);
 
-/// Removes the name `path`, of a file, link, pipe or socket; never a device, and nothing that a link
-/// leads to. Returns false with errno set when nothing was removed.
+/// Removes the name `path`, of a file, link, pipe or socket; never a device, and nothing that a
+/// link leads to. Returns false with errno set when nothing was removed.
 bool RemoveName(const std::string& path);
 
 /// Whether errno, after an opening that failed, says that something is there that is no file to be
@@ -65,9 +66,10 @@ int chsize(int descriptor, int64_t size);
 /// Current offset of an open file; -1 on failure.
 int64_t tell(int descriptor);
 
-/// Opens read-write and creating, truncating when `flags` holds O_TRUNC, with `mode` (set to 0664 afterwards when
-/// `flags` holds O_CREAT), and sets an advisory lock of `lock_type` (F_RDLCK, F_WRLCK, F_UNLCK) over the whole file.
-/// Returns the descriptor, owned by the caller; -1 when it could not be opened or the lock could not be set.
+/// Opens read-write and creating, truncating when `flags` holds O_TRUNC, with `mode` (set to 0664
+/// afterwards when `flags` holds O_CREAT), and sets an advisory lock of `lock_type` (F_RDLCK,
+/// F_WRLCK, F_UNLCK) over the whole file. Returns the descriptor, owned by the caller; -1 when it
+/// could not be opened or the lock could not be set.
 int sopen(const char* path, int flags, int lock_type, mode_t mode);
 
 /// Does nothing; file statistics have no use on this platform.

@@ -25,7 +25,8 @@ bool GroupIsTrusted(const Descriptor& directory, const struct stat& status) {
   return is_own && getxattr(PathOf(directory).c_str(), "system.posix_acl_access", nullptr, 0) < 0;
 }
 
-/// Whether nobody else can make the name of `entry` (null: of something new) stand for another file.
+/// Whether nobody else can make the name of `entry` (null: of something new) stand for another
+/// file.
 bool IsHeld(const Descriptor& directory, const struct stat& status, const struct stat* entry) {
   if (!IsTrusted(status.st_uid)) {
     return false;
@@ -34,7 +35,8 @@ bool IsHeld(const Descriptor& directory, const struct stat& status, const struct
   if (only_owners_move && entry != nullptr && IsTrusted(entry->st_uid)) {
     return true;
   }
-  return (status.st_mode & S_IWOTH) == 0 && ((status.st_mode & S_IWGRP) == 0 || GroupIsTrusted(directory, status));
+  return (status.st_mode & S_IWOTH) == 0 &&
+         ((status.st_mode & S_IWGRP) == 0 || GroupIsTrusted(directory, status));
 }
 
 std::optional<std::string> ReadLink(const Descriptor& link) {
@@ -47,7 +49,8 @@ std::optional<std::string> ReadLink(const Descriptor& link) {
   return target;
 }
 
-/// The state of one walk: the place reached so far, and the names that are still to be gone through.
+/// The state of one walk: the place reached so far, and the names that are still to be gone
+/// through.
 class Walk {
  public:
   Walk(std::string path, Access access, LastLink last_link)
@@ -76,7 +79,8 @@ class Walk {
 
  private:
   bool Start() {
-    place_.directory = Descriptor(open(rest_[0] == '/' ? "/" : ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    place_.directory =
+        Descriptor(open(rest_[0] == '/' ? "/" : ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
     return place_.directory && fstat(place_.directory.get(), &place_.directory_status) == 0;
   }
 
@@ -96,7 +100,8 @@ class Walk {
 
   /// Finds what bears the name. Only the last name may be missing.
   bool Look() {
-    place_.entry = Descriptor(openat(place_.directory.get(), place_.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    place_.entry = Descriptor(
+        openat(place_.directory.get(), place_.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     if (!place_.entry) {
       if (errno != ENOENT || HasRest()) {
         return false;
@@ -114,7 +119,8 @@ class Walk {
 
   /// Goes on with what a link says, from where it stands.
   bool Follow() {
-    const bool may_follow = IsTrusted(place_.entry_status.st_uid) && (access_ == Access::kRead || is_step_held_);
+    const bool may_follow =
+        IsTrusted(place_.entry_status.st_uid) && (access_ == Access::kRead || is_step_held_);
     if (!may_follow || ++links_ > kMostLinks) {
       errno = ELOOP;
       return false;
@@ -167,7 +173,8 @@ bool MayStep(const Place& place, const struct stat& file, Access access) {
   if (IsHeld(place.directory, place.directory_status, &file)) {
     return true;
   }
-  const bool is_owners = !IsTrusted(place.directory_status.st_uid) && file.st_uid == place.directory_status.st_uid;
+  const bool is_owners =
+      !IsTrusted(place.directory_status.st_uid) && file.st_uid == place.directory_status.st_uid;
   if (is_owners || S_ISDIR(file.st_mode)) {
     return true;  // a directory has no further links, and only its owner can move it elsewhere
   }

@@ -5,7 +5,8 @@
 // move what others have put there; and can do so between a look and the use of what was seen. So
 // every path is walked once, level by level, and what was found is held by descriptors.
 //
-// - A symbolic link is followed only when it belongs to root or to the effective user. On the way to
+// - A symbolic link is followed only when it belongs to root or to the effective user. On the way
+// to
 //   something that is to be changed, nobody else may be able to move it about, either.
 // - A directory is held when nobody but root and the effective user can change what a name in it
 //   stands for. From a directory that is not held nobody steps to somebody else's file: to change
@@ -47,10 +48,13 @@ struct Place {
 };
 
 /// Walks `path`; a relative one starts in the working directory. Its last name needs not exist.
-/// Returns nothing with errno set when a level is missing or no directory, or a link is not followed.
-std::optional<Place> FindPlace(const std::string& path, Access access, LastLink last_link = LastLink::kFollow);
+/// Returns nothing with errno set when a level is missing or no directory, or a link is not
+/// followed.
+std::optional<Place> FindPlace(const std::string& path, Access access,
+                               LastLink last_link = LastLink::kFollow);
 
-/// Whether a file with this status may be opened, or changed, under a name in the place's directory.
+/// Whether a file with this status may be opened, or changed, under a name in the place's
+/// directory.
 bool MayStep(const Place& place, const struct stat& file, Access access);
 
 /// Opens the directory that `path` leads to, for fchdir(2) and the calls that work relative to a

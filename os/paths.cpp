@@ -11,7 +11,8 @@
 
 namespace {
 
-constexpr size_t kMaxWorkingDirectory = 255;  // characters of a working directory that a path is resolved against
+constexpr size_t kMaxWorkingDirectory =
+    255;  // characters of a working directory that a path is resolved against
 constexpr int32_t kFixedDrive = 3;
 constexpr char kOnlyVolume[] = "/";
 
@@ -95,8 +96,9 @@ std::string AbsolutePath(std::string_view path) {
 
 }  // namespace
 
-int32_t OSSplitPath(const char* path, char* drive, uint32_t* drive_size, char* directory, uint32_t* directory_size,
-                    char* name, uint32_t* name_size, char* extension, uint32_t* extension_size) {
+int32_t OSSplitPath(const char* path, char* drive, uint32_t* drive_size, char* directory,
+                    uint32_t* directory_size, char* name, uint32_t* name_size, char* extension,
+                    uint32_t* extension_size) {
   if (path == nullptr) {
     return 0;
   }

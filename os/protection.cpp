@@ -20,7 +20,8 @@ constexpr mode_t kDirectoryMode = 0755;
 constexpr mode_t kFileMode = 0660;
 
 // What the command's 511 characters leave for a path that stands in it twice.
-constexpr size_t kLongestPath = (qvx::kMaxCommand - std::string_view("chmod 660 ; chown zxqvx:zxqvx ").size()) / 2;
+constexpr size_t kLongestPath =
+    (qvx::kMaxCommand - std::string_view("chmod 660 ; chown zxqvx:zxqvx ").size()) / 2;
 
 enum class Owner { kOwn, kService };
 
@@ -32,7 +33,8 @@ bool SetMode(const qvx::Descriptor& entry, mode_t mode) {
 /// The mode comes last: a change of the owner takes bits away.
 void GiveToAccount(const qvx::Descriptor& entry, mode_t mode) {
   if (const std::optional<qvx::AccountIds> account = qvx::ServiceAccountIds()) {
-    [[maybe_unused]] const int result = fchownat(entry.get(), "", account->user, account->group, AT_EMPTY_PATH);
+    [[maybe_unused]] const int result =
+        fchownat(entry.get(), "", account->user, account->group, AT_EMPTY_PATH);
   }
   SetMode(entry, mode);
 }
@@ -50,7 +52,8 @@ bool MayChange(const qvx::Place& place) {
 }
 
 int32_t RunProtection(const std::string& path, bool is_directory, bool is_held) {
-  const std::string command = (is_directory ? "chmod 755 " : "chmod 660 ") + path + "; chown zxqvx:zxqvx " + path;
+  const std::string command =
+      (is_directory ? "chmod 755 " : "chmod 660 ") + path + "; chown zxqvx:zxqvx " + path;
   return path.size() > kLongestPath ? 0 : qvx::RunCommand(command, qvx::RightsFor(is_held));
 }
 
@@ -74,12 +77,13 @@ int32_t Protect(const std::string& path) {
 /// The directory of this name is looked at again through a descriptor: it may have been exchanged.
 int MakeDirectory(std::string path, Owner owner) {
   path.erase(path.find_last_not_of('/') + 1);
-  const std::optional<qvx::Place> place = qvx::FindPlace(path, qvx::Access::kChange, qvx::LastLink::kStay);
+  const std::optional<qvx::Place> place =
+      qvx::FindPlace(path, qvx::Access::kChange, qvx::LastLink::kStay);
   if (!place || mkdirat(place->directory.get(), place->name.c_str(), kNewDirectoryMode) != 0) {
     return -1;
   }
-  const qvx::Descriptor made(
-      openat(place->directory.get(), place->name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  const qvx::Descriptor made(openat(place->directory.get(), place->name.c_str(),
+                                    O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   struct stat status {};
   if (!made || fstat(made.get(), &status) != 0 || status.st_uid != geteuid()) {
     return 0;

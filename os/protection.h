@@ -11,19 +11,21 @@
 #include <cstdint>
 #include <string>
 
-/// Gives `path` to the service account: mode 755 for a directory and 660 for a file, owner and group
-/// zxqvx, also through one shell command in which the path stands unquoted.
-/// Returns 1 when the command was run (its outcome is not known); 0 when it could not be started, the path is longer
-/// than the 240 characters that the command's 511 leave for it, or what stands there is neither
-/// file nor directory or must not be gone to (os/path_walk.h).
+/// Gives `path` to the service account: mode 755 for a directory and 660 for a file, owner and
+/// group zxqvx, also through one shell command in which the path stands unquoted. Returns 1 when
+/// the command was run (its outcome is not known); 0 when it could not be started, the path is
+/// longer than the 240 characters that the command's 511 leave for it, or what stands there is
+/// neither file nor directory or must not be gone to (os/path_walk.h).
 int32_t OsProtectFile(const char* path);
 int32_t OsProtectLogFile(const char* path);
 
-/// Creates one directory with mode 0775, whatever the file-creation mask. Returns 0, or -1 when it was not created.
+/// Creates one directory with mode 0775, whatever the file-creation mask. Returns 0, or -1 when it
+/// was not created.
 int _mkdir(const char* path);
 
-/// As _mkdir; a directory that it made also gets the service account's user and group, if the account exists.
-/// Returns 0; -1 when it could not be created, which includes that it is there already.
+/// As _mkdir; a directory that it made also gets the service account's user and group, if the
+/// account exists. Returns 0; -1 when it could not be created, which includes that it is there
+/// already.
 int OsMkdir(const char* path);
 
 namespace qvx {

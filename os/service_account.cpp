@@ -8,7 +8,8 @@ namespace qvx {
 
 std::optional<AccountIds> ServiceAccountIds() {
   const passwd* account = getpwnam(kServiceAccount);
-  return account == nullptr ? std::nullopt : std::optional(AccountIds{account->pw_uid, account->pw_gid});
+  return account == nullptr ? std::nullopt
+                            : std::optional(AccountIds{account->pw_uid, account->pw_gid});
 }
 
 // The real and saved IDs are set, too: a shell sets effective IDs that differ from the real ones

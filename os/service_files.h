@@ -9,8 +9,8 @@
 
 namespace qvx {
 
-/// Puts a finished file, born as ServiceFile() says, in its place and protects it, whatever comes of
-/// the protection. Returns false with errno set when the old file is as it was.
+/// Puts a finished file, born as ServiceFile() says, in its place and protects it, whatever comes
+/// of the protection. Returns false with errno set when the old file is as it was.
 bool CommitAndProtect(FileReplacement& file, const std::string& path);
 
 /// Replaces the file at `path` by `text` and protects it. Returns false with errno set when the old

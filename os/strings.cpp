@@ -21,7 +21,8 @@ struct Splitting {
   char comment;
 };
 
-/// Returns the delimiter that ends the argument at `text`, or the end of the line. A comment has no delimiters.
+/// Returns the delimiter that ends the argument at `text`, or the end of the line. A comment has no
+/// delimiters.
 char* FindArgumentEnd(char* text, const Splitting& splitting) {
   bool quoted = false;
   for (; *text != '\0'; ++text) {
@@ -78,10 +79,12 @@ char* TmkRaloSkipWhiteSpace(const char* text) {
   while (IsSpace(*text)) {
     ++text;
   }
-  return const_cast<char*>(text);  // the caller knows whether its text may be changed, as with strchr(3)
+  return const_cast<char*>(
+      text);  // the caller knows whether its text may be changed, as with strchr(3)
 }
 
-int strcnargcn(char* line, char** arguments, const char* delimiters, int maximum, char comment, int trim) {
+int strcnargcn(char* line, char** arguments, const char* delimiters, int maximum, char comment,
+               int trim) {
   if (trim != 0) {
     line[std::strcspn(line, "\x1A\r\n")] = '\0';
     line = TmkRaloSkipWhiteSpace(line);

@@ -21,7 +21,8 @@ namespace {
 constexpr char kLoopback[] = "127.0.0.1";
 constexpr char kWildcard[] = "*";
 
-// Room beside the available addresses: for 127.0.0.1, and for the wildcard when no address was found.
+// Room beside the available addresses: for 127.0.0.1, and for the wildcard when no address was
+// found.
 constexpr size_t kExtraEntries = 2;
 
 // The bind list in the making: a text that is there already is not added again.
@@ -51,7 +52,8 @@ struct Network {
 
 std::optional<uint32_t> ReadDotted(const char* text) {
   std::array<unsigned char, sizeof(uint32_t)> bytes{};
-  const int numbers = std::sscanf(text, "%hhu.%hhu.%hhu.%hhu", &bytes[0], &bytes[1], &bytes[2], &bytes[3]);
+  const int numbers =
+      std::sscanf(text, "%hhu.%hhu.%hhu.%hhu", &bytes[0], &bytes[1], &bytes[2], &bytes[3]);
   return numbers == 4 ? std::optional(std::bit_cast<uint32_t>(bytes)) : std::nullopt;
 }
 
@@ -68,8 +70,8 @@ std::optional<Network> ReadNetwork(const char* entry) {
   return Network{*address & *mask, *mask};
 }
 
-// Adds the available addresses that lie in the network and zeroes them: each is selected once, however many entries it
-// matches.
+// Adds the available addresses that lie in the network and zeroes them: each is selected once,
+// however many entries it matches.
 void AddMatching(const Network& network, std::vector<uint32_t>& available, UniqueList& list) {
   if (network.address == 0) {
     return;
@@ -101,7 +103,8 @@ void AddSelected(char* binding_list, std::vector<uint32_t> available, UniqueList
 
 }  // namespace
 
-std::vector<std::string> SelectBindAddresses(std::span<const uint32_t> available, const BindSelection& selection) {
+std::vector<std::string> SelectBindAddresses(std::span<const uint32_t> available,
+                                             const BindSelection& selection) {
   UniqueList list;
   if (selection.bind_to_selected) {
     list.Add(kLoopback);
@@ -127,10 +130,10 @@ void SetupIPBindingList(char* binding_list) {
   uint32_t* holder = nullptr;
   const auto found = static_cast<size_t>(OSFindAvailableIPs(&holder));
   const qvx::MallocOwner<uint32_t> available(holder);
-  const auto entries =
-      qvx::SelectBindAddresses({available.get(), found}, {.bind_to_selected = isIPBinding != 0,
-                                                          .bind_to_wildcard = bMonitorIPChangesLinux != 0,
-                                                          .binding_list = binding_list});
+  const auto entries = qvx::SelectBindAddresses({available.get(), found},
+                                                {.bind_to_selected = isIPBinding != 0,
+                                                 .bind_to_wildcard = bMonitorIPChangesLinux != 0,
+                                                 .binding_list = binding_list});
   qvx::MakeBindList(found + qvx::kExtraEntries);
   for (const std::string& entry : entries) {
     entry.copy(gIPList[gVHostPairs++], kBindAddressCapacity - 1);

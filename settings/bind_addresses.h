@@ -7,8 +7,9 @@
 #include <string>
 #include <vector>
 
-/// Fills gIPList and gVHostPairs from the machine's addresses, isIPBinding, bMonitorIPChangesLinux and `binding_list`
-/// (may be null). With isIPBinding on and an address found, the list is cut in place: each ";" becomes a zero byte.
+/// Fills gIPList and gVHostPairs from the machine's addresses, isIPBinding, bMonitorIPChangesLinux
+/// and `binding_list` (may be null). With isIPBinding on and an address found, the list is cut in
+/// place: each ";" becomes a zero byte.
 void SetupIPBindingList(char* binding_list);
 
 namespace qvx {
@@ -20,9 +21,10 @@ struct BindSelection {
   char* binding_list;     ///< "address/mask" entries separated by ";"; may be null; cut in place
 };
 
-/// The bind addresses in order, without repeats, for the available addresses (network byte order). Linear in the
-/// addresses times the entries of the binding list.
-std::vector<std::string> SelectBindAddresses(std::span<const uint32_t> available, const BindSelection& selection);
+/// The bind addresses in order, without repeats, for the available addresses (network byte order).
+/// Linear in the addresses times the entries of the binding list.
+std::vector<std::string> SelectBindAddresses(std::span<const uint32_t> available,
+                                             const BindSelection& selection);
 
 }  // namespace qvx
 

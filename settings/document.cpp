@@ -43,8 +43,8 @@ namespace {
 constexpr int kLoaded = 1;
 constexpr int kNotOpened = -1;
 
-// Stands for the text of every element without content. Not const, because the record's texts may be cut in place;
-// that never changes a text without a separator.
+// Stands for the text of every element without content. Not const, because the record's texts may
+// be cut in place; that never changes a text without a separator.
 char empty_text[] = "";
 
 DOM_Element* FirstElement(DOM_Document* document, const char* name) {
@@ -61,7 +61,8 @@ bool PutFirstChild(DOM_Element* element, NodeHolder node) {
     static_cast<void>(node.release());
     return true;
   }
-  const NodeHolder replaced(DOM_Node_replaceChild(element, node.get(), element->firstChild), node.get_deleter());
+  const NodeHolder replaced(DOM_Node_replaceChild(element, node.get(), element->firstChild),
+                            node.get_deleter());
   if (replaced) {
     static_cast<void>(node.release());
   }
@@ -145,7 +146,8 @@ char* GetElementAttributeValue(DOM_Document* document, const char* name, const c
   return element == nullptr ? nullptr : DOM_Element_getAttribute(element, attribute);
 }
 
-int32_t SetElementValue(DOM_Document* document, const char* path, const char* name, const char* value) {
+int32_t SetElementValue(DOM_Document* document, const char* path, const char* name,
+                        const char* value) {
   DOM_Element* element = document == nullptr ? nullptr : qvx::FirstElement(document, name);
   if (element == nullptr) {
     return 1;

@@ -42,7 +42,8 @@ std::string ReadAll(std::FILE* stream) {
   return text;
 }
 
-// Walks over the runs of digits and "." that stand behind the occurrences of a keyword, on whatever line.
+// Walks over the runs of digits and "." that stand behind the occurrences of a keyword, on whatever
+// line.
 class DottedRuns {
  public:
   DottedRuns(std::string_view text, std::string_view keyword) : rest_(text), keyword_(keyword) {}
@@ -90,8 +91,10 @@ void FillAddressCache() {
   DottedRuns runs(View(text), kFamilyKeyword);
   while (const auto run = runs.Next()) {
     const in_addr_t address = inet_addr(std::string(*run).c_str());
-    const bool begins_with_0 = ntohl(address) >> 24 == 0;  // so does the "6" of an inet6 line, read as 0.0.0.6
-    if (address == htonl(INADDR_LOOPBACK) || begins_with_0 || GlobalIpAddrCount == kMaxCachedAddresses) {
+    const bool begins_with_0 =
+        ntohl(address) >> 24 == 0;  // so does the "6" of an inet6 line, read as 0.0.0.6
+    if (address == htonl(INADDR_LOOPBACK) || begins_with_0 ||
+        GlobalIpAddrCount == kMaxCachedAddresses) {
       continue;
     }
     unsigned char* cached = GlobalIpAddrList[GlobalIpAddrCount];
@@ -109,7 +112,8 @@ std::vector<uint32_t> ParseInterfaceAddresses(std::string_view interface_text) {
   while (const auto run = runs.Next()) {
     const std::string dotted(run->substr(0, kLongestAddress));
     in_addr address{};
-    if (dotted != "0.0.0.0" && dotted != "255.255.255.255" && inet_aton(dotted.c_str(), &address) != 0) {
+    if (dotted != "0.0.0.0" && dotted != "255.255.255.255" &&
+        inet_aton(dotted.c_str(), &address) != 0) {
       addresses.push_back(address.s_addr);
     }
   }

@@ -10,7 +10,8 @@
 namespace {
 
 constexpr char kElement[] = "multihomed";
-constexpr char kAllowedCharacters[] = "-_.;abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ1234567890";
+constexpr char kAllowedCharacters[] =
+    "-_.;abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ1234567890";
 
 // Four, not three: "1.2.3.4." and "1.2.3.4.5" count as addresses.
 constexpr size_t kMostDots = 4;
@@ -55,14 +56,16 @@ namespace qvx {
 std::optional<std::string> MultihomedNames() {
   const DocumentHolder document = NewDocument();
   LoadResult result = LoadSettings(document.get());
-  if (result == LoadResult::kNotWellFormed) {  // the console may just be writing it; nothing is replaced here
+  if (result ==
+      LoadResult::kNotWellFormed) {  // the console may just be writing it; nothing is replaced here
     result = LoadSettings(document.get());
   }
   if (result == LoadResult::kNotWellFormed) {
     return std::nullopt;
   }
   const char* list = SettingText(document.get(), kElement);
-  return list != nullptr && ValidateMultiHomed(list) != 0 ? std::optional<std::string>(list) : std::nullopt;
+  return list != nullptr && ValidateMultiHomed(list) != 0 ? std::optional<std::string>(list)
+                                                          : std::nullopt;
 }
 
 }  // namespace qvx

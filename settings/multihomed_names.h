@@ -6,16 +6,16 @@
 #include <optional>
 #include <string>
 
-/// Returns a copy of the settings document's multihomed list, which the caller releases with free(); null when the
-/// document cannot be loaded, the element is missing, its text is not valid as a whole or memory ran out. An empty
-/// element gives an empty text.
+/// Returns a copy of the settings document's multihomed list, which the caller releases with
+/// free(); null when the document cannot be loaded, the element is missing, its text is not valid
+/// as a whole or memory ran out. An empty element gives an empty text.
 char* ParseMultiHomed();
 
 /// Returns 1 when every character of `list` is a letter, a digit or one of "-_.;", else 0.
 int32_t ValidateMultiHomed(const char* list);
 
-/// Returns 1 when `entry` counts as an address: it begins with a digit and holds at most 12 digits, at most 4 "." and
-/// nothing else. Otherwise 0.
+/// Returns 1 when `entry` counts as an address: it begins with a digit and holds at most 12 digits,
+/// at most 4 "." and nothing else. Otherwise 0.
 int32_t isTheValueAnIP(const char* entry);
 
 namespace qvx {

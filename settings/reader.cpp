@@ -45,14 +45,16 @@ bool LoadNew(DocumentHolder& document) {
   return LoadSettings(document.get()) != LoadResult::kNotWellFormed;
 }
 
-// Replaces a document that is not well-formed by the default. Returns false when that does not help either.
+// Replaces a document that is not well-formed by the default. Returns false when that does not help
+// either.
 bool LoadOrReplace(DocumentHolder& document) {
   if (LoadNew(document)) {
     return true;
   }
   CheckQVXXML(1);
   LogOutput(kLogInformation,
-            "Configuration file is corrupted or missing, a default configuration file has been generated for you for "
+            "Configuration file is corrupted or missing, a default configuration file has been "
+            "generated for you for "
             "proper startup,you have to reset the configuration to your desired settings.");
   return LoadNew(document);
 }
@@ -63,7 +65,8 @@ bool Equals(const char* value, const char* word) {
 
 // The rule of atoi(3), with a defined result beyond its range.
 int32_t Number(const char* value) {
-  return static_cast<int32_t>(std::clamp<long>(std::strtol(value, nullptr, 10), INT32_MIN, INT32_MAX));
+  return static_cast<int32_t>(
+      std::clamp<long>(std::strtol(value, nullptr, 10), INT32_MIN, INT32_MAX));
 }
 
 bool IsOneCharacter(const char* value) {
@@ -109,7 +112,8 @@ void ReadRotation(DOM_Document* document) {
 
 void ReadRotationSize(DOM_Document* document) {
   const char* value = SettingText(document, "rotate-logs-size");
-  const int32_t number = value != nullptr && std::strlen(value) <= kRotateSizeDigits ? Number(value) : 0;
+  const int32_t number =
+      value != nullptr && std::strlen(value) <= kRotateSizeDigits ? Number(value) : 0;
   nRotateLogsSize = number > 0 ? number : kDefaultRotateSize;
 }
 
@@ -124,7 +128,8 @@ void ReadThreads(DOM_Document* document) {
   const int32_t threads = value == nullptr ? kDefaultThreads : Number(value);
   const bool is_allowed = threads >= kFewestThreads && threads <= kMostThreads;
   if (!is_allowed) {
-    LogOutput(kLogInformation, "max-threads in XML file is outside of allowed bounds, using default value.");
+    LogOutput(kLogInformation,
+              "max-threads in XML file is outside of allowed bounds, using default value.");
   }
   nMaxThreads = is_allowed ? threads : kDefaultThreads;
 }
@@ -148,8 +153,8 @@ void ReleaseTexts() {
   sLogBaseDir = nullptr;
 }
 
-// Everything that needs the document. The bind list needs the settings that are read before it. Returns the result of
-// writing the server configuration.
+// Everything that needs the document. The bind list needs the settings that are read before it.
+// Returns the result of writing the server configuration.
 int32_t ReadAndWriteServerConf(DOM_Document* document) {
   ReadRestriction(document);
   ReadBinding(document);

@@ -1,5 +1,6 @@
-// Almost every text that the document model measures is ASCII, which every locale decodes byte by byte, so runs of it
-// are skipped in words; all else goes through mbrtowc(3) and wcwidth(3) one character at a time.
+// Almost every text that the document model measures is ASCII, which every locale decodes byte by
+// byte, so runs of it are skipped in words; all else goes through mbrtowc(3) and wcwidth(3) one
+// character at a time.
 #include "support/mbs.h"
 
 #include <algorithm>
@@ -25,8 +26,9 @@ bool IsAscii(char byte) {
   return static_cast<signed char>(byte) > 0;
 }
 
-// The bytes of the ASCII run at the front of `text`, at most `limit` and never beyond the NUL. The text is only known
-// to be readable up to its NUL, so that is looked for first; a block at a time, so that a short run costs little.
+// The bytes of the ASCII run at the front of `text`, at most `limit` and never beyond the NUL. The
+// text is only known to be readable up to its NUL, so that is looked for first; a block at a time,
+// so that a short run costs little.
 size_t AsciiRun(const char* text, size_t limit) {
   constexpr size_t kBlock = 256;
   constexpr uint64_t kHighBits = 0x8080808080808080;
@@ -69,7 +71,8 @@ class Walk {
   Walk(const char* text, const Limits& limits, Unit unit)
       : text_(text), at_(text), limits_(limits), left_(limits), unit_(unit) {}
 
-  // An ASCII character is one character and one column, be it printable or, as a control character, without a width.
+  // An ASCII character is one character and one column, be it printable or, as a control character,
+  // without a width.
   void SkipAscii() {
     if (at_ != nullptr) {
       const size_t run = AsciiRun(at_, left_.both());
@@ -144,8 +147,8 @@ std::optional<Measured> MeasureByCharacter(const qvx::TraceSite& site, Walk walk
   return Measured{walk.bytes(), walk.count()};
 }
 
-std::optional<Measured> Measure(const qvx::TraceSite& site, const char* text, size_t byte_limit, int32_t count_limit,
-                                Unit unit) {
+std::optional<Measured> Measure(const qvx::TraceSite& site, const char* text, size_t byte_limit,
+                                int32_t count_limit, Unit unit) {
   const Limits limits(byte_limit, count_limit);
   if (text != nullptr) {
     const size_t run = AsciiRun(text, limits.both());
@@ -164,7 +167,8 @@ char* Position(const char* text, size_t offset) {
 }  // namespace
 
 int mbsnsize(const char* text, size_t byte_limit, int32_t column_limit) {
-  const auto measured = Measure({kSource, "mbsnsize"}, text, byte_limit, column_limit, Unit::kColumns);
+  const auto measured =
+      Measure({kSource, "mbsnsize"}, text, byte_limit, column_limit, Unit::kColumns);
   return measured ? static_cast<int>(measured->bytes) : -1;
 }
 
@@ -173,7 +177,8 @@ int mbssize(const char* text) {
 }
 
 int mbsnlen(const char* text, size_t byte_limit, int32_t column_limit) {
-  const auto measured = Measure({kSource, "mbsnlen"}, text, byte_limit, column_limit, Unit::kColumns);
+  const auto measured =
+      Measure({kSource, "mbsnlen"}, text, byte_limit, column_limit, Unit::kColumns);
   return measured ? measured->count : -1;
 }
 
@@ -218,7 +223,8 @@ char* mbsdup(const char* text) {
 }
 
 char* mbssub(const char* text, size_t byte_limit, int32_t column_limit) {
-  const auto measured = Measure({kSource, "mbssub"}, text, byte_limit, column_limit, Unit::kColumns);
+  const auto measured =
+      Measure({kSource, "mbssub"}, text, byte_limit, column_limit, Unit::kColumns);
   return measured ? Position(text, measured->bytes) : nullptr;
 }
 

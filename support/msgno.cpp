@@ -40,9 +40,9 @@ int (*msgno_hdlr)(const char* format, ...) = msgno_hdlr_stderr;
 
 namespace {
 
-constexpr int kTableShift = 16;             // a code's table index stands above the number of the message
+constexpr int kTableShift = 16;  // a code's table index stands above the number of the message
 constexpr int32_t kHighestNumber = 0xffff;  // what fits below it
-constexpr int32_t kHighestTable = 15;       // the highest table index that a code can be looked up by
+constexpr int32_t kHighestTable = 15;  // the highest table index that a code can be looked up by
 
 int FailWith(int error) {
   errno = error;
@@ -63,7 +63,8 @@ msgno_list* FindSlot(const msgno_entry* table) {
   return free_slot;
 }
 
-// Numbers the entries of a slot's table in place. Returns false at a number that goes backwards or does not fit.
+// Numbers the entries of a slot's table in place. Returns false at a number that goes backwards or
+// does not fit.
 bool NumberEntries(msgno_list& slot, int32_t base) {
   int32_t number = 0;
   for (msgno_entry* entry = slot.table; entry->message != nullptr; ++entry) {

@@ -1,11 +1,13 @@
 // Numbered error codes, their texts, and the trace of the last failure.
 //
-// An operation that fails leaves three things: its failure value (null or -1), a number in the one error cell, and a
-// line in the one trace buffer. The number has two fields: bits 31 to 16 are a table index (0: a system error number;
-// 1 to 15: a registered message table), bits 15 to 0 a number within that table.
+// An operation that fails leaves three things: its failure value (null or -1), a number in the one
+// error cell, and a line in the one trace buffer. The number has two fields: bits 31 to 16 are a
+// table index (0: a system error number; 1 to 15: a registered message table), bits 15 to 0 a
+// number within that table.
 //
-// The trace buffer holds the innermost failure first and the operations that failed because of it after it, one line
-// each. When it is full, what does not fit is cut: the first line, which names the cause, is never lost.
+// The trace buffer holds the innermost failure first and the operations that failed because of it
+// after it, one line each. When it is full, what does not fit is cut: the first line, which names
+// the cause, is never lost.
 //
 // All of this is process-wide state without a lock: one thread only.
 #ifndef QVX_SUPPORT_MSGNO_H
@@ -15,7 +17,8 @@
 
 /// One message of a table; a table is an array of these, ended by an entry whose message is null.
 struct msgno_entry {
-  int32_t code;         ///< before registration: an explicit number, or 0 for "the next one"; after: the whole code
+  int32_t code;  ///< before registration: an explicit number, or 0 for "the next one"; after: the
+                 ///< whole code
   const char* message;  ///< constant text, owned by the module that declares the table
 };
 
@@ -38,8 +41,8 @@ inline constexpr int32_t kNullParameter = 0x10000;
 /// The document model's own table: fifteen entries, numbered from 1 by msgno_add_codes.
 extern msgno_entry dom_codes[];
 
-// The codes of that table. They are references into it, because a code gets its table index when the table is
-// registered, which every node factory and every failure of the document model does.
+// The codes of that table. They are references into it, because a code gets its table index when
+// the table is registered, which every node factory and every failure of the document model does.
 inline const int32_t& DOM_INDEX_SIZE_ERR = dom_codes[0].code;
 inline const int32_t& DOM_DOMSTRING_SIZE_ERR = dom_codes[1].code;
 inline const int32_t& DOM_HIERARCHY_REQUEST_ERR = dom_codes[2].code;
@@ -68,19 +71,19 @@ extern uint32_t _msgno_buf_idx;            ///< where the next trace line is app
 /// Where _msgno_printf sends its text; preset to msgno_hdlr_stderr.
 extern int (*msgno_hdlr)(const char* format, ...);
 
-/// Registers `table` and rewrites its codes in place; a table that is registered already is left alone.
-/// The table is borrowed for the rest of the process.
-/// Returns 0, or -1 with errno EINVAL (null or empty table) or ERANGE (all table indices are used up, also for a table
-/// that is registered already; or the numbers go backwards or exceed 65535: then the slot is free again, and the codes
-/// in front of the offending one stay rewritten).
+/// Registers `table` and rewrites its codes in place; a table that is registered already is left
+/// alone. The table is borrowed for the rest of the process. Returns 0, or -1 with errno EINVAL
+/// (null or empty table) or ERANGE (all table indices are used up, also for a table that is
+/// registered already; or the numbers go backwards or exceed 65535: then the slot is free again,
+/// and the codes in front of the offending one stay rewritten).
 int msgno_add_codes(msgno_entry* table);
 
-/// Returns the constant text of `code`, never null: the system's own text for table index 0, "No such msgno list" or
-/// "No such message in msgno list" for a code that is not registered.
+/// Returns the constant text of `code`, never null: the system's own text for table index 0, "No
+/// such msgno list" or "No such message in msgno list" for a code that is not registered.
 const char* msgno_msg(int32_t code);
 
-/// Sends the trace buffer, two blanks if it is not empty, and the formatted text through msgno_hdlr, and empties it.
-/// Returns the handler's result.
+/// Sends the trace buffer, two blanks if it is not empty, and the formatted text through
+/// msgno_hdlr, and empties it. Returns the handler's result.
 [[gnu::format(printf, 1, 2)]] int _msgno_printf(const char* format, ...);
 
 /// Writes the formatted text to standard error and flushes; returns 0.
@@ -92,7 +95,8 @@ const char* msgno_msg(int32_t code);
 /// Writes the text of `code` and a line end to standard error and flushes; returns 0.
 int msgno_hdlr_mno(int32_t code);
 
-/// Writes the text of `code`, ": ", the formatted text and a line end to standard error and flushes; returns 0.
+/// Writes the text of `code`, ": ", the formatted text and a line end to standard error and
+/// flushes; returns 0.
 [[gnu::format(printf, 2, 3)]] int msgno_hdlr_mnf(int32_t code, const char* format, ...);
 
 #endif

@@ -65,7 +65,8 @@ int stack_push(stack* s, void* element) {
     }
     const uint32_t new_size = s->sp > s->max / 2 ? s->max : 2 * s->sp;
     if (!Resize(s, new_size)) {
-      qvx::TraceDetails({kSource, kFunction}, errno, "new_size=%u,new_array=NULL,sp=%u", new_size, s->sp);
+      qvx::TraceDetails({kSource, kFunction}, errno, "new_size=%u,new_array=NULL,sp=%u", new_size,
+                        s->sp);
       return -1;
     }
   }

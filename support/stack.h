@@ -1,8 +1,8 @@
 // A last-in-first-out stack of object pointers with an upper bound on its depth.
 //
-// The array starts at 32 slots (fewer when the bound is lower), doubles when it is full and halves when three
-// quarters of a large array are empty, so a push or pop costs a constant time on average. The stack never owns the
-// objects that it holds.
+// The array starts at 32 slots (fewer when the bound is lower), doubles when it is full and halves
+// when three quarters of a large array are empty, so a push or pop costs a constant time on
+// average. The stack never owns the objects that it holds.
 #ifndef QVX_SUPPORT_STACK_H
 #define QVX_SUPPORT_STACK_H
 
@@ -16,25 +16,27 @@ struct stack {
   void** array;   ///< slot 0 is the bottom
 };
 
-/// Makes an empty stack of at most `max` elements (0: 2147483647). The caller releases it with stack_del.
-/// Returns null with errno set when memory ran out.
+/// Makes an empty stack of at most `max` elements (0: 2147483647). The caller releases it with
+/// stack_del. Returns null with errno set when memory ran out.
 stack* stack_new(uint32_t max);
 
-/// Hands every element to `release` from the top down (unless `release` is null), then frees the stack. Null is
-/// ignored.
+/// Hands every element to `release` from the top down (unless `release` is null), then frees the
+/// stack. Null is ignored.
 void stack_del(stack* s, void (*release)(void*));
 
-/// Puts `element` on top. Returns 0; or -1 with the stack unchanged: errno EINVAL (null stack), ERANGE (full), ENOMEM.
+/// Puts `element` on top. Returns 0; or -1 with the stack unchanged: errno EINVAL (null stack),
+/// ERANGE (full), ENOMEM.
 int stack_push(stack* s, void* element);
 
-/// Takes the top element off. Returns null when the stack is null or empty (nothing is recorded), or when a large
-/// array could not be shrunk (the element stays).
+/// Takes the top element off. Returns null when the stack is null or empty (nothing is recorded),
+/// or when a large array could not be shrunk (the element stays).
 void* stack_pop(stack* s);
 
 /// Returns the top element without taking it off; null when the stack is null or empty.
 void* stack_peek(stack* s);
 
-/// Returns the element at `index`, counted from the bottom; null with errno ERANGE when there is none.
+/// Returns the element at `index`, counted from the bottom; null with errno ERANGE when there is
+/// none.
 void* stack_get(stack* s, uint32_t index);
 
 /// Returns the number of elements; 0 for a null stack.
@@ -46,11 +48,12 @@ int stack_is_empty(const stack* s);
 /// Starts a walk from the bottom: sets `*iterator` to 0. Does nothing for a null stack.
 void stack_iterate(stack* s, uint32_t* iterator);
 
-/// Returns the element at the iterator and moves it on; null at the end or for a null stack. Elements that are pushed
-/// during a walk are reached by it.
+/// Returns the element at the iterator and moves it on; null at the end or for a null stack.
+/// Elements that are pushed during a walk are reached by it.
 void* stack_next(stack* s, uint32_t* iterator);
 
-/// Takes every element off, from the top down, and hands it to `release`. Does nothing unless both are given.
+/// Takes every element off, from the top down, and hands it to `release`. Does nothing unless both
+/// are given.
 void stack_clear(stack* s, void (*release)(void*));
 
 #endif

@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-/// Returns the milliseconds since the epoch (gettimeofday); 1, with errno in the error cell and a trace line, when the
-/// clock cannot be read.
+/// Returns the milliseconds since the epoch (gettimeofday); 1, with errno in the error cell and a
+/// trace line, when the clock cannot be read.
 uint64_t timestamp();
 
 #endif

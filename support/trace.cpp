@@ -1,6 +1,6 @@
-// The trace buffer is a text of at most kTraceBufferSize - 1 bytes, always terminated, whose length is _msgno_buf_idx.
-// Text that does not fit is cut at the end: what stands at the front names the cause of the failure, and it is the
-// far end of a long chain of callers that can be spared.
+// The trace buffer is a text of at most kTraceBufferSize - 1 bytes, always terminated, whose length
+// is _msgno_buf_idx. Text that does not fit is cut at the end: what stands at the front names the
+// cause of the failure, and it is the far end of a long chain of callers that can be spared.
 #include "support/trace.h"
 
 #include <algorithm>

@@ -4,11 +4,12 @@
 
 #include <openssl/types.h>
 
-/// Prints "Error: Function '<function>' failure(<code>)" with the library's error code for `result` to standard output.
-/// Returns the code (SSL_get_error(3)).
+/// Prints "Error: Function '<function>' failure(<code>)" with the library's error code for `result`
+/// to standard output. Returns the code (SSL_get_error(3)).
 int ZX_Get_SSL_Error(const char* function, SSL* connection, int result);
 
-/// Prints one line to standard output for an error code. Returns the code; 0 for none and for a closed connection.
+/// Prints one line to standard output for an error code. Returns the code; 0 for none and for a
+/// closed connection.
 int ZX_Get_SSL_ErrorHandler(const int* code);
 
 /// SSL_shutdown(3), its result passed through.

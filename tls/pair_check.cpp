@@ -26,8 +26,8 @@ constexpr size_t kHostNameCapacity = 64;
 constexpr int kNameTextCapacity = 100;
 constexpr int kAttempts = 2;  // the second checks what the first one generated
 
-// The check asks only whether the files load and match. At level 0 the library refuses no installed certificate for
-// its key size or digest; that is for the daemon's configuration to decide.
+// The check asks only whether the files load and match. At level 0 the library refuses no installed
+// certificate for its key size or digest; that is for the daemon's configuration to decide.
 constexpr int kNoSecurityLevel = 0;
 constexpr char kCipherList[] = "ALL";
 
@@ -41,7 +41,8 @@ The problematic private key was renamed filemm.pem and is in the "..\zx\sslshare
 )";
 
 constexpr char kNotKept[] =
-    "The server certificate and private key cannot be used, but could not be kept under another name, so they were not "
+    "The server certificate and private key cannot be used, but could not be kept under another "
+    "name, so they were not "
     "replaced.\n";
 
 std::string ReadHostName() {
@@ -62,11 +63,12 @@ qvx::ContextHandle MakeContext() {
   }
   SSL_CTX_set_options(context.get(), SSL_OP_ALL);
   SSL_CTX_set_security_level(context.get(), kNoSecurityLevel);
-  return SSL_CTX_set_cipher_list(context.get(), kCipherList) == 1 ? std::move(context) : qvx::ContextHandle();
+  return SSL_CTX_set_cipher_list(context.get(), kCipherList) == 1 ? std::move(context)
+                                                                  : qvx::ContextHandle();
 }
 
-/// The library's question for a pass phrase: an encrypted file counts as not loadable, and nothing ever waits at a
-/// prompt.
+/// The library's question for a pass phrase: an encrypted file counts as not loadable, and nothing
+/// ever waits at a prompt.
 int RefusePassPhrase(char* /*buffer*/, int /*size*/, int /*for_writing*/, void* /*data*/) {
   return -1;
 }
@@ -75,7 +77,8 @@ int RefusePassPhrase(char* /*buffer*/, int /*size*/, int /*for_writing*/, void* 
 template <typename Handle, typename Read>
 Handle ReadObject(const std::string& path, Read read) {
   const std::optional<std::string> text = qvx::ReadPemFile(path);
-  const qvx::StreamHandle stream(text ? BIO_new_mem_buf(text->data(), static_cast<int>(text->size())) : nullptr);
+  const qvx::StreamHandle stream(
+      text ? BIO_new_mem_buf(text->data(), static_cast<int>(text->size())) : nullptr);
   return Handle(stream ? read(stream.get(), nullptr, RefusePassPhrase, nullptr) : nullptr);
 }
 
@@ -111,7 +114,8 @@ bool LoadMatchingKey(SSL_CTX* context) {
   if (SSL_CTX_use_PrivateKey(context, key.get()) == 1 && SSL_CTX_check_private_key(context) == 1) {
     return true;
   }
-  LogOutput(kLogError, "The SSL certificate and private key did not match during SSL Server Initialization\n");
+  LogOutput(kLogError,
+            "The SSL certificate and private key did not match during SSL Server Initialization\n");
   return false;
 }
 
@@ -132,7 +136,8 @@ bool SetPairAside() {
   return false;
 }
 
-/// The first entry of a kind, at most kNameTextCapacity - 1 bytes of it; nothing when there is none.
+/// The first entry of a kind, at most kNameTextCapacity - 1 bytes of it; nothing when there is
+/// none.
 std::optional<std::string> NameEntry(const X509_NAME* name, int kind) {
   char text[kNameTextCapacity] = {};
   const int length = X509_NAME_get_text_by_NID(name, kind, text, sizeof text);
@@ -148,8 +153,10 @@ bool FitsHost(const X509* certificate, const char* host_name) {
   if (EntryEquals(NameEntry(X509_get_subject_name(certificate), NID_commonName), host_name)) {
     return true;
   }
-  const std::optional<std::string> unit = NameEntry(X509_get_issuer_name(certificate), NID_organizationalUnitName);
-  LogOutput(kLogError, "This certificate has a Common Name (CN) that doesn't match the server's name\n");
+  const std::optional<std::string> unit =
+      NameEntry(X509_get_issuer_name(certificate), NID_organizationalUnitName);
+  LogOutput(kLogError,
+            "This certificate has a Common Name (CN) that doesn't match the server's name\n");
   return !EntryEquals(unit, tmkCertOuName);
 }
 

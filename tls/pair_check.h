@@ -1,8 +1,8 @@
 // The start of the TLS library and the check of the server's certificate and key.
 //
-// Both files must load, the key must belong to the certificate, and the certificate must name this host. A pair that
-// does not load or match is copied aside and replaced by a new self-signed one. A certificate for another host is
-// replaced only when the launcher made it itself.
+// Both files must load, the key must belong to the certificate, and the certificate must name this
+// host. A pair that does not load or match is copied aside and replaced by a new self-signed one. A
+// certificate for another host is replaced only when the launcher made it itself.
 #ifndef QVX_TLS_PAIR_CHECK_H
 #define QVX_TLS_PAIR_CHECK_H
 
@@ -15,16 +15,17 @@ int32_t SSLServerInit();
 /// Starts the TLS library and loads its error texts. Returns 1, or 0 when it could not be started.
 int32_t SSLInitialization();
 
-/// Makes and protects the script engine's session directories. Returns the result of the last protection.
+/// Makes and protects the script engine's session directories. Returns the result of the last
+/// protection.
 int32_t CreatePHPSessionDir();
 
 /// Checks the pair at most twice and generates a new one after each failure.
-/// Returns 1 when the pair on disk passed, otherwise the result of the last generation; 0 when the TLS context could
-/// not be prepared.
+/// Returns 1 when the pair on disk passed, otherwise the result of the last generation; 0 when the
+/// TLS context could not be prepared.
 int32_t GenerateSelfSignedCert();
 
-/// Returns 1 when the certificate on disk may be used with `host_name`: its common name is that name, in any case, or
-/// it was issued by somebody else. 0 when it is to be replaced.
+/// Returns 1 when the certificate on disk may be used with `host_name`: its common name is that
+/// name, in any case, or it was issued by somebody else. 0 when it is to be replaced.
 int32_t CheckCertValidity(const char* host_name);
 
 #endif

@@ -30,9 +30,9 @@ std::string CopyTarget(const std::string& path, const std::string& copy) {
   return place && place->IsA(S_IFDIR) ? copy + path.substr(path.rfind('/')) : copy;
 }
 
-/// Makes the file that a key is copied into: whatever the directory's access list says of files that
-/// are born in it, nobody else can open this one. Where the account could exchange it, the copy is
-/// made with the account's rights, so it is the account's.
+/// Makes the file that a key is copied into: whatever the directory's access list says of files
+/// that are born in it, nobody else can open this one. Where the account could exchange it, the
+/// copy is made with the account's rights, so it is the account's.
 void PrepareSecretCopy(const std::string& target) {
   const std::optional<Place> place = FindName(target);
   Birth birth = place && !place->is_held ? ServiceFile() : OwnFile(kOwnersAlone);

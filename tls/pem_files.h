@@ -1,7 +1,7 @@
 // The certificate and the key file: reading, setting aside and storing them.
 //
-// What is replaced is the name in the TLS share directory, never what a link leads to. An old file is
-// replaced only when it stands whole under its set-aside name; the files of a new pair are both
+// What is replaced is the name in the TLS share directory, never what a link leads to. An old file
+// is replaced only when it stands whole under its set-aside name; the files of a new pair are both
 // finished beside their places before either takes it. Only the account reads a new key, and root
 // alone, or the account where it could read the old key anyway, a copy of an old one.
 #ifndef QVX_TLS_PEM_FILES_H
@@ -28,8 +28,8 @@ struct Aside {
   bool is_kept;     ///< it stands whole under the other name, or there was nothing to keep
 };
 
-/// Copy the certificate to "certmm.pem" and the key to "filemm.pem" through OSCopyFile. What that did
-/// not bring about is done with a link to the file, or by moving it.
+/// Copy the certificate to "certmm.pem" and the key to "filemm.pem" through OSCopyFile. What that
+/// did not bring about is done with a link to the file, or by moving it.
 Aside SetCertificateAside();
 Aside SetKeyAside();
 
@@ -39,8 +39,8 @@ struct StoredPair {
   bool key;
 };
 
-/// Writes a new pair. Unless both files could be written, neither takes its place; a directory in the
-/// place of the key keeps only the key out. A pipe or socket makes way.
+/// Writes a new pair. Unless both files could be written, neither takes its place; a directory in
+/// the place of the key keeps only the key out. A pipe or socket makes way.
 StoredPair StorePair(std::string_view certificate, std::string_view key);
 
 }  // namespace qvx

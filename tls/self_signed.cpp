@@ -38,17 +38,21 @@ std::string PemText(Write write) {
 
 void Protect(const std::string& path, const char* subject) {
   if (OsProtectFile(path.c_str()) == 1) {
-    LogOutput(kLogInformation, "%s was successfully secured via the file system protection.\n", subject);
+    LogOutput(kLogInformation, "%s was successfully secured via the file system protection.\n",
+              subject);
     return;
   }
-  LogOutput(kLogError, "%s could not be successfully secured via the file system protection.\n", subject);
+  LogOutput(kLogError, "%s could not be successfully secured via the file system protection.\n",
+            subject);
 }
 
 /// Stores the pair and tells of what took its place. Returns whether both did.
 bool Store(const X509* certificate, const EVP_PKEY* key) {
-  const std::string certificate_text = PemText([=](BIO* stream) { return PEM_write_bio_X509(stream, certificate); });
-  const std::string key_text = PemText(
-      [=](BIO* stream) { return PEM_write_bio_PrivateKey(stream, key, nullptr, nullptr, 0, nullptr, nullptr); });
+  const std::string certificate_text =
+      PemText([=](BIO* stream) { return PEM_write_bio_X509(stream, certificate); });
+  const std::string key_text = PemText([=](BIO* stream) {
+    return PEM_write_bio_PrivateKey(stream, key, nullptr, nullptr, 0, nullptr, nullptr);
+  });
   if (certificate_text.empty() || key_text.empty()) {
     return false;
   }

@@ -22,7 +22,8 @@ namespace {
 
 constexpr unsigned int kPublicExponent = 65537;
 constexpr int64_t kSecondsPerDay = 86400;
-constexpr int64_t kLatestEnd = 2144468992;  // 2037-12-15 05:49:52 UTC, short of the end of 32-bit time
+constexpr int64_t kLatestEnd =
+    2144468992;  // 2037-12-15 05:49:52 UTC, short of the end of 32-bit time
 
 constexpr size_t kTimeRecordSize = 16;
 constexpr size_t kMillisecondsOffset = 8;
@@ -42,12 +43,14 @@ bool GenerateKey(EVP_PKEY* key, int bits) {
                                    OSSL_PARAM_construct_end()};
   const qvx::KeyContextHandle context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
   return context && EVP_PKEY_keygen_init(context.get()) == 1 &&
-         EVP_PKEY_CTX_set_params(context.get(), parameters) == 1 && EVP_PKEY_generate(context.get(), &key) == 1;
+         EVP_PKEY_CTX_set_params(context.get(), parameters) == 1 &&
+         EVP_PKEY_generate(context.get(), &key) == 1;
 }
 
 bool AddSubject(X509* certificate, const char* common_name) {
   const std::pair<const char*, const char*> entries[] = {
-      {"C", "US"}, {"ST", "Vessa"}, {"L", "Torvane"}, {"O", tmkCertOName}, {"OU", tmkCertOuName}, {"CN", common_name}};
+      {"C", "US"},         {"ST", "Vessa"},       {"L", "Torvane"},
+      {"O", tmkCertOName}, {"OU", tmkCertOuName}, {"CN", common_name}};
   X509_NAME* subject = X509_get_subject_name(certificate);
   return std::all_of(std::begin(entries), std::end(entries), [subject](const auto& entry) {
     const auto* text = reinterpret_cast<const unsigned char*>(entry.second);
@@ -55,12 +58,14 @@ bool AddSubject(X509* certificate, const char* common_name) {
   });
 }
 
-/// Sets what comes before the extensions, in the order of its fields. `now` is both the serial number and the start.
+/// Sets what comes before the extensions, in the order of its fields. `now` is both the serial
+/// number and the start.
 bool SetFields(X509* certificate, EVP_PKEY* key, time_t now, int days, const char* common_name) {
   return X509_set_version(certificate, X509_VERSION_3) == 1 &&
          ASN1_INTEGER_set_int64(X509_get_serialNumber(certificate), now) == 1 &&
          ASN1_TIME_set(X509_getm_notBefore(certificate), now) != nullptr &&
-         ASN1_TIME_set(X509_getm_notAfter(certificate), now + qvx::ValiditySeconds(now, days)) != nullptr &&
+         ASN1_TIME_set(X509_getm_notAfter(certificate), now + qvx::ValiditySeconds(now, days)) !=
+             nullptr &&
          X509_set_pubkey(certificate, key) == 1 && AddSubject(certificate, common_name);
 }
 
@@ -78,12 +83,14 @@ bool SignBySubject(X509* certificate, EVP_PKEY* key) {
 qvx::ExtensionHandle AlternativeNamesExtension(const std::string& names) {
   // An empty context and not none: for some kinds of names the library reads it without looking.
   X509V3_CTX context{};
-  return qvx::ExtensionHandle(X509V3_EXT_conf_nid(nullptr, &context, NID_subject_alt_name, names.c_str()));
+  return qvx::ExtensionHandle(
+      X509V3_EXT_conf_nid(nullptr, &context, NID_subject_alt_name, names.c_str()));
 }
 
 }  // namespace
 
-int32_t makePkeyAndCert(X509** certificate, EVP_PKEY** key, int bits, int days, const char* common_name) {
+int32_t makePkeyAndCert(X509** certificate, EVP_PKEY** key, int bits, int days,
+                        const char* common_name) {
   const qvx::ErrorQueueKeeper queue;
   qvx::KeyHandle new_key(*key == nullptr ? EVP_PKEY_new() : nullptr);
   EVP_PKEY* const filled_key = *key == nullptr ? new_key.get() : *key;
@@ -100,8 +107,8 @@ int32_t makePkeyAndCert(X509** certificate, EVP_PKEY** key, int bits, int days, 
     std::abort();
   }
   try {
-    if (!SetFields(filled_certificate, filled_key, now, days, common_name) || !AddListedNames(filled_certificate) ||
-        !SignBySubject(filled_certificate, filled_key)) {
+    if (!SetFields(filled_certificate, filled_key, now, days, common_name) ||
+        !AddListedNames(filled_certificate) || !SignBySubject(filled_certificate, filled_key)) {
       return 0;
     }
   } catch (const std::bad_alloc&) {
@@ -145,10 +152,14 @@ std::string AlternativeNamesText(char* list) {
   for (const char* name = strtok_r(list, kListSeparator, &rest); name != nullptr;
        name = strtok_r(nullptr, kListSeparator, &rest)) {
     if (std::strlen(name) > kLongestAlternativeName) {
-      LogOutput(kLogError, "There is a invalid alternative name that will be ignored in certificate (too long name)");
+      LogOutput(kLogError,
+                "There is a invalid alternative name that will be ignored in certificate (too long "
+                "name)");
       continue;
     }
-    names.append(names.empty() ? "" : kNameSeparator).append(isTheValueAnIP(name) != 0 ? "IP: " : "DNS: ").append(name);
+    names.append(names.empty() ? "" : kNameSeparator)
+        .append(isTheValueAnIP(name) != 0 ? "IP: " : "DNS: ")
+        .append(name);
   }
   return names;
 }
@@ -164,7 +175,8 @@ std::string RandomSeedRecord(const timespec& time, std::string_view text) {
   std::string record(kTimeRecordSize, '\0');
   std::memcpy(record.data(), &seconds, sizeof seconds);
   std::memcpy(record.data() + kMillisecondsOffset, &milliseconds, sizeof milliseconds);
-  std::rotate(record.begin(), record.begin() + static_cast<std::ptrdiff_t>(milliseconds % kTimeRecordSize),
+  std::rotate(record.begin(),
+              record.begin() + static_cast<std::ptrdiff_t>(milliseconds % kTimeRecordSize),
               record.end());
   return record.append(text.substr(0, kSeedTextSize));
 }

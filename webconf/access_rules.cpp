@@ -12,11 +12,12 @@
 
 #include "os/host.h"
 
-const uint32_t dwMasks[33] = {0xFFFFFFFF, 0xFFFFFFFE, 0xFFFFFFFC, 0xFFFFFFF8, 0xFFFFFFF0, 0xFFFFFFE0, 0xFFFFFFC0,
-                              0xFFFFFF80, 0xFFFFFF00, 0xFFFFFE00, 0xFFFFFC00, 0xFFFFF800, 0xFFFFF000, 0xFFFFE000,
-                              0xFFFFC000, 0xFFFF8000, 0xFFFF0000, 0xFFFE0000, 0xFFFC0000, 0xFFF80000, 0xFFF00000,
-                              0xFFE00000, 0xFFC00000, 0xFF800000, 0xFF000000, 0xFE000000, 0xFC000000, 0xF8000000,
-                              0xF0000000, 0xE0000000, 0xC0000000, 0x80000000, 0x00000000};
+const uint32_t dwMasks[33] = {
+    0xFFFFFFFF, 0xFFFFFFFE, 0xFFFFFFFC, 0xFFFFFFF8, 0xFFFFFFF0, 0xFFFFFFE0, 0xFFFFFFC0,
+    0xFFFFFF80, 0xFFFFFF00, 0xFFFFFE00, 0xFFFFFC00, 0xFFFFF800, 0xFFFFF000, 0xFFFFE000,
+    0xFFFFC000, 0xFFFF8000, 0xFFFF0000, 0xFFFE0000, 0xFFFC0000, 0xFFF80000, 0xFFF00000,
+    0xFFE00000, 0xFFC00000, 0xFF800000, 0xFF000000, 0xFE000000, 0xFC000000, 0xF8000000,
+    0xF0000000, 0xE0000000, 0xC0000000, 0x80000000, 0x00000000};
 
 namespace qvx {
 namespace {
@@ -46,15 +47,16 @@ void AppendBlock(std::string& directives, uint32_t first, int size_bits) {
   directives += std::to_string(32 - size_bits);
 }
 
-// Blocks that grow from `first`, at least 1 and below `last`, as long as they fit; then blocks that shrink down to
-// `last`, which is below the top address, so no sum here wraps.
+// Blocks that grow from `first`, at least 1 and below `last`, as long as they fit; then blocks that
+// shrink down to `last`, which is below the top address, so no sum here wraps.
 void AppendBlocks(std::string& directives, uint32_t first, uint32_t last) {
   if (first % 2 != 0) {
     AppendText(directives, OSInt_to_Address(first));
     ++first;
   }
   int size_bits = std::countr_zero(first);
-  for (; FindMaxAddrInRange(first, dwMasks[size_bits]) <= last; size_bits = std::countr_zero(first)) {
+  for (; FindMaxAddrInRange(first, dwMasks[size_bits]) <= last;
+       size_bits = std::countr_zero(first)) {
     AppendBlock(directives, first, size_bits);
     first = FindMaxAddrInRange(first, dwMasks[size_bits]) + 1;
     if (first > last) {
@@ -119,15 +121,18 @@ Extent AppendEntry(std::string& directives, const char* start, const char* end) 
   return extent;
 }
 
-// An entry that is too long never widens access: one that would allow is skipped, one that would deny denies all.
+// An entry that is too long never widens access: one that would allow is skipped, one that would
+// deny denies all.
 enum class WhenTooLong { kSkip, kAll };
 
-void AppendList(std::string& directives, std::string_view directive, char* list, WhenTooLong when_too_long) {
+void AppendList(std::string& directives, std::string_view directive, char* list,
+                WhenTooLong when_too_long) {
   if (list == nullptr) {
     return;
   }
   char* rest = nullptr;
-  for (char* entry = strtok_r(list, ";", &rest); entry != nullptr; entry = strtok_r(nullptr, ";", &rest)) {
+  for (char* entry = strtok_r(list, ";", &rest); entry != nullptr;
+       entry = strtok_r(nullptr, ";", &rest)) {
     const bool too_long = std::strlen(entry) > kLongestEntry;
     if (too_long && when_too_long == WhenTooLong::kSkip) {
       continue;
@@ -164,7 +169,8 @@ char* GenerateAccessDirectiveStr(char* include, char* exclude) {
   }
 }
 
-int32_t CreateIPAddrRestrictionStr(int32_t /*mode*/, char** directives, const char* start, const char* end) {
+int32_t CreateIPAddrRestrictionStr(int32_t /*mode*/, char** directives, const char* start,
+                                   const char* end) {
   try {
     std::string addition;
     const qvx::Extent extent = qvx::AppendEntry(addition, start, end);

@@ -12,7 +12,8 @@ PHPExtensionEntry allowablePHPExtensions[nNumPHPExtensionsAllowable] = {
 
 namespace qvx {
 
-std::string PhpIniText(std::string_view installation_directory, std::span<const PHPExtensionEntry> extensions) {
+std::string PhpIniText(std::string_view installation_directory,
+                       std::span<const PHPExtensionEntry> extensions) {
   std::string text;
   text.append("extension_dir=").append(installation_directory).append("/modules/\n");
   text.append("session.save_path=").append(installation_directory).append("/session/php\n");

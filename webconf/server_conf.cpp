@@ -24,7 +24,8 @@ struct Replacement {
   std::string value;
 };
 
-// The placeholders in their order, parted at the bind address: a value may hold a placeholder that comes later.
+// The placeholders in their order, parted at the bind address: a value may hold a placeholder that
+// comes later.
 struct Replacements {
   std::vector<Replacement> before_bind;
   std::vector<Replacement> after_bind;
@@ -75,12 +76,13 @@ struct Piece {
   bool awaits_bind_address;
 };
 
-// A section with everything done that does not depend on the bind address, so that a repetition costs little more
-// than a copy.
+// A section with everything done that does not depend on the bind address, so that a repetition
+// costs little more than a copy.
 std::vector<Piece> PrepareSection(std::string_view section, const Replacements& replacements,
                                   const ServerConfValues& values) {
   std::vector<Piece> pieces;
-  for (size_t start = 0, end = 0; (end = section.find('\n', start)) != std::string_view::npos; start = end + 1) {
+  for (size_t start = 0, end = 0; (end = section.find('\n', start)) != std::string_view::npos;
+       start = end + 1) {
     std::string line(section.substr(start, end - start));
     std::replace(line.begin(), line.end(), '`', '"');
     ReplaceEach(line, replacements.before_bind);
@@ -97,8 +99,9 @@ std::vector<Piece> PrepareSection(std::string_view section, const Replacements& 
   return pieces;
 }
 
-void AppendSection(std::string& text, const std::vector<Piece>& pieces, std::string_view bind_address,
-                   const Replacements& replacements, const ServerConfValues& values) {
+void AppendSection(std::string& text, const std::vector<Piece>& pieces,
+                   std::string_view bind_address, const Replacements& replacements,
+                   const ServerConfValues& values) {
   for (const Piece& piece : pieces) {
     if (!piece.awaits_bind_address) {
       text += piece.text;
@@ -112,7 +115,8 @@ void AppendSection(std::string& text, const std::vector<Piece>& pieces, std::str
 }
 
 // The target of a log: `name` and, behind the rotation program's quotes, `format`.
-std::string LogTarget(const ServerConfValues& values, std::string_view name, std::string_view format) {
+std::string LogTarget(const ServerConfValues& values, std::string_view name,
+                      std::string_view format) {
   std::string target = values.log_directory;
   target.append("/logs/").append(name);
   if (!values.rotate_logs) {
@@ -163,7 +167,8 @@ bool WriteConfiguration() {
     directives.reset(GenerateAccessDirectiveStr(sIpRestrictedInclude, sIpRestrictedExclude));
     values.access_directives = directives.get();
   }
-  return file.Write(ServerConfText(values, BindAddressesFromRecord())) && CommitAndProtect(file, path);
+  return file.Write(ServerConfText(values, BindAddressesFromRecord())) &&
+         CommitAndProtect(file, path);
 }
 
 }  // namespace
@@ -176,9 +181,11 @@ std::string AccessLogTarget(const ServerConfValues& values) {
   return LogTarget(values, "access_log", "common");
 }
 
-std::string ServerConfText(const ServerConfValues& values, std::span<const std::string_view> bind_addresses) {
+std::string ServerConfText(const ServerConfValues& values,
+                           std::span<const std::string_view> bind_addresses) {
   constexpr bool kPerAddress[kConfSections] = {false, true, false, true};
-  const std::string_view first_address = bind_addresses.empty() ? std::string_view() : bind_addresses.front();
+  const std::string_view first_address =
+      bind_addresses.empty() ? std::string_view() : bind_addresses.front();
   const Replacements replacements = ReplacementsFrom(values);
   std::string text;
   for (size_t section = 0; section < kConfSections; ++section) {

@@ -13,13 +13,14 @@ inline constexpr char QVX_CONF_NAME[] = "/conf/qvxpd.conf";
 /// Bytes of a line buffer that ConfReplaceStrs works on.
 inline constexpr size_t kConfLineCapacity = 2048;
 
-/// Writes the configuration from the settings record and the bind list and protects it. `tomcat` has no effect.
-/// Returns 0, or 1 when the file could not be written whole; an old one is then as it was.
+/// Writes the configuration from the settings record and the bind list and protects it. `tomcat`
+/// has no effect. Returns 0, or 1 when the file could not be written whole; an old one is then as
+/// it was.
 int32_t WriteHttpConfFile(int32_t tomcat);
 
-/// Replaces every occurrence of `placeholder` in `line`, in place; replaced text is not searched again. `line` is a
-/// buffer of kConfLineCapacity bytes: a result that does not fit leaves it unchanged.
-/// Returns 1 when something was replaced, else 0.
+/// Replaces every occurrence of `placeholder` in `line`, in place; replaced text is not searched
+/// again. `line` is a buffer of kConfLineCapacity bytes: a result that does not fit leaves it
+/// unchanged. Returns 1 when something was replaced, else 0.
 int32_t ConfReplaceStrs(char* line, const char* placeholder, const char* replacement);
 
 /// Removes the configuration file. Returns 0, or 1 when the removal failed.
@@ -38,7 +39,8 @@ struct ServerConfValues {
   bool refuse_ssl2 = true;
   int32_t max_threads = 64;
   bool restrict_addresses = false;
-  const char* access_directives = nullptr;  ///< whole lines; null when memory ran out while they were built
+  const char* access_directives =
+      nullptr;  ///< whole lines; null when memory ran out while they were built
 };
 
 /// The targets of the ErrorLog and CustomLog directives.
@@ -46,7 +48,8 @@ std::string ErrorLogTarget(const ServerConfValues& values);
 std::string AccessLogTarget(const ServerConfValues& values);
 
 /// The text of the configuration for these bind addresses. Linear in the addresses.
-std::string ServerConfText(const ServerConfValues& values, std::span<const std::string_view> bind_addresses);
+std::string ServerConfText(const ServerConfValues& values,
+                           std::span<const std::string_view> bind_addresses);
 
 /// Replaces every occurrence of `placeholder` in `line`; replaced text is not searched again.
 bool ReplaceAll(std::string& line, std::string_view placeholder, std::string_view replacement);

@@ -7,8 +7,8 @@
 inline constexpr size_t kConfSections = 4;
 inline constexpr size_t kConfSectionCapacity = 32768;
 
-/// 0: global settings; 1: virtual host on port 2301; 2: TLS globals; 3: TLS virtual host on port 2381. Lines end in a
-/// line feed; a backquote stands for a double quote.
+/// 0: global settings; 1: virtual host on port 2301; 2: TLS globals; 3: TLS virtual host on port
+/// 2381. Lines end in a line feed; a backquote stands for a double quote.
 extern const char confSections[kConfSections][kConfSectionCapacity];
 
 #endif

@@ -31,7 +31,8 @@ namespace {
 
 constexpr char kRulesFile[] = "/conf/mod_proxy.conf";  // under the installation directory
 constexpr mode_t kRulesFileMode = 0644;
-constexpr mode_t kWritableByOthers = 0022;  // what the web server, as root, includes is root's alone to write
+constexpr mode_t kWritableByOthers =
+    0022;  // what the web server, as root, includes is root's alone to write
 
 constexpr char kToolNotRun[] =
     R"(Unable to run "genproxyconf" tool in order to determine if tomcat needs to be enabled, disabling tomcat.)";
@@ -48,8 +49,8 @@ constexpr char kForkFailed[] = "fork() in load_tomcat() failed! \n";
 constexpr uint32_t kToolOutputCapacity = 1024;
 constexpr size_t kMessageCapacity = 2048;
 
-// Takes the place of whatever has this name. A full disk keeps no rules alive that were refused: an old file is then
-// emptied in its place.
+// Takes the place of whatever has this name. A full disk keeps no rules alive that were refused: an
+// old file is then emptied in its place.
 void EmptyRulesFile() {
   const std::string path = InstallationPath(kRulesFile);
   if (!FileReplacement(path, OwnFile(kRulesFileMode), LastLink::kStay).Commit()) {
@@ -78,7 +79,8 @@ std::optional<bool> ToolWroteRules() {
     LogToolOutput(output);
     return std::nullopt;
   }
-  if (const auto rules = FindPlace(InstallationPath(kRulesFile), Access::kRead); rules && rules->exists()) {
+  if (const auto rules = FindPlace(InstallationPath(kRulesFile), Access::kRead);
+      rules && rules->exists()) {
     return rules->entry_status.st_size > 0;
   }
   LogOutput(kLogCritical, "%s", kRulesNotFound);
@@ -116,8 +118,9 @@ bool AddProxyBlocks() {
   struct stat status {};
   const std::optional<std::string> configuration =
       file && fstat(file.get(), &status) == 0 ? ReadRest(file) : std::nullopt;
-  return configuration && ReplaceFile(path, {status.st_uid, status.st_gid, status.st_mode & ACCESSPERMS},
-                                      WithProxyBlocks(*configuration));
+  return configuration &&
+         ReplaceFile(path, {status.st_uid, status.st_gid, status.st_mode & ACCESSPERMS},
+                     WithProxyBlocks(*configuration));
 }
 
 int32_t StartContainer() {
@@ -132,7 +135,8 @@ int32_t StartContainer() {
   const pid_t child = StartChild([&command] { return RunStartScript(command); });
   if (child == -1) {
     // Nothing is left to do when the text cannot be written.
-    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kForkFailed, sizeof kForkFailed - 1);
+    [[maybe_unused]] const ssize_t written =
+        write(STDERR_FILENO, kForkFailed, sizeof kForkFailed - 1);
     return -1;
   }
   return WaitForChild(child, WUNTRACED);
@@ -142,10 +146,12 @@ int32_t StartContainer() {
 
 std::string WithProxyBlocks(std::string_view configuration) {
   std::string text;
-  for (size_t start = 0, end = 0; (end = configuration.find('\n', start)) != std::string_view::npos; start = end + 1) {
+  for (size_t start = 0, end = 0; (end = configuration.find('\n', start)) != std::string_view::npos;
+       start = end + 1) {
     const std::string_view line = configuration.substr(start, end - start);
     text.append(line).append("\n");
-    if (line.find("<VirtualHost") != std::string_view::npos && line.find("2381>") != std::string_view::npos) {
+    if (line.find("<VirtualHost") != std::string_view::npos &&
+        line.find("2381>") != std::string_view::npos) {
       text.append(proxy_conf);
     }
   }

@@ -37,7 +37,8 @@ void RequestExtension(const char* name) {
 // Closes a search, also where memory runs out while it is under way.
 class Search {
  public:
-  Search(const std::string& pattern, OSFindRecord* found) : handle_(OSFindFirstFile(pattern.c_str(), found)) {}
+  Search(const std::string& pattern, OSFindRecord* found)
+      : handle_(OSFindFirstFile(pattern.c_str(), found)) {}
   ~Search() { Close(); }
   Search(const Search&) = delete;
   Search& operator=(const Search&) = delete;
@@ -61,7 +62,8 @@ int CheckWebAppXMLsForExtensions() {
   const std::string directory = qvx::WritablePath("/webapp/");
   const auto found = std::make_unique<OSFindRecord>();
   qvx::Search search(directory + "*.xml", found.get());
-  for (bool more = search.handle() != kNoSearch; more; more = OSFindNextFile(search.handle(), found.get()) == 0) {
+  for (bool more = search.handle() != kNoSearch; more;
+       more = OSFindNextFile(search.handle(), found.get()) == 0) {
     ParseWebAppXML((directory + found->name).c_str());
   }
   return search.Close();
@@ -73,7 +75,8 @@ void ParseWebAppXML(const char* path) {
     LogOutput(kLogError, "Failed to parse webapp configuration file %s.", path);
     return;
   }
-  const qvx::NodeListHolder elements(DOM_Document_getElementsByTagName(document.get(), "extension"), {document.get()});
+  const qvx::NodeListHolder elements(DOM_Document_getElementsByTagName(document.get(), "extension"),
+                                     {document.get()});
   if (!elements) {
     throw std::bad_alloc();
   }

@@ -3,12 +3,13 @@
 #ifndef QVX_WEBCONF_WEBAPP_EXTENSIONS_H
 #define QVX_WEBCONF_WEBAPP_EXTENSIONS_H
 
-/// Clears every isRequested flag of allowablePHPExtensions, then reads every descriptor "webapp/*.xml" of the writable
-/// data directory. Returns the result of closing the directory search.
+/// Clears every isRequested flag of allowablePHPExtensions, then reads every descriptor
+/// "webapp/*.xml" of the writable data directory. Returns the result of closing the directory
+/// search.
 int CheckWebAppXMLsForExtensions();
 
-/// Reads one descriptor and sets the flags of the extensions that its "extension" elements name. One that cannot be
-/// loaded, or that is no regular file, is logged as an error.
+/// Reads one descriptor and sets the flags of the extensions that its "extension" elements name.
+/// One that cannot be loaded, or that is no regular file, is logged as an error.
 void ParseWebAppXML(const char* path);
 
 #endif

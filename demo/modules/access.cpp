@@ -1,5 +1,5 @@
-// The access module by its old name (mod_access_compat, which is loaded beside it, does the work), and the one
-// directive of the configuration that today's server no longer knows.
+// The access module by its old name (mod_access_compat, which is loaded beside it, does the work),
+// and the one directive of the configuration that today's server no longer knows.
 #define AP_HAVE_DESIGNATED_INITIALIZER  // C++20 has them; without, the handler would need a cast
 
 #include <httpd.h>
@@ -22,5 +22,6 @@ const command_rec kDirectives[] = {
 extern "C" {
 extern module AP_MODULE_DECLARE_DATA access_module;
 module AP_MODULE_DECLARE_DATA access_module = {
-    STANDARD20_MODULE_STUFF, nullptr, nullptr, nullptr, nullptr, kDirectives, nullptr, AP_MODULE_FLAG_NONE};
+    STANDARD20_MODULE_STUFF, nullptr, nullptr, nullptr, nullptr, kDirectives, nullptr,
+    AP_MODULE_FLAG_NONE};
 }

@@ -10,12 +10,12 @@
 
 namespace {
 
-constexpr std::string_view kHandlers[] = {"qvx_config_handler", "qvx_bc_handler", "qvx_ui_handler", "qvx_help_handler",
-                                          "pkcs-handler"};
+constexpr std::string_view kHandlers[] = {"qvx_config_handler", "qvx_bc_handler", "qvx_ui_handler",
+                                          "qvx_help_handler", "pkcs-handler"};
 
 int Answer(request_rec* request) {
-  if (request->handler == nullptr ||
-      std::find(std::begin(kHandlers), std::end(kHandlers), request->handler) == std::end(kHandlers)) {
+  if (request->handler == nullptr || std::find(std::begin(kHandlers), std::end(kHandlers),
+                                               request->handler) == std::end(kHandlers)) {
     return DECLINED;
   }
   ap_set_content_type(request, "text/plain");
@@ -32,5 +32,6 @@ void RegisterHooks(apr_pool_t*) {
 extern "C" {
 extern module AP_MODULE_DECLARE_DATA qvx_help_module;
 module AP_MODULE_DECLARE_DATA qvx_help_module = {
-    STANDARD20_MODULE_STUFF, nullptr, nullptr, nullptr, nullptr, nullptr, RegisterHooks, AP_MODULE_FLAG_NONE};
+    STANDARD20_MODULE_STUFF, nullptr, nullptr, nullptr, nullptr, nullptr, RegisterHooks,
+    AP_MODULE_FLAG_NONE};
 }

@@ -5,8 +5,8 @@
 namespace qvx::test {
 namespace {
 
-/// An element "e" below the root with a=1 b=2. Its attribute events are first reacted to, once, and then logged, so
-/// that the log shows whether the texts of an event outlive the reaction.
+/// An element "e" below the root with a=1 b=2. Its attribute events are first reacted to, once, and
+/// then logged, so that the log shows whether the texts of an event outlive the reaction.
 struct Fixture {
   using Reaction = void (*)(Fixture&, DOM_Attr*);
 
@@ -20,9 +20,13 @@ struct Fixture {
   void Set(const char* name, const char* value) { DOM_Element_setAttribute(e, name, value); }
   void Remove(const char* name) { DOM_Element_removeAttribute(e, name); }
   void SetNode(DOM_Attr* attribute) { result.reset(DOM_Element_setAttributeNode(e, attribute)); }
-  void RemoveNode(DOM_Attr* attribute) { result.reset(DOM_Element_removeAttributeNode(e, attribute)); }
+  void RemoveNode(DOM_Attr* attribute) {
+    result.reset(DOM_Element_removeAttributeNode(e, attribute));
+  }
   DOM_Attr* Get(const char* name) const { return DOM_Element_getAttributeNode(e, name); }
-  DOM_Attr* Make(const char* name) const { return DOM_Document_createAttribute(tree.document(), name); }
+  DOM_Attr* Make(const char* name) const {
+    return DOM_Document_createAttribute(tree.document(), name);
+  }
 
   const Tree tree;
   DOM_Element* e = tree.Add(tree.root(), "<e");
@@ -36,7 +40,8 @@ struct Fixture {
                       }
                     }};
   Listener logging{"", nullptr, [this](DOM_Event* event) {
-                     log += std::to_string(event->attrChange) + event->attrName + ":" + Values(event);
+                     log +=
+                         std::to_string(event->attrChange) + event->attrName + ":" + Values(event);
                    }};
 };
 using F = Fixture;
@@ -73,15 +78,18 @@ TEST(Attributes, ChangesTellTheirListeners) {
       {[](F& f) { DOM_Element_removeAttribute(f.tree.document(), "a"); }, "a=1 b=2 ", "", 0x20008},
       {[](F& f) { f.SetNode(f.Make("c")); }, "a=1 b=2 c= ", "2c:(null)> "},
       {[](F& f) { f.SetNode(f.Make("a")); }, "a= b=2 ", "3a:1>(null) 2a:(null)> ", 0, nullptr, "a"},
-      {[](F& f) { EXPECT_EQ(DOM_Element_setAttributeNode(f.e, f.Get("a")), f.Get("a")); }, "a=1 b=2 ",
-       "3a:1>(null) 2a:(null)>1 "},
-      {[](F& f) { DOM_Element_setAttributeNode(f.tree.root(), f.Get("a")); }, "a=1 b=2 ", "", 0x2000A},
+      {[](F& f) { EXPECT_EQ(DOM_Element_setAttributeNode(f.e, f.Get("a")), f.Get("a")); },
+       "a=1 b=2 ", "3a:1>(null) 2a:(null)>1 "},
+      {[](F& f) { DOM_Element_setAttributeNode(f.tree.root(), f.Get("a")); }, "a=1 b=2 ", "",
+       0x2000A},
       {[](F& f) { f.SetNode(OwnedNode(F().Make("a")).get()); }, "a=1 b=2 ", "", 0x20004},
       {[](F& f) { f.RemoveNode(f.Get("b")); }, "a=1 ", "3b:2>(null) ", 0, nullptr, "b"},
       {[](F& f) { f.RemoveNode(OwnedNode(f.Make("a")).get()); }, "a=1 b=2 ", "", 0x20008},
       // Handlers may change the attributes meanwhile.
-      {[](F& f) { f.Set("a", "8"); }, "a=9 b=2 ", "1a:8>9 1a:1>8 ", 0, [](F& f, DOM_Attr*) { f.Set("a", "9"); }},
-      {[](F& f) { f.Set("a", "8"); }, "b=2 ", "3a:8>(null) 1a:1>8 ", 0, [](F& f, DOM_Attr*) { f.Remove("a"); }},
+      {[](F& f) { f.Set("a", "8"); }, "a=9 b=2 ", "1a:8>9 1a:1>8 ", 0,
+       [](F& f, DOM_Attr*) { f.Set("a", "9"); }},
+      {[](F& f) { f.Set("a", "8"); }, "b=2 ", "3a:8>(null) 1a:1>8 ", 0,
+       [](F& f, DOM_Attr*) { f.Remove("a"); }},
       {[](F& f) { f.Remove("a"); }, "b=2 a=1 ", "2a:(null)>1 3a:1>(null) ", 0,
        [](F& f, DOM_Attr* attribute) { DOM_Element_setAttributeNode(f.e, attribute); }},
       {[](F& f) { f.SetNode(f.Make("a")); }, "b=2 ", "3a:>(null) 3a:1>(null) ", 0,
@@ -101,8 +109,11 @@ TEST(Attributes, ChangesTellTheirListeners) {
 
 TEST(Attributes, ValueIsHandedOutAsACopy) {
   const Fixture f;
-  EXPECT_NE(MallocOwner<DOM_String>(DOM_Element_getAttribute(f.e, "a")).get(), f.Get("a")->nodeValue);
-  EXPECT_EQ(Taken(DOM_Element_getAttribute(f.e, "a")) + Taken(DOM_Element_getAttribute(f.e, "none")), "1");
+  EXPECT_NE(MallocOwner<DOM_String>(DOM_Element_getAttribute(f.e, "a")).get(),
+            f.Get("a")->nodeValue);
+  EXPECT_EQ(
+      Taken(DOM_Element_getAttribute(f.e, "a")) + Taken(DOM_Element_getAttribute(f.e, "none")),
+      "1");
   EXPECT_EQ(DOM_Element_getAttribute(f.tree.document(), "a"), nullptr);
 }
 

@@ -7,24 +7,32 @@ namespace qvx::test {
 using N = DOM_Node*;
 
 TEST(CharacterData, ChangesByCharacters) {
-  const std::tuple<const char*, void (*)(DOM_Node*), std::string, uint32_t, std::string, int32_t> rows[] = {
-      {"abc", [](N n) { DOM_CharacterData_appendData(n, n->nodeValue); }, "abcabc", 6, "abc>abcabc ", 0},
-      {"abc", [](N n) { DOM_CharacterData_appendData(n, nullptr); }, "abc", 3, "", 0},
-      {"abc", [](N n) { DOM_CharacterData_appendData(n, "\xff"); }, "abc", 3, "", EILSEQ},
-      {"abc", [](N n) { DOM_CharacterData_insertData(n, 0, "x"); }, "xabc", 4, "abc>xabc ", 0},
-      {"abc", [](N n) { DOM_CharacterData_insertData(n, 4, nullptr); }, "abc", 3, "", 0x20001},
-      {"abc", [](N) { DOM_CharacterData_insertData(nullptr, 0, "x"); }, "abc", 3, "", 0x10000},
-      {"abc", [](N n) { DOM_CharacterData_insertData(n->parentNode, 0, "x"); }, "abc", 3, "", 0x20009},
-      {"abcdef", [](N n) { DOM_CharacterData_deleteData(n, 2, -1); }, "ab", 2, "abcdef>ab ", 0},
-      {"abcdef", [](N n) { DOM_CharacterData_deleteData(n, 1, 2); }, "adef", 4, "abcdef>adef ", 0},
-      {"abcdef", [](N n) { DOM_CharacterData_deleteData(n, 7, 1); }, "abcdef", 6, "", 0x20001},
-      {"abcd", [](N n) { DOM_CharacterData_replaceData(n, 1, 2, "XYZ"); }, "aXYZd", 5, "abcd>ad ad>aXYZd ", 0},
-      {"abcd", [](N n) { DOM_CharacterData_replaceData(n, 1, 2, nullptr); }, "ad", 2, "abcd>ad ", 0},
-      // Two bytes a character; three bytes and two columns; no column of its own.
-      {"äöü", [](N n) { DOM_CharacterData_insertData(n, 1, "ßß"); }, "äßßöü", 5, "äöü>äßßöü ", 0},
-      {"漢字x", [](N n) { DOM_CharacterData_deleteData(n, 0, 1); }, "字x", 3, "漢字x>字x ", 0},
-      {"e\u0301x", [](N n) { DOM_CharacterData_deleteData(n, 1, 1); }, "e", 1, "e\u0301x>e ", 0},
-  };
+  const std::tuple<const char*, void (*)(DOM_Node*), std::string, uint32_t, std::string, int32_t>
+      rows[] = {
+          {"abc", [](N n) { DOM_CharacterData_appendData(n, n->nodeValue); }, "abcabc", 6,
+           "abc>abcabc ", 0},
+          {"abc", [](N n) { DOM_CharacterData_appendData(n, nullptr); }, "abc", 3, "", 0},
+          {"abc", [](N n) { DOM_CharacterData_appendData(n, "\xff"); }, "abc", 3, "", EILSEQ},
+          {"abc", [](N n) { DOM_CharacterData_insertData(n, 0, "x"); }, "xabc", 4, "abc>xabc ", 0},
+          {"abc", [](N n) { DOM_CharacterData_insertData(n, 4, nullptr); }, "abc", 3, "", 0x20001},
+          {"abc", [](N) { DOM_CharacterData_insertData(nullptr, 0, "x"); }, "abc", 3, "", 0x10000},
+          {"abc", [](N n) { DOM_CharacterData_insertData(n->parentNode, 0, "x"); }, "abc", 3, "",
+           0x20009},
+          {"abcdef", [](N n) { DOM_CharacterData_deleteData(n, 2, -1); }, "ab", 2, "abcdef>ab ", 0},
+          {"abcdef", [](N n) { DOM_CharacterData_deleteData(n, 1, 2); }, "adef", 4, "abcdef>adef ",
+           0},
+          {"abcdef", [](N n) { DOM_CharacterData_deleteData(n, 7, 1); }, "abcdef", 6, "", 0x20001},
+          {"abcd", [](N n) { DOM_CharacterData_replaceData(n, 1, 2, "XYZ"); }, "aXYZd", 5,
+           "abcd>ad ad>aXYZd ", 0},
+          {"abcd", [](N n) { DOM_CharacterData_replaceData(n, 1, 2, nullptr); }, "ad", 2,
+           "abcd>ad ", 0},
+          // Two bytes a character; three bytes and two columns; no column of its own.
+          {"äöü", [](N n) { DOM_CharacterData_insertData(n, 1, "ßß"); }, "äßßöü", 5, "äöü>äßßöü ",
+           0},
+          {"漢字x", [](N n) { DOM_CharacterData_deleteData(n, 0, 1); }, "字x", 3, "漢字x>字x ", 0},
+          {"e\u0301x", [](N n) { DOM_CharacterData_deleteData(n, 1, 1); }, "e", 1, "e\u0301x>e ",
+           0},
+      };
   const Locale locale(std::setlocale(LC_ALL, "C.UTF-8"));
   for (const auto& [data, operation, result, length, expected_log, error] : rows) {
     SCOPED_TRACE(testing::Message() << data << " to " << result << " " << expected_log);
@@ -57,8 +65,9 @@ TEST(CharacterData, SubstringIsACopyOfCharacters) {
 
 TEST(CharacterData, SplitsOffTheTail) {
   const std::tuple<const char*, int32_t, std::string, int32_t> rows[] = {
-      {"abc", 0, "()(abc)!c!", 0},     {"abc", 1, "(a)(bc)!c!", 0},      {"abc", 3, "(abc)()!c!", 0},
-      {"abc", 4, "(abc)!c!", 0x20001}, {"abc", -1, "(abc)!c!", 0x20001}, {"!abc", 1, "!abc!!c!", 0x20009}};
+      {"abc", 0, "()(abc)!c!", 0},      {"abc", 1, "(a)(bc)!c!", 0},
+      {"abc", 3, "(abc)()!c!", 0},      {"abc", 4, "(abc)!c!", 0x20001},
+      {"abc", -1, "(abc)!c!", 0x20001}, {"!abc", 1, "!abc!!c!", 0x20009}};
   for (const auto& [data, offset, children, error] : rows) {
     const Tree tree;
     DOM_Node* const node = tree.Add(tree.root(), data);
@@ -73,7 +82,8 @@ TEST(CharacterData, SplitsOffTheTail) {
 TEST(CharacterData, SplitThatLosesItsPlaceIsUndone) {
   const Tree tree;
   const OwnedNode node(tree.Add(tree.root(), "abc"));
-  Listener listener{"", nullptr, [&](DOM_Event*) { DOM_Node_removeChild(tree.root(), node.get()); }};
+  Listener listener{"", nullptr,
+                    [&](DOM_Event*) { DOM_Node_removeChild(tree.root(), node.get()); }};
   listener.Hear(tree.root(), "DOMCharacterDataModified");
   EXPECT_EQ(DOM_Text_splitText(node.get(), 1), nullptr);
   EXPECT_EQ(TakeError(), 0x10000);
@@ -93,7 +103,9 @@ TEST(Normalize, MergesNeighboursHeardOrNot) {
   const std::tuple<std::vector<std::string>, std::string, std::string> rows[] = {
       {{"a", "b", "!c", "d"}, "(ab)!c!(d)", "b>ab "},
       {{"a", "[b", "c"}, "(a)[b](c)", ""},
-      {{"", "<e", "a", "<f", "b", "c", ">", "d", "", ">", "g", "h"}, "()e{(a)f{(bc)}(d)}(gh)", "c>bc >d h>gh "},
+      {{"", "<e", "a", "<f", "b", "c", ">", "d", "", ">", "g", "h"},
+       "()e{(a)f{(bc)}(d)}(gh)",
+       "c>bc >d h>gh "},
   };
   for (const auto& [codes, children, events] : rows) {
     for (const bool heard : {false, true}) {
@@ -137,10 +149,11 @@ TEST(Normalize, GoesByTheTreeThatHandlersLeave) {
     const Tree tree;
     Build(tree, {"a", "b", "!c", "d", "e"});
     OwnedNode taken;
-    Listener listener{
-        "", nullptr, [&, choose = removed](DOM_Event* event) {
-          taken.reset(taken != nullptr ? taken.release() : DOM_Node_removeChild(tree.root(), choose(event->target)));
-        }};
+    Listener listener{"", nullptr, [&, choose = removed](DOM_Event* event) {
+                        taken.reset(taken != nullptr
+                                        ? taken.release()
+                                        : DOM_Node_removeChild(tree.root(), choose(event->target)));
+                      }};
     listener.Hear(tree.root(), "DOMCharacterDataModified");
     DOM_Element_normalize(tree.root());
     EXPECT_EQ(Children(tree.root()), children);

@@ -10,18 +10,20 @@ namespace {
 
 /// All that a clone copies, but for children, as one text.
 std::string Described(DOM_Node* node) {
-  std::string text = std::to_string(node->nodeType) + Text(node->nodeName) + "=" + Text(node->nodeValue) +
-                     std::to_string(DOM_CharacterData_getLength(node));
+  std::string text = std::to_string(node->nodeType) + Text(node->nodeName) + "=" +
+                     Text(node->nodeValue) + std::to_string(DOM_CharacterData_getLength(node));
   if (node->nodeType == DOM_ENTITY_NODE || node->nodeType == DOM_NOTATION_NODE) {
     const DOM_ExternalIdFields& id = DOM_ExternalIdPart(node);
     text += " " + Text(id.publicId) + " " + Text(id.systemId) + " " + Text(id.notationName);
   }
   if (node->nodeType == DOM_DOCUMENT_TYPE_NODE) {
-    text += " " + Text(DOM_DocumentTypePart(node).publicId) + " " + Text(DOM_DocumentTypePart(node).systemId);
+    text += " " + Text(DOM_DocumentTypePart(node).publicId) + " " +
+            Text(DOM_DocumentTypePart(node).systemId);
   }
   for (int32_t i = 0; DOM_Node* attribute = DOM_NamedNodeMap_item(node->attributes, i); ++i) {
     EXPECT_EQ(DOM_AttributePart(attribute).ownerElement, node);
-    text += " " + Described(attribute) + std::to_string(DOM_AttributePart(attribute).specified) + Children(attribute);
+    text += " " + Described(attribute) + std::to_string(DOM_AttributePart(attribute).specified) +
+            Children(attribute);
   }
   return text;
 }
@@ -69,7 +71,8 @@ TEST(Clone, CopiesWhatItsTypeHas) {
       }
       const OwnedNode owned(clone);
       // Only a deep clone has the children of attributes too.
-      EXPECT_EQ(Described(clone) + (deep == 0 && row.node == element ? "(below)" : ""), Described(row.node));
+      EXPECT_EQ(Described(clone) + (deep == 0 && row.node == element ? "(below)" : ""),
+                Described(row.node));
       EXPECT_EQ(clone->ownerDocument, row.node->ownerDocument);
       EXPECT_EQ(Children(clone), deep != 0 ? row.deep : "");
       EXPECT_EQ(Violation(clone), "");
@@ -81,8 +84,8 @@ TEST(Clone, CopiesWhatItsTypeHas) {
 
 TEST(Clone, DocumentIsANewDocument) {
   const Tree tree;
-  DOM_Node* const doctype =
-      DOM_Node_insertBefore(tree.document(), DOM_Implementation_createDocumentType("t", "pub", "sys"), tree.root());
+  DOM_Node* const doctype = DOM_Node_insertBefore(
+      tree.document(), DOM_Implementation_createDocumentType("t", "pub", "sys"), tree.root());
   DOM_Node_appendChild(doctype, Declaration(tree.document(), DOM_ENTITY_NODE, "d", "v"));
   tree.Add(tree.Add(tree.root(), "<a"), "x");
   DOM_DocumentPart(tree.document()).standalone = 1;
@@ -121,15 +124,16 @@ TEST(Clone, FailureHasALineForEachLevel) {
       lines += "  src/node.cpp:N:Node_cloneNode: \n";
     }
     const std::string trace = TraceText();
-    EXPECT_EQ(trace.substr(trace.find("  src/node")), lines + "  src/node.cpp:N:DOM_Node_cloneNode: \n");
+    EXPECT_EQ(trace.substr(trace.find("  src/node")),
+              lines + "  src/node.cpp:N:DOM_Node_cloneNode: \n");
     EXPECT_EQ(TakeError(), EILSEQ);
   }
 }
 
 TEST(Clone, DocumentTypeTakesThePlaceUntilItIsDestroyed) {
   const Tree tree;
-  DOM_Node* const doctype =
-      DOM_Node_insertBefore(tree.document(), DOM_Implementation_createDocumentType("t", nullptr, nullptr), tree.root());
+  DOM_Node* const doctype = DOM_Node_insertBefore(
+      tree.document(), DOM_Implementation_createDocumentType("t", nullptr, nullptr), tree.root());
   DOM_Node* const clone = DOM_Node_cloneNode(doctype, 1);
   EXPECT_EQ(DOM_Document_getDoctype(tree.document()), clone);
   EXPECT_EQ(clone->ownerDocument, tree.document());

@@ -5,7 +5,8 @@ namespace qvx::test {
 
 TEST(Event, ModulesAreNamedExactly) {
   const Tree tree;
-  for (const std::string name : {"Events", "UIEvents", "TextEvents", "MutationEvents", "events", ""}) {
+  for (const std::string name :
+       {"Events", "UIEvents", "TextEvents", "MutationEvents", "events", ""}) {
     DOM_Event* const event = DOM_DocumentEvent_createEvent(tree.document(), name.c_str());
     EXPECT_EQ(event != nullptr, name.ends_with("Events") && name[0] != 'M') << name;
     EXPECT_EQ(TakeError(), event != nullptr ? 0 : 0x20009);
@@ -17,7 +18,8 @@ TEST(Event, ModulesAreNamedExactly) {
 
 TEST(Event, TextEventsKeepTheirValues) {
   DOM_Event event{};
-  DOM_TextEvent_initTextEvent(&event, "x", 1, 0, &event, -2, "out", 0xFFFFFFF1U, 0xFFFFFFF2U, 0xFFFFFFF3U, 7);
+  DOM_TextEvent_initTextEvent(&event, "x", 1, 0, &event, -2, "out", 0xFFFFFFF1U, 0xFFFFFFF2U,
+                              0xFFFFFFF3U, 7);
   EXPECT_EQ(event.keyVal, 0xFFFFFFF1U);
   EXPECT_EQ(event.virtKeyVal, 0xFFFFFFF2U);
   EXPECT_EQ(event.visibleOutputGenerated, 0xFFFFFFF3U);
@@ -31,7 +33,9 @@ static int Dispatch(DOM_Node* target, int bubbles = 1, int cancelable = 1) {
 }
 
 TEST(Dispatch, GoesDownToTheTargetAndUpAgain) {
-  const auto redispatch = [](DOM_Event* event) { DOM_EventTarget_dispatchEvent(event->target->ownerDocument, event); };
+  const auto redispatch = [](DOM_Event* event) {
+    DOM_EventTarget_dispatchEvent(event->target->ownerDocument, event);
+  };
   // Of the capturing (upper case) and other listeners on the path "r" - "p" - "t" one acts.
   const std::tuple<size_t, void (*)(DOM_Event*), int, int, std::string, int> rows[] = {
       {6, nullptr, 1, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 p:x@t/3 r:x@t/3 ", 1},
@@ -50,7 +54,8 @@ TEST(Dispatch, GoesDownToTheTargetAndUpAgain) {
     DOM_Node* const parent = tree.Add(tree.root(), "<p");
     DOM_Node* const nodes[] = {tree.root(), parent, tree.Add(parent, "<t")};
     std::string log;
-    Listener listeners[] = {{"R", &log}, {"r", &log}, {"P", &log}, {"p", &log}, {"T", &log}, {"t", &log}, {"Z", &log}};
+    Listener listeners[] = {{"R", &log}, {"r", &log}, {"P", &log}, {"p", &log},
+                            {"T", &log}, {"t", &log}, {"Z", &log}};
     listeners[actor].act = act;
     for (size_t i = 0; i < 6; ++i) {
       listeners[i].Hear(nodes[i / 2], "x", i % 2 == 0 ? 1 : 0);
@@ -81,7 +86,11 @@ TEST(Listeners, MayComeAndGoWhileTheyRun) {
     std::string gone;
     uint32_t come;
     std::string log;  // of two dispatches to the listeners 1 and 2, of which 1 acts in the first
-  } rows[] = {{"1", 0, "12|2|"}, {"2", 0, "1|1|"}, {"12", 0, "1||"}, {"", 10, "12|132|"}, {"1", 10, "12|32|"}};
+  } rows[] = {{"1", 0, "12|2|"},
+              {"2", 0, "1|1|"},
+              {"12", 0, "1||"},
+              {"", 10, "12|132|"},
+              {"1", 10, "12|32|"}};
   for (const auto& row : rows) {
     const Tree tree;
     std::string log;
@@ -142,7 +151,8 @@ TEST(MutationEvents, HandlersMayChangeTheSubtreeThatIsTold) {
     outer.Hear(tree.document(), row.type.c_str(), 1);
     inner.Hear(tree.document(), (row.type + row.inner).c_str(), 1);
     inner.Hear(nodes[1], (row.type + row.inner).c_str(), 0);
-    subtree.reset(DOM_Node_removeChild(tree.root(), DOM_Node_appendChild(tree.root(), subtree.release())));
+    subtree.reset(
+        DOM_Node_removeChild(tree.root(), DOM_Node_appendChild(tree.root(), subtree.release())));
     EXPECT_EQ(log, row.log);
   }
 }
@@ -152,7 +162,8 @@ TEST(MutationEvents, ReachTheListenersAboveANodeOfAnotherDocument) {
   const Tree second;
   DOM_Node* const doctype = DOM_Node_insertBefore(
       first.document(), DOM_Implementation_createDocumentType("t", nullptr, nullptr), first.root());
-  DOM_Node* const entity = DOM_Node_appendChild(doctype, Declaration(first.document(), DOM_ENTITY_NODE, "n"));
+  DOM_Node* const entity =
+      DOM_Node_appendChild(doctype, Declaration(first.document(), DOM_ENTITY_NODE, "n"));
   DOM_Node_removeChild(first.document(), doctype);
   DOM_Node_appendChild(second.document(), doctype);
   std::string log;
@@ -167,9 +178,16 @@ TEST(CommonParent, IsFoundByTheFlags) {
   DOM_Node* const a = tree.Add(tree.root(), "<a");
   DOM_Node* const c = tree.Add(a, "<c");
   DOM_Node* const b = tree.Add(tree.root(), "<b");
-  const std::pair<DOM_Node*, DOM_Node*> rows[] = {
-      // changed, common parent
-      {nullptr, nullptr}, {tree.document(), nullptr}, {c, c}, {c, c}, {b, nullptr}, {a, a}, {c, a}, {b, b}, {c, c}};
+  const std::pair<DOM_Node*, DOM_Node*> rows[] = {// changed, common parent
+                                                  {nullptr, nullptr},
+                                                  {tree.document(), nullptr},
+                                                  {c, c},
+                                                  {c, c},
+                                                  {b, nullptr},
+                                                  {a, a},
+                                                  {c, a},
+                                                  {b, b},
+                                                  {c, c}};
   tree.common_parent() = nullptr;
   for (const auto& [changed, common_parent] : rows) {
     updateCommonParent(changed);

@@ -22,12 +22,14 @@ TEST(Factories, MakeNodesWithCopiesOfTheirTexts) {
   a[0] = b[0] = 'x';
   for (const auto& [made, fields] : rows) {
     const OwnedNode node(made);
-    EXPECT_EQ(std::to_string(node->nodeType) + " " + Text(node->nodeName) + " " + Text(node->nodeValue) +
-                  (node->childNodes != nullptr ? " 1" : " 0") + (node->attributes != nullptr ? " 1 " : " 0 ") +
+    EXPECT_EQ(std::to_string(node->nodeType) + " " + Text(node->nodeName) + " " +
+                  Text(node->nodeValue) + (node->childNodes != nullptr ? " 1" : " 0") +
+                  (node->attributes != nullptr ? " 1 " : " 0 ") +
                   std::to_string(DOM_CharacterData_getLength(node.get())),
               fields);
     EXPECT_EQ(node->ownerDocument, tree.document());
-    EXPECT_TRUE(node->nodeType != DOM_ATTRIBUTE_NODE || DOM_AttributePart(node.get()).specified == 1);
+    EXPECT_TRUE(node->nodeType != DOM_ATTRIBUTE_NODE ||
+                DOM_AttributePart(node.get()).specified == 1);
   }
 }
 
@@ -50,11 +52,13 @@ TEST(Factories, SayWhyTheyMakeNothing) {
       {[&] { return Document_createNode(tree.document(), 13); }, 0x20009,
        "src/dom.cpp:N:Document_createNode: The requested operation is not supported\n"},
       {[&] { return DOM_Implementation_createDocument("", "", tree.root()); }, 0x20003,
-       "src/dom.cpp:N:DOM_Implementation_createDocument: The request violated tree hierarchy constraints\n"},
-      {[&] { return DOM_Document_createProcessingInstruction(tree.document(), "t", nullptr); }, EINVAL,
-       "src/dom.cpp:N:DOM_Document_createProcessingInstruction: Invalid argument\n"},
+       "src/dom.cpp:N:DOM_Implementation_createDocument: The request violated tree hierarchy "
+       "constraints\n"},
+      {[&] { return DOM_Document_createProcessingInstruction(tree.document(), "t", nullptr); },
+       EINVAL, "src/dom.cpp:N:DOM_Document_createProcessingInstruction: Invalid argument\n"},
       {[] { return DOM_Implementation_createDocumentType("t", nullptr, "\xff"); }, EILSEQ,
-       "src/dom.cpp:N:DOM_Implementation_createDocumentType: Invalid or incomplete multibyte or wide character\n"},
+       "src/dom.cpp:N:DOM_Implementation_createDocumentType: Invalid or incomplete multibyte or "
+       "wide character\n"},
   };
   for (const auto& [make, code, trace] : rows) {
     EXPECT_EQ(make(), nullptr);

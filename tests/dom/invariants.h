@@ -39,21 +39,24 @@ inline std::string ViolationAt(DOM_Node* parent) {
     }
   }
   if (parent->lastChild != previous ||
-      (list != nullptr &&
-       (list->length != nodes.size() || list->first != parent->firstChild || list->last != previous))) {
+      (list != nullptr && (list->length != nodes.size() || list->first != parent->firstChild ||
+                           list->last != previous))) {
     return "ends";
   }
   const bool is_document = parent->nodeType == DOM_DOCUMENT_NODE;
-  return is_document && (DOM_Document_getDocumentElement(parent) != last_of_type[DOM_ELEMENT_NODE] ||
-                         DOM_Document_getDoctype(parent) != last_of_type[DOM_DOCUMENT_TYPE_NODE])
+  return is_document &&
+                 (DOM_Document_getDocumentElement(parent) != last_of_type[DOM_ELEMENT_NODE] ||
+                  DOM_Document_getDoctype(parent) != last_of_type[DOM_DOCUMENT_TYPE_NODE])
              ? "field"
              : "";
 }
 
 /// What is wrong with a tree, at the first node where something is.
 inline std::string Violation(DOM_Node* root) {
-  std::string violation =
-      root->parentNode != nullptr || root->previousSibling != nullptr || root->nextSibling != nullptr ? "root" : "";
+  std::string violation = root->parentNode != nullptr || root->previousSibling != nullptr ||
+                                  root->nextSibling != nullptr
+                              ? "root"
+                              : "";
   for (DOM_Node* node = root; node != nullptr && violation.empty();) {
     violation = ViolationAt(node);
     DOM_Node* next = node->firstChild;
@@ -66,7 +69,8 @@ inline std::string Violation(DOM_Node* root) {
 }
 
 /// An entity or notation without ids; `value` may be null.
-inline DOM_Node* Declaration(DOM_Document* document, uint16_t type, const char* name, const char* value = nullptr) {
+inline DOM_Node* Declaration(DOM_Document* document, uint16_t type, const char* name,
+                             const char* value = nullptr) {
   DOM_Node* const node = Document_createNode(document, type);
   node->nodeName = strdup(name);
   node->nodeValue = value == nullptr ? nullptr : strdup(value);

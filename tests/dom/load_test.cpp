@@ -9,7 +9,8 @@ bool IsCdata(const DOM_Node* node) {
   return node != nullptr && node->nodeType == DOM_CDATA_SECTION_NODE;
 }
 
-// A tree as name(value) attributes{children}; a text has no name, the pieces of a CDATA section are joined.
+// A tree as name(value) attributes{children}; a text has no name, the pieces of a CDATA section are
+// joined.
 std::string Shape(DOM_Node* node) {
   std::string shape = node->nodeType == DOM_TEXT_NODE ? "" : node->nodeName;
   shape += node->nodeValue == nullptr ? "" : "(" + std::string(node->nodeValue) + ")";
@@ -51,8 +52,8 @@ std::string Repeated(const std::string& text, size_t count) {
   return repeated;
 }
 
-// Every row is loaded many times, behind a padding that moves the end of a block over each of its bytes. Every other
-// time with a listener, who gets the text in the parser's pieces.
+// Every row is loaded many times, behind a padding that moves the end of a block over each of its
+// bytes. Every other time with a listener, who gets the text in the parser's pieces.
 TEST(Loader, EveryConstructHasItsNodeWhereverABlockEnds) {
   constexpr size_t kBlock = 8192;
   const struct {
@@ -64,9 +65,11 @@ TEST(Loader, EveryConstructHasItsNodeWhereverABlockEnds) {
       {"", "<a b='1&lt;' c='&quot;'>x &amp; y&#65;\r\n</a>", "a b(1<) c(\"){(x & yA\n)}}"},
       {"", "<a>t<![CDATA[<c>]]>u<![CDATA[]]>v<![CDATA[w]]><b/></a>",
        "a{(t),#cdata-section(<c>),(uv),#cdata-section(w),b}}"},
-      {"", "<!--1--><a>x<!--2-->y<?p q r?>z</a><?s?>", "#comment(1),a{(x),#comment(2),(y),p(q r),(z)},s()}"},
+      {"", "<!--1--><a>x<!--2-->y<?p q r?>z</a><?s?>",
+       "#comment(1),a{(x),#comment(2),(y),p(q r),(z)},s()}"},
       {"",
-       "<!DOCTYPE a PUBLIC 'pub' 'sys' [<!ELEMENT a (b|(c,d))*><!ATTLIST a k CDATA 'given' x CDATA #IMPLIED>"
+       "<!DOCTYPE a PUBLIC 'pub' 'sys' [<!ELEMENT a (b|(c,d))*><!ATTLIST a k CDATA 'given' x CDATA "
+       "#IMPLIED>"
        "<!ENTITY e 'some &#38;lt; text'><!ENTITY % p 'dropped'><!NOTATION n SYSTEM 'viewer'>"
        "<!ENTITY s SYSTEM 'skipped'>]><a x='1'>1&e;2&s;3</a>",
        "a{e(some &lt; text),n,s},a x(1) k(given){(1some < text23)}}"},
@@ -75,10 +78,12 @@ TEST(Loader, EveryConstructHasItsNodeWhereverABlockEnds) {
     SCOPED_TRACE(row.rest);
     EXPECT_EQ("#document{" + row.children, Loaded(row.declaration + row.rest).shape);
     for (size_t before = 0; before < row.rest.size(); ++before) {
-      const std::string pad(kBlock - row.declaration.size() - before - std::string("<?pad ?>").size(), 'x');
+      const std::string pad(
+          kBlock - row.declaration.size() - before - std::string("<?pad ?>").size(), 'x');
       std::string log;
       Listener listener{"l", &log};
-      const Loaded loaded(row.declaration + "<?pad " + pad + "?>" + row.rest, before % 2 == 1 ? &listener : nullptr);
+      const Loaded loaded(row.declaration + "<?pad " + pad + "?>" + row.rest,
+                          before % 2 == 1 ? &listener : nullptr);
       ASSERT_EQ("#document{pad(" + pad + ")," + row.children, loaded.shape);
       ASSERT_EQ(1, loaded.result);
       ASSERT_EQ(nullptr, loaded.document->ownerDocument);
@@ -126,7 +131,8 @@ TEST(Loader, FailuresAndWhatWasBuiltBefore) {
   const std::string parser = reader + "An XML parser error occured: ";
   const std::tuple<std::string, int32_t, std::string, std::string> rows[] = {
       {"", DOM_PARSER_ERR, parser + "no element found: line 1\n", ""},
-      {"<a>\n<b>x&amp;y", DOM_PARSER_ERR, parser + "no element found: line 2\n", "{a{(\n),b{(x&y)}}}"},
+      {"<a>\n<b>x&amp;y", DOM_PARSER_ERR, parser + "no element found: line 2\n",
+       "{a{(\n),b{(x&y)}}}"},
       {"<a>x</b>", DOM_PARSER_ERR, parser + "mismatched tag: line 1\n", "{a{(x)}}"},
       {"\x7f\xff", DOM_PARSER_ERR, parser + "not well-formed (invalid token): line 1\n", ""},
       {"<!DOCTYPE a [<!--c-->]><a/>", DOM_HIERARCHY_REQUEST_ERR,
@@ -155,7 +161,9 @@ TEST(Loader, FailuresAndWhatWasBuiltBefore) {
     chain += "<!ENTITY e" + std::to_string(i) + " '&e" + std::to_string(i - 1) + ";'>";
   }
   EXPECT_EQ(0, Loaded(chain + "]><a>&e29999;</a>").result);
-  EXPECT_EQ(0, Loaded("<!DOCTYPE a [<!ATTLIST e d CDATA 'v'>]><a>" + Repeated("<e/>", 100001) + "</a>").result);
+  EXPECT_EQ(0,
+            Loaded("<!DOCTYPE a [<!ATTLIST e d CDATA 'v'>]><a>" + Repeated("<e/>", 100001) + "</a>")
+                .result);
 }
 
 TEST(Loader, WhatCannotBeReadOrStarted) {
@@ -164,10 +172,12 @@ TEST(Loader, WhatCannotBeReadOrStarted) {
   const std::string second = directory.path() / "second.xml";
   WriteText(second, "<second/>");
   const std::tuple<DOM_Document*, const char*, int, int32_t, std::string> rows[] = {
-      {tree.document(), "/nowhere/x", -1, ENOENT, "load: No such file or directory: uri=/nowhere/x\n"},
+      {tree.document(), "/nowhere/x", -1, ENOENT,
+       "load: No such file or directory: uri=/nowhere/x\n"},
       {tree.document(), "/", 0, 1, "fread: Is a directory\n"},
       {nullptr, nullptr, -1, kNullParameter, "load: A parameter was NULL: doc=(nil),uri=(null)\n"},
-      {tree.root(), second.c_str(), -1, DOM_WRONG_DOCUMENT_ERR, "fread: The document context is invalid\n"},
+      {tree.root(), second.c_str(), -1, DOM_WRONG_DOCUMENT_ERR,
+       "fread: The document context is invalid\n"},
       {tree.document(), second.c_str(), 0, DOM_HIERARCHY_REQUEST_ERR, "fread: \n"},
   };
   for (const auto& [document, path, result, error, trace] : rows) {

@@ -1,5 +1,5 @@
-// What is left when memory runs out. Each allocation of the document model fails once; those of the parser, a shared
-// library, fail by a limit on the address space.
+// What is left when memory runs out. Each allocation of the document model fails once; those of the
+// parser, a shared library, fail by a limit on the address space.
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -55,7 +55,8 @@ struct World : Tree {
   explicit World(bool is_heard) {
     DOM_Element_setAttribute(e, "k", "v");
     Add(e, "x");
-    for (DOM_Document* const heard : {is_heard ? document() : nullptr, is_heard ? empty.get() : nullptr}) {
+    for (DOM_Document* const heard :
+         {is_heard ? document() : nullptr, is_heard ? empty.get() : nullptr}) {
       listener.Hear(heard, "DOMNodeInserted");
       listener.Hear(heard, "DOMAttrModified");
     }
@@ -75,14 +76,17 @@ bool Finds(NodeList* found) {
 }
 
 bool Makes(DOM_Node* made) {
-  DOM_Document_destroyNode(made != nullptr && made->nodeType == DOM_DOCUMENT_NODE ? made : nullptr, made);
+  DOM_Document_destroyNode(made != nullptr && made->nodeType == DOM_DOCUMENT_NODE ? made : nullptr,
+                           made);
   return made != nullptr;
 }
 
 /// Loads so many elements within each other that the stack of the open ones grows and shrinks.
 bool Loads(DOM_Document* document) {
   const std::unique_ptr<std::FILE, decltype(&std::fclose)> stream(std::tmpfile(), std::fclose);
-  std::fputs("<!DOCTYPE a PUBLIC 'p' 's' [<!ENTITY n 'v'>]><a b='1'>x&amp;y<!--c--><?p i?><![CDATA[z]]>", stream.get());
+  std::fputs(
+      "<!DOCTYPE a PUBLIC 'p' 's' [<!ENTITY n 'v'>]><a b='1'>x&amp;y<!--c--><?p i?><![CDATA[z]]>",
+      stream.get());
   for (const char* const tag : {"<b>", "</b>"}) {
     for (int i = 0; i < 200; ++i) {
       std::fputs(tag, stream.get());
@@ -114,9 +118,11 @@ TEST(Memory, EveryFailureIsReported) {
       {"new value", [](W& w) { return DOM_Element_setAttribute(w.e, "k", "w"), Succeeded(); }},
       {"merger", [](W& w) { return DOM_Element_normalize(w.root()), Succeeded(); }},
       {"split", [](W& w) { return DOM_Text_splitText(w.abc, 1) != nullptr && Succeeded(); }},
-      {"replacement", [](W& w) { return DOM_CharacterData_replaceData(w.abc, 0, 1, "x"), Succeeded(); }},
+      {"replacement",
+       [](W& w) { return DOM_CharacterData_replaceData(w.abc, 0, 1, "x"), Succeeded(); }},
       {"listener", [](W& w) { return w.listener.Hear(w.e, "x"), Succeeded(); }},
-      {"document type", [](W&) { return Makes(DOM_Implementation_createDocumentType("t", "p", "s")); }},
+      {"document type",
+       [](W&) { return Makes(DOM_Implementation_createDocumentType("t", "p", "s")); }},
   };
   for (const auto& [name, operation] : rows) {
     for (const bool is_heard : {false, true}) {
@@ -156,7 +162,9 @@ TEST(Memory, LoadTellsWhenTheParserRunsOut) {
     EXPECT_EQ(result, 0);
     EXPECT_EQ(TakeError(), DOM_PARSER_ERR);
     EXPECT_TRUE(dom::LoadRanOutOfMemory());
-    EXPECT_EQ(DOM_DocumentLS_load(OwnedNode(DOM_Node_cloneNode(document.get(), 0)).get(), broken.c_str()), 0);
+    EXPECT_EQ(
+        DOM_DocumentLS_load(OwnedNode(DOM_Node_cloneNode(document.get(), 0)).get(), broken.c_str()),
+        0);
     EXPECT_FALSE(dom::LoadRanOutOfMemory());
     return FailuresAsStatus();
   });

@@ -1,4 +1,5 @@
-// What the tests of the document model share: a document to work on, trees and events as short texts, and a listener.
+// What the tests of the document model share: a document to work on, trees and events as short
+// texts, and a listener.
 #ifndef QVX_TESTS_DOM_MODEL_H
 #define QVX_TESTS_DOM_MODEL_H
 
@@ -57,10 +58,11 @@ class Tree {
   DOM_Node* Add(DOM_Node* parent, const std::string& code) const {
     const char* const rest = code.c_str() + (code.empty() ? 0 : 1);
     const char kind = code.c_str()[0];
-    return DOM_Node_appendChild(parent, kind == '<'   ? DOM_Document_createElement(document(), rest)
-                                        : kind == '!' ? DOM_Document_createComment(document(), rest)
-                                        : kind == '[' ? DOM_Document_createCDATASection(document(), rest)
-                                                      : DOM_Document_createTextNode(document(), code.c_str()));
+    return DOM_Node_appendChild(
+        parent, kind == '<'   ? DOM_Document_createElement(document(), rest)
+                : kind == '!' ? DOM_Document_createComment(document(), rest)
+                : kind == '[' ? DOM_Document_createCDATASection(document(), rest)
+                              : DOM_Document_createTextNode(document(), code.c_str()));
   }
 
  private:
@@ -73,17 +75,19 @@ inline std::string Children(const DOM_Node* parent) {
   std::string shape;
   for (const DOM_Node* node = parent->firstChild; node != nullptr; node = node->nextSibling) {
     const std::string value = Text(node->nodeValue);
-    shape += node->nodeType == DOM_TEXT_NODE            ? "(" + value + ")"
-             : node->nodeType == DOM_COMMENT_NODE       ? "!" + value + "!"
-             : node->nodeType == DOM_CDATA_SECTION_NODE ? "[" + value + "]"
-                                                        : Text(node->nodeName) + "{" + Children(node) + "}";
+    shape += node->nodeType == DOM_TEXT_NODE      ? "(" + value + ")"
+             : node->nodeType == DOM_COMMENT_NODE ? "!" + value + "!"
+             : node->nodeType == DOM_CDATA_SECTION_NODE
+                 ? "[" + value + "]"
+                 : Text(node->nodeName) + "{" + Children(node) + "}";
   }
   return shape;
 }
 
 /// An event as type@target/phase, and what it says of a value.
 inline std::string Place(const DOM_Event* event) {
-  return Text(event->type) + "@" + event->target->nodeName + "/" + std::to_string(event->eventPhase) + " ";
+  return Text(event->type) + "@" + event->target->nodeName + "/" +
+         std::to_string(event->eventPhase) + " ";
 }
 inline std::string Values(const DOM_Event* event) {
   return Text(event->prevValue) + ">" + Text(event->newValue) + " ";

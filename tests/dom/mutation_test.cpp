@@ -17,9 +17,10 @@ constexpr int32_t kHierarchy = 0x20003;
 constexpr int32_t kWrongDocument = 0x20004;
 constexpr int32_t kNotFound = 0x20008;
 
-/// A document D with t{} r{a{(x)b{}}!c!(z)}, and nodes of its own and of others that are in no tree, all found by their
-/// names: fragments F{(1)g{}(2)}, E{}, W{p{}q{}}, a text n, a comment h, an element m{(y)}, an attribute k, a document
-/// type u that is outside any document, and an element o of another document O.
+/// A document D with t{} r{a{(x)b{}}!c!(z)}, and nodes of its own and of others that are in no
+/// tree, all found by their names: fragments F{(1)g{}(2)}, E{}, W{p{}q{}}, a text n, a comment h,
+/// an element m{(y)}, an attribute k, a document type u that is outside any document, and an
+/// element o of another document O.
 class World {
  public:
   World() {
@@ -39,7 +40,8 @@ class World {
               {"E", DOM_Document_createDocumentFragment(document)},
               {"W", DOM_Document_createDocumentFragment(document)}};
     DOM_Node_insertBefore(document, nodes_["t"], tree_.root());
-    for (const std::string code : {"r<a", "r!c", "rz", "ax", "a<b", "my", "F1", "F<g", "F2", "W<p", "W<q"}) {
+    for (const std::string code :
+         {"r<a", "r!c", "rz", "ax", "a<b", "my", "F1", "F<g", "F2", "W<p", "W<q"}) {
       nodes_[code.substr(code.size() - 1)] = tree_.Add(nodes_[code.substr(0, 1)], code.substr(1));
     }
   }
@@ -64,8 +66,8 @@ class World {
     return result;
   }
 
-  /// Expects the nodes that were in no tree, less those in `changes` with a minus and with those with a plus, to be the
-  /// ones that are in no tree now, and destroys them.
+  /// Expects the nodes that were in no tree, less those in `changes` with a minus and with those
+  /// with a plus, to be the ones that are in no tree now, and destroys them.
   void ExpectLoose(const std::string& changes) const {
     std::set<std::string> names = {"F", "E", "W", "n", "h", "m", "k", "u", "o"};
     std::istringstream words(changes);
@@ -129,36 +131,37 @@ TEST(Mutation, OneChange) {
       {"append D F", "-", kHierarchy, kUnchanged, ""},               // fragment misfits
       {"remove D r; append D W", "-", kHierarchy, "t{}p{}", "+r"},   // fragment half fits
 
-      {"insert r n a", "n", 0, "t{}r{(n)a{(x)b{}}!c!(z)}", "-n"},              // first
-      {"insert r n c", "n", 0, "t{}r{a{(x)b{}}(n)!c!(z)}", "-n"},              // middle
-      {"insert r n -", "n", 0, "t{}r{a{(x)b{}}!c!(z)(n)}", "-n"},              // end
-      {"insert b n -", "n", 0, "t{}r{a{(x)b{(n)}}!c!(z)}", "-n"},              // into empty
-      {"insert r a c", "a", 0, kUnchanged, ""},                                // before the next
-      {"insert r c a", "c", 0, "t{}r{!c!a{(x)b{}}(z)}", ""},                   // before the previous
-      {"insert r c c", "-", kNotFound, "t{}r{a{(x)b{}}(z)}", "+c"},            // before itself
-      {"insert r n b", "-", kHierarchy, kUnchanged, ""},                       // elsewhere
-      {"insert r o a", "-", kWrongDocument, kUnchanged, ""},                   // other document's
-      {"insert D o r", "-", kWrongDocument, kUnchanged, ""},                   // even to document
+      {"insert r n a", "n", 0, "t{}r{(n)a{(x)b{}}!c!(z)}", "-n"},    // first
+      {"insert r n c", "n", 0, "t{}r{a{(x)b{}}(n)!c!(z)}", "-n"},    // middle
+      {"insert r n -", "n", 0, "t{}r{a{(x)b{}}!c!(z)(n)}", "-n"},    // end
+      {"insert b n -", "n", 0, "t{}r{a{(x)b{(n)}}!c!(z)}", "-n"},    // into empty
+      {"insert r a c", "a", 0, kUnchanged, ""},                      // before the next
+      {"insert r c a", "c", 0, "t{}r{!c!a{(x)b{}}(z)}", ""},         // before the previous
+      {"insert r c c", "-", kNotFound, "t{}r{a{(x)b{}}(z)}", "+c"},  // before itself
+      {"insert r n b", "-", kHierarchy, kUnchanged, ""},             // elsewhere
+      {"insert r o a", "-", kWrongDocument, kUnchanged, ""},         // other document's
+      {"insert D o r", "-", kWrongDocument, kUnchanged, ""},         // even to document
       {"remove D t; insert D u r", "u", 0, "u{}r{a{(x)b{}}!c!(z)}", "-u +t"},  // type from outside
       {"insert r F c", "F", 0, "t{}r{a{(x)b{}}(1)g{}(2)!c!(z)}", ""},          // fragment
       {"insert F F g", "-", kHierarchy, kUnchanged, ""},                       // fragment to itself
 
-      {"replace r n -", "-", kNull, kUnchanged, ""},                                     // no child
-      {"replace r m a", "a", 0, "t{}r{m{(y)}!c!(z)}", "-m +a"},                          // first
-      {"replace r c a", "a", 0, "t{}r{!c!(z)}", "+a"},                                   // by the next
-      {"replace r a c", "c", 0, "t{}r{a{(x)b{}}(z)}", "+c"},                             // by the previous
-      {"replace r b a", "a", 0, "t{}r{b{}!c!(z)}", "+a"},                                // by a descendant
-      {"replace r c c", "-", 0, "t{}r{a{(x)b{}}(z)}", "+c"},                             // by itself
-      {"replace r n b", "-", kNotFound, kUnchanged, ""},                                 // not a child
-      {"replace r o a", "-", kWrongDocument, kUnchanged, ""},                            // other document's
-      {"replace D m r", "-", kHierarchy, kUnchanged, ""},                                // document element
-      {"replace D h r", "r", 0, "t{}!h!", "-h +r"},                                      // element by comment
-      {"replace D u t", "t", 0, "u{}r{a{(x)b{}}!c!(z)}", "-u +t"},                       // type by type
-      {"append D h; replace D u h", "-", kHierarchy, "t{}r{a{(x)b{}}!c!(z)}!h!", "-h"},  // comment by second type
-      {"replace r E c", "c", 0, "t{}r{a{(x)b{}}(z)}", "+c"},                             // by empty fragment
-      {"replace r F z", "z", 0, "t{}r{a{(x)b{}}!c!(1)g{}(2)}", "+z"},                    // by fragment
-      {"replace F F g", "-", kHierarchy, kUnchanged, ""},                                // by fragment in itself
-      {"replace D F r", "-", kHierarchy, kUnchanged, ""},                                // by fragment that misfits
+      {"replace r n -", "-", kNull, kUnchanged, ""},                // no child
+      {"replace r m a", "a", 0, "t{}r{m{(y)}!c!(z)}", "-m +a"},     // first
+      {"replace r c a", "a", 0, "t{}r{!c!(z)}", "+a"},              // by the next
+      {"replace r a c", "c", 0, "t{}r{a{(x)b{}}(z)}", "+c"},        // by the previous
+      {"replace r b a", "a", 0, "t{}r{b{}!c!(z)}", "+a"},           // by a descendant
+      {"replace r c c", "-", 0, "t{}r{a{(x)b{}}(z)}", "+c"},        // by itself
+      {"replace r n b", "-", kNotFound, kUnchanged, ""},            // not a child
+      {"replace r o a", "-", kWrongDocument, kUnchanged, ""},       // other document's
+      {"replace D m r", "-", kHierarchy, kUnchanged, ""},           // document element
+      {"replace D h r", "r", 0, "t{}!h!", "-h +r"},                 // element by comment
+      {"replace D u t", "t", 0, "u{}r{a{(x)b{}}!c!(z)}", "-u +t"},  // type by type
+      {"append D h; replace D u h", "-", kHierarchy, "t{}r{a{(x)b{}}!c!(z)}!h!",
+       "-h"},                                                          // comment by second type
+      {"replace r E c", "c", 0, "t{}r{a{(x)b{}}(z)}", "+c"},           // by empty fragment
+      {"replace r F z", "z", 0, "t{}r{a{(x)b{}}!c!(1)g{}(2)}", "+z"},  // by fragment
+      {"replace F F g", "-", kHierarchy, kUnchanged, ""},              // by fragment in itself
+      {"replace D F r", "-", kHierarchy, kUnchanged, ""},              // by fragment that misfits
 
       {"remove - a", "-", kNull, kUnchanged, ""},                            // no parent
       {"remove r c", "c", 0, "t{}r{a{(x)b{}}(z)}", "+c"},                    // middle
@@ -178,8 +181,9 @@ TEST(Mutation, DocumentTypeFollowsItsDocument) {
   const DOM_DocumentType* const doctype = world["t"];
   const DOM_DocumentTypeFields& fields = DOM_DocumentTypePart(world["t"]);
   for (const char* name : {"D", "-", "O"}) {
-    for (const DOM_Document* owner : {doctype->ownerDocument, doctype->childNodes->ownerDocument,
-                                      fields.entities->ownerDocument, fields.notations->ownerDocument}) {
+    for (const DOM_Document* owner :
+         {doctype->ownerDocument, doctype->childNodes->ownerDocument,
+          fields.entities->ownerDocument, fields.notations->ownerDocument}) {
       EXPECT_EQ(owner, world[name]);
     }
     world.Do(name[0] == 'D' ? "remove D t" : "append O t");
@@ -190,10 +194,13 @@ TEST(Mutation, DocumentTypeFollowsItsDocument) {
 TEST(Mutation, ChangesAreNotedAtTheParent) {
   const World world;
   DOM_Node*& noted = DOM_DocumentPart(world["D"]).commonParent;
-  for (const std::string changes : {"append b m", "insert r n a", "replace a h x", "remove r c", "remove D r"}) {
+  for (const std::string changes :
+       {"append b m", "insert r n a", "replace a h x", "remove r c", "remove D r"}) {
     noted = nullptr;
     world.Do(changes);
-    EXPECT_EQ(noted, changes == "remove D r" ? nullptr : world[changes.substr(changes.find(' ') + 1, 1)]) << changes;
+    EXPECT_EQ(noted,
+              changes == "remove D r" ? nullptr : world[changes.substr(changes.find(' ') + 1, 1)])
+        << changes;
   }
   world.ExpectLoose("-m -n -h +x +c +r");
 }
@@ -217,18 +224,29 @@ TEST(Mutation, HandlersMayChangeTheTree) {
     const char* changes;  // by a handler, at the first event of that type that gets there
     Case outcome;
   } rows[] = {
-      // The removal is done already, the child is elsewhere, is detached, or is now above its new parent.
+      // The removal is done already, the child is elsewhere, is detached, or is now above its new
+      // parent.
       {"r", removed, "remove r c", {"remove r c", "-", kNotFound, "t{}r{a{(x)b{}}(z)}", "+c"}},
       {"r", removed, "append m c", {"append a c", "-", kHierarchy, "t{}r{a{(x)b{}}(z)}", ""}},
       {"r", removed, "remove r c", {"append a c", "c", 0, "t{}r{a{(x)b{}!c!}(z)}", ""}},
       {"r", removed, "append b m", {"append m a", "-", kHierarchy, "t{}r{!c!(z)}", "-m +a"}},
-      // The document has an element by now; the reference, the replaced child or the place of a fragment is gone.
-      {"F", removed, "append D m", {"remove D r; append D g", "-", kHierarchy, "t{}m{(y)}", "-m +r +g"}},
+      // The document has an element by now; the reference, the replaced child or the place of a
+      // fragment is gone.
+      {"F",
+       removed,
+       "append D m",
+       {"remove D r; append D g", "-", kHierarchy, "t{}m{(y)}", "-m +r +g"}},
       {"r", removed, "remove r z", {"insert r a z", "-", kNotFound, "t{}r{!c!}", "+a +z"}},
       {"r", removed, "remove r z", {"replace r n z", "-", 0, "t{}r{a{(x)b{}}!c!}", "+z"}},
-      {"r", inserted, "remove r c", {"insert r F c", "-", kHierarchy, "t{}r{a{(x)b{}}(1)(z)}", "+c"}},
+      {"r",
+       inserted,
+       "remove r c",
+       {"insert r F c", "-", kHierarchy, "t{}r{a{(x)b{}}(1)(z)}", "+c"}},
       // The replacement has been put elsewhere, the fragment is fed, the new child is thrown out.
-      {"r", removed, "append a n", {"replace r n z", "-", kHierarchy, "t{}r{a{(x)b{}(n)}!c!(z)}", "-n"}},
+      {"r",
+       removed,
+       "append a n",
+       {"replace r n z", "-", kHierarchy, "t{}r{a{(x)b{}(n)}!c!(z)}", "-n"}},
       {"F", removed, "append F h", {"append a F", "F", 0, "t{}r{a{(x)b{}(1)g{}(2)}!c!(z)}", "-h"}},
       {"r", inserted, "remove r n", {"append r n", "n", 0, kUnchanged, ""}},
   };
@@ -260,7 +278,8 @@ struct Model {
   }
   /// What really moves: the children of a fragment, else the node itself.
   std::vector<const DOM_Node*> Moved(DOM_Node* node) {
-    return node->nodeType == DOM_DOCUMENT_FRAGMENT_NODE ? children[node] : std::vector<const DOM_Node*>{node};
+    return node->nodeType == DOM_DOCUMENT_FRAGMENT_NODE ? children[node]
+                                                        : std::vector<const DOM_Node*>{node};
   }
   void Remove(const DOM_Node* node) {
     if (DOM_Node* const parent = std::exchange(parents[node], nullptr)) {
@@ -269,7 +288,8 @@ struct Model {
   }
   bool Insert(DOM_Node* parent, DOM_Node* node, const DOM_Node* reference) {
     const auto moved = Moved(node);
-    if (parent == node || !std::all_of(moved.begin(), moved.end(), [&](auto* n) { return MayHold(parent, n); })) {
+    if (parent == node ||
+        !std::all_of(moved.begin(), moved.end(), [&](auto* n) { return MayHold(parent, n); })) {
       return false;
     }
     for (const DOM_Node* child : moved) {
@@ -302,10 +322,13 @@ TEST(Mutation, RandomChangesFollowAModel) {
     DOM_Node* const node = nodes[random() % nodes.size()];
     const uint32_t children = parent->childNodes == nullptr ? 0 : parent->childNodes->length;
     DOM_Node* const child =
-        children == 0 ? nullptr : DOM_NodeList_item(parent->childNodes, static_cast<int32_t>(random() % children));
+        children == 0
+            ? nullptr
+            : DOM_NodeList_item(parent->childNodes, static_cast<int32_t>(random() % children));
     switch (random() % 3) {
       case 0:
-        EXPECT_EQ(DOM_Node_insertBefore(parent, node, child), model.Insert(parent, node, child) ? node : nullptr);
+        EXPECT_EQ(DOM_Node_insertBefore(parent, node, child),
+                  model.Insert(parent, node, child) ? node : nullptr);
         break;
       case 1:
         EXPECT_EQ(DOM_Node_replaceChild(parent, node, child),
@@ -315,7 +338,8 @@ TEST(Mutation, RandomChangesFollowAModel) {
         }
         break;
       default:
-        EXPECT_EQ(DOM_Node_removeChild(parent, node), model.parents[node] == parent ? node : nullptr);
+        EXPECT_EQ(DOM_Node_removeChild(parent, node),
+                  model.parents[node] == parent ? node : nullptr);
         if (model.parents[node] == parent) {
           model.Remove(node);
         }

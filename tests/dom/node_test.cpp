@@ -46,7 +46,8 @@ TEST(Node, ElementsByTagNameInDocumentOrder) {
   DOM_Node* const a = tree.Add(tree.root(), "<a");
   tree.Add(tree.Add(a, "<*x"), "<a");
   tree.Add(a, "text");
-  DOM_Node* const reference = DOM_Node_appendChild(a, DOM_Document_createEntityReference(tree.document(), "a"));
+  DOM_Node* const reference =
+      DOM_Node_appendChild(a, DOM_Document_createEntityReference(tree.document(), "a"));
   tree.Add(reference, "<hidden");
   tree.Add(tree.root(), "<**");
   const struct {
@@ -65,7 +66,8 @@ TEST(Node, ElementsByTagNameInDocumentOrder) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    const auto look_up = row.from == a ? DOM_Element_getElementsByTagName : DOM_Document_getElementsByTagName;
+    const auto look_up =
+        row.from == a ? DOM_Element_getElementsByTagName : DOM_Document_getElementsByTagName;
     NodeList* const found = look_up(row.from, row.name);
     const OwnedNode later(tree.Add(a, "<a"));
     std::string names;
@@ -85,7 +87,8 @@ TEST(Node, DepthDoesNotMatter) {
   constexpr uint32_t kDepth = 1000000;
   const Tree tree;
   DOM_Node* top = DOM_Document_createElement(tree.document(), "e");
-  for (uint32_t i = 1; i < kDepth; ++i) {  // from the inside out, since a change deep down is noted all the way up
+  for (uint32_t i = 1; i < kDepth;
+       ++i) {  // from the inside out, since a change deep down is noted all the way up
     DOM_Node* const outer = DOM_Document_createElement(tree.document(), "e");
     DOM_Node_appendChild(outer, top);
     top = outer;
@@ -122,17 +125,19 @@ TEST(Node, Dumps) {
   DOM_Node_printNode(tree.root());
   DOM_Node_printNode(nullptr);
   DOM_Node_printNode2(tree.document());
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "\nnodeName=r,nodeValue=(null),\n\ttype=1,parentNode->nodeName=#document,firstChild->nodeName=c"
-            ",lastChild->nodeName=#comment,\n\tchildNodes->length=2,previousSibling->nodeName=(null)"
-            ",nextSibling->nodeName=(null),attributes->length=2\n"
-            "node was null"
-            "\nDOM_DOCUMENT_NODE: #document=(null)\n"
-            "    DOM_ELEMENT_NODE: r=(null)\n"
-            "    a=1,b=2\n"
-            "        DOM_ELEMENT_NODE: c=(null)\n"
-            "            DOM_TEXT_NODE: #text=x\n"
-            "        DOM_COMMENT_NODE: #comment=y\n");
+  EXPECT_EQ(
+      testing::internal::GetCapturedStdout(),
+      "\nnodeName=r,nodeValue=(null),\n\ttype=1,parentNode->nodeName=#document,firstChild->"
+      "nodeName=c"
+      ",lastChild->nodeName=#comment,\n\tchildNodes->length=2,previousSibling->nodeName=(null)"
+      ",nextSibling->nodeName=(null),attributes->length=2\n"
+      "node was null"
+      "\nDOM_DOCUMENT_NODE: #document=(null)\n"
+      "    DOM_ELEMENT_NODE: r=(null)\n"
+      "    a=1,b=2\n"
+      "        DOM_ELEMENT_NODE: c=(null)\n"
+      "            DOM_TEXT_NODE: #text=x\n"
+      "        DOM_COMMENT_NODE: #comment=y\n");
 }
 
 }  // namespace

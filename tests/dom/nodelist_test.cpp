@@ -13,7 +13,8 @@ constexpr int32_t kNull = kNullParameter;
 constexpr int32_t kHierarchy = 0x20003;
 constexpr int32_t kNotFound = 0x20008;
 
-/// The names of the nodes, one letter each, read from the middle on, where a walk leaves the list's cursor.
+/// The names of the nodes, one letter each, read from the middle on, where a walk leaves the list's
+/// cursor.
 std::string Names(const NodeList* list) {
   std::string names(list->length, '?');
   for (size_t i = 0; i < names.size(); ++i) {
@@ -28,10 +29,11 @@ struct ListDeleter {
   void operator()(NodeList* list) const { DOM_Document_destroyNodeList(nullptr, list, 0); }
 };
 
-/// A list that holds the elements a, b and c, but not d: one with entries of its own, or the children of a fragment,
-/// which the end of the list detaches.
+/// A list that holds the elements a, b and c, but not d: one with entries of its own, or the
+/// children of a fragment, which the end of the list detaches.
 struct Lists : Tree {
-  explicit Lists(bool of_children) : owned(of_children ? parent->childNodes : Document_createNodeList(document())) {
+  explicit Lists(bool of_children)
+      : owned(of_children ? parent->childNodes : Document_createNodeList(document())) {
     for (const char* name : {"a", "b", "c", "d"}) {
       nodes[*name].reset(DOM_Document_createElement(document(), name));
       NodeList_append(*name == 'd' ? nullptr : list, nodes[*name].get());
@@ -52,9 +54,10 @@ TEST(NodeList, ChangesAreTheSameForBothKinds) {
     const char* names;
     int32_t error;
   } rows[] = {
-      {"a d", "abcd", 0},         {"a -", "abc", kNull},      {"i da", "dabc", 0},    {"i dc", "abdc", 0},
-      {"i d-", "abcd", 0},        {"i dd", "abc", kNotFound}, {"r db", "adc", 0},     {"r bb", "abc", 0},
-      {"r ad", "abc", kNotFound}, {"r d-", "abc", kNotFound}, {"r -a", "abc", kNull},
+      {"a d", "abcd", 0},         {"a -", "abc", kNull},  {"i da", "dabc", 0},
+      {"i dc", "abdc", 0},        {"i d-", "abcd", 0},    {"i dd", "abc", kNotFound},
+      {"r db", "adc", 0},         {"r bb", "abc", 0},     {"r ad", "abc", kNotFound},
+      {"r d-", "abc", kNotFound}, {"r -a", "abc", kNull},
   };
   for (size_t i = 0; i < 2 * std::size(rows); ++i) {
     const auto& row = rows[i / 2];
@@ -62,9 +65,10 @@ TEST(NodeList, ChangesAreTheSameForBothKinds) {
     SCOPED_TRACE(row.change + std::string(i % 2 != 0 ? " child" : ""));
     EXPECT_EQ(DOM_NodeList_item(lists.list, 1), lists['b']);  // leaves the cursor in the middle
     DOM_Node* const node = lists[row.change[2]];
-    const NodeEntry* const entry = row.change[0] == 'a'   ? NodeList_append(lists.list, node)
-                                   : row.change[0] == 'i' ? NodeList_insert(lists.list, node, lists[row.change[3]])
-                                                          : NodeList_replace(lists.list, node, lists[row.change[3]]);
+    const NodeEntry* const entry = row.change[0] == 'a' ? NodeList_append(lists.list, node)
+                                   : row.change[0] == 'i'
+                                       ? NodeList_insert(lists.list, node, lists[row.change[3]])
+                                       : NodeList_replace(lists.list, node, lists[row.change[3]]);
     EXPECT_EQ(entry != nullptr, row.error == 0);
     EXPECT_EQ(TakeError(), row.error);
     EXPECT_EQ(Names(lists.list), row.names);
@@ -72,7 +76,8 @@ TEST(NodeList, ChangesAreTheSameForBothKinds) {
     EXPECT_EQ(ViolationAt(lists.parent.get()), "");
     const bool has_b = std::string(row.names).find('b') != std::string::npos;
     EXPECT_EQ(NodeList_exists(lists.list, lists['b']), has_b ? 1 : 0);
-    const std::unique_ptr<NodeEntry, decltype(&std::free)> removed(NodeList_remove(lists.list, lists['b']), std::free);
+    const std::unique_ptr<NodeEntry, decltype(&std::free)> removed(
+        NodeList_remove(lists.list, lists['b']), std::free);
     EXPECT_EQ(removed != nullptr, has_b);
     EXPECT_EQ(NodeList_exists(lists.list, lists['b']) + TakeError(), 0);
   }
@@ -92,20 +97,22 @@ TEST(NodeList, WhatWouldBreakATreeIsRefused) {
 
 TEST(NodeList, ViewsShowTheDeclarationsOfTheirKind) {
   const Tree tree;
-  DOM_Node* const doctype =
-      DOM_Node_insertBefore(tree.document(), DOM_Implementation_createDocumentType("t", nullptr, nullptr), tree.root());
+  DOM_Node* const doctype = DOM_Node_insertBefore(
+      tree.document(), DOM_Implementation_createDocumentType("t", nullptr, nullptr), tree.root());
   NamedNodeMap* const entities = DOM_DocumentTypePart(doctype).entities;
   NamedNodeMap* const notations = DOM_DocumentTypePart(doctype).notations;
   for (const char* name : {"n", "a", "m", "b", "c"}) {
-    DOM_Node_appendChild(doctype,
-                         Declaration(tree.document(), *name > 'c' ? DOM_NOTATION_NODE : DOM_ENTITY_NODE, name));
+    DOM_Node_appendChild(
+        doctype,
+        Declaration(tree.document(), *name > 'c' ? DOM_NOTATION_NODE : DOM_ENTITY_NODE, name));
   }
   EXPECT_EQ(Names(entities) + "," + Names(notations), "abc,nm");
   EXPECT_EQ(DOM_NodeList_item(entities, 2), doctype->lastChild);
   EXPECT_EQ(DOM_NodeList_item(entities, 1), doctype->lastChild->previousSibling);
   OwnedNode b(DOM_Node_removeChild(doctype, DOM_NodeList_item(entities, 1)));
   EXPECT_EQ(DOM_NodeList_item(entities, 1), doctype->lastChild);
-  DOM_Node_insertBefore(doctype, Declaration(tree.document(), DOM_ENTITY_NODE, "d"), doctype->firstChild);
+  DOM_Node_insertBefore(doctype, Declaration(tree.document(), DOM_ENTITY_NODE, "d"),
+                        doctype->firstChild);
   EXPECT_EQ(Names(entities), "dac");
   EXPECT_EQ(DOM_NamedNodeMap_getNamedItem(entities, "d"), doctype->firstChild);
   EXPECT_EQ(DOM_NamedNodeMap_getNamedItem(entities, "n"), nullptr);
@@ -126,10 +133,11 @@ TEST(NodeList, EveryStepIsCheap) {
   const std::clock_t start = std::clock();
   const Tree tree;
   DOM_Node* const middle = tree.Add(tree.root(), "m");
-  DOM_Node* const doctype =
-      DOM_Node_insertBefore(tree.document(), DOM_Implementation_createDocumentType("t", nullptr, nullptr), tree.root());
+  DOM_Node* const doctype = DOM_Node_insertBefore(
+      tree.document(), DOM_Implementation_createDocumentType("t", nullptr, nullptr), tree.root());
   for (int32_t i = 0; i < kChildren; ++i) {
-    DOM_Node_insertBefore(tree.root(), DOM_Document_createTextNode(tree.document(), ""), i % 2 == 0 ? nullptr : middle);
+    DOM_Node_insertBefore(tree.root(), DOM_Document_createTextNode(tree.document(), ""),
+                          i % 2 == 0 ? nullptr : middle);
     DOM_Node_appendChild(doctype, Declaration(tree.document(), DOM_ENTITY_NODE, "e"));
   }
   const NodeList* const list = tree.root()->childNodes;
@@ -172,8 +180,9 @@ TEST(NamedNodeMap, SetTakesOneElementsAttributesOnly) {
     int32_t error;
     const char* names;
   } rows[] = {
-      {map, nullptr, nullptr, 0, ""},     {map, text.get(), nullptr, kHierarchy, ""}, {map, a.get(), nullptr, 0, "a"},
-      {map, a.get(), a.get(), 0, "a"},    {second, a.get(), nullptr, 0x2000A, "a"},   {map, a2, a.get(), 0, "a"},
+      {map, nullptr, nullptr, 0, ""},           {map, text.get(), nullptr, kHierarchy, ""},
+      {map, a.get(), nullptr, 0, "a"},          {map, a.get(), a.get(), 0, "a"},
+      {second, a.get(), nullptr, 0x2000A, "a"}, {map, a2, a.get(), 0, "a"},
       {second, a.get(), nullptr, 0, "a"},
   };
   for (const auto& row : rows) {

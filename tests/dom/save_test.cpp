@@ -30,8 +30,10 @@ TEST_F(Writer, LoadedDocuments) {
        "<?xml version=\"1.0\"?>\n<v>\n<a/>\n<b>True</b>\n</v>\n"},
       {"<v z='1' a='&quot;&lt;'>&amp;<![CDATA[gone]]>x<!-- c --><?p d?><?q?></v>",
        "<?xml standalone=\"no\"?>\n<v z=\"1\" a=\"\"<\">&x<!-- c --><?p d?><?q ?></v>\n"},
-      {"<?xml version='1.2345678901234567890' standalone='yes'?><!DOCTYPE v PUBLIC 'p' 's' [<!ENTITY e 'x'>]><v/>",
-       "<?xml version=\"1.23456789012345\" standalone=\"yes\"?>\n\n<!DOCTYPE v SYSTEM \"s\">\n<v/>\n"},
+      {"<?xml version='1.2345678901234567890' standalone='yes'?><!DOCTYPE v PUBLIC 'p' 's' "
+       "[<!ENTITY e 'x'>]><v/>",
+       "<?xml version=\"1.23456789012345\" standalone=\"yes\"?>\n\n<!DOCTYPE v SYSTEM "
+       "\"s\">\n<v/>\n"},
   };
   for (const auto& [in, out] : rows) {
     EXPECT_EQ(out, Saved(Loaded(in).get()));
@@ -40,15 +42,19 @@ TEST_F(Writer, LoadedDocuments) {
 
 TEST_F(Writer, SingleNodes) {
   const OwnedNode document = Loaded(
-      "<!DOCTYPE v [<!NOTATION a SYSTEM 's'><!NOTATION b PUBLIC 'p'><!NOTATION c PUBLIC 'p' 's'><!ENTITY d 'x'>"
-      "<!ENTITY e PUBLIC 'p' 's'><!ENTITY f SYSTEM 's'><!ENTITY g PUBLIC 'p' 's' NDATA a><!ENTITY h SYSTEM 's' NDATA a>"
+      "<!DOCTYPE v [<!NOTATION a SYSTEM 's'><!NOTATION b PUBLIC 'p'><!NOTATION c PUBLIC 'p' "
+      "'s'><!ENTITY d 'x'>"
+      "<!ENTITY e PUBLIC 'p' 's'><!ENTITY f SYSTEM 's'><!ENTITY g PUBLIC 'p' 's' NDATA a><!ENTITY "
+      "h SYSTEM 's' NDATA a>"
       "]><v/>");
   std::string declarations;
-  for (DOM_Node* node = document->firstChild->firstChild; node != nullptr; node = node->nextSibling) {
+  for (DOM_Node* node = document->firstChild->firstChild; node != nullptr;
+       node = node->nextSibling) {
     declarations += Saved(nullptr, node);
   }
   EXPECT_EQ(
-      "    <!NOTATION a SYSTEM \"s\">\n    <!NOTATION b PUBLIC \"p\">\n    <!NOTATION c PUBLIC \"p\" \"s\">\n"
+      "    <!NOTATION a SYSTEM \"s\">\n    <!NOTATION b PUBLIC \"p\">\n    <!NOTATION c PUBLIC "
+      "\"p\" \"s\">\n"
       "    <!ENTITY d \"x\">\n    <!ENTITY e PUBLIC \"p\" \"s\">\n    <!ENTITY f SYSTEM \"s\">\n"
       "    <!ENTITY g PUBLIC \"p\" \"s\" NDATA a>\n    <!ENTITY h SYSTEM \"s\" NDATA a>\n",
       declarations);
@@ -66,7 +72,8 @@ TEST_F(Writer, SingleNodes) {
   EXPECT_EQ("", Saved(nullptr, tree_.Add(tree_.root(), "[cdata")));
   tree_.Add(tree_.Add(tree_.root(), "<e"), "t");
   tree_.Add(tree_.document(), "!last");
-  EXPECT_EQ("<?xml standalone=\"no\"?>\n<r><e>t</e></r><!--last-->\n", Saved(tree_.document(), fragment.get()));
+  EXPECT_EQ("<?xml standalone=\"no\"?>\n<r><e>t</e></r><!--last-->\n",
+            Saved(tree_.document(), fragment.get()));
 }
 
 TEST_F(Writer, DepthDoesNotMatter) {
@@ -90,8 +97,9 @@ void ExpectFailure(int result, int32_t code, const std::string& trace) {
 
 TEST_F(Writer, RefusalsLeaveTheFileUntouched) {
   WriteText(path_, "before");
-  ExpectFailure(DOM_DocumentLS_save(nullptr, path_.c_str(), nullptr), kNullParameter,
-                "DOM_DocumentLS_save: A parameter was NULL: doc=(nil),uri=" + path_ + ",node=(nil)\n");
+  ExpectFailure(
+      DOM_DocumentLS_save(nullptr, path_.c_str(), nullptr), kNullParameter,
+      "DOM_DocumentLS_save: A parameter was NULL: doc=(nil),uri=" + path_ + ",node=(nil)\n");
   ExpectFailure(DOM_DocumentLS_save(tree_.document(), "/nowhere/x", nullptr), ENOENT,
                 "DOM_DocumentLS_save: No such file or directory: uri=/nowhere/x\n");
   *_DOM_Exception() = EPERM;
@@ -108,9 +116,11 @@ TEST_F(Writer, AFullDiskIsNoticed) {
     ExpectFailure(DOM_DocumentLS_save(tree_.document(), "/dev/full", nullptr), ENOSPC,
                   "DOM_DocumentLS_save: " + full + ": uri=/dev/full\n");
   }
-  const std::unique_ptr<std::FILE, decltype(&std::fclose)> stream(std::fopen("/dev/full", "w"), std::fclose);
-  ExpectFailure(DOM_DocumentLS_fwrite(tree_.document(), stream.get()), ENOSPC,
-                "DOM_DocumentLS_fwrite: " + full + "\n  src/expatls.cpp:N:DOM_DocumentLS_fwrite: \n");
+  const std::unique_ptr<std::FILE, decltype(&std::fclose)> stream(std::fopen("/dev/full", "w"),
+                                                                  std::fclose);
+  ExpectFailure(
+      DOM_DocumentLS_fwrite(tree_.document(), stream.get()), ENOSPC,
+      "DOM_DocumentLS_fwrite: " + full + "\n  src/expatls.cpp:N:DOM_DocumentLS_fwrite: \n");
 }
 
 }  // namespace

@@ -33,14 +33,16 @@ mode_t ModeOf(const fs::path& path) {
 
 std::string OwnerOf(const fs::path& path) {
   struct stat status {};
-  return stat(path.c_str(), &status) == 0 ? std::to_string(status.st_uid) + ":" + std::to_string(status.st_gid)
-                                          : "none";
+  return stat(path.c_str(), &status) == 0
+             ? std::to_string(status.st_uid) + ":" + std::to_string(status.st_gid)
+             : "none";
 }
 
 std::string ServiceOwner() {
   const auto look_up = [] { return getpwnam("zxqvx"); };
   if (look_up() == nullptr &&
-      std::system("useradd --system --user-group --no-create-home --shell /usr/sbin/nologin zxqvx") != 0) {
+      std::system(
+          "useradd --system --user-group --no-create-home --shell /usr/sbin/nologin zxqvx") != 0) {
     throw std::runtime_error("the account zxqvx could not be made");
   }
   const passwd* account = look_up();

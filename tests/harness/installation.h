@@ -39,7 +39,8 @@ class Variable {
   std::optional<std::string> before_;
 };
 
-/// A directory that is removed with all that it holds, and from which the working directory is put back.
+/// A directory that is removed with all that it holds, and from which the working directory is put
+/// back.
 class TempDirectory {
  public:
   TempDirectory();
@@ -56,8 +57,9 @@ class TempDirectory {
   std::filesystem::path working_directory_;
 };
 
-/// An installation with conf, bin, sbin, logs and webapp, a log and a TLS share directory beside it; the four directory
-/// variables point into it. Its paths are short, so that every protection command fits.
+/// An installation with conf, bin, sbin, logs and webapp, a log and a TLS share directory beside
+/// it; the four directory variables point into it. Its paths are short, so that every protection
+/// command fits.
 class Installation {
  public:
   Installation();

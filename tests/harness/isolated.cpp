@@ -19,7 +19,8 @@ bool Unshare(int namespaces) {
   if (unshare(namespaces) != 0) {
     return false;
   }
-  return (namespaces & CLONE_NEWNS) == 0 || mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0;
+  return (namespaces & CLONE_NEWNS) == 0 ||
+         mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
 }  // namespace

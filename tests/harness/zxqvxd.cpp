@@ -1,10 +1,11 @@
-// A parent for the launcher that is really called like the daemon, or otherwise when run through a link.
+// A parent for the launcher that is really called like the daemon, or otherwise when run through a
+// link.
 //
 //   zxqvxd leader|worker PROGRAM [ARGUMENT ...]
 //
-// It leads a session and, as the server does, counts the SIGUSR1 that reach it. As "leader" it runs the program itself,
-// in its own process group; as "worker" a child in another group does. It prints the program's exit status and the
-// signals of its first process.
+// It leads a session and, as the server does, counts the SIGUSR1 that reach it. As "leader" it runs
+// the program itself, in its own process group; as "worker" a child in another group does. It
+// prints the program's exit status and the signals of its first process.
 #include <sys/wait.h>
 #include <unistd.h>
 

@@ -19,8 +19,8 @@ namespace {
 namespace fs = std::filesystem;
 using Outcome = std::pair<int, std::string>;  // exit status and output
 
-// A shell command with nothing inherited but the environment and the standard streams. The shell is not the one that
-// the launcher uses.
+// A shell command with nothing inherited but the environment and the standard streams. The shell is
+// not the one that the launcher uses.
 Outcome RunAlone(const std::string& command) {
   const TempDirectory scratch;
   const fs::path output = scratch.path() / "output";
@@ -42,7 +42,8 @@ std::string Launcher(size_t argument_count) {
 }
 
 // What a parent called like the daemon prints about a launcher that it has started.
-std::string UnderDaemon(const std::string& role, size_t argument_count, const std::string& daemon = QVX_DAEMON) {
+std::string UnderDaemon(const std::string& role, size_t argument_count,
+                        const std::string& daemon = QVX_DAEMON) {
   return RunAlone("\"" + daemon + "\" " + role + " " + Launcher(argument_count)).second;
 }
 
@@ -54,7 +55,8 @@ class Site {
     fs::create_symlink(QVX_DAEMON, other_daemon());
     WriteText(daemon,
               "#!/bin/sh\n"
-              "printf '%s\\n' \"$0\" \"$@\" \"${LD_ASSUME_KERNEL-unset}\" \"$(pwd)\" \"$(umask)\" \"$KEPT\"\n"
+              "printf '%s\\n' \"$0\" \"$@\" \"${LD_ASSUME_KERNEL-unset}\" \"$(pwd)\" \"$(umask)\" "
+              "\"$KEPT\"\n"
               "ls /proc/$$/fd\n"
               "awk '/SigIgn/ { print $2 }' /proc/$$/status\n");
     chmod(daemon.c_str(), daemon_mode);
@@ -66,8 +68,9 @@ class Site {
   /// The files of a start that are there and belong to the service account.
   std::string Generated() const {
     std::string found;
-    for (const char* name : {"conf/qvxpd.xml", "conf/qvxpd.conf", "conf/ralolist.map", "bin/php.ini", "logs/qvx.log",
-                             "session/php", "../tls/cert.pem", "../tls/file.pem"}) {
+    for (const char* name :
+         {"conf/qvxpd.xml", "conf/qvxpd.conf", "conf/ralolist.map", "bin/php.ini", "logs/qvx.log",
+          "session/php", "../tls/cert.pem", "../tls/file.pem"}) {
       found += OwnerOf(base() / name) == owner_ ? std::string(name) + " " : "";
     }
     return found;
@@ -89,7 +92,8 @@ TEST(Launcher, StartBecomesTheDaemon) {
   const Outcome outcome = RunAlone(Launcher(1));
   const std::string base = site.base();
   // Descriptor 10 is the shell's own, for the script; the one ignored signal is SIGPIPE.
-  EXPECT_EQ(outcome.second, base + "/sbin/zxqvxd\n-DSSL\n-f\n" + base + "/conf/qvxpd.conf\nunset\n" + base + "/conf" +
+  EXPECT_EQ(outcome.second, base + "/sbin/zxqvxd\n-DSSL\n-f\n" + base +
+                                "/conf/qvxpd.conf\nunset\n" + base + "/conf" +
                                 "\n0027\nkept\n0\n1\n10\n2\n0000000000001000\n");
   EXPECT_EQ(outcome.first, 0);
   EXPECT_EQ(site.Generated(), kAll);
@@ -105,10 +109,26 @@ TEST(Launcher, EveryEndButTheDaemon) {
       {"reconfigure by somebody else", 2, "NONE", {0, ""}, kAll},
       {"permissions for somebody else", 3, "NONE", {1, ""}, ""},
       {"too many arguments", 4, "NONE", {1, ""}, ""},
-      {"start without certificate", 1, "SSL_SHARE_BASE_DIR", {0, kNoTls}, "logs/qvx.log session/php "},
-      {"reconfigure without certificate", 2, "SSL_SHARE_BASE_DIR", {0, kNoTls}, "logs/qvx.log session/php "},
-      {"start without settings", 1, "SYSMGTZX_BASE_DIR", {1, kNoSettings}, "../tls/cert.pem ../tls/file.pem "},
-      {"reconfigure without settings", 2, "SYSMGTZX_BASE_DIR", {1, kNoSettings}, "../tls/cert.pem ../tls/file.pem "},
+      {"start without certificate",
+       1,
+       "SSL_SHARE_BASE_DIR",
+       {0, kNoTls},
+       "logs/qvx.log session/php "},
+      {"reconfigure without certificate",
+       2,
+       "SSL_SHARE_BASE_DIR",
+       {0, kNoTls},
+       "logs/qvx.log session/php "},
+      {"start without settings",
+       1,
+       "SYSMGTZX_BASE_DIR",
+       {1, kNoSettings},
+       "../tls/cert.pem ../tls/file.pem "},
+      {"reconfigure without settings",
+       2,
+       "SYSMGTZX_BASE_DIR",
+       {1, kNoSettings},
+       "../tls/cert.pem ../tls/file.pem "},
   };
   for (const auto& [name, argument_count, spoilt_variable, outcome, generated] : rows) {
     SCOPED_TRACE(name);
@@ -117,7 +137,8 @@ TEST(Launcher, EveryEndButTheDaemon) {
     EXPECT_EQ(RunAlone(Launcher(argument_count)), outcome);
     EXPECT_EQ(site.Generated(), generated);
   }
-  // The system gives every program at least one argument, so this count is reached from inside only.
+  // The system gives every program at least one argument, so this count is reached from inside
+  // only.
   const Site site;
   EXPECT_EQ(RunIsolated(0, [] { return RunLauncher(0); }), 0);
   EXPECT_EQ(site.Generated(), kAll);
@@ -125,8 +146,9 @@ TEST(Launcher, EveryEndButTheDaemon) {
 
 TEST(Launcher, PairIsDeletedForExactlyOne) {
   const Site site;
-  const std::tuple<const char*, size_t, bool> rows[] = {{"1", 3, true},   {"1", 4, true},    {"1 ", 4, false},
-                                                        {"01", 4, false}, {"yes", 4, false}, {"", 4, false}};
+  const std::tuple<const char*, size_t, bool> rows[] = {{"1", 3, true},    {"1", 4, true},
+                                                        {"1 ", 4, false},  {"01", 4, false},
+                                                        {"yes", 4, false}, {"", 4, false}};
   for (const auto& [value, argument_count, deleted] : rows) {
     SCOPED_TRACE(value);
     const Variable regenerate("QVX_CERT_REGEN", value);
@@ -142,7 +164,8 @@ TEST(Launcher, PairIsDeletedForExactlyOne) {
 
 TEST(Launcher, SignalsTheSessionOfADaemonOnly) {
   const Site site;
-  EXPECT_EQ(UnderDaemon("leader", 2), "status 0, signals 1\n");  // the launcher is in the group that it signals
+  EXPECT_EQ(UnderDaemon("leader", 2),
+            "status 0, signals 1\n");  // the launcher is in the group that it signals
   EXPECT_EQ(site.Generated(), kAll);
   EXPECT_EQ(UnderDaemon("worker", 2), "status 0, signals 1\n");
   EXPECT_EQ(UnderDaemon("leader", 2, site.other_daemon()), "status 0, signals 0\n");
@@ -154,8 +177,9 @@ TEST(Launcher, PermissionsFromTheEnvironment) {
   const Site site;
   const fs::path file = site.base() / "file";
   const std::tuple<std::optional<std::string>, std::string, mode_t> rows[] = {
-      {"744", QVX_DAEMON, 0744},        {"755", QVX_DAEMON, 0755},         {"766", QVX_DAEMON, 0766},
-      {"0755", QVX_DAEMON, 0600},       {"755 ", QVX_DAEMON, 0600},        {"777", QVX_DAEMON, 0600},
+      {"744", QVX_DAEMON, 0744},        {"755", QVX_DAEMON, 0755},
+      {"766", QVX_DAEMON, 0766},        {"0755", QVX_DAEMON, 0600},
+      {"755 ", QVX_DAEMON, 0600},       {"777", QVX_DAEMON, 0600},
       {std::nullopt, QVX_DAEMON, 0600}, {"744", site.other_daemon(), 0600}};
   for (const auto& [value, daemon, mode] : rows) {
     SCOPED_TRACE(value.value_or("unset") + " by " + daemon);

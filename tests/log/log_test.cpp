@@ -24,9 +24,11 @@ std::string Header(size_t offset) {
 }
 
 /// What a log of `content` is after a record with `message` at `offset`, written at `time`.
-std::string WithRecord(std::string content, size_t offset, const std::string& message, time_t time) {
+std::string WithRecord(std::string content, size_t offset, const std::string& message,
+                       time_t time) {
   char heading[kHeading + 1];
-  std::strftime(heading, sizeof(heading), "\n\nERROR LOG (severity=2)  %a %b %d %H:%M:%S %Y\n", std::localtime(&time));
+  std::strftime(heading, sizeof(heading), "\n\nERROR LOG (severity=2)  %a %b %d %H:%M:%S %Y\n",
+                std::localtime(&time));
   const size_t end = offset + kHeading + message.size();
   content.resize(std::max(content.size(), end));
   content.replace(offset, end - offset, heading + message).replace(0, 9, Header(end));
@@ -48,8 +50,9 @@ TEST(RingLog, RecordGoesWhereHeaderSays) {
   const Installation installation;
   SetupLogsAndDebug(nullptr);
   const std::string old(kLimit + 500, '.');
-  for (const std::string& unusable : {std::string(9, '\0'), Header(0), Header(kLimit + 1), std::string("-0000001\n"),
-                                      std::string("100000010"), std::string("qvx log \n")}) {
+  for (const std::string& unusable :
+       {std::string(9, '\0'), Header(0), Header(kLimit + 1), std::string("-0000001\n"),
+        std::string("100000010"), std::string("qvx log \n")}) {
     ExpectRecord(unusable + old, 9, 4);
   }
   ExpectRecord("", 9, 4);
@@ -75,7 +78,8 @@ TEST(RingLog, NewFileIsProtectedAndUnusableOneRefused) {
   EXPECT_EQ(LogOutput(kLogCritical, "%d%%\n", 7), 3);
   EXPECT_TRUE(ModeOf(QvxLogFile) == 0660 && OwnerOf(QvxLogFile) == owner);
   const std::string log = Contents(QvxLogFile).value();
-  EXPECT_EQ(log.substr(0, 44) + log.substr(68), Header(log.size()) + "\n\nCRITICAL ERROR LOG (severity=3)  \n7%\n");
+  EXPECT_EQ(log.substr(0, 44) + log.substr(68),
+            Header(log.size()) + "\n\nCRITICAL ERROR LOG (severity=3)  \n7%\n");
   EXPECT_EQ(unlink(QvxLogFile) | mkfifo(QvxLogFile, 0600), 0);
   EXPECT_EQ(LogOutput(kLogError, "pipe"), -1);
   std::filesystem::remove_all(installation.base() / "logs");
@@ -96,7 +100,8 @@ TEST(RingLog, RecordWaitsForLock) {
 
 TEST(DebugCategories, LinesFlipThem) {
   const Installation installation;
-  const std::string all = "qvx_startup\nqvx_config\nqvx_aa\nqvx_bc\nqvx_ui\nqvx_help\nqvx_sso\nqvx_elm\n";
+  const std::string all =
+      "qvx_startup\nqvx_config\nqvx_aa\nqvx_bc\nqvx_ui\nqvx_help\nqvx_sso\nqvx_elm\n";
   std::string some = "QVX_Config\nqvx_a\nqvx_star\n qvx_bc\n\nqvx_bc\nqvx_bc, too\n";
   some.append(79, 'x').append("qvx_sso\n").append(78, 'x').append("qvx_help\n");
   some.append("qvx_u\0qvx_bc\nqvx_elm", 20);

@@ -63,9 +63,13 @@ TEST(CapturedCommand, SurvivesSignalsAndClosedStandardStreams) {
       action.sa_handler = [](int) {};
       const itimerval every_millisecond{{0, 1000}, {0, 1000}};
       char output[10] = "";
-      const int result = sigaction(SIGALRM, &action, nullptr) | setitimer(ITIMER_REAL, &every_millisecond, nullptr) |
-                         process_linux_cmd("sleep 0.03; printf out; exec >&-; sleep 0.03", output, sizeof(output));
-      return result == 0 && output == std::string("out") && WaitForChild(-1) == -1 ? 0 : 1;  // and no child is left
+      const int result =
+          sigaction(SIGALRM, &action, nullptr) |
+          setitimer(ITIMER_REAL, &every_millisecond, nullptr) |
+          process_linux_cmd("sleep 0.03; printf out; exec >&-; sleep 0.03", output, sizeof(output));
+      return result == 0 && output == std::string("out") && WaitForChild(-1) == -1
+                 ? 0
+                 : 1;  // and no child is left
     });
     EXPECT_EQ(status, 0) << "closed: " << closed;
   }
@@ -92,20 +96,24 @@ TEST(Commands, FailuresAreReported) {
   const TempDirectory directory;
   const std::string errors = directory.path() / "errors";
   const std::pair<std::string, int> rows[] = {
-      {"execute_linux_cmd: fork() failed! \n", 0},       {"execute_linux_cmd: child's execv failed!\n", 1},
-      {"process_linux_cmd: pipe() failed! \n", -1},      {"process_linux_cmd: fork() failed! \n", -1},
+      {"execute_linux_cmd: fork() failed! \n", 0},
+      {"execute_linux_cmd: child's execv failed!\n", 1},
+      {"process_linux_cmd: pipe() failed! \n", -1},
+      {"process_linux_cmd: fork() failed! \n", -1},
       {"process_linux_cmd: child's execv failed!\n", 0},
   };
   for (const auto& row : rows) {
     const std::string& text = row.first;
     const int status = RunIsolated(CLONE_NEWNS, [&] {
-      dup2(Descriptor(open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600)).get(), STDERR_FILENO);
+      dup2(Descriptor(open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600)).get(),
+           STDERR_FILENO);
       const rlimit none{0, 0};
       const int spoilt = text[19] == 'f'   ? setrlimit(RLIMIT_NPROC, &none) | setuid(65534)
                          : text[19] == 'p' ? setrlimit(RLIMIT_NOFILE, &none)
                                            : mount("/dev/null", kShell, "", MS_BIND, nullptr);
       char output[2] = "";
-      const int result = text[0] == 'p' ? process_linux_cmd("printf x", output, 2) : execute_linux_cmd("true");
+      const int result =
+          text[0] == 'p' ? process_linux_cmd("printf x", output, 2) : execute_linux_cmd("true");
       return spoilt == 0 && result == row.second && output[0] == '\0' ? 0 : 1;
     });
     EXPECT_EQ(status, 0) << text;

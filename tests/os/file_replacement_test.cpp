@@ -29,7 +29,8 @@ TEST(FileReplacement, BesideTheOldFileAndBornAsItStays) {
   WriteText(path, "old");
   const int status = RunIsolated(0, [&] {
     umask(0);
-    WriteText(root.path() / (".file." + std::to_string(getpid()) + ".new"), "of an earlier process");
+    WriteText(root.path() / (".file." + std::to_string(getpid()) + ".new"),
+              "of an earlier process");
     RemoveLeftovers(path);
     FileReplacement file(path, ServiceFile());
     EXPECT_TRUE(file.Write(std::string(100000, 'n')));
@@ -47,8 +48,9 @@ TEST(FileReplacement, BesideTheOldFileAndBornAsItStays) {
 
 TEST(FileReplacement, OnlyRegularFilesAreReplaced) {
   const TempDirectory root;
-  const std::string make = "cd " + root.path().string() +
-                           "; mkdir directory; mkfifo fifo; mknod device c 1 3; ln -s file link; echo old >file";
+  const std::string make =
+      "cd " + root.path().string() +
+      "; mkdir directory; mkfifo fifo; mknod device c 1 3; ln -s file link; echo old >file";
   ASSERT_EQ(std::system(make.c_str()), 0);
   for (const char* name : {"directory", "fifo", "device"}) {
     EXPECT_FALSE(ReplaceFile(root.path() / name, OwnFile(0600), "new")) << name;

@@ -37,7 +37,8 @@ TEST(Protection, ModeAndOwnerByKind) {
   } rows[] = {
       {"directory", root.path() / "directory", 1, 0755, owner},
       {"file in a slashed path", root.path().string() + "//file", 1, 0660, owner},
-      {"file of root in the directory of the account", root.path() / "directory/file", 0, 0600, "0:0"},
+      {"file of root in the directory of the account", root.path() / "directory/file", 0, 0600,
+       "0:0"},
       {"longest path", PathOfLength(root.path(), 240), 1, 0660, owner},
       {"path that is too long", PathOfLength(root.path(), 241), 0, 0600, "0:0"},
       {"pipe", fifo, 0, 0600, "0:0"},
@@ -61,7 +62,8 @@ TEST(Directories, ModeAndOwnerOfNewOnes) {
   const int status = RunIsolated(CLONE_NEWNS, [] {
     umask(077);
     const int results = _mkdir("plain") | OsMkdir("owned");
-    return results | mount("/dev/null", "/etc/passwd", "", MS_BIND, nullptr) | OsMkdir("without account");
+    return results | mount("/dev/null", "/etc/passwd", "", MS_BIND, nullptr) |
+           OsMkdir("without account");
   });
   EXPECT_EQ(status, 0);
   for (const char* path : {"plain", "owned", "without account"}) {
@@ -86,7 +88,11 @@ TEST(Directories, ChainIsCompleted) {
       {"check", "/opt", "opt/v1.2/conf/a.xml", 0, {"/opt", "/opt/conf"}},
       {"check", "/opt", "/opt/" + n + n + "nn/zx", 1, {"/opt"}},
       {"build", "/opt", "/a/b.c//d/cert.pem", 0, {"/a", "/a/b.c", "/a/b.c/d", "/opt"}},
-      {"build", "/opt", "/" + n + "/" + n.substr(2) + "/x", 0, {"/" + n, "/" + n + "/" + n.substr(2), "/opt"}},
+      {"build",
+       "/opt",
+       "/" + n + "/" + n.substr(2) + "/x",
+       0,
+       {"/" + n, "/" + n + "/" + n.substr(2), "/opt"}},
       {"build", "/opt", "/" + n + "/" + n.substr(1) + "/x", 0, {"/opt"}},
       {"build", "/opt", "/file/x/cert.pem", -1, {"/opt"}},
       {"build", "/opt", "/c:/a/cert.pem", -1, {"/opt"}},
@@ -120,7 +126,9 @@ TEST(OpenDescriptor, LocksAndTruncates) {
   const Descriptor file(sopen(path.c_str(), O_CREAT, F_WRLCK, 0600));
   EXPECT_EQ(ModeOf(path), 0664U);
   EXPECT_EQ(chsize(file.get(), 300) + filelength(file.get()), 300);
-  EXPECT_EQ(RunIsolated(0, [&path] { return sopen(path.c_str(), O_TRUNC, F_RDLCK, 0) == -1 ? 0 : 1; }), 0);
+  EXPECT_EQ(
+      RunIsolated(0, [&path] { return sopen(path.c_str(), O_TRUNC, F_RDLCK, 0) == -1 ? 0 : 1; }),
+      0);
   EXPECT_EQ(filelength(file.get()), 0) << "truncated, though the lock was refused";
 }
 

@@ -39,8 +39,8 @@ TEST(DirectoryResolvers, EnvironmentOrDefault) {
 std::string SplitPath(const char* path, uint32_t capacity) {
   char parts[4][99] = {"#", "#", "#", "#"};
   uint32_t sizes[4] = {capacity, capacity, capacity, capacity};
-  std::string all = std::to_string(
-      OSSplitPath(path, parts[0], &sizes[0], parts[1], &sizes[1], parts[2], &sizes[2], parts[3], &sizes[3]));
+  std::string all = std::to_string(OSSplitPath(path, parts[0], &sizes[0], parts[1], &sizes[1],
+                                               parts[2], &sizes[2], parts[3], &sizes[3]));
   for (int part = 0; part < 4; ++part) {
     all.append(" ").append(parts[part]).append("|").append(std::to_string(sizes[part]));
   }
@@ -90,8 +90,10 @@ TEST(DirectorySearch, NamesThatMatch) {
     WriteText(root.path() / name, name);
   }
   const std::pair<std::string, std::set<std::string>> rows[] = {
-      {"*.xml", {"a.xml"}}, {"*.*", {"a.xml", "noext", "sub"}}, {"n*.*.*", {}},   {".*l", {".c.xml"}},
-      {"sub/?", {"x"}},     {std::string(5000, '*'), {}},       {"missing/*", {}}};
+      {"*.xml", {"a.xml"}}, {"*.*", {"a.xml", "noext", "sub"}},
+      {"n*.*.*", {}},       {".*l", {".c.xml"}},
+      {"sub/?", {"x"}},     {std::string(5000, '*'), {}},
+      {"missing/*", {}}};
   for (const auto& [pattern, names] : rows) {
     EXPECT_EQ(Find(root.path() / pattern), names) << pattern;
   }
@@ -99,8 +101,12 @@ TEST(DirectorySearch, NamesThatMatch) {
 
 TEST(Strings, ComparedWithoutCase) {
   const std::tuple<const char*, const char*, int, int> rows[] = {
-      {"QVX_CONFIG", "qvx_config", 20, 0}, {"qvx", "QVX_config", 3, 0}, {"qvx", "QVX_config", 4, -7},
-      {"qvx_config", "qvx", 11, 7},        {"a", "b", -1, 0},           {"\xE4X", "az", 1, 0xE4 - 'a'},
+      {"QVX_CONFIG", "qvx_config", 20, 0},
+      {"qvx", "QVX_config", 3, 0},
+      {"qvx", "QVX_config", 4, -7},
+      {"qvx_config", "qvx", 11, 7},
+      {"a", "b", -1, 0},
+      {"\xE4X", "az", 1, 0xE4 - 'a'},
   };
   for (const auto& [a, b, n, result] : rows) {
     EXPECT_EQ(strnicmp(a, b, n), result) << a << " " << b << " " << n;

@@ -18,7 +18,8 @@ namespace {
 class PathWalk : public testing::Test {
  protected:
   PathWalk() {
-    Shell(R"(umask 022; mkdir own other shared sticky; chown 65534 other; chmod 777 shared; chmod 1777 sticky
+    Shell(
+        R"(umask 022; mkdir own other shared sticky; chown 65534 other; chmod 777 shared; chmod 1777 sticky
 for d in own other shared sticky; do echo root >$d/root; echo theirs >$d/theirs; chown 65534 $d/theirs; done
 echo target >target; echo "key" >key; ln key other/hard; ln key shared/hard
 for d in own other shared sticky; do ln -s ../target $d/link; ln -s ../target $d/foreign

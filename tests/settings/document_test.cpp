@@ -34,25 +34,29 @@ TEST(SettingsDocument, ValuesAreTakenChangedAndSaved) {
   const TempDirectory directory;
   const std::string path = directory.path() / "settings";
   WriteText(path,
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<v><group><twice>nested</twice></group>\n<twice>later</twice>"
-            "<blank> True</blank><empty></empty><element><inner/></element><parts name=\"p\">a&amp;b<i/>c</parts></v>");
+            "<?xml version=\"1.0\" "
+            "encoding=\"UTF-8\"?>\n<v><group><twice>nested</twice></group>\n<twice>later</twice>"
+            "<blank> True</blank><empty></empty><element><inner/></element><parts "
+            "name=\"p\">a&amp;b<i/>c</parts></v>");
   const DocumentHolder document = NewDocument();
   ASSERT_EQ(DOM_DocumentLS_load(document.get(), path.c_str()), 1);
-  const std::pair<const char*, const char*> rows[] = {{"twice", "nested"},  {"blank", " True"}, {"empty", ""},
-                                                      {"element", nullptr}, {"parts", "a&b"},   {"none", nullptr}};
+  const std::pair<const char*, const char*> rows[] = {{"twice", "nested"}, {"blank", " True"},
+                                                      {"empty", ""},       {"element", nullptr},
+                                                      {"parts", "a&b"},    {"none", nullptr}};
   for (const auto& [element, value] : rows) {
     EXPECT_STREQ(GetElementValue(document.get(), element), value) << element;
   }
-  EXPECT_STREQ(MallocOwner<char>(GetElementAttributeValue(document.get(), "parts", "name")).get(), "p");
+  EXPECT_STREQ(MallocOwner<char>(GetElementAttributeValue(document.get(), "parts", "name")).get(),
+               "p");
   EXPECT_EQ(GetElementAttributeValue(document.get(), "none", "name"), nullptr);
 
   for (const char* element : {"twice", "empty", "parts"}) {
     EXPECT_EQ(SetElementValue(document.get(), path.c_str(), element, "new"), 0);
   }
-  EXPECT_EQ(
-      Contents(path),
-      "<?xml version=\"1.0\"?>\n<v><group><twice>new</twice></group>\n<twice>later</twice>"
-      "<blank> True</blank><empty>new</empty><element><inner/></element><parts name=\"p\">new<i/>c</parts></v>\n");
+  EXPECT_EQ(Contents(path),
+            "<?xml version=\"1.0\"?>\n<v><group><twice>new</twice></group>\n<twice>later</twice>"
+            "<blank> True</blank><empty>new</empty><element><inner/></element><parts "
+            "name=\"p\">new<i/>c</parts></v>\n");
   const std::string other = directory.path() / "other";
   EXPECT_EQ(SetElementValue(document.get(), "/none/none", "empty", "x"), 1);
   EXPECT_EQ(SetElementValue(document.get(), other.c_str(), "none", "x"), 1);
@@ -66,7 +70,8 @@ TEST(MultihomedNames, FromTheSettingsDocument) {
   EXPECT_EQ(ParseMultiHomed(), nullptr);
   EXPECT_FALSE(fs::exists(file)) << "it is only read";
   const std::pair<const char*, const char*> rows[] = {
-      {"<v><multihomed>host1;h.example.net;10.0.0.5;A-b_Z9</multihomed></v>", "host1;h.example.net;10.0.0.5;A-b_Z9"},
+      {"<v><multihomed>host1;h.example.net;10.0.0.5;A-b_Z9</multihomed></v>",
+       "host1;h.example.net;10.0.0.5;A-b_Z9"},
       {"<v><multihomed></multihomed></v>", ""},
       {"<v><multihomed>host1,host2</multihomed></v>", nullptr},
       {"<v/>", nullptr},
@@ -80,8 +85,10 @@ TEST(MultihomedNames, FromTheSettingsDocument) {
 
 TEST(MultihomedNames, AddressEntries) {
   const std::pair<const char*, int32_t> rows[] = {
-      {"192.168.100.200", 1}, {"1.2.3.4.5", 1}, {"1.2.3.4.", 1},   {"123456789012", 1}, {"", 0},   {"1234567890123", 0},
-      {"10.0.0.1a", 0},       {".10.0.0.1", 0}, {"1.2.3.4.5.", 0}, {"host1", 0},        {"1:2", 0}};
+      {"192.168.100.200", 1}, {"1.2.3.4.5", 1}, {"1.2.3.4.", 1},
+      {"123456789012", 1},    {"", 0},          {"1234567890123", 0},
+      {"10.0.0.1a", 0},       {".10.0.0.1", 0}, {"1.2.3.4.5.", 0},
+      {"host1", 0},           {"1:2", 0}};
   for (const auto& [entry, expected] : rows) {
     EXPECT_EQ(isTheValueAnIP(entry), expected) << entry;
   }

@@ -1,4 +1,5 @@
-// A machine of the test's own: no addresses, an empty /tmp, and a settings record that no earlier case has touched.
+// A machine of the test's own: no addresses, an empty /tmp, and a settings record that no earlier
+// case has touched.
 #ifndef QVX_TESTS_SETTINGS_FRESH_MACHINE_H
 #define QVX_TESTS_SETTINGS_FRESH_MACHINE_H
 

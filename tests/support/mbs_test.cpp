@@ -52,7 +52,8 @@ TEST(MultibyteStrings, MeasuredAndCut) {
     EXPECT_EQ(size < 0 ? nullptr : text + size, mbssub(text, bytes, count));
     const Text copy(mbsndup(text, bytes, count));
     ASSERT_EQ(size < 0, copy == nullptr);
-    EXPECT_EQ(bytes_of_text.substr(0, static_cast<size_t>(std::max(size, 0))), copy == nullptr ? "" : copy.get());
+    EXPECT_EQ(bytes_of_text.substr(0, static_cast<size_t>(std::max(size, 0))),
+              copy == nullptr ? "" : copy.get());
   }
   std::setlocale(LC_CTYPE, "C");
 }
@@ -74,8 +75,10 @@ void ExpectTrace(const std::string& tail) {
 TEST(MultibyteStrings, FailuresAreTraced) {
   EXPECT_EQ(nullptr, mbsdup("ab\xff"));
   EXPECT_EQ(EILSEQ, errno);
-  EXPECT_NE(nullptr,
-            std::strstr(_msgno_buf, ":mbsnsize: Invalid or incomplete multibyte or wide character\n  src/mbs.cpp:"));
+  EXPECT_NE(
+      nullptr,
+      std::strstr(_msgno_buf,
+                  ":mbsnsize: Invalid or incomplete multibyte or wide character\n  src/mbs.cpp:"));
   ExpectTrace(":mbsndup: ");
   EXPECT_EQ(nullptr, mbsdup(nullptr));
   EXPECT_EQ(EINVAL, errno);

@@ -62,7 +62,8 @@ TEST(Trace, InnermostFailureFirstAndWhatDoesNotFitIsCut) {
   errno = E2BIG;
   qvx::TraceDetails(site, 0x10000, "doc=NULL,nodeType=%u", 3U);
   qvx::TracePropagationDetails(site, "name=%s", "item");
-  std::string expected = place + "A parameter was NULL: doc=NULL,nodeType=3\n  " + place + "name=item\n";
+  std::string expected =
+      place + "A parameter was NULL: doc=NULL,nodeType=3\n  " + place + "name=item\n";
   for (int i = 0; i < 100; ++i) {
     EXPECT_EQ(expected.substr(0, kTraceBufferSize - 1), _msgno_buf);
     EXPECT_EQ(std::strlen(_msgno_buf), _msgno_buf_idx);
@@ -86,7 +87,8 @@ TEST(Messages, HandlersAndTheEmptiedBuffer) {
   EXPECT_EQ(0U, _msgno_buf_idx);
   _msgno_printf("%s", std::string(5000, 'x').c_str());
   EXPECT_STREQ("", _msgno_buf);
-  EXPECT_EQ(line + "  in file" + std::string(kTraceBufferSize - 1, 'x'), testing::internal::GetCapturedStderr());
+  EXPECT_EQ(line + "  in file" + std::string(kTraceBufferSize - 1, 'x'),
+            testing::internal::GetCapturedStderr());
 }
 
 }  // namespace

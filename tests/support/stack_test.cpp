@@ -26,15 +26,17 @@ std::unique_ptr<stack, Delete> Filled(uint32_t max, uint32_t count) {
 
 void ExpectTrace(const std::string& function, int error, const std::string& details) {
   EXPECT_EQ(error, errno);
-  EXPECT_TRUE(std::string(_msgno_buf).ends_with(":" + function + ": " + std::strerror(error) + details + "\n"))
+  EXPECT_TRUE(std::string(_msgno_buf)
+                  .ends_with(":" + function + ": " + std::strerror(error) + details + "\n"))
       << _msgno_buf;
 }
 
 TEST(Stack, GrowsByDoublingAndShrinksWhenSparse) {
   // Capacity at most, elements pushed, capacity; elements held before a pop, capacity after it.
-  const std::array<uint32_t, 5> rows[] = {{500, 32, 32, 1, 32},      {500, 33, 64, 1, 64},     {500, 256, 256, 63, 128},
-                                          {500, 257, 500, 125, 500}, {200, 129, 200, 49, 100}, {200, 129, 200, 50, 200},
-                                          {127, 127, 127, 1, 127},   {0, 65, 128, 31, 64},     {5, 5, 5, 5, 5}};
+  const std::array<uint32_t, 5> rows[] = {
+      {500, 32, 32, 1, 32},      {500, 33, 64, 1, 64},     {500, 256, 256, 63, 128},
+      {500, 257, 500, 125, 500}, {200, 129, 200, 49, 100}, {200, 129, 200, 50, 200},
+      {127, 127, 127, 1, 127},   {0, 65, 128, 31, 64},     {5, 5, 5, 5, 5}};
   for (const auto& [max, pushed, size, held, after_pop] : rows) {
     SCOPED_TRACE(pushed);
     const auto s = Filled(max, pushed);

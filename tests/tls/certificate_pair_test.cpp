@@ -16,7 +16,8 @@
 
 namespace qvx::test {
 
-/// An installation with a running log, and the shell with the `openssl` program to make and read certificates.
+/// An installation with a running log, and the shell with the `openssl` program to make and read
+/// certificates.
 class CertificatePair : public testing::Test {
  protected:
   CertificatePair() { SetupLogsAndDebug(nullptr); }
@@ -24,14 +25,16 @@ class CertificatePair : public testing::Test {
   /// What a command that runs in the TLS share directory writes on both its streams.
   std::string Shell(const std::string& command) const {
     const std::string output = installation_.base() / "output";
-    EXPECT_NE(std::system(("exec >" + output + " 2>&1; cd $SSL_SHARE_BASE_DIR;" + command).c_str()), -1);
+    EXPECT_NE(std::system(("exec >" + output + " 2>&1; cd $SSL_SHARE_BASE_DIR;" + command).c_str()),
+              -1);
     return Contents(output).value_or("");
   }
 
   /// The log's records, each as its severity, ":" and its message.
   static std::string Records() {
     static const std::regex heading("\n\n[A-Z ]+ \\(severity=([0-3])\\)  .{24}\n");
-    return std::regex_replace(Contents(QvxLogFile).value_or("00000009\n").substr(9), heading, "$1:");
+    return std::regex_replace(Contents(QvxLogFile).value_or("00000009\n").substr(9), heading,
+                              "$1:");
   }
 
   const std::string owner_ = ServiceOwner();
@@ -44,16 +47,21 @@ const std::string kGenerated =
     "0:A new private key was generated.\n"
     "0:Private key was successfully secured via the file system protection.\n";
 
-const std::string kNoCertificate = "0:Unable to load certificate file during SSL Server Initialization\n";
+const std::string kNoCertificate =
+    "0:Unable to load certificate file during SSL Server Initialization\n";
 const std::string kNoKey = "2:Unable to load private key during SSL Server Initialization\n";
-const std::string kMismatch = "2:The SSL certificate and private key did not match during SSL Server Initialization\n";
-const std::string kOtherName = "2:This certificate has a Common Name (CN) that doesn't match the server's name\n";
+const std::string kMismatch =
+    "2:The SSL certificate and private key did not match during SSL Server Initialization\n";
+const std::string kOtherName =
+    "2:This certificate has a Common Name (CN) that doesn't match the server's name\n";
 const std::string kCertificateAside =
     "2:The server certificate did not match the private key and has been regenerated.\n"
-    "The problematic certificate was renamed certmm.pem and is in the \"..\\zx\\sslshare\" subdirectory.\n";
+    "The problematic certificate was renamed certmm.pem and is in the \"..\\zx\\sslshare\" "
+    "subdirectory.\n";
 const std::string kKeyAside =
     "2:The private key did not match the server certificate and has been regenerated.\n"
-    "The problematic private key was renamed filemm.pem and is in the \"..\\zx\\sslshare\"  subdirectory.\n";
+    "The problematic private key was renamed filemm.pem and is in the \"..\\zx\\sslshare\"  "
+    "subdirectory.\n";
 
 enum Fate { kKept, kRefused, kSetAside, kReplaced };
 
@@ -72,7 +80,8 @@ TEST_F(CertificatePair, ValidityEndsAtTheLimit) {
 }
 
 TEST_F(CertificatePair, SeedIsTheRotatedTimeThenText) {
-  const timespec time{0x0807060504030201, 261'000'000};  // 261 ms is 0x0105: the record is rotated by 5
+  const timespec time{0x0807060504030201,
+                      261'000'000};  // 261 ms is 0x0105: the record is rotated by 5
   const std::string rotated("\x06\x07\x08\x05\x01\0\0\0\0\0\0\x01\x02\x03\x04\x05", 16);
   EXPECT_EQ(RandomSeedRecord(time, "host"), rotated + "host");
   EXPECT_EQ(RandomSeedRecord(time, std::string(200, 'x')), rotated + std::string(112, 'x'));
@@ -117,12 +126,18 @@ TEST_F(CertificatePair, PairOnDiskAndKeyThatSomebodyHasOpen) {
       "C = US, ST = Vessa, L = Torvane, O = Brennick-Talvar Company, "
       "OU = Brennick-Talvar Network Management Software (QVX), CN = Host.Example\n";
   EXPECT_EQ(Shell(show + "-subject -issuer"), "subject=" + name + "issuer=" + name);
-  EXPECT_EQ(Shell(show + "-text | grep -E 'Version|Signature Alg|Public-Key|Exponent|X509v3|DNS' | tr -d ' \\n'"),
-            "Version:3(0x2)SignatureAlgorithm:sha1WithRSAEncryptionPublic-Key:(2048bit)Exponent:65537(0x10001)"
-            "X509v3extensions:X509v3SubjectAlternativeName:DNS:Other_1,IPAddress:10.0.0.5,DNS:www.example.net"
-            "SignatureAlgorithm:sha1WithRSAEncryption");
+  EXPECT_EQ(
+      Shell(
+          show +
+          "-text | grep -E 'Version|Signature Alg|Public-Key|Exponent|X509v3|DNS' | tr -d ' \\n'"),
+      "Version:3(0x2)SignatureAlgorithm:sha1WithRSAEncryptionPublic-Key:(2048bit)Exponent:65537("
+      "0x10001)"
+      "X509v3extensions:X509v3SubjectAlternativeName:DNS:Other_1,IPAddress:10.0.0.5,DNS:www."
+      "example.net"
+      "SignatureAlgorithm:sha1WithRSAEncryption");
   const time_t serial = std::stoll(Shell("echo $((0x$(" + show + "-serial | cut -d= -f2)))"));
-  const auto dates = "for d in startdate enddate; do date +%s -d \"$(" + show + "-$d | cut -d= -f2)\"; done";
+  const auto dates =
+      "for d in startdate enddate; do date +%s -d \"$(" + show + "-$d | cut -d= -f2)\"; done";
   const time_t end = serial + ValiditySeconds(serial, 3652);
   EXPECT_EQ(Shell("openssl pkey -in file.pem -pubout"), Shell(show + "-pubkey"));
   EXPECT_EQ(Shell(dates), std::to_string(serial) + "\n" + std::to_string(end) + "\n");
@@ -133,13 +148,15 @@ TEST_F(CertificatePair, PairOnDiskAndKeyThatSomebodyHasOpen) {
 // The protection command does not fit this path, so the files are as they were born.
 TEST_F(CertificatePair, UnprotectedPairIsTheAccountsFromBirth) {
   const std::string directory(240, 'd');
-  Shell("mkdir " + directory + "; cd d*; : >file.pem; chmod 644 file.pem; chown 65534:65534 file.pem");
+  Shell("mkdir " + directory +
+        "; cd d*; : >file.pem; chmod 644 file.pem; chown 65534:65534 file.pem");
   const Variable share("SSL_SHARE_BASE_DIR", installation_.tls() / directory);
   EXPECT_EQ(GenerateSelfSignedCertAndPrivateKey("host"), 1);
   EXPECT_EQ(Shell("stat -c %a:%u:%g *"), "660:" + owner_ + "\n660:" + owner_ + "\n");
   const std::regex secured("0:(\\w+ ?\\w*) was successfully");
   EXPECT_EQ(Records(), std::regex_replace(kGenerated, secured, "2:$1 could not be successfully"));
-  EXPECT_EQ(Shell("openssl x509 -in cert.pem -noout -ext subjectAltName"), "No extensions in certificate\n");
+  EXPECT_EQ(Shell("openssl x509 -in cert.pem -noout -ext subjectAltName"),
+            "No extensions in certificate\n");
 }
 
 TEST_F(CertificatePair, FullDiskKeepsTheOldPair) {
@@ -158,12 +175,14 @@ TEST_F(CertificatePair, FirstStartAndHostNameThatCannotBeRead) {
     const std::string name(64, 'x');
     EXPECT_EQ(sethostname(name.data(), 63), 0);
     EXPECT_EQ(SSLServerInit(), 1);
-    EXPECT_EQ(Shell("cd ../zxqvx; stat -c %a:%u:%g session session/php"), "755:" + owner_ + "\n755:" + owner_ + "\n");
+    EXPECT_EQ(Shell("cd ../zxqvx; stat -c %a:%u:%g session session/php"),
+              "755:" + owner_ + "\n755:" + owner_ + "\n");
     EXPECT_EQ(std::signal(SIGPIPE, SIG_DFL), SIG_IGN);
     EXPECT_EQ(sethostname(name.data(), 64), 0);
     EXPECT_EQ(GenerateSelfSignedCert(), 0);  // nothing can be made for an empty name
-    EXPECT_EQ(Records(),
-              kNoCertificate + kGenerated + "2:Unable to get the hostname for the server\n" + kOtherName + kOtherName);
+    EXPECT_EQ(Records(), kNoCertificate + kGenerated +
+                             "2:Unable to get the hostname for the server\n" + kOtherName +
+                             kOtherName);
     return FailuresAsStatus();
   };
   EXPECT_EQ(RunIsolated(CLONE_NEWUTS, body), 0);
@@ -173,14 +192,19 @@ TEST_F(CertificatePair, FateOfAPair) {
   const std::tuple<const char*, const char*, std::string, Fate> rows[] = {
       {"small key, old digest", "pair /CN=$h rsa:512 md5", "", kKept},
       {"name in capitals", "pair /CN=$(echo $h | tr a-z A-Z) rsa:1024 sha1", "", kKept},
-      {"EC", "openssl ecparam -name secp224r1 -out p; pair /CN=$h ec:p; cat file.pem >>p; mv p file.pem", "", kKept},
+      {"EC",
+       "openssl ecparam -name secp224r1 -out p; pair /CN=$h ec:p; cat file.pem >>p; mv p file.pem",
+       "", kKept},
       {"chain", "pair /CN=ca; mv cert.pem ca; pair /CN=$h; cat ca >>cert.pem", "", kKept},
-      {"links", "pair /CN=$h; mv cert.pem c; mv file.pem f; ln -s c cert.pem; ln -s f file.pem", "", kKept},
+      {"links", "pair /CN=$h; mv cert.pem c; mv file.pem f; ln -s c cert.pem; ln -s f file.pem", "",
+       kKept},
       {"foreign", "pair /OU=Elsewhere/CN=other", kOtherName, kKept},
       {"foreign, without a name", "pair /O=Elsewhere", kOtherName, kKept},
-      {"zero behind the name", R"(pair /CN=${h}X; der | LC_ALL=C sed "s/${h}X/$h\x00/g" | openssl x509 -out cert.pem)",
+      {"zero behind the name",
+       R"(pair /CN=${h}X; der | LC_ALL=C sed "s/${h}X/$h\x00/g" | openssl x509 -out cert.pem)",
        kOtherName, kKept},
-      {"own", "pair '/OU=BRENNICK-Talvar Network Management Software (QVX)/CN=other'", kOtherName, kReplaced},
+      {"own", "pair '/OU=BRENNICK-Talvar Network Management Software (QVX)/CN=other'", kOtherName,
+       kReplaced},
       {"key of another pair", "pair /CN=$h; key rsa", kMismatch, kSetAside},
       {"key of another kind", "pair /CN=$h; key ed25519", kMismatch, kSetAside},
       {"encrypted key", "pair /CN=$h; lock", kNoKey, kSetAside},
@@ -189,11 +213,12 @@ TEST_F(CertificatePair, FateOfAPair) {
       {"empty certificate", "pair /CN=$h; : >cert.pem", kNoCertificate, kSetAside},
       {"binary certificate", "pair /CN=$h; der >d; mv d cert.pem", kNoCertificate, kSetAside},
       {"pipes", "mkfifo cert.pem file.pem", kNoCertificate, kReplaced},
-      {"directory", "mkdir cert.pem", kNoCertificate + kCertificateAside + kNoCertificate + kCertificateAside,
-       kRefused},
+      {"directory", "mkdir cert.pem",
+       kNoCertificate + kCertificateAside + kNoCertificate + kCertificateAside, kRefused},
   };
   const auto content = [this](const char* name) {
-    return is_regular_file(installation_.tls() / name) ? Contents(installation_.tls() / name) : std::nullopt;
+    return is_regular_file(installation_.tls() / name) ? Contents(installation_.tls() / name)
+                                                       : std::nullopt;
   };
   const std::string open_files = Shell("ls /proc/$PPID/fd");
   for (const auto& [name, prepare, record, fate] : rows) {

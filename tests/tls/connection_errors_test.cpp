@@ -5,8 +5,8 @@
 #include <string>
 
 TEST(ConnectionErrors, CodesAndTheirLines) {
-  const std::string names[] = {"", "SSL",          "WANT_READ", "WANT_WRITE", "WANT_X509_LOOKUP", "SYSCALL",
-                               "", "WANT_CONNECT", ""};
+  const std::string names[] = {
+      "", "SSL", "WANT_READ", "WANT_WRITE", "WANT_X509_LOOKUP", "SYSCALL", "", "WANT_CONNECT", ""};
   for (int code = 0; code <= 8; ++code) {
     SCOPED_TRACE(code);
     testing::internal::CaptureStdout();

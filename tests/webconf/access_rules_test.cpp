@@ -17,7 +17,8 @@ std::string Directives(std::string include, std::string exclude) {
 }
 
 // Entries and the addresses that they become, one after the other.
-constexpr char kEntries[] = R"(255.255.255.252-nowhere => 255.255.255.252/31 255.255.255.254/32 255.255.255.255;
+constexpr char kEntries[] =
+    R"(255.255.255.252-nowhere => 255.255.255.252/31 255.255.255.254/32 255.255.255.255;
 0.0.0.0-0.0.0.3 => 0.0.0.1 0.0.0.2/31 0.0.0.0;255.255.255.255-255.255.255.255 =>;10.0.0.0.0-10.0.0.9 =>;
 255.255.255.254-no-where => 255.255.255.254 255.255.255.255;10.1.2.3-10.1.2.8 => 10.1.2.3 10.1.2.4/30 10.1.2.8/32;
 192.168.1.0-192.168.1.255 => 192.168.1.0/24;no.address # at all => no.address # at all;0.0.0.0-255.255.255.255 => all;
@@ -47,7 +48,8 @@ TEST(AccessRules, ListTable) {
   for (const auto& [include, exclude, text] : rows) {
     EXPECT_EQ(text, Directives(include, exclude)) << include;
   }
-  EXPECT_STREQ("allow from all\n", qvx::MallocOwner<char>(GenerateAccessDirectiveStr(nullptr, nullptr)).get());
+  EXPECT_STREQ("allow from all\n",
+               qvx::MallocOwner<char>(GenerateAccessDirectiveStr(nullptr, nullptr)).get());
 }
 
 TEST(AccessRules, AnyRangeIsCoveredExactlyByTheFewestBlocks) {
@@ -68,8 +70,10 @@ TEST(AccessRules, AnyRangeIsCoveredExactlyByTheFewestBlocks) {
     uint64_t next = first;
     uint64_t size_before = 0;
     for (const auto& [block, size] : sizes) {
-      // Two halves of a block would be one entry too many; only the ends of the address space always stand alone.
-      const bool is_half = size == size_before && block % (2 * size) == size && block != 1 && block != 0xFFFFFFFF;
+      // Two halves of a block would be one entry too many; only the ends of the address space
+      // always stand alone.
+      const bool is_half =
+          size == size_before && block % (2 * size) == size && block != 1 && block != 0xFFFFFFFF;
       ASSERT_TRUE(block == next && block % size == 0 && !is_half) << entry;
       next += size_before = size;
     }

@@ -13,8 +13,11 @@ TEST(ScriptEngine, DescriptorTable) {
   const std::tuple<const char*, bool, bool> rows[] = {
       {"<a><b><c/><extension x='1' name='oPenSSL'>text</extension></b></a>", true, false},
       {"<a/>", false, false},
-      {"<a><extension name='ZIP'/><extension/><extension name='domxml'/><extension name='OPENSSL'/></a>", true, false},
-      {"<a><Extension name='OPENSSL'/><extension id='OPENSSL'/><extension name='OPENSSL2'/></a>", false, false},
+      {"<a><extension name='ZIP'/><extension/><extension name='domxml'/><extension "
+       "name='OPENSSL'/></a>",
+       true, false},
+      {"<a><Extension name='OPENSSL'/><extension id='OPENSSL'/><extension name='OPENSSL2'/></a>",
+       false, false},
       {"<a><extension name='OPENSSL'/>", false, true}};
   const Installation installation;
   const std::string base = installation.base().string();
@@ -29,9 +32,11 @@ TEST(ScriptEngine, DescriptorTable) {
     EXPECT_EQ(1, CreatePHPINIFile());
     std::string ini = "extension_dir=";
     ini.append(base).append("/modules/\nsession.save_path=").append(base).append("/session/php\n");
-    ini.append("max_execution_time=60\nextension=php_domxml\n").append(openssl ? "extension=php_openssl\n" : "");
+    ini.append("max_execution_time=60\nextension=php_domxml\n")
+        .append(openssl ? "extension=php_openssl\n" : "");
     ini +=
-        "\n;Magic quotes\nmagic_quotes_gpc = Off\nmagic_quotes_runtime = Off\nmagic_quotes_sybase = Off\n"
+        "\n;Magic quotes\nmagic_quotes_gpc = Off\nmagic_quotes_runtime = Off\nmagic_quotes_sybase "
+        "= Off\n"
         "\n;Include Path\ninclude_path = .\n"
         "\n;Error Report\nerror_reporting = E_COMPILE_ERROR|E_ERROR|E_CORE_ERROR|E_PARSE\n";
     EXPECT_EQ(ini, Contents(base + "/bin/php.ini"));

@@ -40,15 +40,27 @@ TEST(ServerConf, ValuesReachTheirLines) {
   ServerConfValues values = kDefaults;
   values.rotate_size = 0;
   values.restrict_addresses = true;
-  ExpectLines(values, {"ErrorLog \"|/opt/zx/zxqvx/bin/rotatelogs /var/spool/opt/zx/zxqvx/logs/error_log 5M\"",
-                       "CustomLog \"|/opt/zx/zxqvx/bin/rotatelogs /var/spool/opt/zx/zxqvx/logs/access_log 5M\" common",
-                       "    AllowOverride None\n#\norder allow,deny\n#IP_RESTRICTION_BLOCK\n</Directory>"});
+  ExpectLines(
+      values,
+      {"ErrorLog \"|/opt/zx/zxqvx/bin/rotatelogs /var/spool/opt/zx/zxqvx/logs/error_log 5M\"",
+       "CustomLog \"|/opt/zx/zxqvx/bin/rotatelogs /var/spool/opt/zx/zxqvx/logs/access_log 5M\" "
+       "common",
+       "    AllowOverride None\n#\norder allow,deny\n#IP_RESTRICTION_BLOCK\n</Directory>"});
   // What replaced a placeholder is searched for later ones only.
   const std::string rest = "/" + std::string(3000, 'x');
-  values = {"/QVXBaseDir/QVXBindIP/SSLV2?" + rest, "", "/l", "notice", false, 5, false, 100, true, "allow from all\n"};
+  values = {"/QVXBaseDir/QVXBindIP/SSLV2?" + rest,
+            "",
+            "/l",
+            "notice",
+            false,
+            5,
+            false,
+            100,
+            true,
+            "allow from all\n"};
   ExpectLines(values, {"    AllowOverride None\n#\norder allow,deny\nallow from all\n</Directory>",
-                       "ErrorLog /l/logs/error_log", "CustomLog /l/logs/access_log common", "LogLevel notice",
-                       "SSLProtocol All +SSLv2", "MaxClients          100",
+                       "ErrorLog /l/logs/error_log", "CustomLog /l/logs/access_log common",
+                       "LogLevel notice", "SSLProtocol All +SSLv2", "MaxClients          100",
                        "ServerRoot \"/QVXBaseDir/127.0.0.1/+SSLv2" + rest + "\"",
                        "DocumentRoot \"/QVXBaseDir/10.0.0.5/+SSLv2" + rest + "/data/htdocs\""});
 }

@@ -22,10 +22,12 @@ using namespace qvx::test;
 constexpr char kConfiguration[] = "/opt/moved/conf/qvxpd.conf";
 constexpr char kRules[] = "/opt/moved/conf/mod_proxy.conf";
 const std::string kBlock =
-    "\nSSLProxyEngine On\nSSLProxyCipherSuite ALL\nSSLProxyMachineCertificateFile /opt/zx/sslshare/proxy.pem\n"
+    "\nSSLProxyEngine On\nSSLProxyCipherSuite ALL\nSSLProxyMachineCertificateFile "
+    "/opt/zx/sslshare/proxy.pem\n"
     "Include conf/mod_proxy.conf\n";
 const std::string kHead = "# listen *:2381\n<VirtualHost *:2301>\n\n<VirtualHost a:2381>\n";
-const std::string kTail = "ServerName a:2381\n" + std::string(70000, 'x') + '\0' + "<VirtualHost b:2381>\n";
+const std::string kTail =
+    "ServerName a:2381\n" + std::string(70000, 'x') + '\0' + "<VirtualHost b:2381>\n";
 
 // Ends with 3 as the service account and nothing else, with 0 otherwise.
 constexpr char kStartScript[] = R"(#!/bin/bash
@@ -64,7 +66,8 @@ int LoadContainer(const Row& row) {
   EXPECT_TRUE(log.ends_with("\n" + row.message)) << log;
   EXPECT_EQ(row.rules, Contents(kRules).value_or("none"));
   if (fs::exists(kConfiguration)) {
-    EXPECT_EQ(row.rules.empty() ? kHead + kTail + "<VirtualHost c:2381>" : kHead + kBlock + kTail + kBlock,
+    EXPECT_EQ(row.rules.empty() ? kHead + kTail + "<VirtualHost c:2381>"
+                                : kHead + kBlock + kTail + kBlock,
               Contents(kConfiguration));
     EXPECT_EQ(0777U, ModeOf(kConfiguration));
   }
@@ -76,15 +79,19 @@ int LoadContainer(const Row& row) {
 TEST(ServletContainer, StartTable) {
   const char* write = "echo Proxy > /opt/moved/conf/mod_proxy.conf; echo noise >&2";
   const std::string printed = "\"genproxyconf\" execution failed: ";
-  const std::string after = ";\nunable to determine if tomcat needs to be enabled, disabling tomcat.";
+  const std::string after =
+      ";\nunable to determine if tomcat needs to be enabled, disabling tomcat.";
   const char* not_run =
-      "Unable to run \"genproxyconf\" tool in order to determine if tomcat needs to be enabled, disabling tomcat.";
+      "Unable to run \"genproxyconf\" tool in order to determine if tomcat needs to be enabled, "
+      "disabling tomcat.";
   const char* unknown =
-      "Unknown error while running \"genproxyconf\" tool, unable to determine if tomcat needs to be enabled, disabling "
+      "Unknown error while running \"genproxyconf\" tool, unable to determine if tomcat needs to "
+      "be enabled, disabling "
       "tomcat.";
   const char* not_added = "Unable to add configuration to qvxpd.conf, disabling tomcat.";
   const char* not_started =
-      "Unable to run \"startup.sh\" script in order to load tomcat; the webapps relying on it won't be accessible.";
+      "Unable to run \"startup.sh\" script in order to load tomcat; the webapps relying on it "
+      "won't be accessible.";
   const auto nothing = [] {};
   const auto more_groups = [] { setgroups(2, std::vector<gid_t>{0, 4}.data()); };
   const auto lose_folder = [] { fs::remove_all("/opt/moved/conf"); };
@@ -96,20 +103,25 @@ TEST(ServletContainer, StartTable) {
     sets[0].effective &= ~(1U << CAP_SETGID | 1U << CAP_SETUID);
     EXPECT_EQ(0, syscall(SYS_capset, &header, sets));
   };
-  // The first child is the init of the new namespace; when it has ended, no other child can be made.
+  // The first child is the init of the new namespace; when it has ended, no other child can be
+  // made.
   const auto one_child = [] { EXPECT_EQ(0, unshare(CLONE_NEWPID)); };
-  const auto no_child = [] { EXPECT_EQ(0, unshare(CLONE_NEWPID) + RunIsolated(0, [] { return 0; })); };
+  const auto no_child = [] {
+    EXPECT_EQ(0, unshare(CLONE_NEWPID) + RunIsolated(0, [] { return 0; }));
+  };
   const Row rows[] = {
       {"rules", write, more_groups, 3 << 8, "", "Proxy\n"},
       {"no rules", "exit 1", nothing, 0, "", ""},
       {"no tool", "", [] { fs::remove_all("/opt/moved/sbin"); }, 0, "", ""},
-      {"text", "echo 100%s; echo x > /opt/moved/conf/mod_proxy.conf", nothing, 0, printed + "100%s\n" + after, ""},
+      {"text", "echo 100%s; echo x > /opt/moved/conf/mod_proxy.conf", nothing, 0,
+       printed + "100%s\n" + after, ""},
       {"tool not run", write, no_child, 0, not_run, ""},
       {"rules removed", "rm /opt/moved/conf/mod_proxy.conf", nothing, 0, unknown, ""},
       {"no folder", "exit 0", lose_folder, 0, unknown, "none"},
       {"no configuration", write, [] { fs::remove(kConfiguration); }, 0, not_added, "Proxy\n"},
       {"no child", write, one_child, -1, "", "Proxy\n"},
-      {"no user", write, lose_user, 0, "Unable to find user \"zxqvx\". Check your QVX instalation.", "Proxy\n"},
+      {"no user", write, lose_user, 0, "Unable to find user \"zxqvx\". Check your QVX instalation.",
+       "Proxy\n"},
       {"identity refused", write, lose_rights, 0, not_started, "Proxy\n"},
   };
   const Variable base("SYSMGTZX_BASE_DIR", "/opt/moved");
