@@ -1,0 +1,38 @@
+#include "tests/attacks/scenes.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "tests/harness/installation.h"
+
+namespace qvx::test {
+
+namespace {
+
+constexpr char kPrelude[] =
+    "launcher='" QVX_LAUNCHER "' zxqvxd='" QVX_DAEMON "' attacker='" QVX_ATTACKER
+    "' starve='" QVX_STARVE "'\n. '" QVX_STAGE "'\n";
+constexpr char kEnd[] = "the end\n";  // tells an empty outcome from a script that was ended
+
+std::string Outcome(const std::string& script) {
+  const TempDirectory scratch;
+  const std::string file = scratch.path() / "scene";
+  const std::string output = scratch.path() / "outcome";
+  WriteText(file, kPrelude + script + "\necho " + kEnd);
+  const std::string command = "unshare --mount --pid --fork --mount-proc timeout 60 bash " + file;
+  EXPECT_NE(std::system((command + " >" + output + " 2>&1 </dev/null").c_str()), -1);
+  return Contents(output).value_or("");
+}
+
+}  // namespace
+
+void Play(const std::vector<Scene>& scenes) {
+  ServiceOwner();
+  for (const Scene& scene : scenes) {
+    SCOPED_TRACE(scene.name);
+    EXPECT_EQ(Outcome(scene.script), scene.outcome + kEnd);
+  }
+}
+
+}  // namespace qvx::test

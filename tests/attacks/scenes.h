@@ -1,0 +1,22 @@
+// Attacks on the launcher and faults around it, played as shell scripts on a stage of their own.
+#ifndef QVX_TESTS_ATTACKS_SCENES_H
+#define QVX_TESTS_ATTACKS_SCENES_H
+
+#include <string>
+#include <vector>
+
+namespace qvx::test {
+
+struct Scene {
+  const char* name;
+  std::string script;
+  std::string outcome;  // what the script prints on both its streams
+};
+
+/// Expects the outcome of each scene. A script begins with the installation and the functions of
+/// the file "stage", in mount and process namespaces of its own, and is ended after a minute.
+void Play(const std::vector<Scene>& scenes);
+
+}  // namespace qvx::test
+
+#endif
