@@ -54,5 +54,44 @@ grep -c SSL_SHARE_BASE_DIR seen; grep -i evil seen)",
          "daemon\n1\n"}});
 }
 
+// Three starts with files that are what `plant` makes of them, each with a name of its own among an
+// administrator's files, in directories that `owner` owns. The settings are apart, because they may
+// end a start, and so are the copies, because they are made of a pair that was read.
+std::string Planted(const std::string& owner, const std::string& plant) {
+  return "owner=" + owner + "; plant='" + plant + R"('
+pair /CN=other; cp -a $tls other; mismatched_pair
+others=($tls/{cert,file}.pem $base/{logs/qvx.log,conf/qvxpd.conf,conf/ralolist.map,bin/php.ini})
+for group in $base/conf/qvxpd.xml "$tls/certmm.pem $tls/filemm.pem" "${others[*]}"; do
+  rm -rf $base/{logs,conf,bin} $tls $admin/*; mkdir $base/{logs,conf,bin} $tls
+  case $group in *mm.pem) cp -a old/* $tls ;; *) cp -a other/* $tls ;; esac
+  chown $owner $base/{logs,conf,bin} $tls
+  for file in $group; do own=$admin/${file##*/}; rm -f $file; eval "$plant"; done
+  state $admin >before; [[ $(launch) ]] || echo "$group: no end"
+  state $admin | diff before - | grep -o '\./[^ ]*' | sort -u
+done)";
+}
+
+TEST(ServiceAccount, LinksLeadToNothingOfRoots) {
+  const std::string secret = "(umask 077; echo secret >$own); ";
+  Play({{"missing file", Planted("zxqvx", "account ln -s $own $file"), ""},
+        {"secret", Planted("zxqvx", secret + "account ln -s $own $file"), ""},
+        {"hard link to a secret", Planted("zxqvx", secret + "ln $own $file"), ""}});
+}
+
+TEST(Links, LeadToNoDevice) {
+  const std::string device = "mknod -m 666 $own c 1 3; ";
+  Play({{"of the account's", Planted("zxqvx", device + "account ln -s $own $file"), ""},
+        {"of root's", Planted("root", device + "ln -s $own $file"), ""}});
+}
+
+TEST(Links, OfRootsToAPairThatDoesNotMatch) {
+  Play({{"mismatch", R"(
+mismatched_pair; mv $tls/*.pem $admin; ln -s $admin/{cert,file}.pem $tls
+before=$(state $admin); launch; [[ $(state $admin) == "$before" ]] || echo changed
+stat -c '%n %F' $tls/{cert,file}.pem
+same old/cert.pem $tls/certmm.pem; same old/file.pem $tls/filemm.pem)",
+         "daemon\n/opt/tls/cert.pem regular file\n/opt/tls/file.pem regular file\n"}});
+}
+
 }  // namespace
 }  // namespace qvx::test
