@@ -93,5 +93,39 @@ same old/cert.pem $tls/certmm.pem; same old/file.pem $tls/filemm.pem)",
          "daemon\n/opt/tls/cert.pem regular file\n/opt/tls/file.pem regular file\n"}});
 }
 
+// The calls are slowed down, so that a run that looks first and then opens meets the other file.
+std::string Exchanged(const std::string& files, int runs) {
+  return "files=\"" + files + "\" runs=" + std::to_string(runs) + R"(
+good_pair; keep_pair; chown zxqvx $base/{conf,webapp} $tls
+for ((run = 0; run < runs; run++)); do
+  rm -rf $base/{conf,webapp}/* $tls/*; cp -a old/* $tls
+  echo '<a/>' | tee $base/webapp/a.xml >$base/conf/qvxpd.xml; : >$base/conf/debug.ini
+  for file in $files; do mkfifo $file.other; done
+  in_background zxqvx attacker exchange $files
+  slow="strace -o /dev/null -e trace=%file -e inject=%file:delay_exit=300"
+  timeout -k 1 10 $slow $launcher >/dev/null 2>&1; (($? >= 124)) && echo hung && break
+  end_background
+done)";
+}
+
+TEST(ServiceAccount, PipeExchangedForSettingsHoldsUpNoStart) {
+  Play({{"settings", Exchanged("$base/conf/qvxpd.xml", 10), ""},
+        {"others", Exchanged("$base/conf/debug.ini $base/webapp/a.xml", 14), ""}});
+}
+
+TEST(ServiceAccount, PipeExchangedForThePairHoldsUpNoStart) {
+  Play({{"certificate", Exchanged("$tls/cert.pem", 6), ""}, {"key", Exchanged("$tls/file.pem", 6), ""}});
+}
+
+TEST(ServiceAccount, WriteLeasesHoldUpNoStart) {
+  Play({{"all files", R"(
+pair /CN=other; echo '<a/>' >$base/webapp/a.xml; : >$base/conf/debug.ini
+chown zxqvx $base/{webapp/a.xml,conf/debug.ini}; launch
+in_background zxqvx attacker lease $tls/{cert,file}.pem \
+  $base/{conf/{qvxpd.xml,qvxpd.conf,ralolist.map,debug.ini},bin/php.ini,logs/qvx.log,webapp/a.xml}
+launch | grep -E '124|137'; end_background)",
+         "daemon\n"}});
+}
+
 }  // namespace
 }  // namespace qvx::test
