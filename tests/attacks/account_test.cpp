@@ -127,5 +127,45 @@ launch | grep -E '124|137'; end_background)",
          "daemon\n"}});
 }
 
+// Somebody else opens all that can be opened at every moment of a start, and looks at its end. The
+// copy of the certificate is as cp makes it, and the rules file is open to readers.
+TEST(Start, MakesNothingThatOthersMayRead) {
+  const auto script = [](const std::string& prepare) {
+    return R"(folders="$tls $base/conf $base/bin $base/logs"; chmod 755 $folders; mismatched_pair
+echo '<a/>' >$base/conf/qvxpd.xml; chmod 660 $base/conf/qvxpd.xml
+)" + prepare +
+           R"(
+in_background 65534 bash -c "peek $folders"
+calls=%file,fchmod,fchown
+strace -f -o /dev/null -e trace=$calls -e inject=$calls:delay_exit=500 $launcher 2>/dev/null
+rm -f $tls/certmm.pem
+end_background | grep -vE '^$|/(certmm.pem|\.?mod_proxy.conf.*)$' | sort
+getfacl -Rncps $folders | grep -v default | grep :65534: | sort -u
+find $folders -name mod_proxy.conf -perm /go=w -o ! -name mod_proxy.conf -type f -perm /o=rwx)";
+  };
+  Play({{"default entries", script("setfacl -d -m u:65534:rwX,g:65534:rwX $folders"), "daemon\n"},
+        {"set-group-ID", script("chgrp 65534 $folders; chmod g+s $folders"), "daemon\n"},
+        {"account missing", script(R"(
+chgrp 65534 $tls; chmod g+s $tls; rm $tls/*
+echo root:x:0:0::/:/bin/sh >passwd; mount --bind passwd /etc/passwd)"),
+         "daemon\n"},
+        {"no mask", script("umask 0"), "daemon\n"}});
+}
+
+TEST(ServiceAccount, LogIsItsOwnHoweverTheCreationEnds) {
+  Play({{"killed at each call", R"sh(
+pair /CN=other; launch; log=$base/logs/qvx.log; rm $log
+calls "^($changes|clone|vfork)" '^write.*logs' >points; [[ -s points ]] || echo no points
+while read -r call number; do
+  rm -f $log; faulted $call $number signal=KILL >/dev/null
+  [[ ! -e $log ]] || account test -r $log -a -w $log || echo "$call $number: unusable"
+done <points)sh",
+         "daemon\n"},
+        {"link of root's to a log elsewhere", R"(
+ln -s $admin/qvx.log $base/logs; pair /CN=other; launch
+stat -c '%U:%G %a' $admin/qvx.log; grep -c severity $admin/qvx.log)",
+         "daemon\nzxqvx:zxqvx 660\n1\n"}});
+}
+
 }  // namespace
 }  // namespace qvx::test
