@@ -167,5 +167,22 @@ stat -c '%U:%G %a' $admin/qvx.log; grep -c severity $admin/qvx.log)",
          "daemon\nzxqvx:zxqvx 660\n1\n"}});
 }
 
+TEST(MovedInstallation, LeavesTheDefaultOneAlone) {
+  const std::string move = R"(
+good_pair; mkdir moved; cp -a $base/* moved; export SYSMGTZX_BASE_DIR=/opt/moved
+launcher=moved/sbin/qvxlauncher tool=moved/sbin/genproxyconf configuration=moved/conf/qvxpd.conf
+printf '#!/bin/sh\necho Proxy >/opt/moved/conf/mod_proxy.conf\n' >$tool; chmod 755 $tool
+)";
+  Play({{"beside it", move + R"(
+echo rules >$base/conf/mod_proxy.conf; echo '<VirtualHost a:2381>' >$base/conf/qvxpd.conf
+before=$(state $base); launch; launch; [[ $(state $base) == "$before" ]] || echo changed
+hosts=$(grep -c '^<VirtualHost.*2381>' $configuration)
+blocks=$(grep -c SSLProxyEngine $configuration)
+((hosts > 0 && blocks == hosts)) || echo "$hosts hosts, $blocks blocks"
+cat moved/conf/mod_proxy.conf)",
+         "daemon\ndaemon\nProxy\n"},
+        {"alone", move + "rm -r zx; launch; ls zx moved/logs 2>/dev/null", "daemon\nmoved/logs:\n"}});
+}
+
 }  // namespace
 }  // namespace qvx::test
