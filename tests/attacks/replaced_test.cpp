@@ -1,0 +1,78 @@
+// What a start replaces survives every fault, whole.
+#include <gtest/gtest.h>
+
+#include "tests/attacks/scenes.h"
+
+namespace qvx::test {
+namespace {
+
+TEST(OldPair, StandsSomewhere) {
+  const std::string closed_key = R"(
+good_pair; launch >/dev/null; : >$base/logs/qvx.log; chown zxqvx $base/logs/qvx.log $tls
+chown root $tls/file.pem; chmod 600 $tls/file.pem; keep_pair
+)";
+  const std::string run = "launch account $launcher any >/dev/null; ";
+  Play({{"full disk", R"(
+mount -t tmpfs -o size=64K none $tls; mismatched_pair; : >$tls/certmm.pem; : >$tls/filemm.pem
+cat /dev/zero >$tls/filler 2>/dev/null; launch >/dev/null; lost)",
+         ""},
+        {"directory with the copy's name", "mismatched_pair; mkdir $tls/filemm.pem; launch; lost", "daemon\n"},
+        {"both directories", "mismatched_pair; mkdir $tls/{cert,file}mm.pem; launch; lost", "daemon\n"},
+        {"key of root's, run of the account's", closed_key + run + "lost", ""},
+        {"nothing can keep it", closed_key + "mkdir $tls/filemm.pem; : >$tls/filemm.pem/a\n" + run + R"(
+same old/cert.pem $tls/cert.pem; same old/file.pem $tls/file.pem
+ordered='did not match|Unable to (load|get)|secured|Common Name|renamed'
+grep -A1 severity=2 $base/logs/qvx.log | grep -vE "severity=|^--|$ordered" >own
+[[ -s own ]] || echo no record of our own)",
+         ""}});
+}
+
+// Each call of the run that changes something in the folder, with the state before it.
+TEST(OldPair, SurvivesAKillAtEachStep) {
+  Play({{"kill", R"(
+good_pair; launch >/dev/null; mismatched_pair; cp -a $tls before
+calls "^($changes).*/opt/tls.* = [0-9]" | grep -vE '^f(ch|s)' >points; [[ -s points ]] || echo no points
+while read -r call number; do
+  rm -rf $tls; cp -a before $tls
+  faulted $call $number signal=KILL >/dev/null; lost "$call $number: " | grep file
+  [[ $(launch) == daemon ]] || echo "$call $number: no start"
+  lost "$call $number, next start: " | grep file
+  ls -A $tls | grep -vxE '(cert|file)(mm)?.pem' && echo "$call $number: left over"
+done <points)",
+         ""}});
+}
+
+TEST(OldPair, IsNotHalfReplacedAfterAFailedWrite) {
+  Play({{"no space from each write on", R"(
+good_pair; launch >/dev/null; mismatched_pair; cp -a $tls before
+calls '^p?writev?.*/opt/tls' >points; [[ -s points ]] || echo no points
+while read -r call number; do
+  rm -rf $tls; cp -a before $tls
+  faulted $call $number+ error=ENOSPC >/dev/null; lost "$call $number: "
+  (same old/cert.pem $tls/cert.pem; same old/file.pem $tls/file.pem) >changed
+  (($(wc -l <changed) != 1)) || echo "$call $number: half"
+done <points)",
+         ""}});
+}
+
+// Each time that a file of an installed pair is opened or read fails once.
+TEST(OldPair, OfOthersSurvivesOnePassingFailure) {
+  Play({{"descriptor limit, input error", R"(
+pair /OU=Elsewhere/CN=other; keep_pair; launch >/dev/null
+calls '^(openat|p?readv?).*/opt/tls/(cert|file).pem' >points; [[ -s points ]] || echo no points
+while read -r call number; do
+  rm -rf $tls; mkdir $tls; cp -a old/* $tls; error=EIO; [[ $call == openat ]] && error=EMFILE
+  faulted $call $number error=$error >/dev/null; lost "$call $number: "
+done <points)",
+         ""}});
+}
+
+TEST(FirstStart, MakesTheShareDirectory) {
+  const std::string made = "daemon\ncert.pem\nfile.pem\n";
+  const std::string deep = "export SSL_SHARE_BASE_DIR=/opt/etc/opt/zx/sslshare; ";
+  Play({{"missing", "rmdir $tls; launch; ls $tls", made},
+        {"with the way to it", deep + "launch; ls $SSL_SHARE_BASE_DIR", made}});
+}
+
+}  // namespace
+}  // namespace qvx::test
