@@ -74,5 +74,38 @@ TEST(FirstStart, MakesTheShareDirectory) {
         {"with the way to it", deep + "launch; ls $SSL_SHARE_BASE_DIR", made}});
 }
 
+// The new configuration needs four pages of 4096 bytes; up to three are free.
+TEST(GeneratedFile, FullDiskKeepsTheOldOne) {
+  Play({{"configuration", R"(
+good_pair; echo '<a/>' >settings; echo old >old.conf
+for free in 0 1 2 3; do
+  mount -t tmpfs -o size=$(((2 + free) * 4096)) none $base/conf
+  cp settings $base/conf/qvxpd.xml; cp old.conf $base/conf/qvxpd.conf
+  [[ $(launch) == "$texts" ]] || echo "$free: goes on"
+  same old.conf $base/conf/qvxpd.conf; umount $base/conf
+done)",
+         ""},
+        {"any file", R"(
+good_pair; launch; trap '' XFSZ; echo old | tee old.conf $base/conf/qvxpd.conf >$base/bin/php.ini
+(ulimit -f 0; launch) | grep -cx "$texts"
+same old.conf $base/conf/qvxpd.conf; same old.conf $base/bin/php.ini
+echo '<cut' >$base/conf/qvxpd.xml; (ulimit -f 0; launch) | grep -cx "$texts"
+cat $base/conf/qvxpd.xml)",
+         "daemon\n1\n1\n<cut\n"}});
+}
+
+TEST(Log, KeepsItsRecordsAndItsHeader) {
+  Play({{"cannot be opened once", R"(
+pair /CN=other; launch; calls '^openat.*qvx.log' >points; read -r call number <points
+printf '00000014\nold record\n' >$base/logs/qvx.log; faulted $call $number error=EMFILE
+grep -c 'old record' $base/logs/qvx.log)",
+         "daemon\ndaemon\n1\n"},
+        {"full disk", R"(
+pair /CN=other; mount -t tmpfs -o size=4096 none $base/logs; printf '%08X\n' 4000 >old.log
+head -c 3991 /dev/zero | tr '\0' x >>old.log; cp old.log $base/logs/qvx.log; launch
+head -c 4000 $base/logs/qvx.log | cmp - old.log)",
+         "daemon\n"}});
+}
+
 }  // namespace
 }  // namespace qvx::test
