@@ -41,7 +41,8 @@ launch account env PATH=/opt/evil:$PATH $launcher any
   const std::string awk = R"(evil awk "case \$1 in *2*) echo '(zxqvxd)';; *) echo $victim;; esac")";
   Play({{"false awk", begin + awk + run, "143\n"},
         {"false cat", begin + R"(evil cat "echo '1 (zxqvxd) S 1 $victim $victim'")" + run, "143\n"},
-        {"the daemon", begin + "launch zxqvxd leader /opt/account $launcher any", "status 0, signals 1\n"}});
+        {"the daemon", begin + "launch zxqvxd leader /opt/account $launcher any",
+         "status 0, signals 1\n"}});
 }
 
 TEST(ServiceAccount, EnvironmentOfARunWithRightsEndsThere) {
@@ -114,7 +115,8 @@ TEST(ServiceAccount, PipeExchangedForSettingsHoldsUpNoStart) {
 }
 
 TEST(ServiceAccount, PipeExchangedForThePairHoldsUpNoStart) {
-  Play({{"certificate", Exchanged("$tls/cert.pem", 6), ""}, {"key", Exchanged("$tls/file.pem", 6), ""}});
+  Play({{"certificate", Exchanged("$tls/cert.pem", 6), ""},
+        {"key", Exchanged("$tls/file.pem", 6), ""}});
 }
 
 TEST(ServiceAccount, WriteLeasesHoldUpNoStart) {
@@ -181,7 +183,8 @@ blocks=$(grep -c SSLProxyEngine $configuration)
 ((hosts > 0 && blocks == hosts)) || echo "$hosts hosts, $blocks blocks"
 cat moved/conf/mod_proxy.conf)",
          "daemon\ndaemon\nProxy\n"},
-        {"alone", move + "rm -r zx; launch; ls zx moved/logs 2>/dev/null", "daemon\nmoved/logs:\n"}});
+        {"alone", move + "rm -r zx; launch; ls zx moved/logs 2>/dev/null",
+         "daemon\nmoved/logs:\n"}});
 }
 
 }  // namespace

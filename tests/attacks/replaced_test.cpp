@@ -16,10 +16,13 @@ chown root $tls/file.pem; chmod 600 $tls/file.pem; keep_pair
 mount -t tmpfs -o size=64K none $tls; mismatched_pair; : >$tls/certmm.pem; : >$tls/filemm.pem
 cat /dev/zero >$tls/filler 2>/dev/null; launch >/dev/null; lost)",
          ""},
-        {"directory with the copy's name", "mismatched_pair; mkdir $tls/filemm.pem; launch; lost", "daemon\n"},
-        {"both directories", "mismatched_pair; mkdir $tls/{cert,file}mm.pem; launch; lost", "daemon\n"},
+        {"directory with the copy's name", "mismatched_pair; mkdir $tls/filemm.pem; launch; lost",
+         "daemon\n"},
+        {"both directories", "mismatched_pair; mkdir $tls/{cert,file}mm.pem; launch; lost",
+         "daemon\n"},
         {"key of root's, run of the account's", closed_key + run + "lost", ""},
-        {"nothing can keep it", closed_key + "mkdir $tls/filemm.pem; : >$tls/filemm.pem/a\n" + run + R"(
+        {"nothing can keep it",
+         closed_key + "mkdir $tls/filemm.pem; : >$tls/filemm.pem/a\n" + run + R"(
 same old/cert.pem $tls/cert.pem; same old/file.pem $tls/file.pem
 ordered='did not match|Unable to (load|get)|secured|Common Name|renamed'
 grep -A1 severity=2 $base/logs/qvx.log | grep -vE "severity=|^--|$ordered" >own
