@@ -4,6 +4,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <string_view>
@@ -98,10 +99,18 @@ class Walk {
 
   bool HasRest() const { return next_ < rest_.size(); }
 
+  Descriptor Open(int further_flags) const {
+    return Descriptor(openat(place_.directory.get(), place_.name.c_str(),
+                             O_PATH | O_NOFOLLOW | O_CLOEXEC | further_flags));
+  }
+
   /// Finds what bears the name. Only the last name may be missing.
   bool Look() {
-    place_.entry = Descriptor(
-        openat(place_.directory.get(), place_.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    // Only a directory that is asked for as one is mounted on demand.
+    place_.entry = Open(HasRest() ? O_DIRECTORY : 0);
+    if (!place_.entry && errno == ENOTDIR) {
+      place_.entry = Open(0);
+    }
     if (!place_.entry) {
       if (errno != ENOENT || HasRest()) {
         return false;

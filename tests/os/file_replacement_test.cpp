@@ -90,5 +90,19 @@ TEST(FileReplacement, InPlaceWhereTheDirectoryIsClosed) {
   EXPECT_EQ(status, 0);
 }
 
+TEST(FileReplacement, InPlaceWhereTheFileIsAMountOfItsOwn) {
+  const TempDirectory root;
+  const fs::path path = root.path() / "file";
+  WriteText(root.path() / "mounted", "old");
+  WriteText(path, "");
+  const int status = RunIsolated(CLONE_NEWNS, [&] {
+    EXPECT_EQ(mount((root.path() / "mounted").c_str(), path.c_str(), "none", MS_BIND, nullptr), 0);
+    EXPECT_TRUE(ReplaceFile(path, OwnFile(0600), "new"));
+    return FailuresAsStatus();
+  });
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(Contents(root.path() / "mounted"), "new");
+}
+
 }  // namespace
 }  // namespace qvx::test
