@@ -2,8 +2,8 @@
 add_library(qvx_compile_options INTERFACE)
 target_compile_features(qvx_compile_options INTERFACE cxx_std_20)
 target_compile_options(qvx_compile_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wcast-qual -Wformat=2 -Wundef
-  -Wnon-virtual-dtor -Woverloaded-virtual
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wdouble-promotion -Wformat=2 -Wundef
+  -Wcast-align -Wcast-qual -Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual
   # GCC 12 takes "a" + string for overlapping memory (its bug 105651).
   $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>
   $<$<BOOL:${QVX_WARNINGS_AS_ERRORS}>:-Werror>)

@@ -105,7 +105,8 @@ bool EndRecord(std::FILE* file) {
   return true;
 }
 
-int AppendRecord(int severity, const char* format, va_list arguments) {
+[[gnu::format(printf, 2, 0)]] int AppendRecord(int severity, const char* format,
+                                               va_list arguments) {
   const qvx::File file = OpenLog();
   if (!file) {
     return -1;
