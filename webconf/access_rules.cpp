@@ -2,15 +2,15 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 #include <optional>
-#include <string>
-#include <string_view>
 
 #include "os/host.h"
+#include "settings/setting_list.h"
 
 const uint32_t dwMasks[33] = {
     0xFFFFFFFF, 0xFFFFFFFE, 0xFFFFFFFC, 0xFFFFFFF8, 0xFFFFFFF0, 0xFFFFFFE0, 0xFFFFFFC0,
@@ -28,9 +28,9 @@ constexpr uint32_t kTopAddress = 0xFFFFFFFF;
 
 enum class Extent { kAddresses, kNothing };
 
-std::optional<uint32_t> ParseAddress(const char* text) {
+std::optional<uint32_t> ParseAddress(std::string_view text) {
   in_addr address{};
-  if (inet_aton(text, &address) == 0) {
+  if (inet_aton(std::string(text).c_str(), &address) == 0) {
     return std::nullopt;
   }
   return OSntohl(address.s_addr);
@@ -74,13 +74,15 @@ void AppendBlocks(std::string& directives, uint32_t first, uint32_t last) {
 }
 
 // The ends of the address space are left out of the walk and named behind it.
-void AppendWalk(std::string& directives, uint32_t first, uint32_t last, const char* last_text) {
+void AppendWalk(std::string& directives, uint32_t first, uint32_t last,
+                std::string_view last_text) {
   const uint32_t walk_first = first == 0 ? 1 : first;
   const uint32_t walk_last = last == kTopAddress ? kTopAddress - 1 : last;
   if (walk_first < walk_last) {
     AppendBlocks(directives, walk_first, walk_last);
   } else {
-    AppendText(directives, walk_last == last ? last_text : OSInt_to_Address(walk_last));
+    AppendText(directives,
+               walk_last == last ? last_text : std::string_view(OSInt_to_Address(walk_last)));
   }
   if (walk_last != last) {
     AppendText(directives, OSInt_to_Address(kTopAddress));
@@ -90,7 +92,7 @@ void AppendWalk(std::string& directives, uint32_t first, uint32_t last, const ch
   }
 }
 
-Extent AppendRange(std::string& directives, const char* start, const char* end) {
+Extent AppendRange(std::string& directives, std::string_view start, std::string_view end) {
   const std::optional<uint32_t> parsed_start = ParseAddress(start);
   const std::optional<uint32_t> parsed_end = ParseAddress(end);
   const uint32_t last = parsed_end.value_or(kTopAddress);
@@ -110,9 +112,9 @@ Extent AppendRange(std::string& directives, const char* start, const char* end) 
   return Extent::kAddresses;
 }
 
-Extent AppendEntry(std::string& directives, const char* start, const char* end) {
+Extent AppendEntry(std::string& directives, std::string_view start, std::string_view end) {
   Extent extent = Extent::kAddresses;
-  if (end == nullptr || *end == '\0') {
+  if (end.empty()) {
     AppendText(directives, start);
   } else {
     extent = AppendRange(directives, start, end);
@@ -125,45 +127,51 @@ Extent AppendEntry(std::string& directives, const char* start, const char* end) 
 // deny denies all.
 enum class WhenTooLong { kSkip, kAll };
 
-void AppendList(std::string& directives, std::string_view directive, char* list,
+void AppendList(std::string& directives, std::string_view directive, std::string_view list,
                 WhenTooLong when_too_long) {
-  if (list == nullptr) {
-    return;
-  }
-  char* rest = nullptr;
-  for (char* entry = strtok_r(list, ";", &rest); entry != nullptr;
-       entry = strtok_r(nullptr, ";", &rest)) {
-    const bool too_long = std::strlen(entry) > kLongestEntry;
-    if (too_long && when_too_long == WhenTooLong::kSkip) {
+  while (const auto entry = TakeEntry(list)) {
+    const bool is_too_long = entry->size() > kLongestEntry;
+    if (is_too_long && when_too_long == WhenTooLong::kSkip) {
       continue;
     }
     directives += directive;
-    if (too_long) {
+    if (is_too_long) {
       directives += " all\n";
       continue;
     }
-    char* dash = std::strchr(entry, '-');
-    if (dash != nullptr) {
-      *dash++ = '\0';
-    }
-    AppendEntry(directives, entry, dash);
+    const size_t dash = std::min(entry->find('-'), entry->size());
+    AppendEntry(directives, entry->substr(0, dash),
+                entry->substr(std::min(dash + 1, entry->size())));
   }
 }
 
-std::string AccessDirectives(char* include, char* exclude) {
-  const bool limited = include != nullptr && *include != '\0';
-  std::string directives = limited ? "allow from 127.0.0.1\n" : "allow from all\n";
+// Ends every entry, and the start of every range, with a zero byte.
+void CutList(char* list) {
+  char* rest = nullptr;
+  for (char* entry = list == nullptr ? nullptr : strtok_r(list, ";", &rest); entry != nullptr;
+       entry = strtok_r(nullptr, ";", &rest)) {
+    entry[std::strcspn(entry, "-")] = '\0';
+  }
+}
+
+}  // namespace
+
+std::string AccessDirectives(std::string_view include, std::string_view exclude) {
+  std::string directives = include.empty() ? "allow from all\n" : "allow from 127.0.0.1\n";
   AppendList(directives, "allow from", include, WhenTooLong::kSkip);
   AppendList(directives, "deny from", exclude, WhenTooLong::kAll);
   return directives;
 }
 
-}  // namespace
 }  // namespace qvx
 
 char* GenerateAccessDirectiveStr(char* include, char* exclude) {
   try {
-    return strdup(qvx::AccessDirectives(include, exclude).c_str());
+    char* directives =
+        strdup(qvx::AccessDirectives(qvx::ViewOf(include), qvx::ViewOf(exclude)).c_str());
+    qvx::CutList(include);
+    qvx::CutList(exclude);
+    return directives;
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
@@ -173,7 +181,7 @@ int32_t CreateIPAddrRestrictionStr(int32_t /*mode*/, char** directives, const ch
                                    const char* end) {
   try {
     std::string addition;
-    const qvx::Extent extent = qvx::AppendEntry(addition, start, end);
+    const qvx::Extent extent = qvx::AppendEntry(addition, start, qvx::ViewOf(end));
     const size_t length = *directives == nullptr ? 0 : std::strlen(*directives);
     char* grown = static_cast<char*>(std::realloc(*directives, length + addition.size() + 1));
     if (grown == nullptr) {

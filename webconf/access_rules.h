@@ -13,6 +13,8 @@
 #define QVX_WEBCONF_ACCESS_RULES_H
 
 #include <cstdint>
+#include <string>
+#include <string_view>
 
 /// Entry k is the network mask of a block of 2^k addresses.
 extern const uint32_t dwMasks[33];
@@ -24,12 +26,21 @@ char* GenerateAccessDirectiveStr(char* include, char* exclude);
 
 /// Appends one entry's addresses and a line feed to `*directives`, a text from malloc (or null),
 /// which is reallocated. `end` may be null or empty: a single address, written as it stands. `mode`
-/// is always 1. Returns 0; 1 for a range without an address (only the line feed is appended); -1
-/// when memory ran out (`*directives` is unchanged).
+/// is always 1. Linear in the text that is there already, whose end has to be found: many calls on
+/// one text cost the square of it. Returns 0; 1 for a range without an address (only the line feed
+/// is appended); -1 when memory ran out (`*directives` is unchanged).
 int32_t CreateIPAddrRestrictionStr(int32_t mode, char** directives, const char* start,
                                    const char* end);
 
 /// The last address of the block that `address` lies in.
 uint32_t FindMaxAddrInRange(uint32_t address, uint32_t mask);
+
+namespace qvx {
+
+/// The text that GenerateAccessDirectiveStr builds; the lists stay whole. Linear in the lists.
+/// Throws std::bad_alloc.
+std::string AccessDirectives(std::string_view include, std::string_view exclude);
+
+}  // namespace qvx
 
 #endif
