@@ -71,11 +71,15 @@ bool PutFirstChild(DOM_Element* element, NodeHolder node) {
 
 }  // namespace
 
+std::string SettingsPath() {
+  return InstallationPath(QVX_INTERNAL_XML_NAME);
+}
+
 LoadResult LoadSettings(DOM_Document* document) {
   if (document == nullptr) {
     throw std::bad_alloc();
   }
-  const int result = DOM_DocumentLS_load(document, InstallationPath(QVX_INTERNAL_XML_NAME).c_str());
+  const int result = DOM_DocumentLS_load(document, SettingsPath().c_str());
   if (result != kLoaded && dom::LoadRanOutOfMemory()) {
     throw std::bad_alloc();
   }
@@ -111,7 +115,7 @@ bool WriteDefault(const std::string& path) {
 }
 
 uint32_t CheckSettingsFile(bool is_forced) {
-  const std::string path = InstallationPath(QVX_INTERNAL_XML_NAME);
+  const std::string path = SettingsPath();
   if (path.size() >= kPathCapacity) {
     return 1;
   }

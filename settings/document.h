@@ -43,6 +43,9 @@ int stricmp_chk(const char* a, const char* b);
 
 namespace qvx {
 
+/// The path of the settings file.
+std::string SettingsPath();
+
 /// As GetElementValue, but throws std::bad_alloc where that gives none because memory ran out: a
 /// setting that could not be looked for is not one that is absent.
 char* SettingText(DOM_Document* document, const char* name);

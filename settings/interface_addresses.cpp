@@ -12,7 +12,6 @@
 #include <string>
 
 #include "os/commands.h"
-#include "support/malloc_owner.h"
 
 int32_t GlobalIpAddrCount = 0;
 unsigned char GlobalIpAddrList[kMaxCachedAddresses][4] = {};
@@ -67,14 +66,13 @@ class DottedRuns {
   std::string_view keyword_;
 };
 
-MallocOwner<char> InterfaceText() {
-  char* text = nullptr;
-  getIFConf(&text);
-  return MallocOwner<char>(text);
-}
-
-std::string_view View(const MallocOwner<char>& text) {
-  return text ? std::string_view(text.get()) : std::string_view();
+// Empty when the command cannot be started or memory runs out.
+std::string InterfaceText() {
+  try {
+    return ReadInterfaceText().value_or("");
+  } catch (const std::bad_alloc&) {
+    return {};
+  }
 }
 
 int32_t HandOver(std::span<const uint32_t> addresses, uint32_t** holder) {
@@ -87,8 +85,8 @@ int32_t HandOver(std::span<const uint32_t> addresses, uint32_t** holder) {
 }
 
 void FillAddressCache() {
-  const MallocOwner<char> text = InterfaceText();
-  DottedRuns runs(View(text), kFamilyKeyword);
+  const std::string text = InterfaceText();
+  DottedRuns runs(text, kFamilyKeyword);
   while (const auto run = runs.Next()) {
     const in_addr_t address = inet_addr(std::string(*run).c_str());
     const bool begins_with_0 =
@@ -106,6 +104,16 @@ void FillAddressCache() {
 
 }  // namespace
 
+std::optional<std::string> ReadInterfaceText() {
+  const CommandStream stream = OpenCommand(kAddressCommand);
+  if (!stream) {
+    return std::nullopt;
+  }
+  std::string text = ReadAll(stream.get());
+  text.resize(std::min(text.find('\0'), text.size()));
+  return text;
+}
+
 std::vector<uint32_t> ParseInterfaceAddresses(std::string_view interface_text) {
   std::vector<uint32_t> addresses;
   DottedRuns runs(interface_text, kAddressKeyword);
@@ -120,16 +128,22 @@ std::vector<uint32_t> ParseInterfaceAddresses(std::string_view interface_text) {
   return addresses;
 }
 
+std::vector<uint32_t> AvailableAddresses() {
+  const std::string text = InterfaceText();
+  try {
+    return ParseInterfaceAddresses(text);
+  } catch (const std::bad_alloc&) {
+    return {htonl(INADDR_LOOPBACK)};
+  }
+}
+
 }  // namespace qvx
 
 int getIFConf(char** holder) {
   *holder = nullptr;
-  const qvx::CommandStream stream = qvx::OpenCommand(qvx::kAddressCommand);
-  if (!stream) {
-    return -1;
-  }
   try {
-    *holder = strdup(qvx::ReadAll(stream.get()).c_str());
+    const std::optional<std::string> text = qvx::ReadInterfaceText();
+    *holder = text ? strdup(text->c_str()) : nullptr;
   } catch (const std::bad_alloc&) {
     return -1;
   }
@@ -137,12 +151,10 @@ int getIFConf(char** holder) {
 }
 
 int32_t OSFindAvailableIPs(uint32_t** holder) {
-  const qvx::MallocOwner<char> text = qvx::InterfaceText();
   try {
-    return qvx::HandOver(qvx::ParseInterfaceAddresses(qvx::View(text)), holder);
+    return qvx::HandOver(qvx::AvailableAddresses(), holder);
   } catch (const std::bad_alloc&) {
-    const uint32_t loopback[] = {htonl(INADDR_LOOPBACK)};
-    return qvx::HandOver(loopback, holder);
+    return qvx::HandOver({}, holder);
   }
 }
 

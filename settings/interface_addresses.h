@@ -6,6 +6,8 @@
 #include <netinet/in.h>
 
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -34,8 +36,15 @@ extern char* BaseAddrList[kMaxCachedAddresses + 1];  ///< references into it, th
 
 namespace qvx {
 
-/// The addresses that OSFindAvailableIPs finds in `interface_text`, in order, in network byte
-/// order. Linear in the text.
+/// The whole output of "/sbin/ip addr" up to a zero byte; nothing when the command could not be
+/// started. Throws std::bad_alloc.
+std::optional<std::string> ReadInterfaceText();
+
+/// The IPv4 addresses of the interfaces, as OSFindAvailableIPs finds them. Without the command's
+/// output there are none; when memory runs out for the addresses, 127.0.0.1 is the only one.
+std::vector<uint32_t> AvailableAddresses();
+
+/// The addresses in the output of the command, in order, in network byte order. Linear in the text.
 std::vector<uint32_t> ParseInterfaceAddresses(std::string_view interface_text);
 
 }  // namespace qvx

@@ -1,5 +1,6 @@
 #include "settings/multihomed_names.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <new>
@@ -10,7 +11,7 @@
 namespace {
 
 constexpr char kElement[] = "multihomed";
-constexpr char kAllowedCharacters[] =
+constexpr std::string_view kAllowedCharacters =
     "-_.;abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ1234567890";
 
 // Four, not three: "1.2.3.4." and "1.2.3.4.5" count as addresses.
@@ -33,22 +34,11 @@ char* ParseMultiHomed() {
 }
 
 int32_t ValidateMultiHomed(const char* list) {
-  return list[std::strspn(list, kAllowedCharacters)] == '\0' ? 1 : 0;
+  return qvx::IsNameList(list) ? 1 : 0;
 }
 
 int32_t isTheValueAnIP(const char* entry) {
-  if (!IsDigit(entry[0])) {
-    return 0;
-  }
-  size_t digits = 0;
-  size_t dots = 0;
-  for (; *entry != '\0'; ++entry) {
-    if (!IsDigit(*entry) && *entry != '.') {
-      return 0;
-    }
-    ++(*entry == '.' ? dots : digits);
-  }
-  return digits <= kMostDigits && dots <= kMostDots ? 1 : 0;
+  return qvx::IsAddressEntry(entry) ? 1 : 0;
 }
 
 namespace qvx {
@@ -64,8 +54,20 @@ std::optional<std::string> MultihomedNames() {
     return std::nullopt;
   }
   const char* list = SettingText(document.get(), kElement);
-  return list != nullptr && ValidateMultiHomed(list) != 0 ? std::optional<std::string>(list)
-                                                          : std::nullopt;
+  return list != nullptr && IsNameList(list) ? std::optional<std::string>(list) : std::nullopt;
+}
+
+bool IsNameList(std::string_view list) {
+  return list.find_first_not_of(kAllowedCharacters) == std::string_view::npos;
+}
+
+bool IsAddressEntry(std::string_view entry) {
+  if (entry.empty() || !IsDigit(entry.front())) {
+    return false;
+  }
+  const auto digits = static_cast<size_t>(std::count_if(entry.begin(), entry.end(), IsDigit));
+  const auto dots = static_cast<size_t>(std::count(entry.begin(), entry.end(), '.'));
+  return digits + dots == entry.size() && digits <= kMostDigits && dots <= kMostDots;
 }
 
 }  // namespace qvx

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 /// Returns a copy of the settings document's multihomed list, which the caller releases with
 /// free(); null when the document cannot be loaded, the element is missing, its text is not valid
@@ -22,6 +23,10 @@ namespace qvx {
 
 /// The list that ParseMultiHomed copies; nothing when it gives null. Throws std::bad_alloc.
 std::optional<std::string> MultihomedNames();
+
+/// What ValidateMultiHomed and isTheValueAnIP tell.
+bool IsNameList(std::string_view list);
+bool IsAddressEntry(std::string_view entry);
 
 }  // namespace qvx
 
