@@ -19,7 +19,7 @@
 #include "log/ring_log.h"
 #include "os/directories.h"
 #include "os/protection.h"
-#include "settings/reader.h"
+#include "settings/generation.h"
 #include "tls/pair_check.h"
 #include "tls/pem_files.h"
 #include "webconf/agent_map.h"
@@ -153,7 +153,7 @@ int Run(int argument_count) {
   StartApr();
   SetupLogsAndDebug(qvx_start_pool);
   DeletePairWhenAsked();
-  const std::string configuration = InstallationPath(QVX_CONF_NAME);
+  const std::string configuration = ServerConfPath();
   const std::string daemon = InstallationPath("/sbin/zxqvxd");
 
   if (argument_count == kPermissionsMode) {

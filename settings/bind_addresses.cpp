@@ -2,17 +2,19 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdio>
 #include <cstring>
 #include <optional>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
 #include "settings/interface_addresses.h"
 #include "settings/record.h"
-#include "support/malloc_owner.h"
+#include "settings/setting_list.h"
 
 namespace qvx {
 
@@ -21,27 +23,25 @@ namespace {
 constexpr char kLoopback[] = "127.0.0.1";
 constexpr char kWildcard[] = "*";
 
-// Room beside the available addresses: for 127.0.0.1, and for the wildcard when no address was
-// found.
-constexpr size_t kExtraEntries = 2;
-
-// The bind list in the making: a text that is there already is not added again.
+// The bind list in the making: an address that is there already is not added again.
 class UniqueList {
  public:
-  void Add(std::string entry) {
-    if (seen_.insert(entry).second) {
-      entries_.push_back(std::move(entry));
-    }
+  explicit UniqueList(size_t capacity) {
+    entries_.reserve(capacity);
+    seen_.reserve(capacity);
   }
+
   void Add(uint32_t address) {
-    char dotted[INET_ADDRSTRLEN];
-    Add(inet_ntop(AF_INET, &address, dotted, sizeof dotted));
+    if (seen_.insert(address).second) {
+      char dotted[INET_ADDRSTRLEN];
+      entries_.emplace_back(inet_ntop(AF_INET, &address, dotted, sizeof dotted));
+    }
   }
   std::vector<std::string> Take() { return std::move(entries_); }
 
  private:
   std::vector<std::string> entries_;
-  std::unordered_set<std::string> seen_;
+  std::unordered_set<uint32_t> seen_;
 };
 
 // What one entry of the binding list selects; both in network byte order.
@@ -57,47 +57,63 @@ std::optional<uint32_t> ReadDotted(const char* text) {
   return numbers == 4 ? std::optional(std::bit_cast<uint32_t>(bytes)) : std::nullopt;
 }
 
-std::optional<Network> ReadNetwork(const char* entry) {
-  const char* slash = std::strchr(entry, '/');
-  if (slash == nullptr) {
+std::optional<Network> ReadNetwork(const std::string& entry) {
+  const size_t slash = entry.find('/');
+  if (slash == std::string::npos) {
     return std::nullopt;
   }
-  const auto address = ReadDotted(entry);
-  const auto mask = ReadDotted(slash + 1);
+  const auto address = ReadDotted(entry.c_str());
+  const auto mask = ReadDotted(entry.c_str() + slash + 1);
   if (!address || !mask) {
     return std::nullopt;
   }
   return Network{*address & *mask, *mask};
 }
 
-// Adds the available addresses that lie in the network and zeroes them: each is selected once,
-// however many entries it matches.
-void AddMatching(const Network& network, std::vector<uint32_t>& available, UniqueList& list) {
-  if (network.address == 0) {
-    return;
-  }
-  for (uint32_t& address : available) {
-    if ((address & network.mask) == network.address) {
-      list.Add(address);
-      address = 0;
+// The networks of a binding list, to be asked which of them an address lies in first. A list of
+// many entries has few masks, so one look-up for each mask takes the place of one for each entry.
+class Networks {
+ public:
+  explicit Networks(std::string_view binding_list) {
+    while (const auto entry = TakeEntry(binding_list)) {
+      Add(ReadNetwork(std::string(*entry)));
     }
   }
-}
 
-void AddSelected(char* binding_list, std::vector<uint32_t> available, UniqueList& list) {
-  char* entry = binding_list;
-  while (*entry != '\0') {
-    char* separator = std::strchr(entry, ';');
-    if (separator != nullptr) {
-      *separator = '\0';
+  size_t count() const { return count_; }
+
+  // The place in the list of the first network with `address`; count() when there is none.
+  size_t FirstWith(uint32_t address) const {
+    size_t first = count_;
+    for (const auto& [mask, places] : by_mask_) {
+      const auto found = places.find(address & mask);
+      first = found == places.end() ? first : std::min(first, found->second);
     }
-    if (const auto network = ReadNetwork(entry)) {
-      AddMatching(*network, available, list);
+    return first;
+  }
+
+ private:
+  // A network of 0.0.0.0 selects nothing.
+  void Add(const std::optional<Network>& network) {
+    if (network && network->address != 0) {
+      by_mask_[network->mask].emplace(network->address, count_++);
     }
-    if (separator == nullptr) {
-      return;
-    }
-    entry = separator + 1;
+  }
+
+  std::unordered_map<uint32_t, std::unordered_map<uint32_t, size_t>> by_mask_;
+  size_t count_ = 0;
+};
+
+void AddSelected(std::span<const uint32_t> available, std::string_view binding_list,
+                 UniqueList& list) {
+  const Networks networks(binding_list);
+  std::vector<std::vector<uint32_t>> selected(networks.count() + 1);
+  for (const uint32_t address : available) {
+    selected[networks.FirstWith(address)].push_back(address);
+  }
+  selected.pop_back();  // what lies in no network
+  for (const std::vector<uint32_t>& addresses : selected) {
+    std::for_each(addresses.begin(), addresses.end(), [&](uint32_t address) { list.Add(address); });
   }
 }
 
@@ -105,17 +121,14 @@ void AddSelected(char* binding_list, std::vector<uint32_t> available, UniqueList
 
 std::vector<std::string> SelectBindAddresses(std::span<const uint32_t> available,
                                              const BindSelection& selection) {
-  UniqueList list;
-  if (selection.bind_to_selected) {
-    list.Add(kLoopback);
-    if (!available.empty() && selection.binding_list != nullptr) {
-      AddSelected(selection.binding_list, {available.begin(), available.end()}, list);
-    }
-    return list.Take();
+  const uint32_t loopback = htonl(INADDR_LOOPBACK);
+  if (!selection.is_to_selected && selection.is_to_wildcard) {
+    return {kLoopback, kWildcard};
   }
-  if (selection.bind_to_wildcard) {
-    list.Add(kLoopback);
-    list.Add(kWildcard);
+  UniqueList list(available.size() + 1);
+  if (selection.is_to_selected) {
+    list.Add(loopback);
+    AddSelected(available, selection.binding_list, list);
     return list.Take();
   }
   for (const uint32_t address : available) {
@@ -127,15 +140,14 @@ std::vector<std::string> SelectBindAddresses(std::span<const uint32_t> available
 }  // namespace qvx
 
 void SetupIPBindingList(char* binding_list) {
-  uint32_t* holder = nullptr;
-  const auto found = static_cast<size_t>(OSFindAvailableIPs(&holder));
-  const qvx::MallocOwner<uint32_t> available(holder);
-  const auto entries = qvx::SelectBindAddresses({available.get(), found},
-                                                {.bind_to_selected = isIPBinding != 0,
-                                                 .bind_to_wildcard = bMonitorIPChangesLinux != 0,
-                                                 .binding_list = binding_list});
-  qvx::MakeBindList(found + qvx::kExtraEntries);
-  for (const std::string& entry : entries) {
-    entry.copy(gIPList[gVHostPairs++], kBindAddressCapacity - 1);
+  const std::vector<uint32_t> available = qvx::AvailableAddresses();
+  const bool is_to_selected = isIPBinding != 0;
+  const auto addresses =
+      qvx::SelectBindAddresses(available, {.is_to_selected = is_to_selected,
+                                           .is_to_wildcard = bMonitorIPChangesLinux != 0,
+                                           .binding_list = qvx::ViewOf(binding_list)});
+  qvx::RecordBindList(addresses, available.size());
+  if (is_to_selected && binding_list != nullptr && !available.empty()) {
+    std::replace(binding_list, binding_list + std::strlen(binding_list), ';', '\0');
   }
 }

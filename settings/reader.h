@@ -1,15 +1,21 @@
-// The settings step of a start: reads the settings document and drives the generation of the web
-// server's files.
+// From the settings document to the settings.
 #ifndef QVX_SETTINGS_READER_H
 #define QVX_SETTINGS_READER_H
 
-#include <cstdint>
+#include "dom/dom.h"
+#include "settings/record.h"
 
-/// Makes sure of a usable settings document, reads it into the record, builds the bind list, writes
-/// the server configuration, the web-application extensions and the script engine's settings, and
-/// protects the settings file. Returns 0; 1 when the document could not be loaded even after the
-/// default was written, the server configuration could not be written whole, or memory ran out. The
-/// record's text fields and gIPList are released again.
-int32_t ParseQVXInternalXML();
+namespace qvx {
+
+// What the document says goes into `settings`, whose texts then belong to the document; most
+// settings that it leaves out keep their value. Both throw std::bad_alloc.
+
+/// Reads which clients are let in and what the bind list is made from.
+void ReadAccessSettings(DOM_Document* document, LoadedSettings& settings);
+
+/// Reads the other settings: logs, TLS and threads. A thread number out of bounds is logged.
+void ReadServerSettings(DOM_Document* document, LoadedSettings& settings);
+
+}  // namespace qvx
 
 #endif

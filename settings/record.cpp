@@ -1,5 +1,6 @@
 #include "settings/record.h"
 
+#include <cstring>
 #include <memory>
 
 int32_t isIPRestrict = 0;
@@ -22,15 +23,73 @@ namespace qvx {
 
 namespace {
 
+// For 127.0.0.1, and for the wildcard when no address was found.
+constexpr size_t kExtraEntries = 2;
+
 // Apart from gIPList, which a caller may point at storage of its own.
 std::unique_ptr<char[][kBindAddressCapacity]> owned_bind_list;
 
 }  // namespace
 
-void MakeBindList(size_t capacity) {
-  owned_bind_list = std::make_unique<char[][kBindAddressCapacity]>(capacity);
+LoadedSettings RecordedSettings() {
+  return {.restrict_clients = isIPRestrict != 0,
+          .included_clients = sIpRestrictedInclude,
+          .excluded_clients = sIpRestrictedExclude,
+          .bind_to_selected = isIPBinding != 0,
+          .binding_list = sIpBindingList,
+          .bind_to_wildcard = bMonitorIPChangesLinux != 0,
+          .rotate_logs = bRotateLogs != 0,
+          .rotate_size = nRotateLogsSize,
+          .log_directory = sLogBaseDir,
+          .refuse_ssl2 = isSSLV2Disabled != 0,
+          .max_threads = nMaxThreads,
+          .log_level = sLogLevelString};
+}
+
+void RecordSettings(const LoadedSettings& settings) {
+  isIPRestrict = settings.restrict_clients ? 1 : 0;
+  sIpRestrictedInclude = settings.included_clients;
+  sIpRestrictedExclude = settings.excluded_clients;
+  isIPBinding = settings.bind_to_selected ? 1 : 0;
+  sIpBindingList = settings.binding_list;
+  bMonitorIPChangesLinux = settings.bind_to_wildcard ? 1 : 0;
+  bRotateLogs = settings.rotate_logs ? 1 : 0;
+  nRotateLogsSize = settings.rotate_size;
+  sLogBaseDir = settings.log_directory;
+  isSSLV2Disabled = settings.refuse_ssl2 ? 1 : 0;
+  nMaxThreads = settings.max_threads;
+  const size_t length = settings.log_level.copy(sLogLevelString, sizeof sLogLevelString - 1);
+  sLogLevelString[length] = '\0';
+}
+
+void ResetRestriction() {
+  isIPRestrict = 0;
+  sIpRestrictedInclude = nullptr;
+  sIpRestrictedExclude = nullptr;
+}
+
+void ReleaseTexts() {
+  sIpRestrictedInclude = nullptr;
+  sIpRestrictedExclude = nullptr;
+  sIpBindingList = nullptr;
+  sLogBaseDir = nullptr;
+}
+
+void RecordBindList(std::span<const std::string> addresses, size_t available) {
+  owned_bind_list = std::make_unique<char[][kBindAddressCapacity]>(available + kExtraEntries);
   gIPList = owned_bind_list.get();
   gVHostPairs = 0;
+  for (const std::string& address : addresses) {
+    address.copy(gIPList[gVHostPairs++], kBindAddressCapacity - 1);
+  }
+}
+
+std::vector<std::string> RecordedBindList() {
+  std::vector<std::string> addresses;
+  for (int32_t i = 0; gIPList != nullptr && i < gVHostPairs; ++i) {
+    addresses.emplace_back(gIPList[i], strnlen(gIPList[i], kBindAddressCapacity));
+  }
+  return addresses;
 }
 
 void ReleaseBindList() {

@@ -1,20 +1,23 @@
 // The run-time settings record: one process-wide variable per setting, and the bind address list.
 //
 // Every field has a defined value before the settings are read. The text fields are borrowed from
-// the loaded settings document; the reader makes them null again when it releases that document.
+// the loaded settings document and become null again when that is released. The program itself
+// works on LoadedSettings; the variables are for whoever looks at them or calls a public function
+// that goes by them.
 #ifndef QVX_SETTINGS_RECORD_H
 #define QVX_SETTINGS_RECORD_H
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
 
-extern int32_t isIPRestrict;  ///< flag: client addresses are restricted
-extern char*
-    sIpRestrictedInclude;  ///< addresses allowed; may be null; consumed by the access rules
-extern char*
-    sIpRestrictedExclude;     ///< addresses refused; may be null; consumed by the access rules
+extern int32_t isIPRestrict;        ///< flag: client addresses are restricted
+extern char* sIpRestrictedInclude;  ///< addresses allowed; may be null
+extern char* sIpRestrictedExclude;  ///< addresses refused; may be null
 extern int32_t isIPBinding;   ///< flag: bind only to the addresses that the binding list selects
-extern char* sIpBindingList;  ///< the binding list; may be null; cut in place by SetupIPBindingList
+extern char* sIpBindingList;  ///< the binding list; may be null
 extern int32_t
     bMonitorIPChangesLinux;      ///< flag: with binding off, bind to 127.0.0.1 and the wildcard
 extern int32_t bRotateLogs;      ///< flag: the web server's logs go through the rotation program
@@ -33,11 +36,43 @@ extern int32_t gVHostPairs;                    ///< entries of gIPList in use
 
 namespace qvx {
 
-/// Points gIPList at a new, zeroed list of `capacity` entries, which the record owns; a list that
-/// it made before is released. gVHostPairs becomes 0.
-void MakeBindList(size_t capacity);
+/// The settings as one value; the texts are borrowed as those of the record are.
+struct LoadedSettings {
+  bool restrict_clients;
+  char* included_clients;
+  char* excluded_clients;
+  bool bind_to_selected;
+  char* binding_list;
+  bool bind_to_wildcard;
+  bool rotate_logs;
+  int32_t rotate_size;
+  const char* log_directory;
+  bool refuse_ssl2;
+  int32_t max_threads;
+  std::string log_level;
+};
 
-/// Releases the list that MakeBindList made; gIPList becomes null. gVHostPairs keeps its value.
+/// What the record's variables hold.
+LoadedSettings RecordedSettings();
+
+/// Puts the settings into the record's variables.
+void RecordSettings(const LoadedSettings& settings);
+
+/// Turns the restriction of client addresses off.
+void ResetRestriction();
+
+/// Makes the record's text fields null.
+void ReleaseTexts();
+
+/// Points gIPList at a new list of the bind addresses, which the record owns; a list that it made
+/// before is released. gVHostPairs becomes their number. `available` is the number of the machine's
+/// addresses: there is room for two entries more.
+void RecordBindList(std::span<const std::string> addresses, size_t available);
+
+/// The bind addresses in gIPList; none while that is null.
+std::vector<std::string> RecordedBindList();
+
+/// Releases the list that RecordBindList made; gIPList becomes null. gVHostPairs keeps its value.
 void ReleaseBindList();
 
 }  // namespace qvx

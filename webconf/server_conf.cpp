@@ -8,8 +8,7 @@
 #include "os/directories.h"
 #include "os/files.h"
 #include "os/service_files.h"
-#include "settings/record.h"
-#include "support/malloc_owner.h"
+#include "settings/setting_list.h"
 #include "webconf/access_rules.h"
 #include "webconf/server_conf_templates.h"
 
@@ -57,10 +56,10 @@ void ReplaceEach(std::string& line, const std::vector<Replacement>& replacements
 
 // Blank lines are dropped.
 void AppendLine(std::string& text, std::string_view line, const ServerConfValues& values) {
-  if (values.restrict_addresses && line.find(kRestrictionMarker) != std::string_view::npos) {
+  if (values.restrict_clients && line.find(kRestrictionMarker) != std::string_view::npos) {
     text += "#\norder allow,deny\n";
-    if (values.access_directives != nullptr) {
-      text += values.access_directives;
+    if (values.access_directives) {
+      text += *values.access_directives;
       return;
     }
   }
@@ -102,12 +101,13 @@ std::vector<Piece> PrepareSection(std::string_view section, const Replacements& 
 void AppendSection(std::string& text, const std::vector<Piece>& pieces,
                    std::string_view bind_address, const Replacements& replacements,
                    const ServerConfValues& values) {
+  std::string line;
   for (const Piece& piece : pieces) {
     if (!piece.awaits_bind_address) {
       text += piece.text;
       continue;
     }
-    std::string line = piece.text;
+    line = piece.text;
     ReplaceAll(line, kBindPlaceholder, bind_address);
     ReplaceEach(line, replacements.after_bind);
     AppendLine(text, line, values);
@@ -130,48 +130,49 @@ std::string LogTarget(const ServerConfValues& values, std::string_view name,
   return "\"|" + values.installation_directory + "/bin/rotatelogs " + target;
 }
 
-ServerConfValues ValuesFromRecord() {
-  ServerConfValues values;
-  values.installation_directory = InstallationPath();
-  values.tls_share_directory = TlsSharePath();
-  values.log_directory = sLogBaseDir != nullptr ? sLogBaseDir : LogPath();
-  std::replace(values.log_directory.begin(), values.log_directory.end(), '\\', '/');
-  values.log_level = sLogLevelString;
-  values.rotate_logs = bRotateLogs != 0;
-  values.rotate_size = nRotateLogsSize;
-  values.refuse_ssl2 = isSSLV2Disabled != 0;
-  values.max_threads = nMaxThreads;
-  values.restrict_addresses = isIPRestrict != 0;
-  return values;
-}
-
-std::vector<std::string_view> BindAddressesFromRecord() {
-  std::vector<std::string_view> addresses;
-  for (int32_t i = 0; gIPList != nullptr && i < gVHostPairs; ++i) {
-    addresses.emplace_back(gIPList[i], strnlen(gIPList[i], kBindAddressCapacity));
+// Nothing when memory runs out: the restricted block is then written without an allow line.
+std::optional<std::string> DirectivesFrom(const LoadedSettings& settings) {
+  try {
+    return AccessDirectives(ViewOf(settings.included_clients), ViewOf(settings.excluded_clients));
+  } catch (const std::bad_alloc&) {
+    return std::nullopt;
   }
-  return addresses;
 }
 
-bool WriteConfiguration() {
-  ServerConfValues values = ValuesFromRecord();
-  const std::string path = InstallationPath(QVX_CONF_NAME);
+bool WriteConfiguration(const LoadedSettings& settings,
+                        std::span<const std::string> bind_addresses) {
+  const std::string path = ServerConfPath();
   RemoveLeftovers(path);
-  // Begun before the restriction lists are consumed: a failure here leaves the record as it was.
   FileReplacement file(path, ServiceFile());
-  if (!file) {
-    return false;
-  }
-  MallocOwner<char> directives;
-  if (values.restrict_addresses) {
-    directives.reset(GenerateAccessDirectiveStr(sIpRestrictedInclude, sIpRestrictedExclude));
-    values.access_directives = directives.get();
-  }
-  return file.Write(ServerConfText(values, BindAddressesFromRecord())) &&
+  return file &&
+         GenerateServerConf(ServerConfValuesFrom(settings), bind_addresses,
+                            [&file](std::string_view piece) { return file.Write(piece); }) &&
          CommitAndProtect(file, path);
 }
 
 }  // namespace
+
+std::string ServerConfPath() {
+  return InstallationPath(QVX_CONF_NAME);
+}
+
+ServerConfValues ServerConfValuesFrom(const LoadedSettings& settings) {
+  ServerConfValues values;
+  values.installation_directory = InstallationPath();
+  values.tls_share_directory = TlsSharePath();
+  values.log_directory = settings.log_directory != nullptr ? settings.log_directory : LogPath();
+  std::replace(values.log_directory.begin(), values.log_directory.end(), '\\', '/');
+  values.log_level = settings.log_level;
+  values.rotate_logs = settings.rotate_logs;
+  values.rotate_size = settings.rotate_size;
+  values.refuse_ssl2 = settings.refuse_ssl2;
+  values.max_threads = settings.max_threads;
+  values.restrict_clients = settings.restrict_clients;
+  if (settings.restrict_clients) {
+    values.access_directives = DirectivesFrom(settings);
+  }
+  return values;
+}
 
 std::string ErrorLogTarget(const ServerConfValues& values) {
   return LogTarget(values, "error_log", "");
@@ -181,44 +182,58 @@ std::string AccessLogTarget(const ServerConfValues& values) {
   return LogTarget(values, "access_log", "common");
 }
 
-std::string ServerConfText(const ServerConfValues& values,
-                           std::span<const std::string_view> bind_addresses) {
+bool GenerateServerConf(const ServerConfValues& values, std::span<const std::string> bind_addresses,
+                        const TextSink& sink) {
   constexpr bool kPerAddress[kConfSections] = {false, true, false, true};
-  const std::string_view first_address =
-      bind_addresses.empty() ? std::string_view() : bind_addresses.front();
+  const std::string first_address = bind_addresses.empty() ? "" : bind_addresses.front();
   const Replacements replacements = ReplacementsFrom(values);
-  std::string text;
+  std::string piece;
   for (size_t section = 0; section < kConfSections; ++section) {
     const std::vector<Piece> pieces = PrepareSection(confSections[section], replacements, values);
     const auto repetitions = kPerAddress[section] ? bind_addresses : std::span(&first_address, 1);
-    for (std::string_view address : repetitions) {
-      AppendSection(text, pieces, address, replacements, values);
+    for (const std::string& address : repetitions) {
+      piece.clear();
+      AppendSection(piece, pieces, address, replacements, values);
+      if (!sink(piece)) {
+        return false;
+      }
     }
   }
+  return true;
+}
+
+std::string ServerConfText(const ServerConfValues& values,
+                           std::span<const std::string> bind_addresses) {
+  std::string text;
+  GenerateServerConf(values, bind_addresses, [&text](std::string_view piece) {
+    text += piece;
+    return true;
+  });
   return text;
+}
+
+bool WriteServerConf(const LoadedSettings& settings, std::span<const std::string> bind_addresses) {
+  try {
+    return WriteConfiguration(settings, bind_addresses);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
 }
 
 bool ReplaceAll(std::string& line, std::string_view placeholder, std::string_view replacement) {
   size_t found = placeholder.empty() ? std::string::npos : line.find(placeholder);
-  if (found == std::string::npos) {
-    return false;
+  const bool is_found = found != std::string::npos;
+  for (; found != std::string::npos; found = line.find(placeholder, found + replacement.size())) {
+    line.replace(found, placeholder.size(), replacement);
   }
-  std::string result;
-  size_t copied = 0;
-  for (; found != std::string::npos; found = line.find(placeholder, copied)) {
-    result.append(line, copied, found - copied).append(replacement);
-    copied = found + placeholder.size();
-  }
-  result.append(line, copied);
-  line = std::move(result);
-  return true;
+  return is_found;
 }
 
 }  // namespace qvx
 
 int32_t WriteHttpConfFile(int32_t /*tomcat*/) {
   try {
-    return qvx::WriteConfiguration() ? 0 : 1;
+    return qvx::WriteServerConf(qvx::RecordedSettings(), qvx::RecordedBindList()) ? 0 : 1;
   } catch (const std::bad_alloc&) {
     return 1;
   }
@@ -235,7 +250,7 @@ int32_t ConfReplaceStrs(char* line, const char* placeholder, const char* replace
 
 int32_t DeleteHttpConfFile() {
   try {
-    return qvx::RemoveName(qvx::InstallationPath(QVX_CONF_NAME)) ? 0 : 1;
+    return qvx::RemoveName(qvx::ServerConfPath()) ? 0 : 1;
   } catch (const std::bad_alloc&) {
     return 1;
   }

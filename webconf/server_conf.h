@@ -3,9 +3,13 @@
 #define QVX_WEBCONF_SERVER_CONF_H
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+
+#include "settings/record.h"
 
 /// The configuration file, under the installation directory.
 inline constexpr char QVX_CONF_NAME[] = "/conf/qvxpd.conf";
@@ -14,8 +18,8 @@ inline constexpr char QVX_CONF_NAME[] = "/conf/qvxpd.conf";
 inline constexpr size_t kConfLineCapacity = 2048;
 
 /// Writes the configuration from the settings record and the bind list and protects it. `tomcat`
-/// has no effect. Returns 0, or 1 when the file could not be written whole; an old one is then as
-/// it was.
+/// has no effect. Returns 0, or 1 when the file could not be written whole or memory ran out; an
+/// old one is then as it was.
 int32_t WriteHttpConfFile(int32_t tomcat);
 
 /// Replaces every occurrence of `placeholder` in `line`, in place; replaced text is not searched
@@ -28,7 +32,10 @@ int32_t DeleteHttpConfFile();
 
 namespace qvx {
 
-/// Everything that the text of the configuration depends on.
+/// The path of the configuration file.
+std::string ServerConfPath();
+
+/// Everything that the text of the configuration depends on, apart from the bind addresses.
 struct ServerConfValues {
   std::string installation_directory;
   std::string tls_share_directory;
@@ -38,18 +45,34 @@ struct ServerConfValues {
   int32_t rotate_size = 0;  ///< megabytes; 0 stands for 5
   bool refuse_ssl2 = true;
   int32_t max_threads = 64;
-  bool restrict_addresses = false;
-  const char* access_directives =
-      nullptr;  ///< whole lines; null when memory ran out while they were built
+  bool restrict_clients = false;
+  /// Whole lines; nothing when memory ran out while they were built.
+  std::optional<std::string> access_directives = std::nullopt;
 };
+
+/// The values for these settings and the launcher's directories. Throws std::bad_alloc.
+ServerConfValues ServerConfValuesFrom(const LoadedSettings& settings);
 
 /// The targets of the ErrorLog and CustomLog directives.
 std::string ErrorLogTarget(const ServerConfValues& values);
 std::string AccessLogTarget(const ServerConfValues& values);
 
-/// The text of the configuration for these bind addresses. Linear in the addresses.
+/// Takes the pieces of a text in their order; false: it could not take one and wants no more.
+using TextSink = std::function<bool(std::string_view)>;
+
+/// Hands the text of the configuration for these bind addresses to `sink`, in pieces of a virtual
+/// host at most: the text grows with the addresses, the memory for it does not. Linear in the
+/// addresses. Returns whether the sink took every piece.
+bool GenerateServerConf(const ServerConfValues& values, std::span<const std::string> bind_addresses,
+                        const TextSink& sink);
+
+/// The pieces of GenerateServerConf as one text.
 std::string ServerConfText(const ServerConfValues& values,
-                           std::span<const std::string_view> bind_addresses);
+                           std::span<const std::string> bind_addresses);
+
+/// Writes the configuration and protects it. Returns false when it could not be written whole or
+/// memory ran out; an old one is then as it was.
+bool WriteServerConf(const LoadedSettings& settings, std::span<const std::string> bind_addresses);
 
 /// Replaces every occurrence of `placeholder` in `line`; replaced text is not searched again.
 bool ReplaceAll(std::string& line, std::string_view placeholder, std::string_view replacement);

@@ -113,7 +113,7 @@ bool IsContainerRequired() {
 
 // Mode and owner stay.
 bool AddProxyBlocks() {
-  const std::string path = InstallationPath(QVX_CONF_NAME);
+  const std::string path = ServerConfPath();
   const Descriptor file = OpenDescriptor(path, O_RDONLY);
   struct stat status {};
   const std::optional<std::string> configuration =

@@ -56,9 +56,8 @@ TEST(Addresses, OutputAndBindingList) {
     SCOPED_TRACE(output + (list == nullptr ? "" : list));
     std::string text = list == nullptr ? "" : list;
     EXPECT_EQ(Joined(SelectBindAddresses(ParseInterfaceAddresses(output),
-                                         {list != nullptr, false, text.data()})),
+                                         {list != nullptr, false, text})),
               expected);
-    EXPECT_EQ(text.find(';'), std::string::npos) << "cut in place";
   }
 }
 

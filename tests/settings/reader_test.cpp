@@ -1,4 +1,4 @@
-#include "settings/reader.h"
+#include "settings/generation.h"
 
 #include <gtest/gtest.h>
 

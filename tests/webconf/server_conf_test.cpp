@@ -11,7 +11,7 @@
 namespace {
 
 using qvx::ServerConfValues;
-using Addresses = std::vector<std::string_view>;
+using Addresses = std::vector<std::string>;
 
 void ExpectLines(const ServerConfValues& values, const std::vector<std::string>& runs_of_lines) {
   const std::string text = qvx::ServerConfText(values, Addresses{"127.0.0.1", "10.0.0.5"});
@@ -39,7 +39,7 @@ TEST(ServerConf, WholeTextForTwoAddresses) {
 TEST(ServerConf, ValuesReachTheirLines) {
   ServerConfValues values = kDefaults;
   values.rotate_size = 0;
-  values.restrict_addresses = true;
+  values.restrict_clients = true;
   ExpectLines(
       values,
       {"ErrorLog \"|/opt/zx/zxqvx/bin/rotatelogs /var/spool/opt/zx/zxqvx/logs/error_log 5M\"",
@@ -86,9 +86,8 @@ TEST(ServerConf, FileIsMadeFromTheRecordAndProtected) {
   char include[] = "10.0.0.1;10.0.0.2";
   sIpRestrictedInclude = include;
   sLogBaseDir = "\\\\server\\logs";
-  qvx::MakeBindList(1);
-  std::memcpy(gIPList[0], "255.255.255.255", kBindAddressCapacity);
-  isIPRestrict = bRotateLogs = gVHostPairs = 1;
+  qvx::RecordBindList(Addresses{"255.255.255.255"}, 1);
+  isIPRestrict = bRotateLogs = 1;
   nRotateLogsSize = nMaxThreads = 40;
   isSSLV2Disabled = 0;
   std::filesystem::remove(path.parent_path());

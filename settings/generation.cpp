@@ -1,0 +1,93 @@
+#include "settings/generation.h"
+
+#include <new>
+#include <string>
+#include <vector>
+
+#include "dom/handles.h"
+#include "log/ring_log.h"
+#include "os/protection.h"
+#include "settings/bind_addresses.h"
+#include "settings/document.h"
+#include "settings/interface_addresses.h"
+#include "settings/reader.h"
+#include "settings/record.h"
+#include "settings/setting_list.h"
+#include "webconf/php_ini.h"
+#include "webconf/server_conf.h"
+#include "webconf/webapp_extensions.h"
+
+namespace qvx {
+
+namespace {
+
+// Null when the settings file is not well-formed.
+DocumentHolder LoadNew() {
+  DocumentHolder document = NewDocument();
+  return LoadSettings(document.get()) == LoadResult::kNotWellFormed ? nullptr : std::move(document);
+}
+
+// Replaces a document that is not well-formed by the default. Null when that does not help either.
+DocumentHolder LoadOrReplace() {
+  if (DocumentHolder document = LoadNew()) {
+    return document;
+  }
+  CheckQVXXML(1);
+  LogOutput(kLogInformation,
+            "Configuration file is corrupted or missing, a default configuration file has been "
+            "generated for you for "
+            "proper startup,you have to reset the configuration to your desired settings.");
+  return LoadNew();
+}
+
+std::vector<std::string> BuildBindList(const LoadedSettings& settings) {
+  const std::vector<uint32_t> available = AvailableAddresses();
+  std::vector<std::string> addresses =
+      SelectBindAddresses(available, {.is_to_selected = settings.bind_to_selected,
+                                      .is_to_wildcard = settings.bind_to_wildcard,
+                                      .binding_list = ViewOf(settings.binding_list)});
+  RecordBindList(addresses, available.size());
+  return addresses;
+}
+
+// Everything that needs the document. The record is filled as far as the settings are read.
+bool ReadAndWriteServerConf(DOM_Document* document) {
+  LoadedSettings settings = RecordedSettings();
+  ReadAccessSettings(document, settings);
+  RecordSettings(settings);
+  const std::vector<std::string> bind_addresses = BuildBindList(settings);
+  ReadServerSettings(document, settings);
+  RecordSettings(settings);
+  return WriteServerConf(settings, bind_addresses);
+}
+
+int32_t ReadAndGenerate() {
+  ResetRestriction();
+  CheckQVXXML(0);
+  DocumentHolder document = LoadOrReplace();
+  if (!document) {
+    return 1;
+  }
+  const bool is_written = ReadAndWriteServerConf(document.get());
+  ReleaseBindList();
+  ReleaseTexts();
+  document.reset();
+  CheckWebAppXMLsForExtensions();
+  CreatePHPINIFile();
+  OsProtectFile(SettingsPath().c_str());
+  return is_written ? 0 : 1;
+}
+
+}  // namespace
+
+}  // namespace qvx
+
+int32_t ParseQVXInternalXML() {
+  try {
+    return qvx::ReadAndGenerate();
+  } catch (const std::bad_alloc&) {
+    qvx::ReleaseBindList();
+    qvx::ReleaseTexts();
+    return 1;
+  }
+}
