@@ -16,6 +16,7 @@
 #include "os/host.h"
 #include "os/protection.h"
 #include "os/strings.h"
+#include "tls/certificate.h"
 #include "tls/openssl_handles.h"
 #include "tls/pem_files.h"
 #include "tls/self_signed.h"

@@ -2,16 +2,16 @@
 
 #include <openssl/pem.h>
 
+#include <cstdlib>
 #include <new>
+#include <string>
 
 #include "log/ring_log.h"
 #include "os/directories.h"
 #include "os/protection.h"
+#include "tls/certificate.h"
 #include "tls/openssl_handles.h"
 #include "tls/pem_files.h"
-
-char tmkCertOName[32] = "Brennick-Talvar Company";
-char tmkCertOuName[64] = "Brennick-Talvar Network Management Software (QVX)";
 
 namespace {
 
@@ -47,11 +47,11 @@ void Protect(const std::string& path, const char* subject) {
 }
 
 /// Stores the pair and tells of what took its place. Returns whether both did.
-bool Store(const X509* certificate, const EVP_PKEY* key) {
+bool Store(const qvx::Pair& pair) {
   const std::string certificate_text =
-      PemText([=](BIO* stream) { return PEM_write_bio_X509(stream, certificate); });
-  const std::string key_text = PemText([=](BIO* stream) {
-    return PEM_write_bio_PrivateKey(stream, key, nullptr, nullptr, 0, nullptr, nullptr);
+      PemText([&](BIO* stream) { return PEM_write_bio_X509(stream, pair.certificate.get()); });
+  const std::string key_text = PemText([&](BIO* stream) {
+    return PEM_write_bio_PrivateKey(stream, pair.key.get(), nullptr, nullptr, 0, nullptr, nullptr);
   });
   if (certificate_text.empty() || key_text.empty()) {
     return false;
@@ -72,15 +72,17 @@ bool Store(const X509* certificate, const EVP_PKEY* key) {
 
 int32_t GenerateSelfSignedCertAndPrivateKey(const char* host_name) {
   const qvx::ErrorQueueKeeper queue;
-  X509* new_certificate = nullptr;
-  EVP_PKEY* new_key = nullptr;
-  if (makePkeyAndCert(&new_certificate, &new_key, kKeyBits, kDays, host_name) != 1) {
-    return 0;
-  }
-  const qvx::CertificateHandle certificate(new_certificate);
-  const qvx::KeyHandle key(new_key);
   try {
-    return Store(certificate.get(), key.get()) ? 1 : 0;
+    const qvx::CertificateRequest request = qvx::RequestNow(host_name, kKeyBits, kDays);
+    const qvx::Pair pair = qvx::Build(request);
+    if (!pair.key) {
+      std::abort();
+    }
+    if (!pair.certificate) {
+      return 0;
+    }
+    qvx::LogNamesLeftOut(request.names);
+    return Store(pair) ? 1 : 0;
   } catch (const std::bad_alloc&) {
     return 0;
   }

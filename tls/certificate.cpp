@@ -1,4 +1,4 @@
-// The pair in memory: key, certificate, alternative names, and the seed that comes before them.
+#include "tls/certificate.h"
 
 #include <openssl/core_names.h>
 #include <openssl/params.h>
@@ -15,8 +15,10 @@
 
 #include "log/ring_log.h"
 #include "settings/multihomed_names.h"
-#include "tls/openssl_handles.h"
-#include "tls/self_signed.h"
+#include "settings/setting_list.h"
+
+char tmkCertOName[32] = "Brennick-Talvar Company";
+char tmkCertOuName[64] = "Brennick-Talvar Network Management Software (QVX)";
 
 namespace {
 
@@ -31,7 +33,6 @@ constexpr size_t kSeedTextSize = 128 - kTimeRecordSize;
 constexpr int64_t kNanosecondsPerMillisecond = 1000000;
 
 constexpr size_t kLongestAlternativeName = 127;
-constexpr char kListSeparator[] = ";";
 constexpr std::string_view kNameSeparator = ", ";
 
 /// Fills `key` with a new RSA key; false when the library cannot make one.
@@ -58,33 +59,37 @@ bool AddSubject(X509* certificate, const char* common_name) {
   });
 }
 
-/// Sets what comes before the extensions, in the order of its fields. `now` is both the serial
-/// number and the start.
-bool SetFields(X509* certificate, EVP_PKEY* key, time_t now, int days, const char* common_name) {
+/// Sets what comes before the extensions, in the order of its fields.
+bool SetFields(X509* certificate, EVP_PKEY* key, const qvx::CertificateRequest& request) {
+  const time_t end = request.now + qvx::ValiditySeconds(request.now, request.days);
   return X509_set_version(certificate, X509_VERSION_3) == 1 &&
-         ASN1_INTEGER_set_int64(X509_get_serialNumber(certificate), now) == 1 &&
-         ASN1_TIME_set(X509_getm_notBefore(certificate), now) != nullptr &&
-         ASN1_TIME_set(X509_getm_notAfter(certificate), now + qvx::ValiditySeconds(now, days)) !=
-             nullptr &&
-         X509_set_pubkey(certificate, key) == 1 && AddSubject(certificate, common_name);
+         ASN1_INTEGER_set_int64(X509_get_serialNumber(certificate), request.now) == 1 &&
+         ASN1_TIME_set(X509_getm_notBefore(certificate), request.now) != nullptr &&
+         ASN1_TIME_set(X509_getm_notAfter(certificate), end) != nullptr &&
+         X509_set_pubkey(certificate, key) == 1 &&
+         AddSubject(certificate, request.common_name.c_str());
 }
 
-bool AddListedNames(X509* certificate) {
-  std::optional<std::string> list = qvx::MultihomedNames();
-  return !list || AddExtensionsToCert(certificate, list->data()) == 1;
-}
-
-bool SignBySubject(X509* certificate, EVP_PKEY* key) {
-  return X509_set_issuer_name(certificate, X509_get_subject_name(certificate)) == 1 &&
-         X509_sign(certificate, key, EVP_sha1()) > 0;
-}
-
-/// The extension for a text of names; null when the library refuses one of them.
-qvx::ExtensionHandle AlternativeNamesExtension(const std::string& names) {
+/// Adds the extension for a text of names; none when it is empty or the library refuses a name.
+void AddNames(X509* certificate, const std::string& names) {
+  if (names.empty()) {
+    return;
+  }
   // An empty context and not none: for some kinds of names the library reads it without looking.
   X509V3_CTX context{};
-  return qvx::ExtensionHandle(
-      X509V3_EXT_conf_nid(nullptr, &context, NID_subject_alt_name, names.c_str()));
+  if (const qvx::ExtensionHandle extension{
+          X509V3_EXT_conf_nid(nullptr, &context, NID_subject_alt_name, names.c_str())}) {
+    X509_add_ext(certificate, extension.get(), -1);
+  }
+}
+
+bool FillCertificate(X509* certificate, EVP_PKEY* key, const qvx::CertificateRequest& request) {
+  if (!SetFields(certificate, key, request)) {
+    return false;
+  }
+  AddNames(certificate, request.names.text);
+  return X509_set_issuer_name(certificate, X509_get_subject_name(certificate)) == 1 &&
+         X509_sign(certificate, key, EVP_sha1()) > 0;
 }
 
 }  // namespace
@@ -102,15 +107,15 @@ int32_t makePkeyAndCert(X509** certificate, EVP_PKEY** key, int bits, int days,
   if (filled_certificate == nullptr) {
     return 0;
   }
-  const time_t now = OsGenerateRandomSeed(common_name);
-  if (!GenerateKey(filled_key, bits)) {
-    std::abort();
-  }
   try {
-    if (!SetFields(filled_certificate, filled_key, now, days, common_name) ||
-        !AddListedNames(filled_certificate) || !SignBySubject(filled_certificate, filled_key)) {
+    const qvx::CertificateRequest request = qvx::RequestNow(common_name, bits, days);
+    if (!GenerateKey(filled_key, bits)) {
+      std::abort();
+    }
+    if (!FillCertificate(filled_certificate, filled_key, request)) {
       return 0;
     }
+    qvx::LogNamesLeftOut(request.names);
   } catch (const std::bad_alloc&) {
     return 0;
   }
@@ -126,13 +131,10 @@ int32_t AddExtensionsToCert(X509* certificate, char* list) {
     return 0;
   }
   const qvx::ErrorQueueKeeper queue;
-  const std::string names = qvx::AlternativeNamesText(list);
-  if (names.empty()) {
-    return 1;
-  }
-  if (const qvx::ExtensionHandle extension = AlternativeNamesExtension(names)) {
-    X509_add_ext(certificate, extension.get(), -1);
-  }
+  const qvx::AlternativeNames names = qvx::AlternativeNamesFrom(list);
+  std::replace(list, list + std::strlen(list), ';', '\0');
+  qvx::LogNamesLeftOut(names);
+  AddNames(certificate, names.text);
   return 1;
 }
 
@@ -146,22 +148,42 @@ time_t OsGenerateRandomSeed(const char* text) {
 
 namespace qvx {
 
-std::string AlternativeNamesText(char* list) {
-  std::string names;
-  char* rest = nullptr;
-  for (const char* name = strtok_r(list, kListSeparator, &rest); name != nullptr;
-       name = strtok_r(nullptr, kListSeparator, &rest)) {
-    if (std::strlen(name) > kLongestAlternativeName) {
-      LogOutput(kLogError,
-                "There is a invalid alternative name that will be ignored in certificate (too long "
-                "name)");
+AlternativeNames AlternativeNamesFrom(std::string_view list) {
+  AlternativeNames names;
+  while (const auto name = TakeEntry(list)) {
+    if (name->size() > kLongestAlternativeName) {
+      ++names.left_out;
       continue;
     }
-    names.append(names.empty() ? "" : kNameSeparator)
-        .append(isTheValueAnIP(name) != 0 ? "IP: " : "DNS: ")
-        .append(name);
+    names.text.append(names.text.empty() ? "" : kNameSeparator)
+        .append(IsAddressEntry(*name) ? "IP: " : "DNS: ")
+        .append(*name);
   }
   return names;
+}
+
+CertificateRequest RequestNow(const char* common_name, int bits, int days) {
+  const time_t now = OsGenerateRandomSeed(common_name);
+  return {common_name, AlternativeNamesFrom(MultihomedNames().value_or("")), now, bits, days};
+}
+
+Pair Build(const CertificateRequest& request) {
+  Pair pair{KeyHandle(EVP_PKEY_new()), CertificateHandle(X509_new())};
+  if (!pair.key || !GenerateKey(pair.key.get(), request.bits)) {
+    return {};
+  }
+  if (pair.certificate && !FillCertificate(pair.certificate.get(), pair.key.get(), request)) {
+    pair.certificate.reset();
+  }
+  return pair;
+}
+
+void LogNamesLeftOut(const AlternativeNames& names) {
+  for (size_t i = 0; i < names.left_out; ++i) {
+    LogOutput(kLogError,
+              "There is a invalid alternative name that will be ignored in certificate (too long "
+              "name)");
+  }
 }
 
 int64_t ValiditySeconds(int64_t now, int days) {
