@@ -3,7 +3,6 @@
 #include <openssl/pem.h>
 
 #include <cstdio>
-#include <cstring>
 #include <new>
 #include <optional>
 #include <string>
@@ -34,11 +33,11 @@ constexpr char kCipherList[] = "ALL";
 
 constexpr char kCertificateSetAside[] =
     R"(The server certificate did not match the private key and has been regenerated.
-The problematic certificate was renamed certmm.pem and is in the "..\zx\sslshare" subdirectory.
+The problematic certificate was renamed %s and is in the "..\zx\sslshare" subdirectory.
 )";
 constexpr char kKeySetAside[] =
     R"(The private key did not match the server certificate and has been regenerated.
-The problematic private key was renamed filemm.pem and is in the "..\zx\sslshare"  subdirectory.
+The problematic private key was renamed %s and is in the "..\zx\sslshare"  subdirectory.
 )";
 
 constexpr char kNotKept[] =
@@ -87,16 +86,6 @@ qvx::CertificateHandle ReadCertificate() {
   return ReadObject<qvx::CertificateHandle>(qvx::CertificatePath(), PEM_read_bio_X509);
 }
 
-/// Null when no certificate could be loaded, which is logged.
-qvx::CertificateHandle LoadCertificate(SSL_CTX* context) {
-  qvx::CertificateHandle certificate = ReadCertificate();
-  if (certificate && SSL_CTX_use_certificate(context, certificate.get()) == 1) {
-    return certificate;
-  }
-  LogOutput(kLogInformation, "Unable to load certificate file during SSL Server Initialization\n");
-  return nullptr;
-}
-
 qvx::KeyHandle ReadKey() {
   const std::string path = qvx::KeyPath();
   const int token = OSPrepOpen(path.c_str());
@@ -105,30 +94,15 @@ qvx::KeyHandle ReadKey() {
   return key;
 }
 
-bool LoadMatchingKey(SSL_CTX* context) {
-  const qvx::KeyHandle key = ReadKey();
-  if (!key) {
-    LogOutput(kLogError, "Unable to load private key during SSL Server Initialization\n");
-    return false;
-  }
-  // The library refuses a key that does not belong to the certificate already when it is given one.
-  if (SSL_CTX_use_PrivateKey(context, key.get()) == 1 && SSL_CTX_check_private_key(context) == 1) {
-    return true;
-  }
-  LogOutput(kLogError,
-            "The SSL certificate and private key did not match during SSL Server Initialization\n");
-  return false;
-}
-
 /// Returns whether both files, as far as they are there, are kept: only then may they be replaced.
 bool SetPairAside() {
   const qvx::Aside certificate = qvx::SetCertificateAside();
   if (certificate.was_copied) {
-    LogOutput(kLogError, "%s", kCertificateSetAside);
+    LogOutput(kLogError, kCertificateSetAside, qvx::kCertificateAsideName);
   }
   const qvx::Aside key = qvx::SetKeyAside();
   if (key.was_copied) {
-    LogOutput(kLogError, "%s", kKeySetAside);
+    LogOutput(kLogError, kKeySetAside, qvx::kKeyAsideName);
   }
   if (certificate.is_kept && key.is_kept) {
     return true;
@@ -146,22 +120,60 @@ std::optional<std::string> NameEntry(const X509_NAME* name, int kind) {
 }
 
 /// Whether an entry is `expected` in any case; one that hides more behind a zero byte is not.
-bool EntryEquals(const std::optional<std::string>& entry, const char* expected) {
-  return entry && entry->size() == std::strlen(expected) && stricmp(entry->c_str(), expected) == 0;
+bool EntryEquals(const std::optional<std::string>& entry, const std::string& expected) {
+  return entry && entry->size() == expected.size() &&
+         stricmp(entry->c_str(), expected.c_str()) == 0;
 }
 
-bool FitsHost(const X509* certificate, const char* host_name) {
-  if (EntryEquals(NameEntry(X509_get_subject_name(certificate), NID_commonName), host_name)) {
-    return true;
+/// Asks whose certificate it is. One for another host is logged.
+void ExamineNames(const X509* certificate, const std::string& host_name, qvx::PairFacts& facts) {
+  facts.names_host =
+      EntryEquals(NameEntry(X509_get_subject_name(certificate), NID_commonName), host_name);
+  if (facts.names_host) {
+    return;
   }
-  const std::optional<std::string> unit =
-      NameEntry(X509_get_issuer_name(certificate), NID_organizationalUnitName);
+  facts.is_ours = EntryEquals(
+      NameEntry(X509_get_issuer_name(certificate), NID_organizationalUnitName), tmkCertOuName);
   LogOutput(kLogError,
             "This certificate has a Common Name (CN) that doesn't match the server's name\n");
-  return !EntryEquals(unit, tmkCertOuName);
 }
 
-/// The certificate is read once for an attempt, so that all that is decided goes by the same one.
+/// Asks whether the key loads and belongs to the certificate that the context holds.
+void ExamineKey(SSL_CTX* context, qvx::PairFacts& facts) {
+  const qvx::KeyHandle key = ReadKey();
+  facts.key_loads = key != nullptr;
+  if (!facts.key_loads) {
+    LogOutput(kLogError, "Unable to load private key during SSL Server Initialization\n");
+    return;
+  }
+  // The library refuses a key that does not belong to the certificate already when it is given one.
+  facts.they_match =
+      SSL_CTX_use_PrivateKey(context, key.get()) == 1 && SSL_CTX_check_private_key(context) == 1;
+  if (!facts.they_match) {
+    LogOutput(
+        kLogError,
+        "The SSL certificate and private key did not match during SSL Server Initialization\n");
+  }
+}
+
+/// Asks for the facts one after the other, up to the first that decides, which is logged. The
+/// certificate is read once, so that all that is decided goes by the same one.
+qvx::PairFacts Examine(SSL_CTX* context, const std::string& host_name) {
+  qvx::PairFacts facts;
+  const qvx::CertificateHandle certificate = ReadCertificate();
+  facts.certificate_loads = certificate && SSL_CTX_use_certificate(context, certificate.get()) == 1;
+  if (!facts.certificate_loads) {
+    LogOutput(kLogInformation,
+              "Unable to load certificate file during SSL Server Initialization\n");
+    return facts;
+  }
+  ExamineKey(context, facts);
+  if (facts.they_match) {
+    ExamineNames(certificate.get(), host_name, facts);
+  }
+  return facts;
+}
+
 int32_t CheckAndReplace() {
   const std::string host_name = ReadHostName();
   const qvx::ContextHandle context = MakeContext();
@@ -171,12 +183,11 @@ int32_t CheckAndReplace() {
   qvx::RemoveLeftovers(qvx::CertificatePath());
   int32_t result = 0;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    const qvx::CertificateHandle certificate = LoadCertificate(context.get());
-    const bool matching = certificate && LoadMatchingKey(context.get());
-    if (matching && FitsHost(certificate.get(), host_name.c_str())) {
+    const qvx::PairFate fate = qvx::FateOf(Examine(context.get(), host_name));
+    if (fate == qvx::PairFate::kKeep) {
       return 1;
     }
-    const bool may_replace = matching || SetPairAside();
+    const bool may_replace = fate == qvx::PairFate::kReplace || SetPairAside();
     result = may_replace ? GenerateSelfSignedCertAndPrivateKey(host_name.c_str()) : 0;
   }
   return result;
@@ -222,8 +233,24 @@ int32_t CheckCertValidity(const char* host_name) {
   const qvx::ErrorQueueKeeper queue;
   try {
     const qvx::CertificateHandle certificate = ReadCertificate();
-    return certificate && FitsHost(certificate.get(), host_name) ? 1 : 0;
+    if (!certificate) {
+      return 0;
+    }
+    qvx::PairFacts facts{.certificate_loads = true, .key_loads = true, .they_match = true};
+    ExamineNames(certificate.get(), host_name, facts);
+    return qvx::FateOf(facts) == qvx::PairFate::kKeep ? 1 : 0;
   } catch (const std::bad_alloc&) {
     return 0;
   }
 }
+
+namespace qvx {
+
+PairFate FateOf(const PairFacts& facts) {
+  if (!facts.certificate_loads || !facts.key_loads || !facts.they_match) {
+    return PairFate::kSetAside;
+  }
+  return facts.names_host || !facts.is_ours ? PairFate::kKeep : PairFate::kReplace;
+}
+
+}  // namespace qvx

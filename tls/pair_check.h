@@ -28,4 +28,26 @@ int32_t GenerateSelfSignedCert();
 /// name, in any case, or it was issued by somebody else. 0 when it is to be replaced.
 int32_t CheckCertValidity(const char* host_name);
 
+namespace qvx {
+
+/// What is known of the pair on disk. A fact that was not asked for, since an earlier one decides
+/// already, is false.
+struct PairFacts {
+  bool certificate_loads = false;
+  bool key_loads = false;
+  bool they_match = false;
+  bool names_host = false;  ///< the certificate's common name is the host's
+  bool is_ours = false;     ///< the launcher issued the certificate
+};
+
+enum class PairFate {
+  kKeep,
+  kReplace,   ///< by a new pair
+  kSetAside,  ///< kept under the set-aside names, then replaced
+};
+
+PairFate FateOf(const PairFacts& facts);
+
+}  // namespace qvx
+
 #endif

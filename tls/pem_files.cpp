@@ -20,6 +20,10 @@ namespace {
 constexpr size_t kLargestFile = 1 << 20;
 constexpr mode_t kOwnersAlone = S_IRUSR | S_IWUSR;
 
+std::string InShare(const char* name) {
+  return TlsSharePath("/").append(name);
+}
+
 std::optional<Place> FindName(const std::string& path) {
   return FindPlace(path, Access::kChange, LastLink::kStay);
 }
@@ -95,11 +99,11 @@ bool Fill(FileReplacement& file, std::string_view text) {
 }  // namespace
 
 std::string CertificatePath() {
-  return TlsSharePath("/cert.pem");
+  return InShare(kCertificateName);
 }
 
 std::string KeyPath() {
-  return TlsSharePath("/file.pem");
+  return InShare(kKeyName);
 }
 
 std::optional<std::string> ReadPemFile(const std::string& path) {
@@ -113,11 +117,11 @@ void DeletePair() {
 }
 
 Aside SetCertificateAside() {
-  return SetAside(CertificatePath(), TlsSharePath("/certmm.pem"), Secrecy::kPublic);
+  return SetAside(CertificatePath(), InShare(kCertificateAsideName), Secrecy::kPublic);
 }
 
 Aside SetKeyAside() {
-  return SetAside(KeyPath(), TlsSharePath("/filemm.pem"), Secrecy::kSecret);
+  return SetAside(KeyPath(), InShare(kKeyAsideName), Secrecy::kSecret);
 }
 
 StoredPair StorePair(std::string_view certificate, std::string_view key) {

@@ -13,6 +13,12 @@
 
 namespace qvx {
 
+// The names of the files in the TLS share directory, as they are and set aside.
+inline constexpr char kCertificateName[] = "cert.pem";
+inline constexpr char kKeyName[] = "file.pem";
+inline constexpr char kCertificateAsideName[] = "certmm.pem";
+inline constexpr char kKeyAsideName[] = "filemm.pem";
+
 std::string CertificatePath();
 std::string KeyPath();
 
@@ -28,8 +34,8 @@ struct Aside {
   bool is_kept;     ///< it stands whole under the other name, or there was nothing to keep
 };
 
-/// Copy the certificate to "certmm.pem" and the key to "filemm.pem" through OSCopyFile. What that
-/// did not bring about is done with a link to the file, or by moving it.
+/// Copy the certificate or the key to its set-aside name through OSCopyFile. What that did not
+/// bring about is done with a link to the file, or by moving it.
 Aside SetCertificateAside();
 Aside SetKeyAside();
 
