@@ -3,49 +3,78 @@
 
 #include "log/ring_log.h"
 #include "tests/harness/installation.h"
+#include "tests/webconf/expected.h"
 #include "webconf/php_ini.h"
 #include "webconf/webapp_extensions.h"
 
-using namespace qvx::test;
+namespace qvx::test {
+
+TEST(ScriptEngine, SettingsFileNamesWhatIsRequestedOrAlwaysLoaded) {
+  const struct {
+    const char* name;
+    PHPExtensionEntry extension;
+    std::string differences;
+  } rows[] = {
+      {"neither", {0, 0, "X", "extension=x\n"}, "< extension=php_domxml\n"},
+      {"requested", {1, 0, "X", "extension=x\n"}, "< extension=php_domxml\n> extension=x\n"},
+      {"always loaded", {0, 1, "X", "extension=php_domxml\n"}, ""},
+      {"both", {1, 1, "X", "extension=php_domxml\n"}, ""},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const std::string text = PhpIniText("/opt/zx/zxqvx", std::span(&row.extension, 1));
+    EXPECT_EQ(DifferencesFrom("php.ini", text), row.differences);
+  }
+}
 
 // Beside each descriptor there lies one that would hold up whoever opened it.
-TEST(ScriptEngine, DescriptorTable) {
-  const std::tuple<const char*, bool, bool> rows[] = {
-      {"<a><b><c/><extension x='1' name='oPenSSL'>text</extension></b></a>", true, false},
-      {"<a/>", false, false},
-      {"<a><extension name='ZIP'/><extension/><extension name='domxml'/><extension "
-       "name='OPENSSL'/></a>",
-       true, false},
-      {"<a><Extension name='OPENSSL'/><extension id='OPENSSL'/><extension name='OPENSSL2'/></a>",
-       false, false},
-      {"<a><extension name='OPENSSL'/>", false, true}};
+TEST(ScriptEngine, ExtensionsThatADescriptorRequests) {
+  const struct {
+    const char* name;
+    const char* descriptor;
+    int32_t requests_domxml;
+    int32_t requests_openssl;
+    bool is_broken;
+  } rows[] = {
+      {"deep, in mixed case", "<a><b><c/><extension x='1' name='oPenSSL'>text</extension></b></a>",
+       0, 1, false},
+      {"none", "<a/>", 0, 0, false},
+      {"several",
+       "<a><extension name='ZIP'/><extension/><extension name='domxml'/>"
+       "<extension name='OPENSSL'/></a>",
+       1, 1, false},
+      {"other names and cases of them",
+       "<a><Extension name='OPENSSL'/><extension id='OPENSSL'/><extension name='OPENSSL2'/></a>", 0,
+       0, false},
+      {"not well-formed", "<a><extension name='OPENSSL'/>", 0, 0, true},
+  };
   const Installation installation;
-  const std::string base = installation.base().string();
+  const std::string webapp = installation.base() / "webapp/";
   SetupLogsAndDebug(nullptr);
-  ASSERT_EQ(0, mkfifo((base + "/webapp/fifo.xml").c_str(), 0600));
-  WriteText(base + "/webapp/app.txt", "<extension name='OPENSSL'/>");
-  for (const auto& [descriptor, openssl, broken] : rows) {
-    SCOPED_TRACE(descriptor);
+  ASSERT_EQ(mkfifo((webapp + "fifo.xml").c_str(), 0600), 0);
+  WriteText(webapp + "app.txt", "<extension name='OPENSSL'/>");
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
     std::filesystem::remove(QvxLogFile);
-    WriteText(base + "/webapp/app.xml", descriptor);
-    EXPECT_EQ(0, CheckWebAppXMLsForExtensions());
-    EXPECT_EQ(1, CreatePHPINIFile());
-    std::string ini = "extension_dir=";
-    ini.append(base).append("/modules/\nsession.save_path=").append(base).append("/session/php\n");
-    ini.append("max_execution_time=60\nextension=php_domxml\n")
-        .append(openssl ? "extension=php_openssl\n" : "");
-    ini +=
-        "\n;Magic quotes\nmagic_quotes_gpc = Off\nmagic_quotes_runtime = Off\nmagic_quotes_sybase "
-        "= Off\n"
-        "\n;Include Path\ninclude_path = .\n"
-        "\n;Error Report\nerror_reporting = E_COMPILE_ERROR|E_ERROR|E_CORE_ERROR|E_PARSE\n";
-    EXPECT_EQ(ini, Contents(base + "/bin/php.ini"));
-    EXPECT_EQ(0660U, ModeOf(base + "/bin/php.ini"));
+    WriteText(webapp + "app.xml", row.descriptor);
+    EXPECT_EQ(CheckWebAppXMLsForExtensions(), 0);
+    EXPECT_EQ(allowablePHPExtensions[0].isRequested, row.requests_domxml);
+    EXPECT_EQ(allowablePHPExtensions[1].isRequested, row.requests_openssl);
     const std::string log = Contents(QvxLogFile).value_or("");
-    const std::string message = "Failed to parse webapp configuration file " + base + "/webapp/";
-    EXPECT_NE(std::string::npos, log.find(message + "fifo.xml."));
-    EXPECT_EQ(broken, log.find(message + "app.xml.") != std::string::npos);
+    const std::string message = "Failed to parse webapp configuration file " + webapp;
+    EXPECT_NE(log.find(message + "fifo.xml."), std::string::npos);
+    EXPECT_EQ(log.find(message + "app.xml.") != std::string::npos, row.is_broken);
   }
-  std::filesystem::remove_all(base + "/bin");
-  EXPECT_EQ(0, CreatePHPINIFile());
 }
+
+TEST(ScriptEngine, SettingsFileIsProtected) {
+  const Installation installation;
+  const std::filesystem::path file = installation.base() / "bin/php.ini";
+  EXPECT_EQ(CreatePHPINIFile(), 1);
+  EXPECT_EQ(Contents(file), PhpIniText(installation.base().string(), allowablePHPExtensions));
+  EXPECT_EQ(ModeOf(file), 0660U);
+  std::filesystem::remove_all(installation.base() / "bin");
+  EXPECT_EQ(CreatePHPINIFile(), 0);
+}
+
+}  // namespace qvx::test

@@ -2,106 +2,203 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <algorithm>
 #include <vector>
 
-#include "settings/record.h"
 #include "tests/harness/installation.h"
+#include "tests/webconf/expected.h"
+
+namespace qvx::test {
 
 namespace {
 
-using qvx::ServerConfValues;
 using Addresses = std::vector<std::string>;
 
-void ExpectLines(const ServerConfValues& values, const std::vector<std::string>& runs_of_lines) {
-  const std::string text = qvx::ServerConfText(values, Addresses{"127.0.0.1", "10.0.0.5"});
-  for (const std::string& lines : runs_of_lines) {
-    EXPECT_NE(std::string::npos, text.find("\n" + lines + "\n")) << lines;
-  }
+const Addresses kTwoAddresses = {"127.0.0.1", "10.0.0.5"};
+
+// The default directories, and what the default settings say.
+ServerConfValues DefaultValues() {
+  ServerConfValues values;
+  values.installation_directory = "/opt/zx/zxqvx";
+  values.tls_share_directory = "/etc/opt/zx/sslshare";
+  values.log_directory = "/var/spool/opt/zx/zxqvx";
+  values.log_level = "error";
+  values.rotate_size = 5;
+  values.max_threads = 25;
+  return values;
 }
 
-const ServerConfValues kDefaults = {
-    "/opt/zx/zxqvx", "/etc/opt/zx/sslshare", "/var/spool/opt/zx/zxqvx", "error", true, 5, true, 25};
+std::string Rotated(const std::string& log, const std::string& size) {
+  return "Log \"|/opt/zx/zxqvx/bin/rotatelogs /var/spool/opt/zx/zxqvx/logs/" + log + " " + size +
+         "\"";
+}
 
 }  // namespace
 
-// Size and FNV-1a digest of a text that was made from the same template text by other means.
-TEST(ServerConf, WholeTextForTwoAddresses) {
-  const std::string text = qvx::ServerConfText(kDefaults, Addresses{"127.0.0.1", "10.0.0.5"});
-  uint64_t digest = 0xcbf29ce484222325;
-  for (const char c : text) {
-    digest = (digest ^ static_cast<unsigned char>(c)) * 0x100000001b3;
+TEST(ServerConf, EachValueChangesItsLinesOfTheDefault) {
+  const std::string ssl2_refused =
+      "< SSLProtocol All -SSLv2\n"
+      "< SSLCipherSuite ALL:!ADH:!EXPORT56:!EXPORT40:RC4+RSA:+HIGH:+MEDIUM:-SSLv2:+EXP:-LOW:"
+      "+eNULL\n";
+  const std::string ssl2_allowed =
+      "> SSLProtocol All +SSLv2\n"
+      "> SSLCipherSuite ALL:!ADH:!EXPORT56:!EXPORT40:RC4+RSA:+HIGH:+MEDIUM:+SSLv2:+EXP:-LOW:"
+      "+eNULL\n";
+  const struct {
+    const char* name;
+    void (*change)(ServerConfValues& values);
+    std::string differences;
+  } rows[] = {
+      {"nothing", [](ServerConfValues&) {}, ""},
+      {"log level", [](ServerConfValues& values) { values.log_level = "notice"; },
+       "< LogLevel error\n> LogLevel notice\n"},
+      {"logs that are not rotated", [](ServerConfValues& values) { values.rotate_logs = false; },
+       "< Error" + Rotated("error_log", "5M") +
+           "\n> ErrorLog /var/spool/opt/zx/zxqvx/logs/error_log\n"
+           "< Custom" +
+           Rotated("access_log", "5M") +
+           "  common\n> CustomLog /var/spool/opt/zx/zxqvx/logs/access_log common\n"},
+      {"size of rotation", [](ServerConfValues& values) { values.rotate_size = 99; },
+       "< Error" + Rotated("error_log", "5M") + "\n> Error" + Rotated("error_log", "99M") +
+           "\n< Custom" + Rotated("access_log", "5M") + "  common\n> Custom" +
+           Rotated("access_log", "99M") + "  common\n"},
+      {"no size of rotation", [](ServerConfValues& values) { values.rotate_size = 0; },
+       "< Custom" + Rotated("access_log", "5M") + "  common\n> Custom" +
+           Rotated("access_log", "5M") + " common\n"},
+      {"SSL 2", [](ServerConfValues& values) { values.refuse_ssl2 = false; },
+       ssl2_refused + ssl2_allowed + ssl2_refused + ssl2_allowed},
+      {"threads", [](ServerConfValues& values) { values.max_threads = 100; },
+       "< MaxClients           25\n< MinSpareThreads      25\n"
+       "< MaxSpareThreads      25\n< ThreadsPerChild      25\n"
+       "> MaxClients          100\n> MinSpareThreads     100\n"
+       "> MaxSpareThreads     100\n> ThreadsPerChild     100\n"
+       "< ThreadsPerChild  25\n> ThreadsPerChild 100\n"},
+      {"restriction",
+       [](ServerConfValues& values) {
+         values.restrict_clients = true;
+         values.access_directives = "allow from 127.0.0.1\nallow from 10.0.0.1\n";
+       },
+       "< #IP_RESTRICTION_BLOCK\n"
+       "> #\n> order allow,deny\n> allow from 127.0.0.1\n> allow from 10.0.0.1\n"},
+      {"restriction that memory ran out for",
+       [](ServerConfValues& values) { values.restrict_clients = true; },
+       "> #\n> order allow,deny\n"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    ServerConfValues values = DefaultValues();
+    row.change(values);
+    EXPECT_EQ(DifferencesFrom("two_addresses.conf", ServerConfText(values, kTwoAddresses)),
+              row.differences);
   }
-  EXPECT_EQ(13780U, text.size());
-  EXPECT_EQ(0x72aab4830d844151U, digest) << text;
 }
 
-TEST(ServerConf, ValuesReachTheirLines) {
-  ServerConfValues values = kDefaults;
-  values.rotate_size = 0;
-  values.restrict_clients = true;
-  ExpectLines(
-      values,
-      {"ErrorLog \"|/opt/zx/zxqvx/bin/rotatelogs /var/spool/opt/zx/zxqvx/logs/error_log 5M\"",
-       "CustomLog \"|/opt/zx/zxqvx/bin/rotatelogs /var/spool/opt/zx/zxqvx/logs/access_log 5M\" "
-       "common",
-       "    AllowOverride None\n#\norder allow,deny\n#IP_RESTRICTION_BLOCK\n</Directory>"});
-  // What replaced a placeholder is searched for later ones only.
+TEST(ServerConf, ReplacedTextIsSearchedForLaterPlaceholdersOnly) {
   const std::string rest = "/" + std::string(3000, 'x');
-  values = {"/QVXBaseDir/QVXBindIP/SSLV2?" + rest,
-            "",
-            "/l",
-            "notice",
-            false,
-            5,
-            false,
-            100,
-            true,
-            "allow from all\n"};
-  ExpectLines(values, {"    AllowOverride None\n#\norder allow,deny\nallow from all\n</Directory>",
-                       "ErrorLog /l/logs/error_log", "CustomLog /l/logs/access_log common",
-                       "LogLevel notice", "SSLProtocol All +SSLv2", "MaxClients          100",
-                       "ServerRoot \"/QVXBaseDir/127.0.0.1/+SSLv2" + rest + "\"",
-                       "DocumentRoot \"/QVXBaseDir/10.0.0.5/+SSLv2" + rest + "/data/htdocs\""});
+  ServerConfValues values = DefaultValues();
+  values.installation_directory = "/QVXBaseDir/QVXBindIP/SSLV2?" + rest;
+  const std::string text = ServerConfText(values, kTwoAddresses);
+  const struct {
+    const char* name;
+    std::string line;
+  } rows[] = {
+      {"outside of the virtual hosts", "ServerRoot \"/QVXBaseDir/127.0.0.1/-SSLv2" + rest + "\""},
+      {"in the second virtual host",
+       "DocumentRoot \"/QVXBaseDir/10.0.0.5/-SSLv2" + rest + "/data/htdocs\""},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_NE(text.find("\n" + row.line + "\n"), std::string::npos);
+  }
+}
+
+TEST(ServerConf, NoAddressGivesNoVirtualHost) {
+  EXPECT_EQ(ServerConfText(DefaultValues(), {}).find("<VirtualHost"), std::string::npos);
+}
+
+TEST(ServerConf, PiecesDoNotGrowWithTheAddresses) {
+  const auto largest_piece = [](const Addresses& addresses) {
+    size_t largest = 0;
+    EXPECT_TRUE(GenerateServerConf(DefaultValues(), addresses, [&](std::string_view piece) {
+      largest = std::max(largest, piece.size());
+      return true;
+    }));
+    return largest;
+  };
+  EXPECT_EQ(largest_piece(Addresses(1000, "10.0.0.5")), largest_piece({"10.0.0.5"}));
+}
+
+TEST(ServerConf, NothingIsGeneratedForASinkThatIsFull) {
+  int pieces = 0;
+  const auto takes_two = [&](std::string_view) { return ++pieces < 3; };
+  EXPECT_FALSE(GenerateServerConf(DefaultValues(), kTwoAddresses, takes_two));
+  EXPECT_EQ(pieces, 3);
 }
 
 TEST(ServerConf, ReplacementInALineBuffer) {
-  const std::string a(kConfLineCapacity - 2, 'a');
-  const std::string rows[][4] = {{"x-x", "x", "yxy", "yxy-yxy"},
-                                 {"aaa", "aa", "", "a"},
-                                 {"x", "", "y", "x"},
-                                 {a + "x", "x", "b", a + "b"},
-                                 {a + "x", "x", "bb", a + "x"}};
-  for (const auto& [before, placeholder, replacement, after] : rows) {
-    char line[kConfLineCapacity];
-    std::memcpy(line, before.c_str(), before.size() + 1);
-    EXPECT_EQ(before != after, ConfReplaceStrs(line, placeholder.c_str(), replacement.c_str()));
-    EXPECT_EQ(after, line);
+  const std::string filled(kConfLineCapacity - 2, 'a');
+  const struct {
+    const char* name;
+    std::string line;
+    const char* placeholder;
+    const char* replacement;
+    int32_t result;
+    std::string line_afterwards;
+  } rows[] = {
+      {"replacement that holds the placeholder", "x-x", "x", "yxy", 1, "yxy-yxy"},
+      {"occurrences that overlap", "aaa", "aa", "", 1, "a"},
+      {"absent placeholder", "x", "z", "y", 0, "x"},
+      {"empty placeholder", "x", "", "y", 0, "x"},
+      {"longest result", filled + "x", "x", "b", 1, filled + "b"},
+      {"result that does not fit", filled + "x", "x", "bb", 0, filled + "x"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    char line[kConfLineCapacity] = {};
+    row.line.copy(line, sizeof line);
+    EXPECT_EQ(ConfReplaceStrs(line, row.placeholder, row.replacement), row.result);
+    EXPECT_EQ(line, row.line_afterwards);
   }
 }
 
 TEST(ServerConf, FileIsMadeFromTheRecordAndProtected) {
-  const qvx::test::Installation installation;
+  const Installation installation;
   const std::filesystem::path path = installation.base() / "conf/qvxpd.conf";
   char include[] = "10.0.0.1;10.0.0.2";
-  sIpRestrictedInclude = include;
-  sLogBaseDir = "\\\\server\\logs";
-  qvx::RecordBindList(Addresses{"255.255.255.255"}, 1);
-  isIPRestrict = bRotateLogs = 1;
-  nRotateLogsSize = nMaxThreads = 40;
-  isSSLV2Disabled = 0;
-  std::filesystem::remove(path.parent_path());
-  EXPECT_EQ(1, WriteHttpConfFile(0));
-  EXPECT_STREQ("10.0.0.1;10.0.0.2", include);
-  std::filesystem::create_directory(path.parent_path());
-  EXPECT_EQ(0, WriteHttpConfFile(1));
-  ServerConfValues values = {
-      installation.base(), installation.tls(), "//server/logs", "error", true, 40, false, 40, true};
+  LoadedSettings settings = RecordedSettings();
+  settings.restrict_clients = true;
+  settings.included_clients = include;
+  settings.rotate_size = 40;
+  settings.log_directory = "\\\\server\\logs";
+  settings.refuse_ssl2 = false;
+  settings.max_threads = 40;
+  settings.log_level = "notice";
+  RecordSettings(settings);
+  RecordBindList(Addresses{"255.255.255.255"}, 1);
+  EXPECT_EQ(WriteHttpConfFile(1), 0);
+  ServerConfValues values;
+  values.installation_directory = installation.base();
+  values.tls_share_directory = installation.tls();
+  values.log_directory = "//server/logs";
+  values.log_level = "notice";
+  values.rotate_size = 40;
+  values.refuse_ssl2 = false;
+  values.max_threads = 40;
+  values.restrict_clients = true;
   values.access_directives = "allow from 127.0.0.1\nallow from 10.0.0.1\nallow from 10.0.0.2\n";
-  EXPECT_EQ(qvx::ServerConfText(values, Addresses{"255.255.255.255"}), qvx::test::Contents(path));
-  EXPECT_EQ(0660U, qvx::test::ModeOf(path));
-  EXPECT_EQ(std::string::npos, qvx::ServerConfText(values, {}).find("<VirtualHost"));
-  qvx::ReleaseBindList();
-  EXPECT_EQ(0, DeleteHttpConfFile());
-  EXPECT_EQ(1, DeleteHttpConfFile());
+  EXPECT_EQ(Contents(path), ServerConfText(values, Addresses{"255.255.255.255"}));
+  EXPECT_EQ(ModeOf(path), 0660U);
+  EXPECT_STREQ(include, "10.0.0.1;10.0.0.2") << "the settings stay whole";
+  ReleaseBindList();
 }
+
+TEST(ServerConf, FileThatCannotBeMadeOrIsRemoved) {
+  const Installation installation;
+  EXPECT_EQ(DeleteHttpConfFile(), 1) << "there is none";
+  EXPECT_EQ(WriteHttpConfFile(0), 0);
+  EXPECT_EQ(DeleteHttpConfFile(), 0);
+  std::filesystem::remove(installation.base() / "conf");
+  EXPECT_EQ(WriteHttpConfFile(0), 1);
+}
+
+}  // namespace qvx::test

@@ -37,46 +37,47 @@ u=$(id -u zxqvx) g=$(id -g zxqvx) now=$(grep -E '^(Uid|Gid|Groups):' /proc/self/
 
 // A moved installation.
 void MakeInstallation(const std::string& tool) {
-  ASSERT_EQ(0, mount("none", "/opt", "tmpfs", 0, "mode=755"));
+  ASSERT_EQ(mount("none", "/opt", "tmpfs", 0, "mode=755"), 0);
   WriteText(kConfiguration, kHead + kTail + "<VirtualHost c:2381>");
   WriteText("/opt/moved/logs/qvx.log", "00000009\n");
   WriteText("/opt/moved/sbin/genproxyconf", "#!/bin/bash\n" + tool);
   WriteText("/opt/moved/tomcat/bin/startup.sh", kStartScript);
   WriteText("/opt/passwd", "root:x:0:0:root:/root:/bin/sh\n");
-  ASSERT_EQ(0, std::system("chmod -R 777 /opt"));
+  ASSERT_EQ(std::system("chmod -R 777 /opt"), 0);
   SetupLogsAndDebug(nullptr);
 }
 
 struct Row {
-  const char *name, *tool;
+  const char* name;
+  const char* tool;
   void (*prepare)();
   int32_t result;
-  std::string message, rules;  // the rules afterwards
+  std::string message;
+  std::string rules;  // of the rules file afterwards
 };
 
 int LoadContainer(const Row& row) {
   MakeInstallation(row.tool);
   row.prepare();
-  EXPECT_NE(nullptr, std::freopen("/opt/errors", "w", stderr));
-  EXPECT_EQ(row.result, load_tomcat());
-  EXPECT_EQ(row.result == -1, Contents("/opt/errors") == "fork() in load_tomcat() failed! \n");
+  EXPECT_NE(std::freopen("/opt/errors", "w", stderr), nullptr);
+  EXPECT_EQ(load_tomcat(), row.result);
+  EXPECT_EQ(Contents("/opt/errors") == "fork() in load_tomcat() failed! \n", row.result == -1);
   const std::string heading = "\n\nCRITICAL ERROR LOG (severity=3)  Mon Jan 01 00:00:00 2001\n";
   const std::string log = Contents(QvxLogFile).value_or("");
-  EXPECT_EQ(9 + (row.message.empty() ? 0 : heading.size() + row.message.size()), log.size()) << log;
+  EXPECT_EQ(log.size(), 9 + (row.message.empty() ? 0 : heading.size() + row.message.size())) << log;
   EXPECT_TRUE(log.ends_with("\n" + row.message)) << log;
-  EXPECT_EQ(row.rules, Contents(kRules).value_or("none"));
+  EXPECT_EQ(Contents(kRules).value_or("none"), row.rules);
   if (fs::exists(kConfiguration)) {
-    EXPECT_EQ(row.rules.empty() ? kHead + kTail + "<VirtualHost c:2381>"
-                                : kHead + kBlock + kTail + kBlock,
-              Contents(kConfiguration));
-    EXPECT_EQ(0777U, ModeOf(kConfiguration));
+    EXPECT_EQ(Contents(kConfiguration), row.rules.empty() ? kHead + kTail + "<VirtualHost c:2381>"
+                                                          : kHead + kBlock + kTail + kBlock);
+    EXPECT_EQ(ModeOf(kConfiguration), 0777U);
   }
   return FailuresAsStatus();
 }
 
 }  // namespace
 
-TEST(ServletContainer, StartTable) {
+TEST(ServletContainer, RunsWhenTheToolWroteRules) {
   const char* write = "echo Proxy > /opt/moved/conf/mod_proxy.conf; echo noise >&2";
   const std::string printed = "\"genproxyconf\" execution failed: ";
   const std::string after =
@@ -99,15 +100,16 @@ TEST(ServletContainer, StartTable) {
   const auto lose_rights = [] {
     __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
     __user_cap_data_struct sets[2] = {};
-    EXPECT_EQ(0, syscall(SYS_capget, &header, sets));
+    EXPECT_EQ(syscall(SYS_capget, &header, sets), 0);
     sets[0].effective &= ~(1U << CAP_SETGID | 1U << CAP_SETUID);
-    EXPECT_EQ(0, syscall(SYS_capset, &header, sets));
+    EXPECT_EQ(syscall(SYS_capset, &header, sets), 0);
   };
   // The first child is the init of the new namespace; when it has ended, no other child can be
   // made.
-  const auto one_child = [] { EXPECT_EQ(0, unshare(CLONE_NEWPID)); };
+  const auto one_child = [] { EXPECT_EQ(unshare(CLONE_NEWPID), 0); };
   const auto no_child = [] {
-    EXPECT_EQ(0, unshare(CLONE_NEWPID) + RunIsolated(0, [] { return 0; }));
+    EXPECT_EQ(unshare(CLONE_NEWPID), 0);
+    EXPECT_EQ(RunIsolated(0, [] { return 0; }), 0);
   };
   const Row rows[] = {
       {"rules", write, more_groups, 3 << 8, "", "Proxy\n"},
@@ -128,6 +130,6 @@ TEST(ServletContainer, StartTable) {
   ServiceOwner();
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    EXPECT_EQ(0, RunIsolated(CLONE_NEWNS, [&row] { return LoadContainer(row); }));
+    EXPECT_EQ(RunIsolated(CLONE_NEWNS, [&row] { return LoadContainer(row); }), 0);
   }
 }
