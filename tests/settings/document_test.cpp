@@ -40,11 +40,13 @@ TEST(SettingsDocument, ValuesAreTakenChangedAndSaved) {
             "name=\"p\">a&amp;b<i/>c</parts></v>");
   const DocumentHolder document = NewDocument();
   ASSERT_EQ(DOM_DocumentLS_load(document.get(), path.c_str()), 1);
-  const std::pair<const char*, const char*> rows[] = {{"twice", "nested"}, {"blank", " True"},
-                                                      {"empty", ""},       {"element", nullptr},
-                                                      {"parts", "a&b"},    {"none", nullptr}};
-  for (const auto& [element, value] : rows) {
-    EXPECT_STREQ(GetElementValue(document.get(), element), value) << element;
+  const struct {
+    const char* element;
+    const char* value;
+  } rows[] = {{"twice", "nested"},  {"blank", " True"}, {"empty", ""},
+              {"element", nullptr}, {"parts", "a&b"},   {"none", nullptr}};
+  for (const auto& row : rows) {
+    EXPECT_STREQ(GetElementValue(document.get(), row.element), row.value) << row.element;
   }
   EXPECT_STREQ(MallocOwner<char>(GetElementAttributeValue(document.get(), "parts", "name")).get(),
                "p");
@@ -69,29 +71,50 @@ TEST(MultihomedNames, FromTheSettingsDocument) {
   const fs::path file = installation.base() / "conf/qvxpd.xml";
   EXPECT_EQ(ParseMultiHomed(), nullptr);
   EXPECT_FALSE(fs::exists(file)) << "it is only read";
-  const std::pair<const char*, const char*> rows[] = {
-      {"<v><multihomed>host1;h.example.net;10.0.0.5;A-b_Z9</multihomed></v>",
+  const struct {
+    const char* name;
+    const char* document;
+    const char* names;
+  } rows[] = {
+      {"all that is allowed", "<v><multihomed>host1;h.example.net;10.0.0.5;A-b_Z9</multihomed></v>",
        "host1;h.example.net;10.0.0.5;A-b_Z9"},
-      {"<v><multihomed></multihomed></v>", ""},
-      {"<v><multihomed>host1,host2</multihomed></v>", nullptr},
-      {"<v/>", nullptr},
-      {"<v><multihomed>host1</multihomed>", nullptr}};
-  for (const auto& [document, expected] : rows) {
-    WriteText(file, document);
-    EXPECT_STREQ(MallocOwner<char>(ParseMultiHomed()).get(), expected) << document;
-    EXPECT_EQ(Contents(file), document);
+      {"empty", "<v><multihomed></multihomed></v>", ""},
+      {"comma", "<v><multihomed>host1,host2</multihomed></v>", nullptr},
+      {"left out", "<v/>", nullptr},
+      {"not well-formed", "<v><multihomed>host1</multihomed>", nullptr}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    WriteText(file, row.document);
+    EXPECT_STREQ(MallocOwner<char>(ParseMultiHomed()).get(), row.names);
+    EXPECT_EQ(Contents(file), row.document);
   }
 }
 
 TEST(MultihomedNames, AddressEntries) {
-  const std::pair<const char*, int32_t> rows[] = {
-      {"192.168.100.200", 1}, {"1.2.3.4.5", 1}, {"1.2.3.4.", 1},
-      {"123456789012", 1},    {"", 0},          {"1234567890123", 0},
-      {"10.0.0.1a", 0},       {".10.0.0.1", 0}, {"1.2.3.4.5.", 0},
-      {"host1", 0},           {"1:2", 0}};
-  for (const auto& [entry, expected] : rows) {
-    EXPECT_EQ(isTheValueAnIP(entry), expected) << entry;
+  const struct {
+    const char* name;
+    const char* entry;
+    int32_t is_address;
+  } rows[] = {{"usual", "192.168.100.200", 1},
+              {"four dots", "1.2.3.4.5", 1},
+              {"dot at the end", "1.2.3.4.", 1},
+              {"twelve digits", "123456789012", 1},
+              {"thirteen digits", "1234567890123", 0},
+              {"five dots", "1.2.3.4.5.", 0},
+              {"empty", "", 0},
+              {"letter at the end", "10.0.0.1a", 0},
+              {"dot in front", ".10.0.0.1", 0},
+              {"name", "host1", 0},
+              {"colon", "1:2", 0}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(isTheValueAnIP(row.entry), row.is_address) << row.name;
   }
+}
+
+TEST(SettingsDocument, ComparisonToleratesMissingTexts) {
+  EXPECT_EQ(stricmp_chk("TRUE", "True"), 0);
+  EXPECT_EQ(stricmp_chk(nullptr, "True"), 1);
+  EXPECT_EQ(stricmp_chk("True", nullptr), 1);
 }
 
 }  // namespace qvx::test
