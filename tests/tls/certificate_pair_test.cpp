@@ -12,6 +12,7 @@
 #include "tests/harness/isolated.h"
 #include "tls/certificate.h"
 #include "tls/pair_check.h"
+#include "tls/pem_files.h"
 #include "tls/self_signed.h"
 
 namespace qvx::test {
@@ -28,6 +29,12 @@ class CertificatePair : public testing::Test {
     EXPECT_NE(std::system(("exec >" + output + " 2>&1; cd $SSL_SHARE_BASE_DIR;" + command).c_str()),
               -1);
     return Contents(output).value_or("");
+  }
+
+  /// The content of a file in the TLS share directory; nothing when it is no file.
+  std::optional<std::string> InShare(const char* name) const {
+    const std::filesystem::path path = installation_.tls() / name;
+    return is_regular_file(path) ? Contents(path) : std::nullopt;
   }
 
   /// The log's records, each as its severity, ":" and its message.
@@ -63,49 +70,32 @@ const std::string kKeyAside =
     "The problematic private key was renamed filemm.pem and is in the \"..\\zx\\sslshare\"  "
     "subdirectory.\n";
 
-enum Fate { kKept, kRefused, kSetAside, kReplaced };
+enum class Outcome {
+  kKept,
+  kRefused,   // kept, since it could not be set aside
+  kSetAside,  // and replaced
+  kReplaced,
+};
 
 // pair SUBJECT [ALGORITHM [DIGEST]]; key ALGORITHM: a key of another pair; lock: encrypts the key.
+// Everybody may read the old files, so that a copy is not secret by itself.
 const std::string kMakers = R"(rm -rf *; h=$(hostname); echo old >filemm.pem; chmod 666 filemm.pem
-pair() { openssl req -x509 -nodes -newkey ${2:-rsa:1024} -${3:-sha256} -subj "$1" -keyout file.pem -out cert.pem; }
+pair() {
+  openssl req -x509 -nodes -newkey ${2:-rsa:1024} -${3:-sha256} -subj "$1" -keyout file.pem \
+    -out cert.pem
+  chmod 666 file.pem
+}
 key() { openssl genpkey -algorithm $1 -out file.pem; }
 lock() { openssl rsa $1 -aes128 -passout pass:word -in file.pem -out file.pem; }
 der() { openssl x509 -in cert.pem -outform der; }
 )";
 
-TEST_F(CertificatePair, ValidityEndsAtTheLimit) {
-  EXPECT_EQ(ValiditySeconds(2144468992 - 315532800, 3652), 315532800);
-  EXPECT_EQ(ValiditySeconds(2144468992 - 315532800 + 1, 3652), 315532799);
-  EXPECT_EQ(ValiditySeconds(0, 2147483647), 2144468992);
-}
-
-TEST_F(CertificatePair, SeedIsTheRotatedTimeThenText) {
-  const timespec time{0x0807060504030201,
-                      261'000'000};  // 261 ms is 0x0105: the record is rotated by 5
-  const std::string rotated("\x06\x07\x08\x05\x01\0\0\0\0\0\0\x01\x02\x03\x04\x05", 16);
-  EXPECT_EQ(RandomSeedRecord(time, "host"), rotated + "host");
-  EXPECT_EQ(RandomSeedRecord(time, std::string(200, 'x')), rotated + std::string(112, 'x'));
-}
-
-TEST_F(CertificatePair, AlternativeNames) {
-  const std::string n(127, 'n');
+TEST_F(CertificatePair, TooLongAlternativeNamesAreLogged) {
+  const std::string list = std::string(128, 'n') + ";a;" + std::string(128, 'm');
   const std::string record =
       "2:There is a invalid alternative name that will be ignored in certificate (too long name)";
-  const std::tuple<std::string, std::string, int> rows[] = {
-      {"", "", 0},
-      {";host1;;10.0.0.5;", "DNS: host1, IP: 10.0.0.5", 1},
-      {n + "n;a;" + n + "m;b;" + n, "DNS: a, DNS: b, DNS: " + n, 1},
-      {"a;1.2.3.4.5", "DNS: a, IP: 1.2.3.4.5", 0},  // no address for the library
-      {"a,dirName:b", "DNS: a,dirName:b", 0},       // refers to a database that is not there
-  };
-  for (const auto& [list, text, extensions] : rows) {
-    SCOPED_TRACE(list);
-    EXPECT_EQ(AlternativeNamesFrom(list).text, text);
-    const CertificateHandle certificate(X509_new());
-    EXPECT_EQ(AddExtensionsToCert(certificate.get(), std::string(list).data()), 1);
-    EXPECT_EQ(X509_get_ext_count(certificate.get()), extensions);
-    EXPECT_EQ(ERR_peek_error(), 0U);
-  }
+  const CertificateHandle certificate(X509_new());
+  EXPECT_EQ(AddExtensionsToCert(certificate.get(), std::string(list).data()), 1);
   EXPECT_EQ(Records(), record + record);
 }
 
@@ -188,8 +178,14 @@ TEST_F(CertificatePair, FirstStartAndHostNameThatCannotBeRead) {
   EXPECT_EQ(RunIsolated(CLONE_NEWUTS, body), 0);
 }
 
-TEST_F(CertificatePair, FateOfAPair) {
-  const std::tuple<const char*, const char*, std::string, Fate> rows[] = {
+TEST_F(CertificatePair, OutcomeOfACheck) {
+  using enum Outcome;
+  const struct {
+    const char* name;
+    const char* prepare;
+    std::string record;
+    Outcome outcome;
+  } rows[] = {
       {"small key, old digest", "pair /CN=$h rsa:512 md5", "", kKept},
       {"name in capitals", "pair /CN=$(echo $h | tr a-z A-Z) rsa:1024 sha1", "", kKept},
       {"EC",
@@ -212,32 +208,69 @@ TEST_F(CertificatePair, FateOfAPair) {
       {"no key", "pair /CN=$h; rm file.pem", kNoKey, kSetAside},
       {"empty certificate", "pair /CN=$h; : >cert.pem", kNoCertificate, kSetAside},
       {"binary certificate", "pair /CN=$h; der >d; mv d cert.pem", kNoCertificate, kSetAside},
+      {"pipe with the name of the copy", "pair /CN=$h; key rsa; mkfifo certmm.pem", kMismatch,
+       kSetAside},
+      {"directory whose files everybody may read", "pair /CN=$h; key rsa; setfacl -d -m o::r .",
+       kMismatch, kSetAside},
       {"pipes", "mkfifo cert.pem file.pem", kNoCertificate, kReplaced},
       {"directory", "mkdir cert.pem",
        kNoCertificate + kCertificateAside + kNoCertificate + kCertificateAside, kRefused},
   };
-  const auto content = [this](const char* name) {
-    return is_regular_file(installation_.tls() / name) ? Contents(installation_.tls() / name)
-                                                       : std::nullopt;
-  };
   const std::string open_files = Shell("ls /proc/$PPID/fd");
-  for (const auto& [name, prepare, record, fate] : rows) {
-    SCOPED_TRACE(name);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
     std::filesystem::remove(QvxLogFile);
-    Shell(kMakers + prepare);
-    const auto certificate = content("cert.pem");
-    const auto key = content("file.pem");
-    const bool key_aside = fate == kSetAside && key;
-    const std::string aside = fate == kSetAside ? kCertificateAside + (key ? kKeyAside : "") : "";
-    EXPECT_EQ(GenerateSelfSignedCert(), fate == kRefused ? 0 : 1);
-    EXPECT_EQ(Records(), record + aside + (fate <= kRefused ? "" : kGenerated));
-    EXPECT_EQ(content("cert.pem") == certificate && content("file.pem") == key, fate <= kRefused);
-    EXPECT_EQ(content("certmm.pem"), fate == kSetAside ? certificate : std::nullopt);
-    EXPECT_EQ(content("filemm.pem"), key_aside ? key : "old\n");
-    EXPECT_EQ(ModeOf(installation_.tls() / "filemm.pem"), key_aside ? 0600U : 0666U);
+    Shell(kMakers + "setfacl -b .;" + row.prepare);
+    const auto certificate = InShare("cert.pem");
+    const auto key = InShare("file.pem");
+    const bool is_kept = row.outcome == kKept || row.outcome == kRefused;
+    const bool is_key_aside = row.outcome == kSetAside && key;
+    std::string records = row.record;
+    records.append(row.outcome == kSetAside ? kCertificateAside : "");
+    records.append(is_key_aside ? kKeyAside : "").append(is_kept ? "" : kGenerated);
+    EXPECT_EQ(GenerateSelfSignedCert(), row.outcome == kRefused ? 0 : 1);
+    EXPECT_EQ(Records(), records);
+    EXPECT_EQ(InShare("cert.pem") == certificate, is_kept);
+    EXPECT_EQ(InShare("file.pem") == key, is_kept);
+    EXPECT_EQ(InShare("certmm.pem"), row.outcome == kSetAside ? certificate : std::nullopt);
+    EXPECT_EQ(InShare("filemm.pem"), is_key_aside ? key : "old\n");
+    EXPECT_EQ(ModeOf(installation_.tls() / "filemm.pem"), is_key_aside ? 0600U : 0666U);
     EXPECT_EQ(ERR_peek_error(), 0U);
   }
   EXPECT_EQ(Shell("ls /proc/$PPID/fd"), open_files);
+}
+
+TEST_F(CertificatePair, LinksAreReplacedAndNotWhatTheyLeadTo) {
+  Shell(kMakers + "pair /CN=$h; key rsa; mkdir a; mv cert.pem file.pem a; ln -s a/* .");
+  const auto certificate = InShare("a/cert.pem");
+  const auto key = InShare("a/file.pem");
+  EXPECT_EQ(GenerateSelfSignedCert(), 1);
+  EXPECT_EQ(InShare("a/cert.pem"), certificate);
+  EXPECT_EQ(InShare("a/file.pem"), key);
+  EXPECT_EQ(Shell("stat -c %F cert.pem file.pem"), "regular file\nregular file\n");
+}
+
+TEST_F(CertificatePair, KeyThatCannotBeReplacedKeepsTheCertificate) {
+  Shell(kMakers + "pair /CN=$h; key rsa; chattr +i file.pem");
+  if (Shell("lsattr file.pem | cut -c5") != "i\n") {
+    GTEST_SKIP() << "no immutable files on this file system";
+  }
+  const auto certificate = InShare("cert.pem");
+  const auto key = InShare("file.pem");
+  EXPECT_EQ(GenerateSelfSignedCert(), 0);
+  EXPECT_EQ(InShare("cert.pem"), certificate);
+  EXPECT_EQ(InShare("file.pem"), key);
+  Shell("chattr -i file.pem");
+}
+
+TEST_F(CertificatePair, PairIsDeletedAsFarAsItCanBe) {
+  const auto body = [this] {
+    Shell("echo old >cert.pem; echo old >file.pem; mount --bind file.pem file.pem");
+    DeletePair();
+    EXPECT_EQ(Shell("ls"), "file.pem\n");
+    return FailuresAsStatus();
+  };
+  EXPECT_EQ(RunIsolated(CLONE_NEWNS, body), 0);
 }
 
 }  // namespace qvx::test
