@@ -20,3 +20,26 @@ if(QVX_COVERAGE)
   target_compile_options(qvx_compile_options INTERFACE --coverage)
   target_link_options(qvx_compile_options INTERFACE --coverage)
 endif()
+
+# What is installed is hardened. A sanitizer finds the same faults, and debug builds stay as they
+# are written.
+set(QVX_HARDENED OFF)
+if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$" AND NOT QVX_SANITIZE)
+  set(QVX_HARDENED ON)
+  include(CheckCXXCompilerFlag)
+  check_cxx_compiler_flag(-fstack-clash-protection QVX_HAS_STACK_CLASH)
+  check_cxx_compiler_flag(-fcf-protection QVX_HAS_CONTROL_FLOW)
+  include(CheckPIESupported)
+  check_pie_supported(LANGUAGES CXX)
+  set(is_executable $<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>)
+  set(is_module $<STREQUAL:$<TARGET_PROPERTY:TYPE>,MODULE_LIBRARY>)
+  target_compile_options(qvx_compile_options INTERFACE
+    -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2
+    # The rooms go into programs, where the code of a library would be slower.
+    $<$<NOT:${is_module}>:-fPIE>
+    $<$<BOOL:${QVX_HAS_STACK_CLASH}>:-fstack-clash-protection>
+    $<$<BOOL:${QVX_HAS_CONTROL_FLOW}>:-fcf-protection>)
+  target_link_options(qvx_compile_options INTERFACE
+    LINKER:-z,relro,-z,now
+    $<$<AND:$<BOOL:${CMAKE_CXX_LINK_PIE_SUPPORTED}>,${is_executable}>:-pie>)
+endif()
