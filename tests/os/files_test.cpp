@@ -27,27 +27,25 @@ std::string PathOfLength(const fs::path& directory, size_t length) {
 TEST(Protection, ModeAndOwnerByKind) {
   const TempDirectory root;
   const std::string owner = ServiceOwner();
-  const std::string fifo = root.path() / "fifo";
   const struct {
     const char* name;
     std::string path;
+    int (*make)(const char* path, mode_t mode);
     int32_t result;
     mode_t mode;
     std::string owner;
   } rows[] = {
-      {"directory", root.path() / "directory", 1, 0755, owner},
-      {"file in a slashed path", root.path().string() + "//file", 1, 0660, owner},
-      {"file of root in the directory of the account", root.path() / "directory/file", 0, 0600,
-       "0:0"},
-      {"longest path", PathOfLength(root.path(), 240), 1, 0660, owner},
-      {"path that is too long", PathOfLength(root.path(), 241), 0, 0600, "0:0"},
-      {"pipe", fifo, 0, 0600, "0:0"},
+      {"directory", root.path() / "directory", mkdir, 1, 0755, owner},
+      {"file in a slashed path", root.path().string() + "//file", creat, 1, 0660, owner},
+      {"file of root in the directory of the account", root.path() / "directory/file", creat, 0,
+       0600, "0:0"},
+      {"longest path", PathOfLength(root.path(), 240), creat, 1, 0660, owner},
+      {"path that is too long", PathOfLength(root.path(), 241), creat, 0, 0600, "0:0"},
+      {"pipe", root.path() / "fifo", mkfifo, 0, 0600, "0:0"},
   };
-  fs::create_directory(rows[0].path);
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    row.path == fifo ? mkfifo(fifo.c_str(), 0600) : creat(row.path.c_str(), 0600);
-    chmod(row.path.c_str(), 0600);
+    EXPECT_NE(row.make(row.path.c_str(), 0600), -1);
     EXPECT_EQ(OsProtectFile(row.path.c_str()), row.result);
     EXPECT_EQ(ModeOf(row.path), row.mode);
     EXPECT_EQ(OwnerOf(row.path), row.owner);
@@ -61,59 +59,79 @@ TEST(Directories, ModeAndOwnerOfNewOnes) {
   fs::current_path(root.path());
   const int status = RunIsolated(CLONE_NEWNS, [] {
     umask(077);
-    const int results = _mkdir("plain") | OsMkdir("owned");
-    return results | mount("/dev/null", "/etc/passwd", "", MS_BIND, nullptr) |
-           OsMkdir("without account");
+    EXPECT_EQ(_mkdir("plain"), 0);
+    EXPECT_EQ(OsMkdir("owned"), 0);
+    EXPECT_EQ(OsMkdir("plain"), -1) << "it exists, and is left alone";
+    EXPECT_EQ(_mkdir("missing/child"), -1);
+    EXPECT_EQ(mount("/dev/null", "/etc/passwd", "", MS_BIND, nullptr), 0);
+    EXPECT_EQ(OsMkdir("without account"), 0);
+    return FailuresAsStatus();
   });
   EXPECT_EQ(status, 0);
-  for (const char* path : {"plain", "owned", "without account"}) {
-    EXPECT_EQ(ModeOf(path), 0775U) << path;
-    EXPECT_EQ(OwnerOf(path), path[0] == 'o' ? owner : "0:0") << path;
+  const struct {
+    const char* name;
+    std::string owner;
+  } rows[] = {{"plain", "0:0"}, {"owned", owner}, {"without account", "0:0"}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(ModeOf(row.name), 0775U);
+    EXPECT_EQ(OwnerOf(row.name), row.owner);
   }
-  EXPECT_EQ(OsMkdir("plain") + _mkdir("missing/child"), -2);
-  EXPECT_EQ(OwnerOf("plain"), "0:0") << "one that exists is left alone";
 }
 
+int Check(const char* path) {
+  std::string cut = path;
+  return OSCheckDir(cut.data());
+}
+
+std::set<std::string> Tree() {
+  std::set<std::string> tree;
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator("/")) {
+    tree.insert(entry.path());
+  }
+  return tree;
+}
+
+// Below a root that holds the directories /opt/zx and the file /file.
 TEST(Directories, ChainIsCompleted) {
-  struct Row {
-    const char *operation, *existing;
+  const std::string n(127, 'n');
+  const std::string longest = "/" + n + "/" + n.substr(2);
+  const struct {
+    const char* name;
+    int (*complete)(const char* path);
     std::string path;
     int result;
-    std::set<std::string> tree;
-  };
-  const std::string n(127, 'n');
-  const Row rows[] = {
-      {"check", "/opt/zx", "/opt/zx/conf/qvxpd.xml", 0, {"/opt", "/opt/zx", "/opt/zx/conf"}},
-      {"check", "/opt", "//opt///zx/conf//qvxpd.xml", 0, {"/opt", "/opt/zx", "/opt/zx/conf"}},
-      {"check", "/opt", "opt/v1.2/conf/a.xml", 0, {"/opt", "/opt/conf"}},
-      {"check", "/opt", "/opt/" + n + n + "nn/zx", 1, {"/opt"}},
-      {"build", "/opt", "/a/b.c//d/cert.pem", 0, {"/a", "/a/b.c", "/a/b.c/d", "/opt"}},
-      {"build",
-       "/opt",
-       "/" + n + "/" + n.substr(2) + "/x",
+    std::string working_directory;
+    std::set<std::string> made;
+  } rows[] = {
+      {"checked", Check, "/opt/zx/conf/qvxpd.xml", 0, "/opt/zx", {"/opt/zx/conf"}},
+      {"checked with many slashes",
+       Check,
+       "//opt///zx/a//b//qvxpd.xml",
        0,
-       {"/" + n, "/" + n + "/" + n.substr(2), "/opt"}},
-      {"build", "/opt", "/" + n + "/" + n.substr(1) + "/x", 0, {"/opt"}},
-      {"build", "/opt", "/file/x/cert.pem", -1, {"/opt"}},
-      {"build", "/opt", "/c:/a/cert.pem", -1, {"/opt"}},
+       "/opt/zx",
+       {"/opt/zx/a", "/opt/zx/a/b"}},
+      {"checked past a name with a dot", Check, "opt/v1.2/conf/a.xml", 0, "/opt", {"/opt/conf"}},
+      {"checked with a name that is too long", Check, "/opt/" + n + n + "nn/zx", 1, "/opt", {}},
+      {"built", QVXBuildDirectory, "/a/b.c//d/e", 0, "/", {"/a", "/a/b.c", "/a/b.c/d"}},
+      {"built, the longest", QVXBuildDirectory, longest + "/x", 0, "/", {"/" + n, longest}},
+      {"built, not looked at", QVXBuildDirectory, longest + "n/x", 0, "/", {}},
+      {"built below a file", QVXBuildDirectory, "/file/x/cert.pem", -1, "/", {}},
+      {"built on a drive", QVXBuildDirectory, "/c:/a/cert.pem", -1, "/", {}},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.operation + row.path);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
     const TempDirectory root;
-    fs::create_directories(root.path() / (row.existing + 1));
+    fs::create_directories(root.path() / "opt/zx");
     WriteText(root.path() / "file", "");
     const int status = RunIsolated(0, [&row, &root] {
-      EXPECT_EQ(chroot(root.path().c_str()) | chdir("/"), 0);
-      std::string path = row.path;
-      const bool check = row.operation == std::string("check");
-      EXPECT_EQ(check ? OSCheckDir(path.data()) : QVXBuildDirectory(path.c_str()), row.result);
-      EXPECT_EQ(fs::current_path(), check ? row.existing : "/");
-      std::set<std::string> tree;
-      for (const fs::directory_entry& entry : fs::recursive_directory_iterator("/")) {
-        tree.insert(entry.path());
-      }
-      tree.erase("/file");
-      EXPECT_EQ(tree, row.tree);
+      EXPECT_EQ(chroot(root.path().c_str()), 0);
+      EXPECT_EQ(chdir("/"), 0);
+      std::set<std::string> tree = Tree();
+      EXPECT_EQ(row.complete(row.path.c_str()), row.result);
+      EXPECT_EQ(fs::current_path(), row.working_directory);
+      tree.insert(row.made.begin(), row.made.end());
+      EXPECT_EQ(Tree(), tree);
       return FailuresAsStatus();
     });
     EXPECT_EQ(status, 0);
@@ -125,10 +143,13 @@ TEST(OpenDescriptor, LocksAndTruncates) {
   const std::string path = root.path() / "locked";
   const Descriptor file(sopen(path.c_str(), O_CREAT, F_WRLCK, 0600));
   EXPECT_EQ(ModeOf(path), 0664U);
-  EXPECT_EQ(chsize(file.get(), 300) + filelength(file.get()), 300);
-  EXPECT_EQ(
-      RunIsolated(0, [&path] { return sopen(path.c_str(), O_TRUNC, F_RDLCK, 0) == -1 ? 0 : 1; }),
-      0);
+  EXPECT_EQ(chsize(file.get(), 300), 0);
+  EXPECT_EQ(filelength(file.get()), 300);
+  const int status = RunIsolated(0, [&path] {
+    EXPECT_EQ(sopen(path.c_str(), O_TRUNC, F_RDLCK, 0), -1);
+    return FailuresAsStatus();
+  });
+  EXPECT_EQ(status, 0);
   EXPECT_EQ(filelength(file.get()), 0) << "truncated, though the lock was refused";
 }
 

@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <iterator>
 #include <set>
+#include <vector>
 
 #include "os/console.h"
 #include "os/directories.h"
@@ -19,40 +21,66 @@ namespace qvx::test {
 namespace {
 
 TEST(DirectoryResolvers, EnvironmentOrDefault) {
-  // The variables for installation, writable, log and TLS directory; then what the four are.
-  const std::optional<std::string> rows[][5] = {
-      {{}, {}, {}, {}, "/opt/zx/zxqvx|/opt/zx/zxqvx|/var/spool/opt/zx/zxqvx|/etc/opt/zx/sslshare"},
-      {"/b/", "", "/l", "/t", "/b/||/l|/t"},
-      {{}, "/w", "", "", "/opt/zx/zxqvx|/w||"},
-      {"", {}, {}, std::string(5000, 't'), "||/var/spool/opt/zx/zxqvx|" + std::string(4095, 't')},
+  struct Directories {
+    std::optional<std::string> installation, writable, log, tls;
+  };
+  const std::string base = "/opt/zx/zxqvx";
+  const std::string spool = "/var/spool/opt/zx/zxqvx";
+  const struct {
+    const char* name;
+    Directories variables;
+    Directories found;
+  } rows[] = {
+      {"unset", {}, {base, base, spool, "/etc/opt/zx/sslshare"}},
+      {"set", {"/b/", "", "/l", "/t"}, {"/b/", "", "/l", "/t"}},
+      {"installation unset", {{}, "/w", "", ""}, {base, "/w", "", ""}},
+      {"empty, and too long",
+       {"", {}, {}, std::string(5000, 't')},
+       {"", "", spool, std::string(4095, 't')}},
   };
   for (const auto& row : rows) {
-    const Variable base("SYSMGTZX_BASE_DIR", row[0]);
-    const Variable write("SYSMGTZX_WRITE_DIR", row[1]);
-    const Variable log("SYSMGTZX_LOG_DIR", row[2]);
-    const Variable tls("SSL_SHARE_BASE_DIR", row[3]);
-    EXPECT_EQ(InstallationPath("|") + WritablePath("|") + LogPath("|") + TlsSharePath(), row[4]);
+    SCOPED_TRACE(row.name);
+    const Variable installation("SYSMGTZX_BASE_DIR", row.variables.installation);
+    const Variable writable("SYSMGTZX_WRITE_DIR", row.variables.writable);
+    const Variable log("SYSMGTZX_LOG_DIR", row.variables.log);
+    const Variable tls("SSL_SHARE_BASE_DIR", row.variables.tls);
+    EXPECT_EQ(InstallationPath(), row.found.installation);
+    EXPECT_EQ(WritablePath(), row.found.writable);
+    EXPECT_EQ(LogPath("/x"), row.found.log.value() + "/x");
+    EXPECT_EQ(TlsSharePath(), row.found.tls);
   }
-}
-
-/// The result of OSSplitPath with buffers of `capacity` bytes, then each part and its size.
-std::string SplitPath(const char* path, uint32_t capacity) {
-  char parts[4][99] = {"#", "#", "#", "#"};
-  uint32_t sizes[4] = {capacity, capacity, capacity, capacity};
-  std::string all = std::to_string(OSSplitPath(path, parts[0], &sizes[0], parts[1], &sizes[1],
-                                               parts[2], &sizes[2], parts[3], &sizes[3]));
-  for (int part = 0; part < 4; ++part) {
-    all.append(" ").append(parts[part]).append("|").append(std::to_string(sizes[part]));
-  }
-  return all;
 }
 
 TEST(Paths, SplitIntoParts) {
-  EXPECT_EQ(SplitPath("/opt/v1.2/q.conf.xml", 99), "1 |0 /opt/v1.2/|11 q.conf|7 .xml|5");
-  EXPECT_EQ(SplitPath("name", 0), "0 #|0 #|0 #|5 #|1");
-  EXPECT_EQ(SplitPath("c:dir/abc.x", 4), "0 c:|3 #|5 abc|4 .x|3");
-  EXPECT_EQ(SplitPath("//server/share/dir/x.y", 99), "1 //server/share|15 /dir/|6 x|2 .y|3");
-  EXPECT_EQ(SplitPath("\\\\a/b/c\\d/x", 99), "1 \\\\a/b/c\\d|10 /|2 x|2 |1");
+  struct Part {
+    std::string text;  // "#" where nothing is stored
+    uint32_t size;
+  };
+  const struct {
+    const char* path;
+    uint32_t capacity;
+    int32_t result;
+    Part drive, directory, name, extension;
+  } rows[] = {
+      {"/opt/v1.2/q.conf.xml", 99, 1, {"", 0}, {"/opt/v1.2/", 11}, {"q.conf", 7}, {".xml", 5}},
+      {"name", 0, 0, {"#", 0}, {"#", 0}, {"#", 5}, {"#", 1}},
+      {"c:dir/abc.x", 4, 0, {"c:", 3}, {"#", 5}, {"abc", 4}, {".x", 3}},
+      {"//server/share/dir/x.y", 99, 1, {"//server/share", 15}, {"/dir/", 6}, {"x", 2}, {".y", 3}},
+      {R"(\\a/b/c\d/x)", 99, 1, {R"(\\a/b/c\d)", 10}, {"/", 2}, {"x", 2}, {"", 1}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.path);
+    char texts[4][99] = {"#", "#", "#", "#"};
+    uint32_t sizes[4] = {row.capacity, row.capacity, row.capacity, row.capacity};
+    EXPECT_EQ(OSSplitPath(row.path, texts[0], &sizes[0], texts[1], &sizes[1], texts[2], &sizes[2],
+                          texts[3], &sizes[3]),
+              row.result);
+    const Part parts[] = {row.drive, row.directory, row.name, row.extension};
+    for (size_t part = 0; part < std::size(parts); ++part) {
+      EXPECT_EQ(texts[part], parts[part].text);
+      EXPECT_EQ(sizes[part], parts[part].size);
+    }
+  }
 }
 
 TEST(Paths, MadeAbsolute) {
@@ -75,9 +103,11 @@ std::set<std::string> Find(const std::filesystem::path& pattern_path) {
   const OSFindHandle search = OSFindFirstFile(pattern_path.c_str(), &record);
   for (int next = search == kNoSearch ? -1 : 0; next == 0; next = OSFindNextFile(search, &record)) {
     struct stat status {};
-    EXPECT_EQ(stat((pattern_path.parent_path() / record.name).c_str(), &status), 0);
-    EXPECT_TRUE(record.attributes == status.st_mode && record.size == status.st_size &&
-                record.last_write_time == status.st_mtime && record.entry_number == status.st_ino);
+    stat((pattern_path.parent_path() / record.name).c_str(), &status);
+    EXPECT_EQ(record.attributes, status.st_mode);
+    EXPECT_EQ(record.size, status.st_size);
+    EXPECT_EQ(record.last_write_time, status.st_mtime);
+    EXPECT_EQ(record.entry_number, status.st_ino);
     names.insert(record.name);
   }
   EXPECT_EQ(OSFindClose(search), 0);
@@ -89,55 +119,114 @@ TEST(DirectorySearch, NamesThatMatch) {
   for (const char* name : {"a.xml", ".c.xml", "noext", "sub/x"}) {
     WriteText(root.path() / name, name);
   }
-  const std::pair<std::string, std::set<std::string>> rows[] = {
-      {"*.xml", {"a.xml"}}, {"*.*", {"a.xml", "noext", "sub"}},
-      {"n*.*.*", {}},       {".*l", {".c.xml"}},
-      {"sub/?", {"x"}},     {std::string(5000, '*'), {}},
-      {"missing/*", {}}};
-  for (const auto& [pattern, names] : rows) {
-    EXPECT_EQ(Find(root.path() / pattern), names) << pattern;
+  const struct {
+    const char* name;
+    std::string pattern;
+    std::set<std::string> found;
+  } rows[] = {
+      {"no hidden ones", "*.xml", {"a.xml"}},
+      {"every name of old", "*.*", {"a.xml", "noext", "sub"}},
+      {"only its first dot may be missing", "n*.*.*", {}},
+      {"hidden ones", ".*l", {".c.xml"}},
+      {"in a directory", "sub/?", {"x"}},
+      {"too long", std::string(5000, '*'), {}},
+      {"missing directory", "missing/*", {}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(Find(root.path() / row.pattern), row.found);
   }
 }
 
+TEST(DirectorySearch, DanglingLinkIsFoundWithoutStatus) {
+  const TempDirectory root;
+  std::filesystem::create_symlink("missing", root.path() / "link");
+  OSFindRecord record{};
+  record.size = -7;
+  const OSFindHandle search = OSFindFirstFile((root.path() / "*").c_str(), &record);
+  EXPECT_STREQ(record.name, "link");
+  EXPECT_NE(record.entry_number, 0U);
+  EXPECT_EQ(record.size, -7) << "left alone";
+  EXPECT_EQ(OSFindClose(search), 0);
+}
+
 TEST(Strings, ComparedWithoutCase) {
-  const std::tuple<const char*, const char*, int, int> rows[] = {
-      {"QVX_CONFIG", "qvx_config", 20, 0},
-      {"qvx", "QVX_config", 3, 0},
-      {"qvx", "QVX_config", 4, -7},
-      {"qvx_config", "qvx", 11, 7},
-      {"a", "b", -1, 0},
-      {"\xE4X", "az", 1, 0xE4 - 'a'},
+  const struct {
+    const char* name;
+    const char* a;
+    const char* b;
+    int n;
+    int result;
+  } rows[] = {
+      {"equal", "QVX_CONFIG", "qvx_config", 20, 0},
+      {"equal as far as asked", "qvx", "QVX_config", 3, 0},
+      {"shorter", "qvx", "QVX_config", 4, -7},
+      {"longer", "qvx_config", "qvx", 11, 7},
+      {"negative count", "a", "b", -1, 0},
+      {"byte above 127", "\xE4X", "az", 1, 0xE4 - 'a'},
   };
-  for (const auto& [a, b, n, result] : rows) {
-    EXPECT_EQ(strnicmp(a, b, n), result) << a << " " << b << " " << n;
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(strnicmp(row.a, row.b, row.n), row.result);
   }
 }
 
 TEST(Strings, LineIsSplitIntoArguments) {
-  char* found[8];
-  char line[] = " \ta ,x\"b, ;\"y;c, d \x1A e\n";
-  EXPECT_EQ(strcarg(line, found, ", "), 3);
-  EXPECT_EQ(std::string(found[0]) + "|" + found[1] + "|" + found[2], "a||x\"b, ;\"y;c, d ");
-  char untrimmed[] = " a,,b,c \n";
-  EXPECT_EQ(strcnargcn(untrimmed, found, ",", 3, ';', 0), 3);
-  EXPECT_EQ(std::string(found[0]) + "|" + found[1] + "|" + found[2], " a||b,c \n");
+  using Arguments = std::vector<std::string>;
+  const struct {
+    const char* name;
+    std::string line;
+    const char* delimiters;
+    int trim;
+    Arguments arguments;
+  } rows[] = {
+      {"trimmed", " \ta ,x\"b, ;\"y;c, d \x1A e\n", ", ", 1, {"a", "", "x\"b, ;\"y;c, d "}},
+      {"untrimmed", " a,,b,c \n", ",", 0, {" a", "", "b", "c \n"}},
+      {"empty", "", ",", 0, {}},
+      {"nothing but space", " \t\n", ",", 1, {}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    std::string line = row.line;
+    char* found[8] = {};
+    const int count = strcnargcn(line.data(), found, row.delimiters, 0, ';', row.trim);
+    EXPECT_EQ(Arguments(found, found + count), row.arguments);
+    EXPECT_NE(found[0], nullptr) << "set without an argument, too";
+  }
+  char rest[] = " a,,b,c \n";
+  char* found[3];
+  EXPECT_EQ(strcnargcn(rest, found, ",", 3, ';', 0), 3);
+  EXPECT_STREQ(found[2], "b,c \n") << "the last one keeps the rest";
 }
 
 TEST(Host, NamesSignalsAndConsole) {
   const TempDirectory root;
   const int status = RunIsolated(CLONE_NEWUTS, [&root] {
     char cut[4];
-    EXPECT_EQ(sethostname("console-host", 12) | chroot(root.path().c_str()), 0);
+    EXPECT_EQ(sethostname("console-host", 12), 0);
+    EXPECT_EQ(chroot(root.path().c_str()), 0);
     OSGetSystemName(cut, sizeof(cut));
     OSOutputConsole(cut);
     OSOutputConsole("sole\n");
-    return FailuresAsStatus() | OSInitializeSocket() | raise(SIGPIPE);
+    EXPECT_EQ(OSInitializeSocket(), 0);
+    EXPECT_EQ(raise(SIGPIPE), 0);
+    return FailuresAsStatus();
   });
   EXPECT_EQ(status, 0);
   EXPECT_EQ(Contents(root.path() / "console.bug"), "console\n");
   EXPECT_STREQ(OSInt_to_Address(0x7F000102), "127.0.1.2");
-  const Variable language("LANG", "JP_x");
-  EXPECT_STREQ(OSGetDefaultLanguage(), "jpn");
+}
+
+TEST(Host, LanguageOfTheEnvironment) {
+  const struct {
+    std::optional<std::string> variable;
+    const char* language;
+  } rows[] = {{"JP_x", "jpn"}, {"jp", "jpn"}, {"j", "ENG"}, {"en_jp", "ENG"}, {{}, "ENG"}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.variable.value_or("unset"));
+    const Variable language("LANG", row.variable);
+    EXPECT_STREQ(OSGetDefaultLanguage(), row.language);
+  }
 }
 
 }  // namespace

@@ -18,13 +18,16 @@ namespace {
 class PathWalk : public testing::Test {
  protected:
   PathWalk() {
-    Shell(
-        R"(umask 022; mkdir own other shared sticky; chown 65534 other; chmod 777 shared; chmod 1777 sticky
-for d in own other shared sticky; do echo root >$d/root; echo theirs >$d/theirs; chown 65534 $d/theirs; done
-echo target >target; echo "key" >key; ln key other/hard; ln key shared/hard
-for d in own other shared sticky; do ln -s ../target $d/link; ln -s ../target $d/foreign
-  chown -h 65534 $d/foreign; ln -s ../missing $d/dangling; done
-ln -s link own/chain; ln -s loop own/loop; ln -s ../own own/up; mkfifo own/fifo; mknod own/device c 1 3)");
+    Shell(R"(umask 022
+mkdir own other shared sticky; chown 65534 other; chmod 777 shared; chmod 1777 sticky
+echo target >target; echo key >key; ln key other/hard; ln key shared/hard
+for d in own other shared sticky; do
+  echo root >$d/root; echo theirs >$d/theirs; chown 65534 $d/theirs
+  ln -s ../target $d/link; ln -s ../target $d/foreign; chown -h 65534 $d/foreign
+  ln -s ../missing $d/dangling
+done
+ln -s link own/chain; ln -s loop own/loop; ln -s ../own own/up
+mkfifo own/fifo; mknod own/device c 1 3)");
   }
 
   void Shell(const std::string& commands) {
