@@ -8,7 +8,8 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <tuple>
+#include <optional>
+#include <string>
 
 #include "tests/harness/installation.h"
 #include "tests/harness/isolated.h"
@@ -17,10 +18,14 @@ namespace qvx::test {
 namespace {
 
 namespace fs = std::filesystem;
-using Outcome = std::pair<int, std::string>;  // exit status and output
 
-// A shell command with nothing inherited but the environment and the standard streams. The shell is
-// not the one that the launcher uses.
+struct Outcome {
+  int status;
+  std::string output;
+};
+
+/// A shell command inherits nothing but the environment and the standard streams. The shell is not
+/// the one that the launcher uses.
 Outcome RunAlone(const std::string& command) {
   const TempDirectory scratch;
   const fs::path output = scratch.path() / "output";
@@ -41,13 +46,13 @@ std::string Launcher(size_t argument_count) {
   return "\"" QVX_LAUNCHER "\"" + std::string(kArguments.substr(0, 4 * (argument_count - 1)));
 }
 
-// What a parent called like the daemon prints about a launcher that it has started.
+/// What a parent called like the daemon prints about a launcher that it has started.
 std::string UnderDaemon(const std::string& role, size_t argument_count,
                         const std::string& daemon = QVX_DAEMON) {
-  return RunAlone("\"" + daemon + "\" " + role + " " + Launcher(argument_count)).second;
+  return RunAlone("\"" + daemon + "\" " + role + " " + Launcher(argument_count)).output;
 }
 
-// An installation whose daemon tells how it was started.
+/// An installation whose daemon tells how it was started.
 class Site {
  public:
   explicit Site(mode_t daemon_mode = 0755) : owner_(ServiceOwner()) {
@@ -71,7 +76,9 @@ class Site {
     for (const char* name :
          {"conf/qvxpd.xml", "conf/qvxpd.conf", "conf/ralolist.map", "bin/php.ini", "logs/qvx.log",
           "session/php", "../tls/cert.pem", "../tls/file.pem"}) {
-      found += OwnerOf(base() / name) == owner_ ? std::string(name) + " " : "";
+      if (OwnerOf(base() / name) == owner_) {
+        found.append(name).append(" ");
+      }
     }
     return found;
   }
@@ -84,6 +91,8 @@ class Site {
 constexpr char kAll[] =
     "conf/qvxpd.xml conf/qvxpd.conf conf/ralolist.map bin/php.ini logs/qvx.log session/php "
     "../tls/cert.pem ../tls/file.pem ";
+constexpr char kNoPair[] = "logs/qvx.log session/php ";
+constexpr char kOnlyPair[] = "../tls/cert.pem ../tls/file.pem ";
 
 TEST(Launcher, StartBecomesTheDaemon) {
   const Site site;
@@ -92,10 +101,10 @@ TEST(Launcher, StartBecomesTheDaemon) {
   const Outcome outcome = RunAlone(Launcher(1));
   const std::string base = site.base();
   // Descriptor 10 is the shell's own, for the script; the one ignored signal is SIGPIPE.
-  EXPECT_EQ(outcome.second, base + "/sbin/zxqvxd\n-DSSL\n-f\n" + base +
+  EXPECT_EQ(outcome.output, base + "/sbin/zxqvxd\n-DSSL\n-f\n" + base +
                                 "/conf/qvxpd.conf\nunset\n" + base + "/conf" +
                                 "\n0027\nkept\n0\n1\n10\n2\n0000000000001000\n");
-  EXPECT_EQ(outcome.first, 0);
+  EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(site.Generated(), kAll);
 }
 
@@ -104,38 +113,31 @@ TEST(Launcher, EveryEndButTheDaemon) {
   constexpr char kNoSettings[] =
       "Invalid configuration file (/opt/zx/zxqvx/conf/qvxpd.xml). "
       "Ask your system administrator to run \"/opt/zx/zxqvx/qvxconfig/qvxconfig.sh\".";
-  const std::tuple<const char*, size_t, const char*, Outcome, const char*> rows[] = {
-      {"daemon not executable", 1, "NONE", {127, ""}, kAll},
-      {"reconfigure by somebody else", 2, "NONE", {0, ""}, kAll},
-      {"permissions for somebody else", 3, "NONE", {1, ""}, ""},
-      {"too many arguments", 4, "NONE", {1, ""}, ""},
-      {"start without certificate",
-       1,
-       "SSL_SHARE_BASE_DIR",
-       {0, kNoTls},
-       "logs/qvx.log session/php "},
-      {"reconfigure without certificate",
-       2,
-       "SSL_SHARE_BASE_DIR",
-       {0, kNoTls},
-       "logs/qvx.log session/php "},
-      {"start without settings",
-       1,
-       "SYSMGTZX_BASE_DIR",
-       {1, kNoSettings},
-       "../tls/cert.pem ../tls/file.pem "},
-      {"reconfigure without settings",
-       2,
-       "SYSMGTZX_BASE_DIR",
-       {1, kNoSettings},
-       "../tls/cert.pem ../tls/file.pem "},
+  const struct {
+    const char* name;
+    size_t argument_count;
+    const char* spoilt_variable;
+    int status;
+    const char* output;
+    const char* generated;
+  } rows[] = {
+      {"daemon not executable", 1, "NONE", 127, "", kAll},
+      {"reconfigure by somebody else", 2, "NONE", 0, "", kAll},
+      {"permissions for somebody else", 3, "NONE", 1, "", ""},
+      {"too many arguments", 4, "NONE", 1, "", ""},
+      {"start without certificate", 1, "SSL_SHARE_BASE_DIR", 0, kNoTls, kNoPair},
+      {"reconfigure without certificate", 2, "SSL_SHARE_BASE_DIR", 0, kNoTls, kNoPair},
+      {"start without settings", 1, "SYSMGTZX_BASE_DIR", 1, kNoSettings, kOnlyPair},
+      {"reconfigure without settings", 2, "SYSMGTZX_BASE_DIR", 1, kNoSettings, kOnlyPair},
   };
-  for (const auto& [name, argument_count, spoilt_variable, outcome, generated] : rows) {
-    SCOPED_TRACE(name);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
     const Site site(0644);
-    const Variable spoilt(spoilt_variable, "/dev/null/none");
-    EXPECT_EQ(RunAlone(Launcher(argument_count)), outcome);
-    EXPECT_EQ(site.Generated(), generated);
+    const Variable spoilt(row.spoilt_variable, "/dev/null/none");
+    const Outcome outcome = RunAlone(Launcher(row.argument_count));
+    EXPECT_EQ(outcome.status, row.status);
+    EXPECT_EQ(outcome.output, row.output);
+    EXPECT_EQ(site.Generated(), row.generated);
   }
   // The system gives every program at least one argument, so this count is reached from inside
   // only.
@@ -146,50 +148,72 @@ TEST(Launcher, EveryEndButTheDaemon) {
 
 TEST(Launcher, PairIsDeletedForExactlyOne) {
   const Site site;
-  const std::tuple<const char*, size_t, bool> rows[] = {{"1", 3, true},    {"1", 4, true},
-                                                        {"1 ", 4, false},  {"01", 4, false},
-                                                        {"yes", 4, false}, {"", 4, false}};
-  for (const auto& [value, argument_count, deleted] : rows) {
-    SCOPED_TRACE(value);
-    const Variable regenerate("QVX_CERT_REGEN", value);
+  const struct {
+    const char* value;
+    size_t argument_count;
+    bool deleted;
+  } rows[] = {{"1", 3, true},   {"1", 4, true},    {"1 ", 4, false},
+              {"01", 4, false}, {"yes", 4, false}, {"", 4, false}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.value);
+    const Variable regenerate("QVX_CERT_REGEN", row.value);
     for (const char* name : {"../tls/cert.pem", "../tls/file.pem", "../tls/other.pem"}) {
       WriteText(site.base() / name, "");
     }
-    EXPECT_EQ(RunAlone(Launcher(argument_count)).first, 1);
-    EXPECT_NE(fs::exists(site.base() / "../tls/cert.pem"), deleted);
-    EXPECT_NE(fs::exists(site.base() / "../tls/file.pem"), deleted);
+    EXPECT_EQ(RunAlone(Launcher(row.argument_count)).status, 1);
+    EXPECT_NE(fs::exists(site.base() / "../tls/cert.pem"), row.deleted);
+    EXPECT_NE(fs::exists(site.base() / "../tls/file.pem"), row.deleted);
     EXPECT_TRUE(fs::exists(site.base() / "../tls/other.pem"));
   }
 }
 
 TEST(Launcher, SignalsTheSessionOfADaemonOnly) {
   const Site site;
-  EXPECT_EQ(UnderDaemon("leader", 2),
-            "status 0, signals 1\n");  // the launcher is in the group that it signals
+  const struct {
+    const char* name;
+    const char* role;
+    size_t argument_count;
+    std::string daemon;
+    const char* outcome;
+  } rows[] = {
+      // The launcher is in the group that it signals.
+      {"reconfigure, by the leader", "leader", 2, QVX_DAEMON, "status 0, signals 1\n"},
+      {"reconfigure, by a worker", "worker", 2, QVX_DAEMON, "status 0, signals 1\n"},
+      {"of another name", "leader", 2, site.other_daemon(), "status 0, signals 0\n"},
+      {"permissions", "leader", 3, QVX_DAEMON, "status 0, signals 0\n"},
+      {"too many arguments", "leader", 4, QVX_DAEMON, "status 1, signals 0\n"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(UnderDaemon(row.role, row.argument_count, row.daemon), row.outcome);
+  }
   EXPECT_EQ(site.Generated(), kAll);
-  EXPECT_EQ(UnderDaemon("worker", 2), "status 0, signals 1\n");
-  EXPECT_EQ(UnderDaemon("leader", 2, site.other_daemon()), "status 0, signals 0\n");
-  EXPECT_EQ(UnderDaemon("leader", 3), "status 0, signals 0\n");
-  EXPECT_EQ(UnderDaemon("leader", 4), "status 1, signals 0\n");
 }
 
 TEST(Launcher, PermissionsFromTheEnvironment) {
   const Site site;
   const fs::path file = site.base() / "file";
-  const std::tuple<std::optional<std::string>, std::string, mode_t> rows[] = {
-      {"744", QVX_DAEMON, 0744},        {"755", QVX_DAEMON, 0755},
-      {"766", QVX_DAEMON, 0766},        {"0755", QVX_DAEMON, 0600},
-      {"755 ", QVX_DAEMON, 0600},       {"777", QVX_DAEMON, 0600},
-      {std::nullopt, QVX_DAEMON, 0600}, {"744", site.other_daemon(), 0600}};
-  for (const auto& [value, daemon, mode] : rows) {
-    SCOPED_TRACE(value.value_or("unset") + " by " + daemon);
-    const Variable permissions("QVXPERMS", value);
+  const std::string daemon = QVX_DAEMON;
+  const std::string done = "status 0, signals 0\n";
+  const struct {
+    std::optional<std::string> value;
+    std::string parent;
+    std::string outcome;
+    mode_t mode;
+  } rows[] = {
+      {"744", daemon, done, 0744},  {"755", daemon, done, 0755},
+      {"766", daemon, done, 0766},  {"0755", daemon, done, 0600},
+      {"755 ", daemon, done, 0600}, {"777", daemon, done, 0600},
+      {{}, daemon, done, 0600},     {"744", site.other_daemon(), "status 1, signals 0\n", 0600},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.value.value_or("unset") + " by " + row.parent);
+    const Variable permissions("QVXPERMS", row.value);
     const Variable path("QVXFPATH", file);
     WriteText(file, "");
     chmod(file.c_str(), 0600);
-    EXPECT_EQ(UnderDaemon("worker", 3, daemon),
-              daemon == QVX_DAEMON ? "status 0, signals 0\n" : "status 1, signals 0\n");
-    EXPECT_EQ(ModeOf(file), mode);
+    EXPECT_EQ(UnderDaemon("worker", 3, row.parent), row.outcome);
+    EXPECT_EQ(ModeOf(file), row.mode);
   }
   const Variable permissions("QVXPERMS", "755");
   const Variable no_path("QVXFPATH", std::nullopt);
@@ -199,7 +223,7 @@ TEST(Launcher, PermissionsFromTheEnvironment) {
 TEST(Launcher, WithoutAShellNobodyIsTheDaemon) {
   const Site site;
   const int status = RunIsolated(CLONE_NEWNS, [] {
-    mount("/dev/null", "/bin/sh", nullptr, MS_BIND, nullptr);
+    EXPECT_EQ(mount("/dev/null", "/bin/sh", nullptr, MS_BIND, nullptr), 0);
     EXPECT_EQ(UnderDaemon("leader", 3), "status 1, signals 0\n");
     EXPECT_EQ(UnderDaemon("leader", 2), "status 0, signals 0\n");
     return FailuresAsStatus();
