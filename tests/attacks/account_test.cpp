@@ -31,7 +31,7 @@ for run in {1..8}; do launch >/dev/null; done; end_background)"),
 TEST(ServiceAccount, SignalsNobodyWithTheRightToKill) {
   const std::string begin = R"(
 good_pair; launch >/dev/null; setcap cap_kill+ep $launcher; mkdir evil
-setsid sleep 60 & victim=$!
+setsid sleep infinity & victim=$!
 until [[ $(awk '{print $6}' /proc/$victim/stat) == "$victim" ]]; do :; done
 evil() { printf '#!/bin/sh\n%s\n' "$2" >evil/$1; chmod 755 evil/$1; }
 )";
@@ -104,7 +104,7 @@ for ((run = 0; run < runs; run++)); do
   for file in $files; do mkfifo $file.other; done
   in_background zxqvx attacker exchange $files
   slow="strace -o /dev/null -e trace=%file -e inject=%file:delay_exit=300"
-  timeout -k 1 10 $slow $launcher >/dev/null 2>&1; (($? >= 124)) && echo hung && break
+  timeout -k 1 $hangs $slow $launcher >/dev/null 2>&1; (($? >= 124)) && echo hung && break
   end_background
 done)";
 }

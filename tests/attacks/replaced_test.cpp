@@ -34,7 +34,8 @@ grep -A1 severity=2 $base/logs/qvx.log | grep -vE "severity=|^--|$ordered" >own
 TEST(OldPair, SurvivesAKillAtEachStep) {
   Play({{"kill", R"(
 good_pair; launch >/dev/null; mismatched_pair; cp -a $tls before
-calls "^($changes).*/opt/tls.* = [0-9]" | grep -vE '^f(ch|s)' >points; [[ -s points ]] || echo no points
+calls "^($changes).*/opt/tls.* = [0-9]" | grep -vE '^f(ch|s)' >points
+[[ -s points ]] || echo no points
 while read -r call number; do
   rm -rf $tls; cp -a before $tls
   faulted $call $number signal=KILL >/dev/null; lost "$call $number: " | grep file

@@ -30,7 +30,8 @@ same restricted.conf $base/conf/qvxpd.conf; stat -c %F $settings)";
 TEST(Restriction, StandsWhateverAllocationFails) {
   Play({{"sweep", kRestrict + R"(
 starved() {
-  rm -f starved; timeout -k 1 20 env LD_PRELOAD=/opt/libqvx_starve.so QVX_STARVE_AT=$1 $launcher
+  rm -f starved
+  timeout -k 1 $hangs env LD_PRELOAD=/opt/libqvx_starve.so QVX_STARVE_AT=$1 $launcher
 }
 rules() { grep -E '^(allow|deny) from' $1; }
 safe() { cmp -s <(rules $base/conf/qvxpd.conf) <(rules restricted.conf); }

@@ -12,7 +12,7 @@ namespace {
 
 constexpr char kPrelude[] =
     "launcher='" QVX_LAUNCHER "' zxqvxd='" QVX_DAEMON "' attacker='" QVX_ATTACKER
-    "' starve='" QVX_STARVE "'\n. '" QVX_STAGE "'\n";
+    "' starve='" QVX_STARVE "'\n. '" QVX_SCRIPTS "/stage'\n. '" QVX_SCRIPTS "/faults'\n";
 constexpr char kEnd[] = "the end\n";  // tells an empty outcome from a script that was ended
 
 std::string Outcome(const std::string& script) {
@@ -20,7 +20,7 @@ std::string Outcome(const std::string& script) {
   const std::string file = scratch.path() / "scene";
   const std::string output = scratch.path() / "outcome";
   WriteText(file, kPrelude + script + "\necho " + kEnd);
-  const std::string command = "unshare --mount --pid --fork --mount-proc timeout 60 bash " + file;
+  const std::string command = "unshare --mount --pid --fork --mount-proc timeout 600 bash " + file;
   EXPECT_NE(std::system((command + " >" + output + " 2>&1 </dev/null").c_str()), -1);
   return Contents(output).value_or("");
 }

@@ -13,8 +13,9 @@ struct Scene {
   std::string outcome;  // what the script prints on both its streams
 };
 
-/// Expects the outcome of each scene. A script begins with the installation and the functions of
-/// the file "stage", in mount and process namespaces of its own, and is ended after a minute.
+/// Expects the outcome of each scene. A script runs in mount and process namespaces of its own. It
+/// begins with the installation of the file "stage" and has the functions of that and of "faults".
+/// One that hangs is ended after ten minutes.
 void Play(const std::vector<Scene>& scenes);
 
 }  // namespace qvx::test

@@ -49,15 +49,27 @@ std::string ServiceOwner() {
   return std::to_string(account->pw_uid) + ":" + std::to_string(account->pw_gid);
 }
 
+namespace {
+
+void Set(const std::string& name, const std::optional<std::string>& value) {
+  if (value) {
+    setenv(name.c_str(), value->c_str(), 1);
+  } else {
+    unsetenv(name.c_str());
+  }
+}
+
+}  // namespace
+
 Variable::Variable(std::string name, std::optional<std::string> value) : name_(std::move(name)) {
   if (const char* before = std::getenv(name_.c_str())) {
     before_ = before;
   }
-  value ? setenv(name_.c_str(), value->c_str(), 1) : unsetenv(name_.c_str());
+  Set(name_, value);
 }
 
 Variable::~Variable() {
-  before_ ? setenv(name_.c_str(), before_->c_str(), 1) : unsetenv(name_.c_str());
+  Set(name_, before_);
 }
 
 TempDirectory::TempDirectory() : working_directory_(fs::current_path()) {
