@@ -40,7 +40,7 @@ void ReadDebugCategories(const char* path) {
     return;
   }
   char piece[kPieceCapacity];
-  while (std::fgets(piece, sizeof(piece), file.get()) != nullptr) {
+  while (std::fgets(piece, sizeof piece, file.get()) != nullptr) {
     DebugSetCategory(piece);
   }
 }

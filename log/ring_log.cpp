@@ -48,8 +48,8 @@ LogLock LockLog() {
   return LogLock(locked ? rwlock_log_file : nullptr);
 }
 
-/// Opens the log for update. Only a missing one is made, and it comes into being as the service
-/// account's: whatever ends the launcher on the way, no log is left that the account cannot use.
+/// Opens the log for update. Only a missing one is made. It is born as the service account's, so
+/// whatever ends the launcher on the way leaves no log that the account cannot use.
 qvx::File OpenLog() {
   if (qvx::File file = qvx::OpenFile(QvxLogFile, "rb+")) {
     return file;
@@ -92,7 +92,7 @@ void WriteHeading(std::FILE* file, const LogType& type) {
   std::fprintf(file, "\n\n%s (severity=%d)  %s\n", type.name, type.severity, time);
 }
 
-/// The header moves only when the record stands in the file. Returns whether it does.
+/// Moves the header when the record stands in the file. Returns whether it does.
 bool EndRecord(std::FILE* file) {
   const off_t position = ftello(file);
   if (std::fflush(file) != 0 || std::ferror(file) != 0) {
@@ -113,8 +113,8 @@ bool EndRecord(std::FILE* file) {
   }
   GoToNextRecord(file.get());
   WriteHeading(file.get(), logType[severity]);
-  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): a false alarm when one run reads several
-  // files.
+  // A false alarm when one run reads several files.
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
   const int count = std::vfprintf(file.get(), format, arguments);
   return EndRecord(file.get()) ? count : -1;
 }

@@ -1,11 +1,11 @@
 // The launcher's log: one file of bounded size.
 //
-// Bytes 0 to 8 of the file are a header, eight upper-case hexadecimal digits and a line feed: the
-// offset behind the newest record, where the next one goes. The file grows until a record ends
-// beyond byte 200000; that record is completed, the file is cut right behind it, and the next
-// record starts at byte 9, over the oldest ones. So the file never exceeds 200000 bytes by more
-// than one record, and behind the header's offset there may stand records of the previous cycle,
-// the first of them cut. A header that is no number, 0 or beyond the limit starts a new cycle.
+// Bytes 0 to 8 of the file are a header: eight upper-case hexadecimal digits and a line feed. The
+// number is the offset behind the newest record, where the next one goes. The file grows until a
+// record ends beyond byte 200000. That record is completed, the file is cut right behind it, and
+// the next record starts at byte 9, over the oldest ones. So the file never exceeds 200000 bytes by
+// more than one record. Records of the previous cycle may stand behind the header's offset, the
+// first of them cut. A header that is no number, 0 or beyond the limit starts a new cycle.
 //
 // The file is opened and closed for each record, so it may be moved away at any time.
 #ifndef QVX_LOG_RING_LOG_H

@@ -22,8 +22,9 @@ namespace {
 constexpr int kShellFailed = 127;  // as a shell reports a command that it could not run
 constexpr unsigned kSecondsAfterFailedStart = 1;
 constexpr int kLongestAccountCommand = 3000;  // milliseconds
-constexpr int kChildCheckMilliseconds =
-    50;  // how late the end of a command may be noticed while its output stays open
+
+/// How late the end of a command may be noticed while its output stays open.
+constexpr int kChildCheckMilliseconds = 50;
 
 /// Repeats a system call that a signal interrupted.
 template <typename Call>
@@ -35,8 +36,8 @@ auto Resumed(Call call) {
   return result;
 }
 
-/// Past stdio: parent and child share the stream, and neither may write what the other has not
-/// flushed.
+/// Writes past stdio. Parent and child share the stream, and neither may write what the other has
+/// not flushed.
 void Report(std::string_view text) {
   [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
 }
@@ -62,7 +63,7 @@ struct Shell {
   pid_t process;
 };
 
-/// What a new process does before it becomes the shell: it takes `output`, if there is one, for its
+/// What a new process does before it becomes the shell. It takes `output`, if there is one, for its
 /// standard output.
 class SpawnActions {
  public:
@@ -87,9 +88,9 @@ class SpawnActions {
 };
 
 /// Starts the shell on `command`, with `output` (none: the launcher's own) as its standard output.
-/// The process is not forked: copying the launcher's page tables would cost more than the rest of
-/// it. An output that is descriptor 1 already, in a process that was started without standard
-/// streams, survives the exec, too.
+/// The process is spawned, because a fork would copy the launcher's page tables, which costs more
+/// than the rest of it. In a process that was started without standard streams, `output` may be
+/// descriptor 1 already. It survives the exec, too.
 Shell StartShell(const char* command, const qvx::Descriptor& output) {
   const SpawnActions actions(output);
   std::string name = "sh";
@@ -140,13 +141,13 @@ bool RunsUntilOutput(int descriptor, pid_t child) {
   return true;
 }
 
-/// Takes what the command still prints until it ends. Its output may stay open longer than it
-/// lives, in a process that it left in the background; that one is not waited for.
+/// Takes what the command still prints until it ends. A process that it left in the background may
+/// keep the output open. Nobody waits for that one.
 void DropRestUntilEnd(int descriptor, pid_t child) {
   char dropped[16384];
   for (;;) {
     if (IsReadable(descriptor, kChildCheckMilliseconds) &&
-        Read(descriptor, dropped, sizeof(dropped)) <= 0) {
+        Read(descriptor, dropped, sizeof dropped) <= 0) {
       qvx::WaitForChild(child);
       return;
     }
@@ -159,16 +160,16 @@ void DropRestUntilEnd(int descriptor, pid_t child) {
 constexpr std::string_view kExecuteForkFailed = "execute_linux_cmd: fork() failed! \n";
 constexpr std::string_view kExecuteFailed = "execute_linux_cmd: child's execv failed!\n";
 
-/// Whether the child ends within the time. Where that cannot be told, it is taken to.
+/// Whether the child ends within the time. The answer is yes where the system cannot tell.
 bool EndsWithin(pid_t child, int milliseconds) {
   const qvx::Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
   pollfd ended{process.get(), POLLIN, 0};
   return !process || Resumed([&ended, milliseconds] { return poll(&ended, 1, milliseconds); }) != 0;
 }
 
-/// Runs `command` as the service account, in a process group of its own, and ends it when it takes
-/// long: the account may have put a pipe there for it to wait at; a process that is not root's, or
-/// a machine without that account, keeps its own rights.
+/// Runs `command` as the service account, in a process group of its own. A process that is not
+/// root's keeps its own rights, and so does a machine without that account. The command is ended
+/// when it takes long, because the account may have put a pipe there for it to wait at.
 int32_t ExecuteAsAccount(const char* command) {
   const std::optional<qvx::AccountIds> account =
       geteuid() == 0 ? qvx::ServiceAccountIds() : std::nullopt;
@@ -266,7 +267,7 @@ pid_t StartChild(const std::function<int()>& body) {
   if (child == 0) {
     try {
       _exit(body());
-    } catch (...) {  // what handles it is the parent's
+    } catch (...) {  // the handlers are the parent's
       _exit(kShellFailed);
     }
   }

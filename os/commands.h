@@ -18,12 +18,11 @@
 /// standard error, when it could not be created.
 int32_t execute_linux_cmd(const char* command);
 
-/// Runs `command`, stores what the first read of its standard output returned, at most `size` - 1
-/// bytes and a terminating zero (nothing for a size of 0), in `output`, and waits for it, not for
-/// what it left in the background. What it prints after that is read and dropped, so it is neither
-/// blocked nor sent SIGPIPE. When it prints nothing, `output` is left exactly as it was. Returns 0
-/// when the command was run, -1, with a text on standard error, when pipe or child could not be
-/// created.
+/// Runs `command` and waits for it, but not for what it left in the background. `output` gets what
+/// the first read of its standard output returned: at most `size` - 1 bytes and a terminating zero,
+/// nothing for a size of 0. The rest is read and dropped, so the command neither blocks nor gets
+/// SIGPIPE. When it prints nothing, `output` is left exactly as it was. Returns 0 when the command
+/// was run; -1, with a text on standard error, when pipe or child could not be created.
 int32_t process_linux_cmd(const char* command, char* output, uint32_t size);
 
 /// Opens "/sbin/ifconfig -a 2>/dev/null" for reading and closes it again, unread.
@@ -41,7 +40,7 @@ inline constexpr size_t kMaxCommand = 511;
 /// and there is such an account.
 enum class Rights { kOwn, kServiceAccount };
 
-/// The rights for a command that names paths: who could change what these lead to while it runs
+/// The rights for a command that names paths. Whoever could change what these lead to while it runs
 /// must not gain by it. `is_held` as in os/path_walk.h.
 inline Rights RightsFor(bool is_held) {
   return is_held ? Rights::kOwn : Rights::kServiceAccount;
@@ -64,9 +63,9 @@ CommandStream OpenCommand(const char* command);
 /// Replaces the process by the shell running `command`. Returns only on failure, with errno set.
 void ExecuteShell(const char* command);
 
-/// Creates a child that runs `body` and ends with the status that it returns (through _exit: the
-/// launcher's exit handlers and unwritten streams are the launcher's; an exception ends it with
-/// 127). Returns its process ID, or -1 with errno set.
+/// Creates a child that runs `body` and ends with the status that it returns. An exception ends it
+/// with 127. It ends through _exit, because exit handlers and unwritten streams are the launcher's.
+/// Returns its process ID, or -1 with errno set.
 pid_t StartChild(const std::function<int()>& body);
 
 /// Waits for the child with waitpid's `options`: 0, or WUNTRACED to return when it is stopped, too.

@@ -35,7 +35,7 @@ int32_t Copy(const std::string& source, const std::string& destination) {
   if (!from || command.size() > qvx::kMaxCommand) {
     return 0;
   }
-  // Open until the end: a lease that is taken meanwhile would hold up the command.
+  // It stays open until the end, because a lease that is taken meanwhile would hold up the command.
   const qvx::Descriptor open_source = qvx::OpenEntry(*from, O_RDONLY);
   const std::optional<qvx::Place> to =
       FindDestination(destination, source.substr(source.rfind('/') + 1));

@@ -1,6 +1,6 @@
 // Copying files by the shell's "cp".
 //
-// What stands at both ends is looked at first, by the rules of os/path_walk.h: nothing is copied
+// What stands at both ends is looked at first, by the rules of os/path_walk.h. Nothing is copied
 // from or to a link that is not followed, or anything but a file or directory. Where the service
 // account could change what a path leads to, the command runs with that account's rights.
 #ifndef QVX_OS_COPYING_H

@@ -26,7 +26,7 @@ using Resolver = char* (*)(char*, size_t);
 
 std::string Path(Resolver resolver, std::string_view tail) {
   char directory[kPathCapacity];
-  return std::string(resolver(directory, sizeof(directory))).append(tail);
+  return std::string(resolver(directory, sizeof directory)).append(tail);
 }
 
 }  // namespace

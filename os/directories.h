@@ -2,9 +2,8 @@
 //
 // A resolver reads the environment afresh at each call and only computes a name; nothing is created
 // or tested. The name never gains a "/" at its end. A value that does not fit the caller's buffer
-// is cut at its capacity: with the buffers of this program, of kPathCapacity bytes, every path
-// under such a directory is longer than the system's PATH_MAX, so nothing can be opened by mistake
-// in another place.
+// is cut at its capacity. The buffers of this program have kPathCapacity bytes, so every path under
+// such a directory is longer than the system's PATH_MAX, and nothing is opened in another place.
 #ifndef QVX_OS_DIRECTORIES_H
 #define QVX_OS_DIRECTORIES_H
 

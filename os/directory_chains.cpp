@@ -15,8 +15,8 @@
 
 namespace {
 
-constexpr size_t kMaxBuiltDirectory =
-    255;  // characters of a directory part that QVXBuildDirectory creates
+/// Characters of a directory part that QVXBuildDirectory creates.
+constexpr size_t kMaxBuiltDirectory = 255;
 
 bool EnterDirectory(const std::string& path) {
   const qvx::Descriptor directory = qvx::OpenDirectory(path);
@@ -59,13 +59,13 @@ bool BuildLevels(std::string level, char* directory) {
 
 bool BuildDirectory(const char* path) {
   char drive[kPathCapacity] = "";
-  uint32_t drive_size = sizeof(drive);
+  uint32_t drive_size = sizeof drive;
   char directory[kMaxBuiltDirectory + 1] = "";
-  uint32_t directory_size = sizeof(directory);
+  uint32_t directory_size = sizeof directory;
   OSSplitPath(path, drive, &drive_size, directory, &directory_size, nullptr, nullptr, nullptr,
               nullptr);
   const std::string root = std::string(drive).append("/");
-  return drive_size <= sizeof(drive) && qvx::OpenDirectory(root) && BuildLevels(root, directory);
+  return drive_size <= sizeof drive && qvx::OpenDirectory(root) && BuildLevels(root, directory);
 }
 
 }  // namespace

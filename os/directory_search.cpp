@@ -71,7 +71,7 @@ OSFindHandle FindFirst(const char* pattern_path, OSFindRecord* record) {
   if (const size_t position = pattern.find(kEveryDosName); position != std::string::npos) {
     pattern.erase(position + 1, kEveryDosName.size() - 1);
   }
-  qvx::CopyBounded(pattern, record->pattern, sizeof(record->pattern));
+  qvx::CopyBounded(pattern, record->pattern, sizeof record->pattern);
   DirectoryStream stream = OpenStream(directory);
   if (!stream || !FillNextMatch(stream.get(), record)) {
     return kNoSearch;

@@ -30,8 +30,7 @@ struct DirectoryCloser {
   void operator()(DIR* stream) const { closedir(stream); }
 };
 
-/// The number of the process that makes the file of this name; nothing when the name is none of
-/// ours.
+/// The number of the process that makes the file of this name. Other names give nothing.
 std::optional<pid_t> MakerOf(std::string_view name) {
   if (!name.starts_with('.') || !name.ends_with(kSuffix)) {
     return std::nullopt;
@@ -45,7 +44,7 @@ std::optional<pid_t> MakerOf(std::string_view name) {
              : std::nullopt;
 }
 
-/// This process's number is an earlier one's: it has made nothing yet.
+/// This process has made nothing yet, so a file with its number is an earlier one's.
 bool IsGone(pid_t process) {
   return process == getpid() || (kill(process, 0) != 0 && errno == ESRCH);
 }
@@ -82,15 +81,14 @@ bool Overwrite(const Descriptor& file, std::string_view text) {
          ftruncate(file.get(), static_cast<off_t>(text.size())) == 0;
 }
 
-/// Not every file system can reserve; where one cannot, the write itself decides.
+/// A file system that cannot reserve counts as one that has. The write itself decides then.
 bool Reserve(const Descriptor& file, size_t size) {
   return size == 0 ||
          fallocate(file.get(), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) == 0 ||
          errno == EOPNOTSUPP || errno == ENOSYS;
 }
 
-/// The owner may be the process's own already, or not be its to give; the mode decides who can use
-/// the file until then.
+/// Only root can give a file away, so a refusal counts for root only.
 bool GiveBirth(const Descriptor& file, const Birth& birth) {
   fremovexattr(file.get(), "system.posix_acl_access");
   return (fchown(file.get(), birth.user, birth.group) == 0 || geteuid() != 0) &&
@@ -105,7 +103,7 @@ uint64_t AttributesOf(const Place& place) {
              : 0;
 }
 
-/// Such a file refuses the very last step, when a file beside it may have been replaced.
+/// Such a file would refuse the very last step, when a file beside it may have been replaced.
 constexpr uint64_t kImmutable = STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND;
 
 /// Nothing can be put in the place of a file that is mounted there by itself.

@@ -5,9 +5,9 @@
 // its final owner and at most its final mode, and without an access list of the directory's, before
 // its first byte. What a process that was killed has left behind is removed by RemoveLeftovers.
 //
-// Where the directory lets nothing be made in it, or the file is a mount of its own, an old file is
-// written in place: the new text is kept until the end, space is reserved for it, and where writing
-// fails the old text is put back.
+// An old file is written in place where its directory lets nothing be made, or where it is a mount
+// of its own. The new text is kept until the end, and space is reserved for it. When writing fails,
+// the old text is put back.
 //
 // Nothing but a regular file is replaced: no device, pipe, socket or directory, and no file that is
 // marked as immutable.
@@ -68,7 +68,8 @@ class FileReplacement {
   /// then as it was.
   bool Commit();
 
-  /// The same where no file stands: one that has come there meanwhile stays, and false is returned.
+  /// As Commit, but never over a file. One that has come there meanwhile stays, and false is
+  /// returned.
   bool CommitNew();
 
  private:
@@ -88,8 +89,8 @@ class FileReplacement {
 /// Replaces the file at `path` by `text`. Returns false with errno set when it is as it was.
 bool ReplaceFile(const std::string& path, const Birth& birth, std::string_view text);
 
-/// Removes what killed processes have left in the directory of `path`; not to be called while this
-/// one makes a file there.
+/// Removes what killed processes have left in the directory of `path`. This process must not be
+/// making a file there.
 void RemoveLeftovers(const std::string& path);
 
 }  // namespace qvx

@@ -29,7 +29,7 @@ bool LockWhole(int descriptor, int lock_type) {
   return fcntl(descriptor, F_SETLK, &lock) == 0;
 }
 
-/// The flags of open(2) for a mode of fopen(3); nothing for what is none.
+/// The flags of open(2) for a mode of fopen(3). Other texts give nothing.
 std::optional<int> OpenFlags(std::string_view mode) {
   if (mode.empty()) {
     return std::nullopt;
@@ -71,7 +71,7 @@ bool MayOpen(const qvx::Place& place, const struct stat& file, int flags) {
 }
 
 /// openat(2), repeated for a while as long as another process's lease stands in the way. The
-/// service account can hold leases on all of its files, so what was waited counts for all of them.
+/// service account can hold leases on all of its files, so all of them share one time of waiting.
 int OpenWithPatience(const qvx::Place& place, int flags, mode_t mode) {
   constexpr auto kPause = std::chrono::milliseconds(20);
   static int pauses_left = 150;
@@ -86,8 +86,8 @@ int OpenWithPatience(const qvx::Place& place, int flags, mode_t mode) {
   }
 }
 
-/// What most paths lead to, a file of one name by a way without links, is opened with one look: no
-/// step on the way has to be judged then.
+/// Opens a file of one name by a way without links, which is what most paths lead to. No step on
+/// such a way has to be judged.
 qvx::Descriptor OpenPlainFile(const std::string& path) {
   open_how how{};
   how.flags = O_PATH | O_CLOEXEC;

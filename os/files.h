@@ -1,8 +1,8 @@
 // Opening files, the one place for it, and thin names over the platform's calls on open ones.
 //
 // A file is opened first, without waiting, and then looked at. Only a regular file is opened, or a
-// directory for reading: a FIFO or socket could hold up a start for ever, and a device may do
-// anything. Those fail with ENXIO, and what the rules of os/path_walk.h refuse with ELOOP. Another
+// directory for reading. A FIFO or socket could hold up a start for ever, and a device may do
+// anything: they fail with ENXIO. What the rules of os/path_walk.h refuse fails with ELOOP. Another
 // process's lease on a file (fcntl(2), F_SETLEASE) is waited for, but a few seconds in all at most.
 #ifndef QVX_OS_FILES_H
 #define QVX_OS_FILES_H
@@ -39,12 +39,12 @@ File OpenFile(const std::string& path, const char* mode);
 /// (errno EFBIG).
 std::optional<std::string> ReadRest(const Descriptor& file, size_t limit = SIZE_MAX);
 
-/// Removes the name `path`, of a file, link, pipe or socket; never a device, and nothing that a
-/// link leads to. Returns false with errno set when nothing was removed.
+/// Removes the name `path` of a file, link, pipe or socket, but of no device. What a link leads to
+/// stays. Returns false with errno set when nothing was removed.
 bool RemoveName(const std::string& path);
 
-/// Whether errno, after an opening that failed, says that something is there that is no file to be
-/// read or written, or must not be gone to: a state that lasts, and that a reader has to report.
+/// Whether the error of an opening says that something else than a file is there, or what must not
+/// be gone to. Such a state lasts, and a reader has to report it.
 bool IsNoFile(int error);
 
 }  // namespace qvx

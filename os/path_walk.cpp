@@ -20,7 +20,7 @@ bool IsTrusted(uid_t user) {
   return user == 0 || user == geteuid();
 }
 
-/// An access list can let further accounts write, and shows in the group's bits only.
+/// An access list can let further accounts write. The group's bits are all that shows of it.
 bool GroupIsTrusted(const Descriptor& directory, const struct stat& status) {
   const bool is_own = status.st_gid == 0 || status.st_gid == getegid();
   return is_own && getxattr(PathOf(directory).c_str(), "system.posix_acl_access", nullptr, 0) < 0;
@@ -170,7 +170,7 @@ std::string PathOf(const Descriptor& file) {
 }
 
 std::optional<Place> FindPlace(const std::string& path, Access access, LastLink last_link) {
-  // The system's own limit: what is cut at the size of a path buffer must open nothing.
+  // A path that was cut at the size of a buffer must open nothing. This is the system's own limit.
   if (path.empty() || path.size() >= PATH_MAX) {
     errno = path.empty() ? ENOENT : ENAMETOOLONG;
     return std::nullopt;

@@ -1,16 +1,16 @@
 // Going to where a path leads, without being led astray.
 //
 // The launcher works as root on files that the service account owns, in directories that it may
-// own, too. Whoever may write to a directory can put a link there, to a file that is not theirs, or
-// move what others have put there; and can do so between a look and the use of what was seen. So
-// every path is walked once, level by level, and what was found is held by descriptors.
+// own, too. Whoever may write to a directory can put a link to somebody else's file there, or move
+// what others have put there, also between a look and the use of what was seen. So every path is
+// walked once, level by level, and what was found is held by descriptors.
 //
 // - A symbolic link is followed only when it belongs to root or to the effective user. On the way
 // to
-//   something that is to be changed, nobody else may be able to move it about, either.
+//   something that is to be changed, nobody else may be able to move the link about, either.
 // - A directory is held when nobody but root and the effective user can change what a name in it
-//   stands for. From a directory that is not held nobody steps to somebody else's file: to change
-//   it, or, where it has a further (hard) link elsewhere, to read it.
+//   stands for. In a directory that is not held, somebody else's file is not changed. It is not
+//   read, either, when it has a further (hard) link elsewhere.
 //
 // What is refused by these rules fails with ELOOP.
 #ifndef QVX_OS_PATH_WALK_H
@@ -25,7 +25,7 @@
 
 namespace qvx {
 
-/// A path to what a descriptor holds, for calls that take none of O_PATH.
+/// A path to what a descriptor holds, for calls that refuse a descriptor of O_PATH.
 std::string PathOf(const Descriptor& file);
 
 /// What a path is walked for.

@@ -11,8 +11,8 @@
 
 namespace {
 
-constexpr size_t kMaxWorkingDirectory =
-    255;  // characters of a working directory that a path is resolved against
+/// Characters of a working directory that a path is resolved against.
+constexpr size_t kMaxWorkingDirectory = 255;
 constexpr int32_t kFixedDrive = 3;
 constexpr char kOnlyVolume[] = "/";
 
@@ -43,7 +43,7 @@ std::string_view DirectoryOf(std::string_view path) {
   return end == std::string_view::npos ? std::string_view() : path.substr(0, end + 1);
 }
 
-/// Returns whether the part, if a buffer asks for it, fitted.
+/// Returns false when a buffer asks for the part and is too small.
 bool StorePart(std::string_view part, char* buffer, uint32_t* size) {
   const bool fits = size == nullptr || part.size() < *size;
   if (size != nullptr) {
@@ -73,13 +73,13 @@ bool StoreOptionalPart(std::string_view part, char* buffer, uint32_t* size) {
   return fits;
 }
 
-/// Empty when there is no working directory of a usable length.
+/// The result is empty without a working directory of a usable length.
 std::string AbsolutePath(std::string_view path) {
   if (path.starts_with("/")) {
     return std::string(path);
   }
   char working_directory[kMaxWorkingDirectory + 1];
-  const char* base = getcwd(working_directory, sizeof(working_directory));
+  const char* base = getcwd(working_directory, sizeof working_directory);
   if (base == nullptr) {
     return {};
   }

@@ -12,10 +12,10 @@ std::optional<AccountIds> ServiceAccountIds() {
                             : std::optional(AccountIds{account->pw_uid, account->pw_gid});
 }
 
-// The real and saved IDs are set, too: a shell sets effective IDs that differ from the real ones
-// back, and would so run as root. Groups come first, while the process may still change them. A
-// process of the account itself may not set supplementary groups, and needs not.
 bool BecomeServiceAccount(const AccountIds& account) {
+  // A shell takes its real IDs for effective ones, so it would run as root if those stayed. Groups
+  // come first, while the process may still change them. A process of the account itself may not
+  // set supplementary groups, and needs not.
   const bool is_account = getuid() == account.user && geteuid() == account.user;
   return (is_account || initgroups(kServiceAccount, account.group) == 0) &&
          setresgid(account.group, account.group, account.group) == 0 &&

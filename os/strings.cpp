@@ -79,8 +79,8 @@ char* TmkRaloSkipWhiteSpace(const char* text) {
   while (IsSpace(*text)) {
     ++text;
   }
-  return const_cast<char*>(
-      text);  // the caller knows whether its text may be changed, as with strchr(3)
+  // The caller knows whether its text may be changed, as with strchr(3).
+  return const_cast<char*>(text);
 }
 
 int strcnargcn(char* line, char** arguments, const char* delimiters, int maximum, char comment,
