@@ -19,7 +19,7 @@ constexpr size_t kLimit = 200000;
 
 std::string Header(size_t offset) {
   char header[10];
-  std::snprintf(header, sizeof(header), "%08zX\n", offset);
+  std::snprintf(header, sizeof header, "%08zX\n", offset);
   return header;
 }
 
@@ -27,7 +27,7 @@ std::string Header(size_t offset) {
 std::string WithRecord(std::string content, size_t offset, const std::string& message,
                        time_t time) {
   char heading[kHeading + 1];
-  std::strftime(heading, sizeof(heading), "\n\nERROR LOG (severity=2)  %a %b %d %H:%M:%S %Y\n",
+  std::strftime(heading, sizeof heading, "\n\nERROR LOG (severity=2)  %a %b %d %H:%M:%S %Y\n",
                 std::localtime(&time));
   const size_t end = offset + kHeading + message.size();
   content.resize(std::max(content.size(), end));

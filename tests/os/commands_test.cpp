@@ -55,7 +55,7 @@ TEST(CapturedCommand, NeitherHurtByUnreadOutputNorWaitedForBeyondItsEnd) {
     SCOPED_TRACE(row.name);
     char output[6] = "00000";
     std::filesystem::remove("pid");
-    EXPECT_EQ(process_linux_cmd(row.command, output, sizeof(output)), 0);
+    EXPECT_EQ(process_linux_cmd(row.command, output, sizeof output), 0);
     EXPECT_STREQ(output, "00000");
     EXPECT_EQ(kill(std::stoi(Contents("pid").value()), SIGKILL), 0);
   }
@@ -81,7 +81,7 @@ TEST(CapturedCommand, SurvivesSignalsAndClosedStandardStreams) {
       InterruptEveryMillisecond();
       char output[10] = "";
       EXPECT_EQ(
-          process_linux_cmd("sleep 0.03; printf out; exec >&-; sleep 0.03", output, sizeof(output)),
+          process_linux_cmd("sleep 0.03; printf out; exec >&-; sleep 0.03", output, sizeof output),
           0);
       EXPECT_STREQ(output, "out");
       EXPECT_EQ(WaitForChild(-1), -1) << "no child is left";
@@ -101,7 +101,7 @@ TEST(Commands, ChildrenInheritOnlyStandardStreams) {
     const CommandStream stream = OpenCommand("cat");
     const Descriptor directory = OpenDirectory("/");
     char output[100] = "";
-    process_linux_cmd("exec ls -m /proc/self/fd", output, sizeof(output));
+    process_linux_cmd("exec ls -m /proc/self/fd", output, sizeof output);
     EXPECT_STREQ(output, "0, 1, 2, 3\n");  // 3 is the listing's own
     return FailuresAsStatus();
   });

@@ -90,11 +90,11 @@ TEST(Paths, MadeAbsolute) {
   const std::string top = root.path();
   char output[kPathCapacity];
   EXPECT_EQ(_fullpath(output, "./x/./y", top.size() + 7), top + "/x/./y");
-  EXPECT_EQ(_fullpath(output, "../x/../y", sizeof(output)), root.path().parent_path() / "x/../y");
+  EXPECT_EQ(_fullpath(output, "../x/../y", sizeof output), root.path().parent_path() / "x/../y");
   EXPECT_STREQ(_fullpath(output, "../../../x", 4), "//x");
   EXPECT_EQ(_fullpath(output, "../../../x", 3), nullptr);
   std::filesystem::current_path(std::string(250, 'd'));
-  EXPECT_EQ(_fullpath(output, "x", sizeof(output)), nullptr);
+  EXPECT_EQ(_fullpath(output, "x", sizeof output), nullptr);
 }
 
 std::set<std::string> Find(const std::filesystem::path& pattern_path) {
@@ -205,7 +205,7 @@ TEST(Host, NamesSignalsAndConsole) {
     char cut[4];
     EXPECT_EQ(sethostname("console-host", 12), 0);
     EXPECT_EQ(chroot(root.path().c_str()), 0);
-    OSGetSystemName(cut, sizeof(cut));
+    OSGetSystemName(cut, sizeof cut);
     OSOutputConsole(cut);
     OSOutputConsole("sole\n");
     EXPECT_EQ(OSInitializeSocket(), 0);
