@@ -1,5 +1,6 @@
 # qvx_add_room(NAME SOURCES ... [USES ...] [USES_PRIVATELY ...])
-# A room is one static library, qvx_NAME. Its headers are included as "folder/header.h" from the top of the tree.
+# A room is one static library, qvx_NAME. Its headers are included as "folder/header.h" from the top
+# of the tree.
 # USES names the targets whose headers its own headers need, USES_PRIVATELY those that only its
 # sources need.
 function(qvx_add_room name)
