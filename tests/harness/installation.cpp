@@ -61,7 +61,8 @@ void Set(const std::string& name, const std::optional<std::string>& value) {
 
 }  // namespace
 
-Variable::Variable(std::string name, std::optional<std::string> value) : name_(std::move(name)) {
+Variable::Variable(std::string name, const std::optional<std::string>& value)
+    : name_(std::move(name)) {
   if (const char* before = std::getenv(name_.c_str())) {
     before_ = before;
   }

@@ -27,7 +27,7 @@ std::string ServiceOwner();
 /// Sets (or with nothing, unsets) an environment variable for a scope.
 class Variable {
  public:
-  Variable(std::string name, std::optional<std::string> value);
+  Variable(std::string name, const std::optional<std::string>& value);
   ~Variable();
   Variable(const Variable&) = delete;
   Variable& operator=(const Variable&) = delete;
