@@ -1,4 +1,5 @@
-# Usage requirements that every target of the project links: language level, warnings, instrumentation.
+# Usage requirements that every target of the project links: language level, warnings,
+# instrumentation, hardening.
 add_library(qvx_compile_options INTERFACE)
 target_compile_features(qvx_compile_options INTERFACE cxx_std_20)
 target_compile_options(qvx_compile_options INTERFACE
@@ -11,14 +12,17 @@ target_compile_options(qvx_compile_options INTERFACE
 if(QVX_SANITIZE)
   target_compile_options(qvx_compile_options INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer
-    # GCC takes what the instrumentation reads for uninitialised, in the standard library's own code.
+    # GCC takes what the instrumentation reads for uninitialised, in the standard library's code.
     $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   target_link_options(qvx_compile_options INTERFACE -fsanitize=address,undefined)
 endif()
 
 if(QVX_COVERAGE)
   target_compile_options(qvx_compile_options INTERFACE --coverage)
-  target_link_options(qvx_compile_options INTERFACE --coverage)
+  # A child that leaves by _exit would take its counters with it.
+  add_library(qvx_coverage_exit STATIC ${CMAKE_CURRENT_LIST_DIR}/coverage_exit.cpp)
+  target_link_libraries(qvx_compile_options INTERFACE qvx_coverage_exit)
+  target_link_options(qvx_compile_options INTERFACE --coverage LINKER:--wrap=_exit)
 endif()
 
 # What is installed is hardened. A sanitizer finds the same faults, and debug builds stay as they
