@@ -13,10 +13,11 @@
 #include <optional>
 
 #include "support/trace.h"
+#include "support/trace_modules.h"
 
 namespace {
 
-constexpr char kSource[] = "src/mbs.cpp";
+constexpr const char* kModule = qvx::trace_modules::kMultibyteStrings;
 constexpr size_t kMaximum = INT_MAX;  // every result has to fit an int
 
 enum class Unit { kColumns, kCharacters };
@@ -168,7 +169,7 @@ char* Position(const char* text, size_t offset) {
 
 int mbsnsize(const char* text, size_t byte_limit, int32_t column_limit) {
   const auto measured =
-      Measure({kSource, "mbsnsize"}, text, byte_limit, column_limit, Unit::kColumns);
+      Measure({kModule, __func__}, text, byte_limit, column_limit, Unit::kColumns);
   return measured ? static_cast<int>(measured->bytes) : -1;
 }
 
@@ -178,7 +179,7 @@ int mbssize(const char* text) {
 
 int mbsnlen(const char* text, size_t byte_limit, int32_t column_limit) {
   const auto measured =
-      Measure({kSource, "mbsnlen"}, text, byte_limit, column_limit, Unit::kColumns);
+      Measure({kModule, __func__}, text, byte_limit, column_limit, Unit::kColumns);
   return measured ? measured->count : -1;
 }
 
@@ -187,7 +188,7 @@ int mbslen(const char* text) {
 }
 
 char* mbsnoff(const char* text, int32_t count, size_t byte_limit) {
-  const auto measured = Measure({kSource, "mbsnoff"}, text, byte_limit, count, Unit::kCharacters);
+  const auto measured = Measure({kModule, __func__}, text, byte_limit, count, Unit::kCharacters);
   return measured ? Position(text, measured->bytes) : nullptr;
 }
 
@@ -196,21 +197,20 @@ char* mbsoff(const char* text, int32_t count) {
 }
 
 char* mbsndup(const char* text, size_t byte_limit, int32_t column_limit) {
-  constexpr char kFunction[] = "mbsndup";
   if (text == nullptr) {
     errno = EINVAL;
-    qvx::Trace({kSource, kFunction}, errno);
+    qvx::Trace({kModule, __func__}, errno);
     return nullptr;
   }
   const int size = mbsnsize(text, byte_limit, column_limit);
   if (size < 0) {
-    qvx::TracePropagation({kSource, kFunction});
+    qvx::TracePropagation({kModule, __func__});
     return nullptr;
   }
   const auto bytes = static_cast<size_t>(size);
   char* copy = static_cast<char*>(std::malloc(bytes + 1));
   if (copy == nullptr) {
-    qvx::Trace({kSource, kFunction}, errno);
+    qvx::Trace({kModule, __func__}, errno);
     return nullptr;
   }
   std::memcpy(copy, text, bytes);
@@ -224,7 +224,7 @@ char* mbsdup(const char* text) {
 
 char* mbssub(const char* text, size_t byte_limit, int32_t column_limit) {
   const auto measured =
-      Measure({kSource, "mbssub"}, text, byte_limit, column_limit, Unit::kColumns);
+      Measure({kModule, __func__}, text, byte_limit, column_limit, Unit::kColumns);
   return measured ? Position(text, measured->bytes) : nullptr;
 }
 
@@ -237,7 +237,7 @@ int mbswidth(const char* text, size_t byte_limit, int32_t column_limit) {
     }
   }
   if (step == Walk::Step::kFailure) {
-    qvx::Trace({kSource, "mbswidth"}, errno);
+    qvx::Trace({kModule, __func__}, errno);
     return -1;
   }
   return walk.count();
@@ -254,7 +254,7 @@ char* mbsnchr(const char* text, size_t byte_limit, int32_t count_limit, wchar_t 
     before = walk.bytes();
   }
   if (step == Walk::Step::kFailure) {
-    qvx::Trace({kSource, "mbsnchr"}, errno);
+    qvx::Trace({kModule, __func__}, errno);
   }
   return nullptr;
 }

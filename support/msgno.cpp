@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "support/trace.h"
+#include "support/trace_buffer.h"
 
 msgno_entry _builtin_codes[] = {{kNullParameter, "A parameter was NULL"}, {0, nullptr}};
 
@@ -32,9 +32,6 @@ msgno_list list_tbl[kMessageListSlots] = {{_builtin_codes, 1}};
 uint32_t next_tbl_idx = 1;
 
 int32_t _exception = 0;
-
-char _msgno_buf[kTraceBufferSize];
-uint32_t _msgno_buf_idx = 0;
 
 int (*msgno_hdlr)(const char* format, ...) = msgno_hdlr_stderr;
 

@@ -5,15 +5,16 @@
 // table index (0: a system error number; 1 to 15: a registered message table), bits 15 to 0 a
 // number within that table.
 //
-// The trace buffer holds the innermost failure first and the operations that failed because of it
-// after it, one line each. When it is full, what does not fit is cut: the first line, which names
-// the cause, is never lost.
+// The trace buffer (trace_buffer.h) holds the innermost failure first and the operations that
+// failed because of it after it, one line each.
 //
 // All of this is process-wide state without a lock: one thread only.
 #ifndef QVX_SUPPORT_MSGNO_H
 #define QVX_SUPPORT_MSGNO_H
 
 #include <cstdint>
+
+#include "support/trace_buffer.h"
 
 /// One message of a table; a table is an array of these, ended by an entry whose message is null.
 struct msgno_entry {
@@ -29,7 +30,6 @@ struct msgno_list {
 };
 
 inline constexpr uint32_t kMessageListSlots = 16;
-inline constexpr uint32_t kTraceBufferSize = 1024;
 
 extern msgno_entry _builtin_codes[];
 extern msgno_list list_tbl[kMessageListSlots];
@@ -64,9 +64,6 @@ extern int32_t _exception;
 
 /// Returns the address of the error cell.
 int32_t* _DOM_Exception();
-
-extern char _msgno_buf[kTraceBufferSize];  ///< the trace buffer, always terminated
-extern uint32_t _msgno_buf_idx;            ///< where the next trace line is appended
 
 /// Where _msgno_printf sends its text; preset to msgno_hdlr_stderr.
 extern int (*msgno_hdlr)(const char* format, ...);

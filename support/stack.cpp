@@ -7,10 +7,11 @@
 
 #include "support/malloc_owner.h"
 #include "support/trace.h"
+#include "support/trace_modules.h"
 
 namespace {
 
-constexpr char kSource[] = "src/stack.cpp";
+constexpr const char* kModule = qvx::trace_modules::kStack;
 constexpr uint32_t kUnbounded = 0x7fffffff;
 constexpr uint32_t kFirstSize = 32;
 constexpr uint32_t kSmallestShrunk = 128;  // a smaller array is not worth a reallocation
@@ -51,21 +52,20 @@ void stack_del(stack* s, void (*release)(void*)) {
 }
 
 int stack_push(stack* s, void* element) {
-  constexpr char kFunction[] = "stack_push";
   if (s == nullptr) {
     errno = EINVAL;
-    qvx::TraceDetails({kSource, kFunction}, errno, "s=NULL");
+    qvx::TraceDetails({kModule, __func__}, errno, "s=NULL");
     return -1;
   }
   if (s->sp == s->size) {
     if (s->sp == s->max) {
       errno = ERANGE;
-      qvx::TraceDetails({kSource, kFunction}, errno, "size=%u,max=%u", s->size, s->max);
+      qvx::TraceDetails({kModule, __func__}, errno, "size=%u,max=%u", s->size, s->max);
       return -1;
     }
     const uint32_t new_size = s->sp > s->max / 2 ? s->max : 2 * s->sp;
     if (!Resize(s, new_size)) {
-      qvx::TraceDetails({kSource, kFunction}, errno, "new_size=%u,new_array=NULL,sp=%u", new_size,
+      qvx::TraceDetails({kModule, __func__}, errno, "new_size=%u,new_array=NULL,sp=%u", new_size,
                         s->sp);
       return -1;
     }
@@ -80,7 +80,7 @@ void* stack_pop(stack* s) {
   }
   const uint32_t half = s->size / 2;
   if (IsSparse(s) && !Resize(s, half)) {
-    qvx::TraceDetails({kSource, "stack_pop"}, errno, "new_size=%u,new_array=NULL", half);
+    qvx::TraceDetails({kModule, __func__}, errno, "new_size=%u,new_array=NULL", half);
     return nullptr;
   }
   return s->array[--s->sp];
@@ -93,7 +93,7 @@ void* stack_peek(stack* s) {
 void* stack_get(stack* s, uint32_t index) {
   if (index >= stack_size(s)) {
     errno = ERANGE;
-    qvx::Trace({kSource, "stack_get"}, errno);
+    qvx::Trace({kModule, __func__}, errno);
     return nullptr;
   }
   return s->array[index];

@@ -1,0 +1,24 @@
+// The trace buffer: a text of at most kTraceBufferSize - 1 bytes, always terminated, whose length
+// is _msgno_buf_idx. Text that does not fit is cut at the end: what stands at the front names the
+// cause of the failure, and it is the far end of a long chain of callers that can be spared.
+#ifndef QVX_SUPPORT_TRACE_BUFFER_H
+#define QVX_SUPPORT_TRACE_BUFFER_H
+
+#include <cstdarg>
+#include <cstdint>
+
+inline constexpr uint32_t kTraceBufferSize = 1024;
+
+extern char _msgno_buf[kTraceBufferSize];  ///< the trace buffer, always terminated
+extern uint32_t _msgno_buf_idx;            ///< where the next trace line is appended
+
+namespace qvx {
+
+/// Appends the formatted text to the trace buffer as it stands; what does not fit is cut. Leaves
+/// errno alone.
+[[gnu::format(printf, 1, 2)]] void AppendToTrace(const char* format, ...);
+[[gnu::format(printf, 1, 0)]] void AppendToTraceV(const char* format, va_list arguments);
+
+}  // namespace qvx
+
+#endif
