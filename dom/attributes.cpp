@@ -1,43 +1,45 @@
 #include "dom/attributes.h"
 
+#include "dom/announcements.h"
 #include "dom/factories.h"
 #include "dom/failure.h"
-#include "dom/mutation_events.h"
-#include "dom/node_record.h"
+#include "dom/freeing.h"
+#include "dom/named_maps.h"
+#include "dom/node_memory.h"
+#include "dom/node_records.h"
 #include "dom/operation.h"
-#include "dom/tree.h"
 #include "support/mbs.h"
+#include "support/trace_modules.h"
 
 using namespace qvx::dom;
 using qvx::TracePropagation;
-using qvx::TraceSite;
 
 namespace {
 
-constexpr const char* kSource = "src/dom.cpp";
-constexpr const char* kSetAttribute = "DOM_Element_setAttribute";
+constexpr const char* kModule = qvx::trace_modules::kDom;
+constexpr char kSetAttribute[] = "DOM_Element_setAttribute";
 
 NamedNodeMap* MapOf(const DOM_Element* element) {
   return element == nullptr ? nullptr : element->attributes;
 }
 
-/// A new attribute, reported on as a failure of setAttribute when it cannot be made.
+// A new attribute, reported on as a failure of setAttribute when it cannot be made.
 DOM_Attr* NewAttribute(const DOM_Element* element, const DOM_String* name,
                        const DOM_String* value) {
   const MeasuredText measured_name{name, BytesToCopy(name)};
   if (measured_name.bytes == 0) {
-    FailErrno(TraceSite(kSource, "DOM_Document_createAttribute"));
-    TraceCreateFailed(TraceSite(kSource, kSetAttribute));
+    FailErrno({kModule, "DOM_Document_createAttribute"});
+    TraceCreateFailed({kModule, kSetAttribute});
     return nullptr;
   }
   const MeasuredText measured_value{value, BytesToCopy(value)};
   if (measured_value.bytes == 0) {
-    FailErrno(TraceSite(kSource, kSetAttribute));
+    FailErrno({kModule, kSetAttribute});
     return nullptr;
   }
   DOM_Attr* attribute = MakeAttribute(element->ownerDocument, measured_name, measured_value);
   if (attribute == nullptr) {
-    TraceCreateFailed(TraceSite(kSource, kSetAttribute));
+    TraceCreateFailed({kModule, kSetAttribute});
   }
   return attribute;
 }
@@ -45,7 +47,7 @@ DOM_Attr* NewAttribute(const DOM_Element* element, const DOM_String* name,
 void ChangeValue(DOM_Element* element, DOM_Attr* attribute, const DOM_String* value) {
   DOM_String* copy = mbsdup(value);
   if (copy == nullptr) {
-    return FailErrno(TraceSite(kSource, kSetAttribute));
+    return FailErrno({kModule, kSetAttribute});
   }
   AnnounceAttributeValue(element, attribute, ExchangeValue(attribute, copy, 0));
   updateCommonParent(element->parentNode);
@@ -55,29 +57,27 @@ bool Holds(const DOM_Element* element, const DOM_Attr* attribute) {
   return static_cast<const AttributeNode*>(attribute)->home == element->attributes;
 }
 
-/// Tells whether handlers have put an attribute that was taken out of its element into one again.
-/// It may be out of that by now, but then it belongs to the handler.
+// Tells whether handlers have put an attribute that was taken out of its element into one again. It
+// may be out of that by now, but then it belongs to the handler.
 class LooseAttribute {
  public:
-  /// An attribute in no map has no use for the links of its map entry.
   explicit LooseAttribute(DOM_Attr* attribute)
-      : entry_(static_cast<AttributeNode*>(attribute)->map_entry) {
-    entry_.next = &mark_;
-  }
-  bool is_untouched() const { return entry_.next == &mark_; }
+      : attribute_(static_cast<const AttributeNode*>(attribute)),
+        placements_(attribute_->placements) {}
+  bool is_untouched() const { return attribute_->placements == placements_; }
 
  private:
-  ListEntry& entry_;
-  ListEntry mark_{};
+  const AttributeNode* attribute_;
+  uint32_t placements_;
 };
 
-/// What follows when `attribute` has been taken out of the map of `element`.
+// What follows when `attribute` has been taken out of the map of `element`.
 void NoteRemoval(DOM_Element* element, DOM_Attr* attribute) {
   AnnounceAttribute(element, attribute, DOM_ATTR_REMOVAL);
   updateCommonParent(element->parentNode);
 }
 
-/// What follows when `attribute` has taken the place of `displaced` in the map of `element`.
+// What follows when `attribute` has taken the place of `displaced` in the map of `element`.
 void NoteReplacement(DOM_Element* element, DOM_Attr* displaced, DOM_Attr* attribute) {
   AnnounceAttribute(element, displaced, DOM_ATTR_REMOVAL);
   // A handler that has removed it again has announced that.
@@ -99,7 +99,7 @@ void qvx::dom::AddAttribute(DOM_Element* element, const DOM_String* name, const 
     return;
   }
   if (!AppendToMap(element->attributes, attribute)) {
-    FailErrno(TraceSite(kSource, kSetAttribute));
+    FailErrno({kModule, kSetAttribute});
     return FreeNode(attribute);
   }
   AnnounceAttribute(element, attribute, DOM_ATTR_ADDITION);
@@ -113,7 +113,7 @@ DOM_String* DOM_Element_getAttribute(const DOM_Element* element, const DOM_Strin
   const DOM_Attr* attribute = DOM_NamedNodeMap_getNamedItem(element->attributes, name);
   DOM_String* copy = mbsdup(attribute == nullptr ? "" : attribute->nodeValue);
   if (copy == nullptr) {
-    FailErrno(TraceSite(kSource, __func__));
+    FailErrno({kModule, __func__});
   }
   return copy;
 }
@@ -137,7 +137,7 @@ void DOM_Element_removeAttribute(DOM_Element* element, const DOM_String* name) {
   }
   DOM_Attr* attribute = DOM_NamedNodeMap_removeNamedItem(element->attributes, name);
   if (attribute == nullptr) {
-    return TracePropagation(TraceSite(kSource, __func__));
+    return TracePropagation({kModule, __func__});
   }
   const Operation operation;
   const LooseAttribute loose(attribute);
@@ -152,18 +152,17 @@ DOM_Attr* DOM_Element_getAttributeNode(const DOM_Element* element, const DOM_Str
 }
 
 DOM_Attr* DOM_Element_setAttributeNode(DOM_Element* element, DOM_Attr* attribute) {
-  const TraceSite site(kSource, __func__);
   if (MapOf(element) == nullptr || attribute == nullptr) {
     return nullptr;
   }
   if (attribute->ownerDocument != element->ownerDocument) {
-    Fail(site, DOM_WRONG_DOCUMENT_ERR);
+    Fail({kModule, __func__}, DOM_WRONG_DOCUMENT_ERR);
     return nullptr;
   }
   DOM_Attr* displaced = nullptr;
   const MapResult result = PutIntoMap(element->attributes, attribute, &displaced);
   if (result == MapResult::kRefused || result == MapResult::kNoMemory) {
-    TracePropagation(site);
+    TracePropagation({kModule, __func__});
     return nullptr;
   }
   const Operation operation;
@@ -186,7 +185,7 @@ DOM_Attr* DOM_Element_removeAttributeNode(DOM_Element* element, DOM_Attr* attrib
     return nullptr;
   }
   if (MapOf(element) == nullptr || !TakeOutOfMap(element->attributes, attribute)) {
-    Fail(TraceSite(kSource, __func__), DOM_NOT_FOUND_ERR);
+    Fail({kModule, __func__}, DOM_NOT_FOUND_ERR);
     return nullptr;
   }
   const Operation operation;

@@ -1,5 +1,6 @@
 // The document model: a tree of nodes after the W3C DOM Level 2 Core, with mutation events after
-// DOM Level 2 Events. This header is all that a user of the model includes.
+// DOM Level 2 Events. This header is all that a user of the model includes. It declares only: each
+// subject has a source of its own (docs/design.md).
 //
 // Nodes. Every node is one heap block: the common record DOM_Node, then its type's own part
 // (DOM_DocumentNode, DOM_AttributeNode, ...), then, where they fit, the first copies of its name
@@ -85,15 +86,9 @@ struct NodeList {
   DOM_Node* ownerElement;   ///< for an element's attribute map: the element; otherwise null
   NodeEntry* first;         ///< ends of the entry chain
   NodeEntry* last;
-  NodeList* underlying;       ///< for a view: the list that it filters
-  mutable NodeEntry* cursor;  ///< the entry that the last look-up by index delivered; null: none
-  mutable uint32_t cursor_index;
+  NodeList* underlying;  ///< for a view: the list that it filters
   uint32_t length;
-  uint32_t path_mark;  ///< of a child list: equals the document's while the path up to the
-                       ///< commonParent is known
   uint16_t filter;  ///< 0 for a plain list; otherwise a node type, and the list is a read-only view
-  bool has_been_common_parent;  ///< of a child list: the node has been some document's commonParent
-  bool is_child_list;  ///< the entries are the children of the node that this list is a part of
 };
 using DOM_NodeList = NodeList;
 using NamedNodeMap = NodeList;
@@ -128,7 +123,6 @@ struct DOM_DocumentFields {
   DOM_String* version;     ///< of the XML declaration; may be null
   DOM_String* encoding;    ///< may be null
   int32_t standalone;      ///< -1 absent, 0 "no", 1 "yes"
-  uint32_t path_mark;      ///< what marks a path to the present commonParent
 };
 
 /// The own part of an attribute.
@@ -164,6 +158,9 @@ DOM_AttributeFields& DOM_AttributePart(DOM_Attr* attribute);
 DOM_CharacterDataFields& DOM_CharacterDataPart(DOM_CharacterData* node);
 DOM_ExternalIdFields& DOM_ExternalIdPart(DOM_Node* entity_or_notation);
 DOM_DocumentTypeFields& DOM_DocumentTypePart(DOM_DocumentType* doctype);
+const DOM_DocumentFields& DOM_DocumentPart(const DOM_Document* document);
+const DOM_ExternalIdFields& DOM_ExternalIdPart(const DOM_Node* entity_or_notation);
+const DOM_DocumentTypeFields& DOM_DocumentTypePart(const DOM_DocumentType* doctype);
 
 // --------------------------------------------------------------------------------- list operations
 
@@ -191,8 +188,9 @@ NodeEntry* NodeList_replace(NodeList* list, DOM_Node* new_node, DOM_Node* old_no
 /// Returns 1 if a plain list holds the node, else 0; always 0 for a view.
 int NodeList_exists(const NodeList* list, const DOM_Node* node);
 
-/// Returns the node at `index`, or null. A walk from 0 upwards costs a constant time for each step.
-DOM_Node* DOM_NodeList_item(const NodeList* list, int32_t index);
+/// Returns the node at `index`, or null. The list remembers it, so a walk costs a constant time for
+/// each step.
+DOM_Node* DOM_NodeList_item(NodeList* list, int32_t index);
 
 /// Frees a list; a non-zero flag destroys its nodes first. Null is ignored; a view's nodes are
 /// never touched. A list that is a part of a node (its children, its attributes) is emptied
@@ -200,7 +198,7 @@ DOM_Node* DOM_NodeList_item(const NodeList* list, int32_t index);
 void DOM_Document_destroyNodeList(DOM_Document* document, NodeList* list, int destroy_nodes);
 
 // NamedNodeMap (DOM Level 2 Core, interface NamedNodeMap). Names are compared with strcoll(3).
-DOM_Node* DOM_NamedNodeMap_item(const NamedNodeMap* map, int32_t index);
+DOM_Node* DOM_NamedNodeMap_item(NamedNodeMap* map, int32_t index);
 
 /// Returns the first node of that name, or null.
 DOM_Node* DOM_NamedNodeMap_getNamedItem(const NamedNodeMap* map, const DOM_String* name);

@@ -3,21 +3,16 @@
 #ifndef QVX_DOM_FACTORIES_H
 #define QVX_DOM_FACTORIES_H
 
-#include <cstddef>
-
 #include "dom/dom.h"
+#include "dom/node_memory.h"
+#include "support/trace.h"
 
 namespace qvx::dom {
 
-/// The bytes of a copy of `text`, its NUL included; 0 with errno EINVAL (null) or EILSEQ
-/// (undecodable) when it cannot be copied. Leaves the error cell alone.
-size_t BytesToCopy(const DOM_String* text);
-
-/// A text with its BytesToCopy.
-struct MeasuredText {
-  const DOM_String* text;
-  size_t bytes;
-};
+/// A new node of that type in `document` (null for a document type only) with a copy of `name` as
+/// its name. Null, recorded with a line of `site`, when it cannot be made.
+DOM_Node* CreateNamed(const TraceSite& site, DOM_Document* document, uint16_t node_type,
+                      const DOM_String* name);
 
 /// A new attribute of that name and value in `document`, which is not null. Reports, when memory
 /// ran out, as Document_createNode does.

@@ -26,6 +26,37 @@ T* ResizeArray(T* array, size_t count) {
   return static_cast<T*>(std::realloc(static_cast<void*>(array), count * sizeof(T)));
 }
 
+/// A stack of pointers.
+template <typename T>
+class PointerStack {
+ public:
+  /// Returns false with errno set when memory ran out.
+  bool Push(T* pointer) {
+    if (count_ == room_) {
+      const size_t room = room_ == 0 ? kFirstRoom : 2 * room_;
+      T** const grown = ResizeArray(pointers_.get(), room);
+      if (grown == nullptr) {
+        return false;
+      }
+      static_cast<void>(pointers_.release());  // it has become `grown`
+      pointers_.reset(grown);
+      room_ = room;
+    }
+    pointers_[count_++] = pointer;
+    return true;
+  }
+
+  /// Takes off what was pushed last; there is something.
+  T* Pop() { return pointers_[--count_]; }
+
+ private:
+  static constexpr size_t kFirstRoom = 32;
+
+  MallocArray<T*> pointers_;
+  size_t count_ = 0;
+  size_t room_ = 0;
+};
+
 }  // namespace qvx::dom
 
 #endif

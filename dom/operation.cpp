@@ -1,27 +1,18 @@
 #include "dom/operation.h"
 
+#include "dom/aside.h"
+#include "dom/common_parent.h"
 #include "dom/failure.h"
-#include "dom/list_entries.h"
-#include "dom/mutation_events.h"
-#include "dom/node_record.h"
-#include "dom/tree.h"
+#include "dom/freeing.h"
+#include "dom/linking.h"
+#include "dom/list_changes.h"
+#include "dom/node_records.h"
 
 namespace qvx::dom {
 
 size_t operations_under_way = 0;
 
 namespace {
-
-/// The parent of the nodes that were put aside. A handler can get at it, as the parent of a
-/// destroyed node; it belongs to no document, so a tree change there is refused.
-ParentNode aside;
-
-void SetUpAside() {
-  aside.nodeName = "#destroyed";
-  aside.nodeType = DOM_DOCUMENT_FRAGMENT_NODE;
-  aside.childNodes = &aside;
-  aside.is_child_list = true;
-}
 
 void FreeAside() {
   DOM_Node* const first = aside.firstChild;
@@ -34,20 +25,21 @@ void FreeAside() {
   FreeNodes(first, nullptr);
 }
 
-const AttributeNode* AsAttribute(const DOM_Node* node) {
-  return node->nodeType == DOM_ATTRIBUTE_NODE ? static_cast<const AttributeNode*>(node) : nullptr;
-}
-
-/// The node that `node` is a child or an attribute of, or null.
+// The node that `node` is a child or an attribute of, or null.
 const DOM_Node* HolderOf(const DOM_Node* node) {
-  const AttributeNode* const attribute = AsAttribute(node);
-  const bool is_in_map = attribute != nullptr && attribute->home != nullptr;
-  return is_in_map ? attribute->home->ownerElement : node->parentNode;
+  if (node->nodeType == DOM_ATTRIBUTE_NODE) {
+    const NamedNodeMap* const home = static_cast<const AttributeNode*>(node)->home;
+    return home != nullptr ? home->ownerElement : node->parentNode;
+  }
+  return node->parentNode;
 }
 
 void Detach(DOM_Node* node) {
-  if (const AttributeNode* const attribute = AsAttribute(node)) {
-    TakeOutOfMap(attribute->home, node);
+  if (node->nodeType == DOM_ATTRIBUTE_NODE) {
+    auto* attribute = static_cast<AttributeNode*>(node);
+    if (attribute->home != nullptr) {
+      DropEntry(attribute->home, &attribute->map_entry);
+    }
   }
   if (node->parentNode != nullptr) {
     UnlinkChild(node);
@@ -77,12 +69,6 @@ bool PutAside(DOM_Node* node) {
     LinkChild(&aside, node, nullptr);
   }
   return true;
-}
-
-void TakeBack(DOM_Node* node) {
-  if (node->parentNode == &aside) {
-    UnlinkChild(node);
-  }
 }
 
 bool IsDoomed(const DOM_Node* node) {

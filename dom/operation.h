@@ -12,7 +12,7 @@
 #include <cstddef>
 
 #include "dom/dom.h"
-#include "dom/mutation_events.h"
+#include "dom/listeners.h"
 #include "support/trace.h"
 
 namespace qvx::dom {
@@ -49,9 +49,6 @@ class Operation {
 /// Takes `node` out of its place and puts it aside. Returns false when no operation is under way:
 /// nothing is done then, and the node can be freed.
 bool PutAside(DOM_Node* node);
-
-/// Takes `node` back when it was put aside, itself and not by way of a parent: it is nobody's then.
-void TakeBack(DOM_Node* node);
 
 /// Whether `node` will be freed, itself or with the node that it belongs to, when the outermost
 /// operation ends.

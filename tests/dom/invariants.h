@@ -21,7 +21,7 @@ inline std::vector<const DOM_Node*> Chain(const DOM_Node* parent) {
 
 /// What is wrong with the children of one node; empty: nothing.
 inline std::string ViolationAt(DOM_Node* parent) {
-  const NodeList* const list = parent->childNodes;
+  NodeList* const list = parent->childNodes;
   const std::vector<const DOM_Node*> nodes = Chain(parent);
   const DOM_Node* previous = nullptr;
   std::vector<const DOM_Node*> last_of_type(13);

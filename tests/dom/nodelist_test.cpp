@@ -15,7 +15,7 @@ constexpr int32_t kNotFound = 0x20008;
 
 /// The names of the nodes, one letter each, read from the middle on, where a walk leaves the list's
 /// cursor.
-std::string Names(const NodeList* list) {
+std::string Names(NodeList* list) {
   std::string names(list->length, '?');
   for (size_t i = 0; i < names.size(); ++i) {
     const size_t index = (i + names.size() / 2) % names.size();
@@ -140,7 +140,7 @@ TEST(NodeList, EveryStepIsCheap) {
                           i % 2 == 0 ? nullptr : middle);
     DOM_Node_appendChild(doctype, Declaration(tree.document(), DOM_ENTITY_NODE, "e"));
   }
-  const NodeList* const list = tree.root()->childNodes;
+  NodeList* const list = tree.root()->childNodes;
   DOM_Node* node = tree.root()->lastChild;
   for (int32_t i = kChildren; i >= 0; --i, node = node->previousSibling) {
     ASSERT_EQ(DOM_NodeList_item(list, i), node);

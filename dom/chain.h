@@ -1,0 +1,48 @@
+// The doubly linked chain of children, of list entries and of the living documents. Internal to the
+// document model.
+#ifndef QVX_DOM_CHAIN_H
+#define QVX_DOM_CHAIN_H
+
+namespace qvx::dom {
+
+/// The ends of a chain whose items hold the links `Previous` and `Next`.
+template <typename Item, Item* Item::*Previous, Item* Item::*Next>
+struct Chain {
+  Item* first;
+  Item* last;
+
+  /// Links `item` before `next` (at the end when that is null).
+  void Insert(Item* item, Item* next) {
+    Item* const previous = next != nullptr ? next->*Previous : last;
+    item->*Previous = previous;
+    item->*Next = next;
+    Join(previous, item);
+    Join(item, next);
+  }
+
+  /// Unlinks `item`, whose links are null afterwards.
+  void Remove(Item* item) {
+    Join(item->*Previous, item->*Next);
+    item->*Previous = nullptr;
+    item->*Next = nullptr;
+  }
+
+ private:
+  /// Makes `previous` and `next` (null: an end of the chain) neighbours.
+  void Join(Item* previous, Item* next) {
+    if (previous != nullptr) {
+      previous->*Next = next;
+    } else {
+      first = next;
+    }
+    if (next != nullptr) {
+      next->*Previous = previous;
+    } else {
+      last = previous;
+    }
+  }
+};
+
+}  // namespace qvx::dom
+
+#endif

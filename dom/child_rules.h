@@ -1,0 +1,16 @@
+// Who may be whose child. Internal to the document model.
+#ifndef QVX_DOM_CHILD_RULES_H
+#define QVX_DOM_CHILD_RULES_H
+
+#include "dom/dom.h"
+
+namespace qvx::dom {
+
+/// Whether the hierarchy rules let `child` become a child of `parent`: the types fit, a document
+/// gets no second element or document type, and no cycle arises. `replaced`, when given, is the
+/// child that would make way; it frees the place of a document type, not that of an element.
+bool MayHold(const DOM_Node* parent, const DOM_Node* child, const DOM_Node* replaced = nullptr);
+
+}  // namespace qvx::dom
+
+#endif

@@ -1,0 +1,132 @@
+#include "dom/common_parent.h"
+
+#include "dom/live_documents.h"
+#include "dom/node_records.h"
+
+namespace qvx::dom {
+namespace {
+
+uint32_t& CurrentMark(DOM_Document* document) {
+  return static_cast<DocumentNode*>(document)->current_mark;
+}
+
+// The mark of a node that may have children.
+uint32_t& MarkOf(DOM_Node* node) {
+  return static_cast<ParentNode*>(node)->path_mark;
+}
+
+// The next node in preorder whose flag and whose ancestors' flags below `root` are set.
+DOM_Node* NextFlagged(const DOM_Node* root, const DOM_Node* node) {
+  for (DOM_Node* child = node->firstChild; child != nullptr; child = child->nextSibling) {
+    if (child->subtreeModified != 0) {
+      return child;
+    }
+  }
+  for (; node != root; node = node->parentNode) {
+    for (DOM_Node* sibling = node->nextSibling; sibling != nullptr;
+         sibling = sibling->nextSibling) {
+      if (sibling->subtreeModified != 0) {
+        return sibling;
+      }
+    }
+  }
+  return nullptr;
+}
+
+// Whether the bookkeeping of `document` can leave a note on `node`: not on one that belongs to
+// another document, nor on a document type, which may go over to another one.
+bool TakesNotes(const DOM_Node* node, const DOM_Document* document) {
+  return node->childNodes != nullptr && node->nodeType != DOM_DOCUMENT_TYPE_NODE &&
+         (node->ownerDocument == document || node == document);
+}
+
+// Whether an earlier walk went from `node` up to the present common parent, so that another one
+// would change nothing.
+bool LeadsToCommonParent(DOM_Node* node, DOM_Document* document) {
+  return node->subtreeModified != 0 && TakesNotes(node, document) &&
+         MarkOf(node) == CurrentMark(document);
+}
+
+// Only whole paths are marked: where a node takes no notes, ForgetPath would not see the path
+// break.
+void MarkPath(DOM_Node* from, const DOM_Node* to, DOM_Document* document) {
+  for (const DOM_Node* node = from; node != to; node = node->parentNode) {
+    if (!TakesNotes(node, document)) {
+      return;
+    }
+  }
+  for (; from != to; from = from->parentNode) {
+    MarkOf(from) = CurrentMark(document);
+  }
+}
+
+void SetCommonParent(DOM_Document* document, DOM_Node* node) {
+  DOM_DocumentPart(document).commonParent = node;
+  ++CurrentMark(document);
+  if (node != nullptr && node->childNodes != nullptr) {
+    static_cast<ParentNode*>(node)->has_been_common_parent = true;
+  }
+}
+
+}  // namespace
+
+void ForgetPath(DOM_Node* node) {
+  DOM_Document* const document = node->ownerDocument;
+  if (document != nullptr && LeadsToCommonParent(node, document)) {
+    ++CurrentMark(document);
+  }
+}
+
+void ForgetCommonParent(const DOM_Node* node) {
+  if (node->childNodes == nullptr ||
+      !static_cast<const ParentNode*>(node)->has_been_common_parent) {
+    return;
+  }
+  for (DocumentNode* document = FirstLiveDocument(); document != nullptr;
+       document = document->next_live) {
+    if (document->commonParent == node) {
+      document->commonParent = nullptr;
+    }
+  }
+}
+
+DOM_Node* TakeCommonParent(DOM_Document* document) {
+  DOM_Node* const common_parent = DOM_DocumentPart(document).commonParent;
+  if (common_parent == nullptr) {
+    return nullptr;
+  }
+  document->subtreeModified = 0;
+  for (DOM_Node* node = NextFlagged(document, document); node != nullptr;
+       node = NextFlagged(document, node)) {
+    node->subtreeModified = 0;
+  }
+  SetCommonParent(document, nullptr);
+  return common_parent;
+}
+
+}  // namespace qvx::dom
+
+using namespace qvx::dom;
+
+void updateCommonParent(DOM_Node* node) {
+  if (node == nullptr || node->ownerDocument == nullptr) {
+    return;
+  }
+  DOM_Document* const document = node->ownerDocument;
+  const DOM_Node* const common_parent = DOM_DocumentPart(document).commonParent;
+  if (common_parent == nullptr) {
+    return SetCommonParent(document, node);
+  }
+  DOM_Node* flagged_already = nullptr;
+  for (DOM_Node* at = node; at != nullptr; at = at->parentNode) {
+    if (at == common_parent || LeadsToCommonParent(at, document)) {
+      return MarkPath(node, at, document);
+    }
+    if (at->subtreeModified == 0) {
+      at->subtreeModified = 1;
+    } else if (flagged_already == nullptr) {
+      flagged_already = at;
+    }
+  }
+  SetCommonParent(document, flagged_already);
+}

@@ -1,0 +1,30 @@
+// Where DOMSubtreeModified is due: the bookkeeping of changes. Internal to the document model.
+//
+// A document names one node below which all changes since the last notification lie (its
+// commonParent), and every node between a change and that node is flagged. Each change below a node
+// that a walk has come by ends at that node's mark, so a tree of any depth is built at a constant
+// cost for each node. A mark is a number: it stands for the present common parent and the present
+// tree, and all marks are void when the document's number moves on.
+//
+// dom.h declares updateCommonParent, which notes a change.
+#ifndef QVX_DOM_COMMON_PARENT_H
+#define QVX_DOM_COMMON_PARENT_H
+
+#include "dom/dom.h"
+
+namespace qvx::dom {
+
+/// What the subtree-modified bookkeeping has to know before `node` leaves its parent.
+void ForgetPath(DOM_Node* node);
+
+/// What the bookkeeping has to know before `node` is freed: a document's commonParent is never a
+/// node that is gone.
+void ForgetCommonParent(const DOM_Node* node);
+
+/// Takes the flags off and the common parent out of `document`. Returns it; null when none is
+/// pending.
+DOM_Node* TakeCommonParent(DOM_Document* document);
+
+}  // namespace qvx::dom
+
+#endif

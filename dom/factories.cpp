@@ -1,0 +1,192 @@
+// A node is made in one allocation together with copies of its texts, so these are measured, and
+// found to be undecodable, before there is a node that would have to be destroyed again.
+#include "dom/factories.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "dom/failure.h"
+#include "dom/node_memory.h"
+#include "support/mbs.h"
+#include "support/trace_modules.h"
+
+namespace qvx::dom {
+namespace {
+
+constexpr const char* kModule = qvx::trace_modules::kDom;
+constexpr char kCreateNode[] = "Document_createNode";
+
+// Whether a node of that type may be made in `document`; records why not.
+bool MayBeMade(const DOM_Document* document, uint16_t node_type) {
+  msgno_add_codes(dom_codes);
+  if (document == nullptr && node_type != DOM_DOCUMENT_NODE &&
+      node_type != DOM_DOCUMENT_TYPE_NODE) {
+    FailDetails({kModule, kCreateNode}, kNullParameter, "doc=NULL,nodeType=%u",
+                unsigned{node_type});
+    return false;
+  }
+  if (node_type < DOM_ELEMENT_NODE || node_type > DOM_NOTATION_NODE) {
+    Fail({kModule, kCreateNode}, DOM_NOT_SUPPORTED_ERR);
+    return false;
+  }
+  return true;
+}
+
+// A node of a type that may be made, with `text_capacity` bytes of room for texts; records why
+// there is none.
+DOM_Node* Allocate(DOM_Document* document, uint16_t node_type, size_t text_capacity) {
+  DOM_Node* node = NewNode(document, node_type, text_capacity);
+  if (node == nullptr) {
+    FailErrno({kModule, kCreateNode});
+  }
+  return node;
+}
+
+DOM_String* CopyTo(char* room, const MeasuredText& text) {
+  std::memcpy(room, text.text, text.bytes - 1);
+  room[text.bytes - 1] = '\0';
+  return room;
+}
+
+// A node with a copy of `name` as its name and one of `value` as its value.
+DOM_Node* MakeNamedNode(DOM_Document* document, uint16_t node_type, const MeasuredText& name,
+                        const MeasuredText& value) {
+  DOM_Node* node = Allocate(document, node_type, name.bytes + value.bytes);
+  if (node != nullptr) {
+    node->nodeName = CopyTo(TextRoom(node), name);
+    node->nodeValue = CopyTo(TextRoom(node) + name.bytes, value);
+  }
+  return node;
+}
+
+// Measures a text that the operation at `site` is to copy; records why it cannot.
+bool Measure(const TraceSite& site, const DOM_String* text, MeasuredText& measured) {
+  measured = {text, BytesToCopy(text)};
+  if (measured.bytes != 0) {
+    return true;
+  }
+  FailErrno(site);
+  return false;
+}
+
+// Hands on what a factory made, with the trace line of the factory when it made nothing.
+DOM_Node* Made(const TraceSite& site, DOM_Node* node) {
+  if (node == nullptr) {
+    TracePropagation(site);
+  }
+  return node;
+}
+
+// A node that holds a copy of `text` in its TextRoom.
+DOM_Node* CreateHolding(const TraceSite& site, DOM_Document* document, uint16_t node_type,
+                        const DOM_String* text) {
+  if (!MayBeMade(document, node_type)) {
+    return Made(site, nullptr);
+  }
+  MeasuredText measured;
+  if (!Measure(site, text, measured)) {
+    return nullptr;
+  }
+  DOM_Node* node = Allocate(document, node_type, measured.bytes);
+  if (node != nullptr) {
+    CopyTo(TextRoom(node), measured);
+  }
+  return Made(site, node);
+}
+
+DOM_CharacterData* CreateCharacterData(const TraceSite& site, DOM_Document* document,
+                                       uint16_t node_type, const DOM_String* constant_name,
+                                       const DOM_String* data) {
+  DOM_Node* node = CreateHolding(site, document, node_type, data);
+  if (node != nullptr) {
+    node->nodeName = constant_name;
+    node->nodeValue = TextRoom(node);
+    DOM_CharacterDataPart(node).length = static_cast<uint32_t>(mbslen(node->nodeValue));
+  }
+  return node;
+}
+
+}  // namespace
+
+DOM_Node* CreateNamed(const TraceSite& site, DOM_Document* document, uint16_t node_type,
+                      const DOM_String* name) {
+  DOM_Node* node = CreateHolding(site, document, node_type, name);
+  if (node != nullptr) {
+    node->nodeName = TextRoom(node);
+  }
+  return node;
+}
+
+DOM_Attr* MakeAttribute(DOM_Document* document, const MeasuredText& name,
+                        const MeasuredText& value) {
+  DOM_Attr* attribute = MakeNamedNode(document, DOM_ATTRIBUTE_NODE, name, value);
+  if (attribute != nullptr) {
+    DOM_AttributePart(attribute).specified = 1;
+  }
+  return attribute;
+}
+
+}  // namespace qvx::dom
+
+using namespace qvx::dom;
+
+DOM_Node* Document_createNode(DOM_Document* document, uint16_t node_type) {
+  return MayBeMade(document, node_type) ? Allocate(document, node_type, 0) : nullptr;
+}
+
+DOM_Element* DOM_Document_createElement(DOM_Document* document, const DOM_String* tag_name) {
+  return CreateNamed({kModule, __func__}, document, DOM_ELEMENT_NODE, tag_name);
+}
+
+DOM_Attr* DOM_Document_createAttribute(DOM_Document* document, const DOM_String* name) {
+  if (!MayBeMade(document, DOM_ATTRIBUTE_NODE)) {
+    return Made({kModule, __func__}, nullptr);
+  }
+  MeasuredText measured;
+  if (!Measure({kModule, __func__}, name, measured)) {
+    return nullptr;
+  }
+  return Made({kModule, __func__}, MakeAttribute(document, measured, {"", 1}));
+}
+
+DOM_Text* DOM_Document_createTextNode(DOM_Document* document, const DOM_String* data) {
+  return CreateCharacterData({kModule, __func__}, document, DOM_TEXT_NODE, "#text", data);
+}
+
+DOM_CDATASection* DOM_Document_createCDATASection(DOM_Document* document, const DOM_String* data) {
+  return CreateCharacterData({kModule, __func__}, document, DOM_CDATA_SECTION_NODE,
+                             "#cdata-section", data);
+}
+
+DOM_Comment* DOM_Document_createComment(DOM_Document* document, const DOM_String* data) {
+  return CreateCharacterData({kModule, __func__}, document, DOM_COMMENT_NODE, "#comment", data);
+}
+
+DOM_ProcessingInstruction* DOM_Document_createProcessingInstruction(DOM_Document* document,
+                                                                    const DOM_String* target,
+                                                                    const DOM_String* data) {
+  if (!MayBeMade(document, DOM_PROCESSING_INSTRUCTION_NODE)) {
+    return Made({kModule, __func__}, nullptr);
+  }
+  MeasuredText name;
+  MeasuredText value;
+  if (!Measure({kModule, __func__}, target, name) || !Measure({kModule, __func__}, data, value)) {
+    return nullptr;
+  }
+  return Made({kModule, __func__},
+              MakeNamedNode(document, DOM_PROCESSING_INSTRUCTION_NODE, name, value));
+}
+
+DOM_EntityReference* DOM_Document_createEntityReference(DOM_Document* document,
+                                                        const DOM_String* name) {
+  return CreateNamed({kModule, __func__}, document, DOM_ENTITY_REFERENCE_NODE, name);
+}
+
+DOM_DocumentFragment* DOM_Document_createDocumentFragment(DOM_Document* document) {
+  DOM_Node* fragment =
+      Made({kModule, __func__}, Document_createNode(document, DOM_DOCUMENT_FRAGMENT_NODE));
+  if (fragment != nullptr) {
+    fragment->nodeName = "#document-fragment";
+  }
+  return fragment;
+}

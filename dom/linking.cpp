@@ -1,0 +1,79 @@
+#include "dom/linking.h"
+
+#include "dom/chain.h"
+#include "dom/common_parent.h"
+#include "dom/document_references.h"
+#include "dom/lists.h"
+#include "dom/node_records.h"
+
+namespace qvx::dom {
+namespace {
+
+using Children = Chain<DOM_Node, &DOM_Node::previousSibling, &DOM_Node::nextSibling>;
+
+enum class Change { kCame, kWent };
+
+void KeepViewInStep(NamedNodeMap* view, const DOM_Node* declaration, Change change) {
+  if (view == nullptr) {
+    return;
+  }
+  ForgetCursor(view);
+  if (view->filter != declaration->nodeType) {
+    return;
+  }
+  if (change == Change::kCame) {
+    ++view->length;
+  } else if (view->length > 0) {
+    --view->length;
+  }
+}
+
+void KeepViewsInStep(DOM_Node* doctype, const DOM_Node* declaration, Change change) {
+  KeepViewInStep(DOM_DocumentTypePart(doctype).entities, declaration, change);
+  KeepViewInStep(DOM_DocumentTypePart(doctype).notations, declaration, change);
+}
+
+void SetChildren(DOM_Node* parent, const Children& children) {
+  parent->firstChild = children.first;
+  parent->lastChild = children.last;
+  parent->childNodes->first = children.first;
+  parent->childNodes->last = children.last;
+}
+
+}  // namespace
+
+void LinkChild(DOM_Node* parent, DOM_Node* node, DOM_Node* reference) {
+  Children children{parent->firstChild, parent->lastChild};
+  children.Insert(node, reference);
+  KeepCursorOnInsertion(RecordOf(parent->childNodes), node, node->previousSibling, reference);
+  node->parentNode = parent;
+  SetChildren(parent, children);
+  ++parent->childNodes->length;
+
+  if (parent->nodeType == DOM_DOCUMENT_NODE) {
+    NameChild(parent, node);
+  }
+  if (parent->nodeType == DOM_DOCUMENT_TYPE_NODE) {
+    KeepViewsInStep(parent, node, Change::kCame);
+  }
+}
+
+void UnlinkChild(DOM_Node* node) {
+  DOM_Node* const parent = node->parentNode;
+  KeepCursorOnRemoval(RecordOf(parent->childNodes), node, node->previousSibling, node->nextSibling);
+  ForgetPath(node);
+  Children children{parent->firstChild, parent->lastChild};
+  children.Remove(node);
+  node->parentNode = nullptr;
+  SetChildren(parent, children);
+  --parent->childNodes->length;
+
+  if (parent->nodeType == DOM_DOCUMENT_NODE) {
+    UnnameChild(parent, node);
+  }
+  if (parent->nodeType == DOM_DOCUMENT_TYPE_NODE) {
+    KeepViewsInStep(parent, node, Change::kWent);
+  }
+}
+
+}  // namespace qvx::dom

@@ -1,0 +1,22 @@
+// Linking nodes into a tree and out of it. Internal to the document model; nothing here dispatches
+// events.
+#ifndef QVX_DOM_LINKING_H
+#define QVX_DOM_LINKING_H
+
+#include "dom/dom.h"
+
+namespace qvx::dom {
+
+/// Links `node`, which is in no child chain, under `parent` before `reference` (at the end when
+/// that is null) and keeps the parent's list, its ends, a document's documentElement and doctype,
+/// and a document type's views in step. A document type goes over to the document. Nothing is
+/// checked.
+void LinkChild(DOM_Node* parent, DOM_Node* node, DOM_Node* reference);
+
+/// Unlinks `node` from its parent, everything kept in step likewise. A document type no longer
+/// belongs to the document.
+void UnlinkChild(DOM_Node* node);
+
+}  // namespace qvx::dom
+
+#endif

@@ -1,0 +1,187 @@
+// The loader: reads a stream block by block into Expat, whose handlers build the tree.
+#include <expat.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <utility>
+
+#include "dom/dom.h"
+#include "dom/failure.h"
+#include "dom/operation.h"
+#include "dom/parse_handlers.h"
+#include "os/files.h"
+#include "support/trace_modules.h"
+
+using qvx::TracePropagation;
+using namespace qvx::dom;
+
+namespace {
+
+constexpr const char* kModule = qvx::trace_modules::kLoadAndSave;
+constexpr char kFread[] = "DOM_DocumentLS_fread";
+constexpr int kBlockSize = 8192;      // what is read and parsed at once
+constexpr uint32_t kOpenNodes = 500;  // the document and 499 levels below it
+
+// Why the last load failed, where neither its result nor the error cell tells.
+bool load_ran_out_of_memory = false;
+
+// Text that is still being collected belongs to the document, also when the load fails. Returns
+// whether no handler has failed, so that it is the caller's failure that has to be reported.
+bool EndWithoutFailure(DOM_ParseContext& context) {
+  if (FinishText(context)) {
+    return true;
+  }
+  TracePropagation({kModule, kFread});
+  return false;
+}
+
+// Returns 1, or 0 with the failure recorded.
+int ParseStream(DOM_ParseContext& context, std::FILE* stream) {
+  for (;;) {
+    void* block = XML_GetBuffer(context.parser, kBlockSize);
+    if (block == nullptr) {
+      load_ran_out_of_memory = true;
+      if (EndWithoutFailure(context)) {
+        FailDetails({kModule, kFread}, DOM_PARSER_ERR, "buf=NULL");
+      }
+      return 0;
+    }
+    const size_t size = std::fread(block, 1, kBlockSize, stream);
+    const int read_errno = errno;
+    if (size == 0 && std::ferror(stream) != 0) {
+      load_ran_out_of_memory = read_errno == ENOMEM;
+      if (EndWithoutFailure(context)) {
+        // The cell takes the stream's indicator, which has no text; the line tells what the system
+        // said.
+        _exception = std::ferror(stream);
+        qvx::Trace({kModule, kFread}, read_errno);
+      }
+      return 0;
+    }
+    const bool is_last = std::feof(stream) != 0;
+    const XML_Status status =
+        XML_ParseBuffer(context.parser, static_cast<int>(size), is_last ? 1 : 0);
+    if (status != XML_STATUS_OK || _exception != 0) {
+      break;
+    }
+    if (is_last) {
+      return 1;
+    }
+  }
+  load_ran_out_of_memory = XML_GetErrorCode(context.parser) == XML_ERROR_NO_MEMORY;
+  if (EndWithoutFailure(context)) {
+    const XML_LChar* text = XML_ErrorString(XML_GetErrorCode(context.parser));
+    FailDetails({kModule, kFread}, DOM_PARSER_ERR, "%s: line %u", text != nullptr ? text : "(null)",
+                static_cast<unsigned>(XML_GetCurrentLineNumber(context.parser)));
+  }
+  return 0;
+}
+
+struct ParserFree {
+  void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
+};
+using ParserHandle = std::unique_ptr<XML_ParserStruct, ParserFree>;
+
+struct StackDelete {
+  void operator()(stack* s) const { stack_del(s, nullptr); }
+};
+using StackHandle = std::unique_ptr<stack, StackDelete>;
+
+// While it lives, the document is its own ownerDocument, so that a handler finds the document to
+// make nodes in at any open node. The parse context is released in the order of the destructor.
+class LoadScope {
+ public:
+  LoadScope(DOM_Document* document, ParserHandle parser)
+      : document_(document), parser_(std::move(parser)), open_nodes_(stack_new(kOpenNodes)) {
+    context_.parser = parser_.get();
+    context_.open_nodes = open_nodes_.get();
+    document_->ownerDocument = document_;
+    is_started_ = stack_push(open_nodes_.get(), document_) == 0;
+  }
+
+  ~LoadScope() {
+    std::free(context_.buffer);
+    open_nodes_.reset();
+    parser_.reset();
+    document_->ownerDocument = nullptr;
+  }
+
+  LoadScope(const LoadScope&) = delete;
+  LoadScope& operator=(const LoadScope&) = delete;
+  LoadScope(LoadScope&&) = delete;
+  LoadScope& operator=(LoadScope&&) = delete;
+
+  bool is_started() const { return is_started_; }
+  DOM_ParseContext& context() { return context_; }
+
+ private:
+  // A handler may destroy what the parse still works on.
+  Operation operation_;
+  DOM_Document* document_;
+  ParserHandle parser_;
+  StackHandle open_nodes_;
+  DOM_ParseContext context_{};
+  bool is_started_ = false;
+};
+
+}  // namespace
+
+bool qvx::dom::LoadRanOutOfMemory() {
+  return load_ran_out_of_memory;
+}
+
+int DOM_DocumentLS_load(DOM_Document* document, const char* path) {
+  load_ran_out_of_memory = false;
+  if (document == nullptr || path == nullptr) {
+    FailDetails({kModule, __func__}, kNullParameter, "doc=%p,uri=%s", static_cast<void*>(document),
+                path != nullptr ? path : "(null)");
+    return -1;
+  }
+  const qvx::File stream(OSfopen(path, "r"));
+  if (stream == nullptr) {
+    const int32_t error = errno;
+    load_ran_out_of_memory = error == ENOMEM;
+    FailDetails({kModule, __func__}, error, "uri=%s", path);
+    return qvx::IsNoFile(error) ? 0 : -1;
+  }
+  return DOM_DocumentLS_fread(document, stream.get());
+}
+
+int DOM_DocumentLS_fread(DOM_Document* document, std::FILE* stream) {
+  load_ran_out_of_memory = false;
+  if (document == nullptr || stream == nullptr) {
+    FailDetails({kModule, kFread}, kNullParameter, "doc=%p,stream=%p", static_cast<void*>(document),
+                static_cast<void*>(stream));
+    return -1;
+  }
+  _exception = 0;
+  if (document->nodeType != DOM_DOCUMENT_NODE) {
+    Fail({kModule, kFread}, DOM_WRONG_DOCUMENT_ERR);
+    return -1;
+  }
+  ParserHandle parser(XML_ParserCreate(nullptr));
+  if (parser == nullptr) {
+    load_ran_out_of_memory = true;
+    Fail({kModule, kFread}, DOM_PARSER_ERR);
+    return -1;
+  }
+  LoadScope load(document, std::move(parser));
+  if (!load.is_started()) {
+    load_ran_out_of_memory = true;
+    FailDetails({kModule, kFread}, DOM_PARSER_ERR, "stk=%p",
+                static_cast<void*>(load.context().open_nodes));
+    return -1;
+  }
+  InstallHandlers(&load.context());
+  const int result = ParseStream(load.context(), stream);
+  DOM_Element_normalize(DOM_Document_getDocumentElement(document));
+  if (_exception != ENOMEM) {
+    return result;
+  }
+  load_ran_out_of_memory = true;
+  return 0;  // also when the texts of a whole document could not be merged: a reader would see
+             // their first pieces only
+}

@@ -1,0 +1,159 @@
+#include "dom/named_maps.h"
+
+#include <cstring>
+
+#include "dom/failure.h"
+#include "dom/list_changes.h"
+#include "dom/lists.h"
+#include "support/trace_modules.h"
+
+namespace qvx::dom {
+namespace {
+
+constexpr const char* kModule = qvx::trace_modules::kNamedNodeMap;
+constexpr char kSetNamedItem[] = "DOM_NamedNodeMap_setNamedItem";
+
+bool IsNamed(const DOM_Node* node, const DOM_String* name) {
+  return node->nodeName != nullptr && std::strcoll(node->nodeName, name) == 0;
+}
+
+// The first entry of a plain map whose node has that name, or null.
+NodeEntry* FindNamed(const NamedNodeMap* map, const DOM_String* name) {
+  if (name == nullptr) {
+    return nullptr;
+  }
+  for (NodeEntry* entry = map->first; entry != nullptr; entry = NextEntry(map, entry)) {
+    if (IsNamed(NodeOf(map, entry), name)) {
+      return entry;
+    }
+  }
+  return nullptr;
+}
+
+bool IsInUseElsewhere(const NamedNodeMap* map, DOM_Node* node) {
+  if (node->nodeType != DOM_ATTRIBUTE_NODE) {
+    return false;
+  }
+  const DOM_Node* const element = DOM_AttributePart(node).ownerElement;
+  return element != nullptr && element != map->ownerElement;
+}
+
+bool IsRefused(const NamedNodeMap* map, DOM_Node* node) {
+  if (map->filter != 0) {
+    Fail({kModule, kSetNamedItem}, DOM_NO_MODIFICATION_ALLOWED_ERR);
+    return true;
+  }
+  if (node->ownerDocument != map->ownerDocument) {
+    Fail({kModule, kSetNamedItem}, DOM_WRONG_DOCUMENT_ERR);
+    return true;
+  }
+  if (IsInUseElsewhere(map, node)) {
+    Fail({kModule, kSetNamedItem}, DOM_INUSE_ATTRIBUTE_ERR);
+    return true;
+  }
+  return false;
+}
+
+MapResult Append(NamedNodeMap* map, DOM_Node* node) {
+  if (NodeList_append(map, node) != nullptr) {
+    return MapResult::kAdded;
+  }
+  TracePropagation({kModule, kSetNamedItem});
+  return MapResult::kNoMemory;
+}
+
+}  // namespace
+
+MapResult PutIntoMap(NamedNodeMap* map, DOM_Node* node, DOM_Node** displaced) {
+  *displaced = nullptr;
+  if (map == nullptr || node == nullptr || IsRefused(map, node)) {
+    return MapResult::kRefused;
+  }
+  NodeEntry* const entry = FindNamed(map, node->nodeName);
+  DOM_Node* const previous = entry != nullptr ? NodeOf(map, entry) : nullptr;
+  if (previous == node) {
+    *displaced = node;
+    return MapResult::kReplaced;
+  }
+  if (!MayEnter({kModule, kSetNamedItem}, map, node, previous)) {
+    return MapResult::kRefused;
+  }
+  if (entry == nullptr) {
+    return Append(map, node);
+  }
+  ReplaceEntry(map, entry, node);
+  if (node->nodeType == DOM_ATTRIBUTE_NODE) {
+    DOM_AttributePart(node).ownerElement = map->ownerElement;
+  }
+  *displaced = previous;
+  return MapResult::kReplaced;
+}
+
+bool AppendToMap(NamedNodeMap* map, DOM_Attr* attribute) {
+  return InsertEntry(map, attribute, nullptr) != nullptr;
+}
+
+bool TakeOutOfMap(NamedNodeMap* map, DOM_Node* node) {
+  NodeEntry* const entry = map != nullptr && map->filter == 0 ? FindEntry(map, node) : nullptr;
+  if (entry == nullptr) {
+    return false;
+  }
+  DropEntry(map, entry);
+  return true;
+}
+
+}  // namespace qvx::dom
+
+using namespace qvx::dom;
+
+NamedNodeMap* Document_createNamedNodeMap(DOM_Document* document) {
+  NamedNodeMap* const map = Document_createNodeList(document);
+  if (map == nullptr) {
+    qvx::TracePropagation({kModule, __func__});
+  }
+  return map;
+}
+
+DOM_Node* DOM_NamedNodeMap_item(NamedNodeMap* map, int32_t index) {
+  return DOM_NodeList_item(map, index);
+}
+
+DOM_Node* DOM_NamedNodeMap_getNamedItem(const NamedNodeMap* map, const DOM_String* name) {
+  if (map == nullptr || name == nullptr) {
+    return nullptr;
+  }
+  if (map->filter == 0) {
+    NodeEntry* const entry = FindNamed(map, name);
+    return entry != nullptr ? NodeOf(map, entry) : nullptr;
+  }
+  const NodeList* const list = map->underlying;
+  for (NodeEntry* entry = list != nullptr ? list->first : nullptr; entry != nullptr;
+       entry = NextEntry(list, entry)) {
+    DOM_Node* const node = NodeOf(list, entry);
+    if (node->nodeType == map->filter && IsNamed(node, name)) {
+      return node;
+    }
+  }
+  return nullptr;
+}
+
+DOM_Node* DOM_NamedNodeMap_setNamedItem(NamedNodeMap* map, DOM_Node* node) {
+  DOM_Node* displaced = nullptr;
+  PutIntoMap(map, node, &displaced);
+  return displaced;
+}
+
+DOM_Node* DOM_NamedNodeMap_removeNamedItem(NamedNodeMap* map, const DOM_String* name) {
+  if (map != nullptr && map->filter != 0) {
+    Fail({kModule, __func__}, DOM_NO_MODIFICATION_ALLOWED_ERR);
+    return nullptr;
+  }
+  NodeEntry* const entry = map != nullptr ? FindNamed(map, name) : nullptr;
+  if (entry == nullptr) {
+    Fail({kModule, __func__}, DOM_NOT_FOUND_ERR);
+    return nullptr;
+  }
+  DOM_Node* const node = NodeOf(map, entry);
+  DropEntry(map, entry);
+  return node;
+}

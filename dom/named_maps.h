@@ -1,0 +1,24 @@
+// Named-node maps for the operations of the document model themselves.
+#ifndef QVX_DOM_NAMED_MAPS_H
+#define QVX_DOM_NAMED_MAPS_H
+
+#include "dom/dom.h"
+
+namespace qvx::dom {
+
+/// What became of putting a node into a map.
+enum class MapResult { kAdded, kReplaced, kRefused, kNoMemory };
+
+/// DOM_NamedNodeMap_setNamedItem with a result that tells its nulls apart; `displaced` gets the
+/// node that made way, which is `node` itself when it stood there already.
+MapResult PutIntoMap(NamedNodeMap* map, DOM_Node* node, DOM_Node** displaced);
+
+/// Appends an attribute whose name is known to be new to `map`. Returns false when memory ran out.
+bool AppendToMap(NamedNodeMap* map, DOM_Attr* attribute);
+
+/// Takes `node` itself, not one of its name, out of a map. Returns false when it is not there.
+bool TakeOutOfMap(NamedNodeMap* map, DOM_Node* node);
+
+}  // namespace qvx::dom
+
+#endif

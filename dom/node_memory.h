@@ -1,0 +1,51 @@
+// The memory of a node and of its texts. Internal to the document model.
+//
+// The first copies of a node's name and value stand in the room behind its record, in the same
+// block. Such a text is not freed by itself: its place tells it from one with a block of its own.
+#ifndef QVX_DOM_NODE_MEMORY_H
+#define QVX_DOM_NODE_MEMORY_H
+
+#include <cstddef>
+#include <cstdlib>
+#include <functional>
+
+#include "dom/node_records.h"
+
+namespace qvx::dom {
+
+/// Makes a zero-filled node of `node_type` in `document` with its child list, attribute map and
+/// document type views set up and `text_room` bytes behind the record, at TextRoom. Returns null
+/// with errno set when memory ran out; records nothing.
+DOM_Node* NewNode(DOM_Document* document, uint16_t node_type, size_t text_room);
+
+/// The room for texts behind the record of a node that NewNode made.
+inline char* TextRoom(DOM_Node* node) {
+  return reinterpret_cast<char*>(node) + kRecordSizes[node->nodeType];
+}
+
+/// Frees a name or value of `node`, unless it stands in the node's own block or is null.
+inline void FreeText(DOM_Node* node, const char* text) {
+  const char* const room = TextRoom(node);
+  const char* const end = room + static_cast<const NodeRecord*>(node)->text_room;
+  if (std::less<>()(text, room) || !std::less<>()(text, end)) {
+    std::free(const_cast<char*>(text));
+  }
+}
+
+/// Makes `value` (from malloc, handed over) the value of `node`; for character data, `length` its
+/// length. The old value is returned and must be released with FreeText.
+DOM_String* ExchangeValue(DOM_Node* node, DOM_String* value, uint32_t length);
+
+/// The bytes of a copy of `text`, its NUL included; 0 with errno EINVAL (null) or EILSEQ
+/// (undecodable) when it cannot be copied. Leaves the error cell alone.
+size_t BytesToCopy(const DOM_String* text);
+
+/// A text with its BytesToCopy.
+struct MeasuredText {
+  const DOM_String* text;
+  size_t bytes;
+};
+
+}  // namespace qvx::dom
+
+#endif

@@ -1,0 +1,131 @@
+// The merging of neighbouring texts (DOM Level 2 Core, Node.normalize).
+#include <algorithm>
+#include <cstdlib>
+
+#include "dom/character_data.h"
+#include "dom/dom.h"
+#include "dom/failure.h"
+#include "dom/linking.h"
+#include "dom/listeners.h"
+#include "dom/node_memory.h"
+#include "dom/operation.h"
+#include "dom/walks.h"
+#include "support/trace_modules.h"
+
+using namespace qvx::dom;
+using qvx::TracePropagation;
+
+namespace {
+
+constexpr const char* kModule = qvx::trace_modules::kDom;
+
+bool IsText(const DOM_Node* node) {
+  return node != nullptr && node->nodeType == DOM_TEXT_NODE;
+}
+
+// The last of the texts that follow each other from `first` on.
+DOM_Text* EndOfRun(DOM_Text* first) {
+  while (IsText(first->nextSibling)) {
+    first = first->nextSibling;
+  }
+  return first;
+}
+
+// The data of the texts from `first` to `last` with the length of it all; null, recorded, when
+// memory ran out.
+DOM_String* JoinRun(DOM_Text* first, const DOM_Text* last, uint32_t& length) {
+  const DOM_Node* const end = last->nextSibling;
+  size_t size = 1;
+  length = 0;
+  for (DOM_Text* text = first; text != end; text = text->nextSibling) {
+    size += DataOf(text).size();
+    length += DOM_CharacterDataPart(text).length;
+  }
+  auto* joined = static_cast<DOM_String*>(std::malloc(size));
+  if (joined == nullptr) {
+    FailErrno({kModule, "DOM_CharacterData_insertData"});
+    return nullptr;
+  }
+  char* at = joined;
+  for (DOM_Text* text = first; text != end; text = text->nextSibling) {
+    const std::string_view data = DataOf(text);
+    at = std::copy(data.begin(), data.end(), at);
+  }
+  *at = '\0';
+  return joined;
+}
+
+// Merges the texts from `first` on into their last one, all at once: nobody is told. Returns the
+// text that the walk goes on from.
+DOM_Text* MergeRun(DOM_Text* first) {
+  DOM_Text* const last = EndOfRun(first);
+  if (last == first) {
+    return first;
+  }
+  uint32_t length = 0;
+  DOM_String* joined = JoinRun(first, last, length);
+  if (joined == nullptr) {
+    return first;
+  }
+  while (first != last) {
+    DOM_Text* const merged = first;
+    first = merged->nextSibling;
+    UnlinkChild(merged);
+    DOM_Document_destroyNode(merged->ownerDocument, merged);
+  }
+  FreeText(last, ExchangeValue(last, joined, length));
+  // Each merged text is two changes below the same parent, but from the second change on nothing
+  // more comes of it.
+  updateCommonParent(last->parentNode);
+  updateCommonParent(last->parentNode);
+  return last;
+}
+
+// Merges the text in front of `text`, if there is one, into it; every step is announced.
+void MergePrevious(DOM_Text* text) {
+  DOM_Text* const previous = text->previousSibling;
+  DOM_Node* const parent = text->parentNode;
+  if (!IsText(previous) || !InsertData(text, 0, previous->nodeValue)) {
+    return;
+  }
+  // A handler may have taken it out, here or while it is removed.
+  if (previous->parentNode == parent && DOM_Node_removeChild(parent, previous) != nullptr &&
+      previous->parentNode == nullptr) {
+    DOM_Document_destroyNode(previous->ownerDocument, previous);
+  }
+}
+
+// One line for each level from that of `node` up to that of the children of `root`.
+void TraceLevels(const DOM_Node* root, const DOM_Node* node) {
+  for (; node != nullptr && node != root; node = node->parentNode) {
+    TracePropagation({kModule, "DOM_Element_normalize"});
+  }
+}
+
+}  // namespace
+
+// The walk is a preorder walk over the subtree that merges at every text. The error cell is looked
+// at after each child that has no children of its own; one with children is left, in this walk, by
+// way of its last child. A listener sees every merger in the step-by-step way, so that way costs
+// what its events cost.
+void DOM_Element_normalize(DOM_Node* node) {
+  if (node == nullptr) {
+    return;
+  }
+  const Operation operation;
+  const bool heard = MayBeHeard();
+  for (DOM_Node* at = NextInPreorder(node, node); at != nullptr; at = NextInPreorder(node, at)) {
+    if (IsText(at) && heard) {
+      MergePrevious(at);
+    } else if (IsText(at) && *_DOM_Exception() == 0) {
+      at = MergeRun(at);
+    }
+    if (at->firstChild == nullptr && *_DOM_Exception() != 0) {
+      return TraceLevels(node, at);
+    }
+    // A handler that takes the text out of the subtree ends the walk.
+    if (heard && !IsWithin(node, at)) {
+      return;
+    }
+  }
+}

@@ -1,0 +1,64 @@
+// What the loader keeps while one document is parsed: the open nodes and the text that is being
+// collected. Internal to the document model.
+//
+// Expat delivers a run of text in several pieces (at each line end, reference and end of a block).
+// As long as nobody can see the pieces arrive, because no listener is registered, they are
+// collected in the conversion buffer and become one text node at the end of the run, as
+// normalisation would make them. Names and values come terminated, and whoever makes a node copies
+// them, so only what is not terminated or must be cut goes through the buffer.
+#ifndef QVX_DOM_PARSE_CONTEXT_H
+#define QVX_DOM_PARSE_CONTEXT_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "dom/dom.h"
+#include "support/stack.h"
+#include "support/trace.h"
+
+struct XML_ParserStruct;
+
+/// The parser's user data; zero-filled, it is ready for utf8tods.
+struct DOM_ParseContext {
+  char* buffer;              ///< the conversion buffer, from malloc; null until it is first needed
+  size_t capacity;           ///< its size in bytes
+  stack* open_nodes;         ///< the document, then the open document type or the open elements
+  bool in_cdata;             ///< between the start and the end of a CDATA section
+  size_t text_length;        ///< bytes of the text run that is being collected in the buffer
+  XML_ParserStruct* parser;  ///< borrowed
+  uint32_t nested_entities;  ///< declared entities that refer to others
+  uint32_t defaulted_attributes;  ///< attributes that came from declarations
+};
+
+/// Stores at most `maximum` bytes of `source`, up to its NUL, in the conversion buffer and
+/// terminates them. Returns the bytes stored with the terminator; -1 with the null-parameter code,
+/// or with errno in the error cell when the buffer cannot grow.
+int utf8tods(const char* source, size_t maximum, DOM_ParseContext* context);
+
+namespace qvx::dom {
+
+/// The context that a handler was handed.
+inline DOM_ParseContext& ContextOf(void* user_data) {
+  return *static_cast<DOM_ParseContext*>(user_data);
+}
+
+/// The innermost open node; null, with `code` recorded, when there is none.
+DOM_Node* Top(const TraceSite& site, const DOM_ParseContext& context, const int32_t& code);
+
+/// Makes `node` the innermost open one.
+void Push(const TraceSite& site, const DOM_ParseContext& context, DOM_Node* node);
+
+/// Appends a node that was just made. Returns it; or null, with the node destroyed, when it is null
+/// or was refused.
+DOM_Node* Adopt(const TraceSite& site, DOM_Node* parent, DOM_Node* node);
+
+/// Makes a text node of what is being collected. Returns whether no failure is pending, be it of
+/// before or of now.
+bool FinishText(DOM_ParseContext& context);
+
+/// Sets the handlers of texts and CDATA sections.
+void InstallTextHandlers(XML_ParserStruct* parser);
+
+}  // namespace qvx::dom
+
+#endif

@@ -1,0 +1,27 @@
+// Walks over a subtree without a stack. Internal to the document model.
+//
+// A walk whose node has been moved out of the subtree meanwhile ends at the root of its new place.
+#ifndef QVX_DOM_WALKS_H
+#define QVX_DOM_WALKS_H
+
+#include "dom/dom.h"
+
+namespace qvx::dom {
+
+/// The node after `node` in a preorder walk over the subtree of `root`, or null at its end.
+DOM_Node* NextInPreorder(const DOM_Node* root, DOM_Node* node);
+
+/// As NextInPreorder, without the descendants of `node`.
+DOM_Node* NextAfterSubtree(const DOM_Node* root, DOM_Node* node);
+
+/// The first node of a postorder walk over the subtree of `root`, and the one after `node` (null
+/// after `root` itself).
+DOM_Node* FirstInPostorder(DOM_Node* root);
+DOM_Node* NextInPostorder(const DOM_Node* root, DOM_Node* node);
+
+/// Whether `node` (may be null) is `root` or one of its descendants.
+bool IsWithin(const DOM_Node* root, const DOM_Node* node);
+
+}  // namespace qvx::dom
+
+#endif

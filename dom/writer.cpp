@@ -1,0 +1,240 @@
+// The writer: puts out nodes in document order, without recursion, since a tree may be very deep.
+// Nothing is escaped.
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+
+#include "dom/dom.h"
+#include "dom/failure.h"
+#include "support/trace_modules.h"
+
+using namespace qvx::dom;
+
+namespace {
+
+constexpr const char* kModule = qvx::trace_modules::kLoadAndSave;
+
+// Collects the first failure of the stream; nothing is written after it.
+class Output {
+ public:
+  explicit Output(std::FILE* stream) : stream_(stream) {}
+
+  // Null texts are skipped.
+  Output& operator<<(const char* text) {
+    if (text != nullptr && error_ == 0 && fputds(text, stream_) < 0) {
+      error_ = errno != 0 ? errno : EIO;
+    }
+    return *this;
+  }
+
+  int error() const { return error_; }
+
+ private:
+  std::FILE* stream_;
+  int error_ = 0;
+};
+
+struct Quoted {
+  const char* text;
+};
+
+Output& operator<<(Output& out, const Quoted& quoted) {
+  return out << "\"" << quoted.text << "\"";
+}
+
+void OpenElement(Output& out, const DOM_Element* element) {
+  out << "<" << element->nodeName;
+  const uint32_t count = element->attributes != nullptr ? element->attributes->length : 0;
+  for (uint32_t i = 0; i < count; ++i) {
+    const DOM_Attr* attribute = DOM_NamedNodeMap_item(element->attributes, static_cast<int32_t>(i));
+    out << " " << attribute->nodeName << "=" << Quoted{attribute->nodeValue};
+  }
+  out << (element->firstChild != nullptr ? ">" : "/>");
+}
+
+void OpenDocument(Output& out, const DOM_DocumentFields& document) {
+  out << "<?xml";
+  if (document.version != nullptr) {
+    out << " version=" << Quoted{document.version};
+  }
+  if (document.standalone >= 0) {
+    out << " standalone=" << Quoted{document.standalone == 0 ? "no" : "yes"};
+  }
+  out << "?>\n";
+}
+
+void WriteDocumentType(Output& out, const char* name, const DOM_DocumentTypeFields& doctype) {
+  out << "\n<!DOCTYPE " << name;
+  if (doctype.systemId != nullptr) {
+    out << " SYSTEM " << Quoted{doctype.systemId};
+  } else if (doctype.publicId != nullptr) {
+    out << " PUBLIC " << Quoted{doctype.publicId};
+  }
+  if (doctype.internalSubset != nullptr) {
+    out << " [\n" << doctype.internalSubset << "]";
+  }
+  out << ">\n";
+}
+
+void WriteEntity(Output& out, const DOM_Entity* entity, const DOM_ExternalIdFields& ids) {
+  out << "    <!ENTITY " << entity->nodeName;
+  if (entity->nodeValue != nullptr) {
+    out << " " << Quoted{entity->nodeValue} << ">\n";
+    return;
+  }
+  if (ids.publicId != nullptr) {
+    out << " PUBLIC " << Quoted{ids.publicId} << " " << Quoted{ids.systemId};
+  } else if (ids.systemId != nullptr) {
+    out << " SYSTEM " << Quoted{ids.systemId};
+  }
+  if (ids.notationName != nullptr) {
+    out << " NDATA " << ids.notationName;
+  }
+  out << ">\n";
+}
+
+void WriteNotation(Output& out, const char* name, const DOM_ExternalIdFields& ids) {
+  out << "    <!NOTATION " << name;
+  if (ids.publicId != nullptr) {
+    out << " PUBLIC " << Quoted{ids.publicId};
+    if (ids.systemId != nullptr) {
+      out << " " << Quoted{ids.systemId};
+    }
+  } else if (ids.systemId != nullptr) {
+    out << " SYSTEM " << Quoted{ids.systemId};
+  }
+  out << ">\n";
+}
+
+// Writes a node, or the front part of an element or document, whose children follow.
+void Open(Output& out, const DOM_Node* node) {
+  switch (node->nodeType) {
+    case DOM_ELEMENT_NODE:
+      return OpenElement(out, node);
+    case DOM_TEXT_NODE:
+      out << node->nodeValue;
+      return;
+    case DOM_COMMENT_NODE:
+      out << "<!--" << node->nodeValue << "-->";
+      return;
+    case DOM_PROCESSING_INSTRUCTION_NODE:
+      out << "<?" << node->nodeName << " " << node->nodeValue << "?>";
+      return;
+    case DOM_DOCUMENT_NODE:
+      return OpenDocument(out, DOM_DocumentPart(node));
+    case DOM_DOCUMENT_TYPE_NODE:
+      return WriteDocumentType(out, node->nodeName, DOM_DocumentTypePart(node));
+    case DOM_ENTITY_NODE:
+      return WriteEntity(out, node, DOM_ExternalIdPart(node));
+    case DOM_NOTATION_NODE:
+      return WriteNotation(out, node->nodeName, DOM_ExternalIdPart(node));
+    default:
+      return;  // CDATA sections, attributes, entity references and fragments are not written
+  }
+}
+
+bool HasContent(const DOM_Node* node) {
+  return node->nodeType == DOM_DOCUMENT_NODE ||
+         (node->nodeType == DOM_ELEMENT_NODE && node->firstChild != nullptr);
+}
+
+void Close(Output& out, const DOM_Node* node) {
+  if (node->nodeType == DOM_DOCUMENT_NODE) {
+    out << "\n";
+  } else if (HasContent(node)) {
+    out << "</" << node->nodeName << ">";
+  }
+}
+
+bool IsStopped(const Output& out) {
+  return out.error() != 0 || _exception != 0;
+}
+
+// Writes the subtree of `root`. Returns the node at which a failure stopped it, or null.
+const DOM_Node* WriteTree(Output& out, const DOM_Node* root) {
+  const DOM_Node* node = root;
+  for (;;) {
+    Open(out, node);
+    if (IsStopped(out)) {
+      return node;
+    }
+    if (HasContent(node) && node->firstChild != nullptr) {
+      node = node->firstChild;
+      continue;
+    }
+    Close(out, node);
+    while (node != root && node->nextSibling == nullptr) {
+      node = node->parentNode;
+      Close(out, node);
+    }
+    if (IsStopped(out)) {
+      return node;
+    }
+    if (node == root) {
+      return nullptr;
+    }
+    node = node->nextSibling;
+  }
+}
+
+struct FileClose {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+const char* Shown(const char* text) {
+  return text != nullptr ? text : "(null)";
+}
+
+}  // namespace
+
+int DOM_DocumentLS_save(DOM_Document* document, const char* path, const DOM_Node* node) {
+  const DOM_Node* root = document != nullptr ? document : node;
+  if (path == nullptr || root == nullptr) {
+    FailDetails({kModule, __func__}, kNullParameter, "doc=%p,uri=%s,node=%p",
+                static_cast<void*>(document), Shown(path), static_cast<const void*>(node));
+    return -1;
+  }
+  if (_exception != 0) {  // found out by the writer, it would be too late: opening empties the file
+    return -1;
+  }
+  std::unique_ptr<std::FILE, FileClose> file(std::fopen(path, "we"));
+  if (file == nullptr) {
+    const int32_t error = errno;
+    FailDetails({kModule, __func__}, error, "uri=%s", path);
+    return -1;
+  }
+  const bool is_written = DOM_DocumentLS_fwrite(root, file.get()) == 0;
+  const bool is_closed =
+      std::fclose(file.release()) == 0;  // what a full disk refuses often shows only here
+  if (is_written && is_closed) {
+    return 0;
+  }
+  const int32_t error = is_written ? errno : _exception;
+  FailDetails({kModule, __func__}, error, "uri=%s", path);
+  return -1;
+}
+
+int DOM_DocumentLS_fwrite(const DOM_Node* node, std::FILE* stream) {
+  if (node == nullptr || stream == nullptr) {
+    FailDetails({kModule, __func__}, kNullParameter, "node=%p,stream=%p",
+                static_cast<const void*>(node), static_cast<void*>(stream));
+    return -1;
+  }
+  if (_exception != 0) {
+    return -1;
+  }
+  Output out(stream);
+  const DOM_Node* stopped_at = WriteTree(out, node);
+  if (out.error() != 0) {
+    Fail({kModule, __func__}, out.error());
+  }
+  if (node->nodeType == DOM_DOCUMENT_NODE && stopped_at != nullptr && stopped_at != node) {
+    qvx::TracePropagation({kModule, __func__});
+  }
+  return _exception == 0 ? 0 : -1;
+}
+
+int fputds(const DOM_String* text, std::FILE* stream) {
+  return text != nullptr && stream != nullptr ? std::fputs(text, stream) : EOF;
+}
