@@ -11,17 +11,19 @@
 namespace {
 
 TEST(Messages, RegisteringIsIdempotentAndNumbersInPlace) {
-  EXPECT_EQ(0, msgno_add_codes(dom_codes));
-  EXPECT_EQ(0, msgno_add_codes(dom_codes));
+  EXPECT_EQ(msgno_add_codes(dom_codes), 0);
+  EXPECT_EQ(msgno_add_codes(dom_codes), 0);
   for (const auto& [code, message] : {msgno_entry{0x20001, "The index specified was out of range"},
                                       {DOM_PARSER_ERR, "An XML parser error occured"},
                                       {0x2000F, "A filtered list cannot be modified"},
                                       {0x10000, "A parameter was NULL"},
                                       {ENOENT, std::strerror(ENOENT)},
                                       {0x20010, "No such message in msgno list"},
+                                      {0x30000, "No such message in msgno list"},
+                                      {0xF0001, "No such message in msgno list"},
                                       {0x100000, "No such msgno list"},
                                       {-1, "No such msgno list"}}) {
-    EXPECT_STREQ(message, msgno_msg(code)) << code;
+    EXPECT_STREQ(msgno_msg(code), message) << code;
   }
 }
 
@@ -32,27 +34,27 @@ int RegisterTables() {
                                           {{{-1, "minus"}}},
                                           {{{65535, "last"}, {0, "beyond"}}}};
   for (auto& table : refused) {
-    EXPECT_EQ(-1, msgno_add_codes(table.data()));
-    EXPECT_EQ(&table == &refused[0] ? EINVAL : ERANGE, errno);
-    EXPECT_EQ(2U, next_tbl_idx);
-    EXPECT_EQ(0U, list_tbl[2].count);
+    EXPECT_EQ(msgno_add_codes(table.data()), -1);
+    EXPECT_EQ(errno, &table == &refused[0] ? EINVAL : ERANGE);
+    EXPECT_EQ(next_tbl_idx, 2U);
+    EXPECT_EQ(list_tbl[2].count, 0U);
   }
   std::array<msgno_entry, 4> accepted[14] = {{{{0, "zero"}, {7, "seven"}, {0, "eight"}}}};
   for (auto& table : accepted) {
     table[0].message = "zero";
-    EXPECT_EQ(0, msgno_add_codes(table.data()));
+    EXPECT_EQ(msgno_add_codes(table.data()), 0);
   }
-  EXPECT_STREQ("zero", msgno_msg(0x30000));
-  EXPECT_STREQ("eight", msgno_msg(0x30008));
-  EXPECT_STREQ("zero", msgno_msg(0xF0000));
-  EXPECT_EQ(-1, msgno_add_codes(refused[3].data()));
-  EXPECT_EQ(ERANGE, errno);
+  EXPECT_STREQ(msgno_msg(0x30000), "zero");
+  EXPECT_STREQ(msgno_msg(0x30008), "eight");
+  EXPECT_STREQ(msgno_msg(0xF0000), "zero");
+  EXPECT_EQ(msgno_add_codes(refused[3].data()), -1);
+  EXPECT_EQ(errno, ERANGE);
   return qvx::test::FailuresAsStatus();
 }
 
 // The registry is process-wide, so what changes it for good runs in a child process.
 TEST(Messages, RefusedTablesLeaveTheRegistryAsItWas) {
-  EXPECT_EQ(0, qvx::test::RunIsolated(0, RegisterTables));
+  EXPECT_EQ(qvx::test::RunIsolated(0, RegisterTables), 0);
 }
 
 TEST(Trace, InnermostFailureFirstAndWhatDoesNotFitIsCut) {
@@ -65,30 +67,30 @@ TEST(Trace, InnermostFailureFirstAndWhatDoesNotFitIsCut) {
   std::string expected =
       place + "A parameter was NULL: doc=NULL,nodeType=3\n  " + place + "name=item\n";
   for (int i = 0; i < 100; ++i) {
-    EXPECT_EQ(expected.substr(0, kTraceBufferSize - 1), _msgno_buf);
-    EXPECT_EQ(std::strlen(_msgno_buf), _msgno_buf_idx);
+    EXPECT_EQ(_msgno_buf, expected.substr(0, kTraceBufferSize - 1));
+    EXPECT_EQ(_msgno_buf_idx, std::strlen(_msgno_buf));
     qvx::TracePropagation(site);
     expected += "  " + place + "\n";
   }
-  EXPECT_EQ(E2BIG, errno);
+  EXPECT_EQ(errno, E2BIG);
 }
 
 TEST(Messages, HandlersAndTheEmptiedBuffer) {
   testing::internal::CaptureStderr();
-  EXPECT_EQ(0, msgno_hdlr("%d;", 1));
-  EXPECT_EQ(0, msgno_hdlr_msg("%d", 2));
-  EXPECT_EQ(0, msgno_hdlr_mnf(0x10000, "%s", "name"));
-  EXPECT_EQ("1;2\nA parameter was NULL: name\n", testing::internal::GetCapturedStderr());
+  EXPECT_EQ(msgno_hdlr("%d;", 1), 0);
+  EXPECT_EQ(msgno_hdlr_msg("%d", 2), 0);
+  EXPECT_EQ(msgno_hdlr_mnf(0x10000, "%s", "name"), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "1;2\nA parameter was NULL: name\n");
 
   qvx::Trace({"src/dom.cpp", "f"}, 0x10000);
   const std::string line = _msgno_buf;
   testing::internal::CaptureStderr();
   _msgno_printf("in %s", "file");
-  EXPECT_EQ(0U, _msgno_buf_idx);
+  EXPECT_EQ(_msgno_buf_idx, 0U);
   _msgno_printf("%s", std::string(5000, 'x').c_str());
-  EXPECT_STREQ("", _msgno_buf);
-  EXPECT_EQ(line + "  in file" + std::string(kTraceBufferSize - 1, 'x'),
-            testing::internal::GetCapturedStderr());
+  EXPECT_STREQ(_msgno_buf, "");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            line + "  in file" + std::string(kTraceBufferSize - 1, 'x'));
 }
 
 }  // namespace

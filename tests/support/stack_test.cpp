@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstring>
 #include <vector>
 
@@ -19,51 +18,64 @@ struct Delete {
 std::unique_ptr<stack, Delete> Filled(uint32_t max, uint32_t count) {
   std::unique_ptr<stack, Delete> s(stack_new(max));
   for (uint32_t i = 0; i < count; ++i) {
-    EXPECT_EQ(0, stack_push(s.get(), &objects[i]));
+    EXPECT_EQ(stack_push(s.get(), &objects[i]), 0);
   }
   return s;
 }
 
 void ExpectTrace(const std::string& function, int error, const std::string& details) {
-  EXPECT_EQ(error, errno);
+  EXPECT_EQ(errno, error);
   EXPECT_TRUE(std::string(_msgno_buf)
                   .ends_with(":" + function + ": " + std::strerror(error) + details + "\n"))
       << _msgno_buf;
 }
 
 TEST(Stack, GrowsByDoublingAndShrinksWhenSparse) {
-  // Capacity at most, elements pushed, capacity; elements held before a pop, capacity after it.
-  const std::array<uint32_t, 5> rows[] = {
-      {500, 32, 32, 1, 32},      {500, 33, 64, 1, 64},     {500, 256, 256, 63, 128},
-      {500, 257, 500, 125, 500}, {200, 129, 200, 49, 100}, {200, 129, 200, 50, 200},
-      {127, 127, 127, 1, 127},   {0, 65, 128, 31, 64},     {5, 5, 5, 5, 5}};
-  for (const auto& [max, pushed, size, held, after_pop] : rows) {
-    SCOPED_TRACE(pushed);
-    const auto s = Filled(max, pushed);
-    EXPECT_EQ(size, s->size);
-    s->sp = held;
-    EXPECT_EQ(&objects[held - 1], stack_pop(s.get()));
-    EXPECT_EQ(after_pop, s->size);
-    EXPECT_EQ(held - 1, stack_size(s.get()));
+  const struct {
+    const char* name;
+    uint32_t max;
+    uint32_t pushed;
+    uint32_t size;
+    uint32_t held;  // before a pop
+    uint32_t size_after_pop;
+  } rows[] = {
+      {"first size", 500, 32, 32, 1, 32},
+      {"doubled, too small to shrink", 500, 33, 64, 1, 64},
+      {"shrinks", 500, 256, 256, 63, 128},
+      {"grows to the bound", 500, 257, 500, 125, 500},
+      {"shrinks from the bound", 200, 129, 200, 49, 100},
+      {"not sparse enough", 200, 129, 200, 50, 200},
+      {"just too small to shrink", 127, 127, 127, 1, 127},
+      {"without a bound", 0, 65, 128, 31, 64},
+      {"bound below the first size", 5, 5, 5, 5, 5},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const auto s = Filled(row.max, row.pushed);
+    EXPECT_EQ(s->size, row.size);
+    s->sp = row.held;
+    EXPECT_EQ(stack_pop(s.get()), &objects[row.held - 1]);
+    EXPECT_EQ(s->size, row.size_after_pop);
+    EXPECT_EQ(stack_size(s.get()), row.held - 1);
   }
   const auto full = Filled(500, 500);
-  EXPECT_EQ(-1, stack_push(full.get(), &objects[500]));
+  EXPECT_EQ(stack_push(full.get(), &objects[500]), -1);
   ExpectTrace("stack_push", ERANGE, ": size=500,max=500");
-  EXPECT_EQ(&objects[499], stack_peek(full.get()));
+  EXPECT_EQ(stack_peek(full.get()), &objects[499]);
 }
 
 TEST(Stack, RefusalsLeaveItUnchanged) {
-  EXPECT_EQ(-1, stack_push(nullptr, objects));
+  EXPECT_EQ(stack_push(nullptr, objects), -1);
   ExpectTrace("stack_push", EINVAL, ": s=NULL");
   const auto empty = Filled(0, 0);
-  EXPECT_EQ(0x7fffffffU, empty->max);
+  EXPECT_EQ(empty->max, 0x7fffffffU);
   for (stack* none : {empty.get(), static_cast<stack*>(nullptr)}) {
-    EXPECT_EQ(nullptr, stack_pop(none));
-    EXPECT_EQ(nullptr, stack_peek(none));
-    EXPECT_EQ(1, stack_is_empty(none));
+    EXPECT_EQ(stack_pop(none), nullptr);
+    EXPECT_EQ(stack_peek(none), nullptr);
+    EXPECT_EQ(stack_is_empty(none), 1);
   }
   ExpectTrace("stack_push", EINVAL, ": s=NULL");
-  EXPECT_EQ(nullptr, stack_get(nullptr, 0));
+  EXPECT_EQ(stack_get(nullptr, 0), nullptr);
   ExpectTrace("stack_get", ERANGE, "");
 }
 
@@ -81,9 +93,9 @@ TEST(Stack, IteratesUpwardsAndReleasesDownwards) {
       stack_push(s, &objects[seen.size()]);
     }
   }
-  EXPECT_EQ(300U, seen.size());
+  EXPECT_EQ(seen.size(), 300U);
   stack_del(s, [](void* element) { released.push_back(element); });
-  EXPECT_EQ((std::vector<void*>(seen.rbegin(), seen.rend())), released);
+  EXPECT_EQ(released, (std::vector<void*>(seen.rbegin(), seen.rend())));
 }
 
 }  // namespace
