@@ -72,7 +72,6 @@ DOM_Element* Load(W& w, const std::string& text) {
 }
 
 TEST(Destruction, WaitsForTheOperationThatIsUnderWay) {
-  constexpr int32_t kNotFound = 0x20008;
   const char* const data = "DOMCharacterDataModified";
   const char* const inserted = "DOMNodeInserted";
   const char* const removed = "DOMNodeRemoved";
@@ -96,16 +95,17 @@ TEST(Destruction, WaitsForTheOperationThatIsUnderWay) {
        },
        "#text=az", 0, "(az)(b)e{}!c!"},
       {"the split text is merged away", data, Merge,
-       [](W& w) { return DOM_Text_splitText(w.a, 1); }, "", 0x20004, "(ab)e{}!c!"},
+       [](W& w) { return DOM_Text_splitText(w.a, 1); }, "", DOM_WRONG_DOCUMENT_ERR, "(ab)e{}!c!"},
       {"the split-off text is merged away", inserted, Merge,
-       [](W& w) { return DOM_Text_splitText(w.a, 0); }, "", kNotFound, "(ab)e{}!c!"},
+       [](W& w) { return DOM_Text_splitText(w.a, 0); }, "", DOM_NOT_FOUND_ERR, "(ab)e{}!c!"},
       {"a merger within a merger", data, Merge,
        [](W& w) { return DOM_Element_normalize(w.root()), w.b; }, "#text=aab", 0, "(aab)e{}!c!"},
       {"the inserted text is merged away", inserted, Merge,
-       [](W& w) { return DOM_Node_insertBefore(w.root(), w.n.get(), w.b); }, "", kNotFound,
+       [](W& w) { return DOM_Node_insertBefore(w.root(), w.n.get(), w.b); }, "", DOM_NOT_FOUND_ERR,
        "(anb)e{}!c!"},
       {"the removed text is merged away", removed, Merge,
-       [](W& w) { return DOM_Node_removeChild(w.root(), w.a); }, "", kNotFound, "(ab)e{}!c!"},
+       [](W& w) { return DOM_Node_removeChild(w.root(), w.a); }, "", DOM_NOT_FOUND_ERR,
+       "(ab)e{}!c!"},
       {"the replacing text is merged away", inserted, Merge,
        [](W& w) {
          return w.n.reset(DOM_Node_replaceChild(w.root(), w.n.release(), w.a)), w.n.get();
@@ -121,7 +121,8 @@ TEST(Destruction, WaitsForTheOperationThatIsUnderWay) {
        },
        "#text=a", 0, "(n)(b)e{}!c!"},
       {"the moved element is left over from a fragment", removed, MoveToFullDocument,
-       [](W& w) { return DOM_Node_appendChild(w.root(), w.e); }, "", 0x20003, "(a)(b)!c!"},
+       [](W& w) { return DOM_Node_appendChild(w.root(), w.e); }, "", DOM_HIERARCHY_REQUEST_ERR,
+       "(a)(b)!c!"},
       {"the new attribute is removed", attribute,
        [](W& w, E) { DOM_Element_removeAttribute(w.e, "k"); },
        [](W& w) { return DOM_Element_setAttribute(w.e, "k", "2"), w.Attribute(); }, "", 0,
@@ -137,7 +138,7 @@ TEST(Destruction, WaitsForTheOperationThatIsUnderWay) {
        [](W& w) { return DOM_Element_setAttributeNode(w.e, w.Attribute()); }, "", 0,
        "(a)(b)e{}!c!"},
       {"the new child is destroyed", inserted, DestroyTarget,
-       [](W& w) { return DOM_Node_appendChild(w.root(), w.n.get()); }, "", kNotFound,
+       [](W& w) { return DOM_Node_appendChild(w.root(), w.n.get()); }, "", DOM_NOT_FOUND_ERR,
        "(a)(b)e{}!c!"},
       {"the destroyed child is put back", inserted,
        [](W& w, E event) {
@@ -147,7 +148,7 @@ TEST(Destruction, WaitsForTheOperationThatIsUnderWay) {
        [](W& w) { return DOM_Node_appendChild(w.root(), w.n.release()); }, "#text=n", 0,
        "(a)(b)e{(n)}!c!"},
       {"the open element of a load is destroyed", inserted, DestroyTarget,
-       [](W& w) { return Load(w, "<f><g/>x</f>"); }, "", kNotFound, "(a)(b)e{}!c!"},
+       [](W& w) { return Load(w, "<f><g/>x</f>"); }, "", DOM_NOT_FOUND_ERR, "(a)(b)e{}!c!"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);

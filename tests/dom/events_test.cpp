@@ -9,9 +9,10 @@ TEST(Event, ModulesAreNamedExactly) {
        {"Events", "UIEvents", "TextEvents", "MutationEvents", "events", ""}) {
     DOM_Event* const event = DOM_DocumentEvent_createEvent(tree.document(), name.c_str());
     EXPECT_EQ(event != nullptr, name.ends_with("Events") && name[0] != 'M') << name;
-    EXPECT_EQ(TakeError(), event != nullptr ? 0 : 0x20009);
+    EXPECT_EQ(TakeError(), event != nullptr ? 0 : DOM_NOT_SUPPORTED_ERR);
     EXPECT_EQ(DOM_EventTarget_dispatchEvent(tree.root(), event), 1);
-    EXPECT_EQ(TakeError(), event != nullptr ? 0x2000E : 0x10000) << "it has no type yet";
+    EXPECT_EQ(TakeError(), event != nullptr ? DOM_EVENT_TYPE_ERR : kNullParameter)
+        << "it has no type yet";
     DOM_DocumentEvent_destroyEvent(tree.document(), event);
   }
 }
@@ -37,7 +38,14 @@ TEST(Dispatch, GoesDownToTheTargetAndUpAgain) {
     DOM_EventTarget_dispatchEvent(event->target->ownerDocument, event);
   };
   // Of the capturing (upper case) and other listeners on the path "r" - "p" - "t" one acts.
-  const std::tuple<size_t, void (*)(DOM_Event*), int, int, std::string, int> rows[] = {
+  const struct {
+    size_t actor;
+    void (*act)(DOM_Event*);
+    int bubbles;
+    int cancelable;
+    std::string log;
+    int result;
+  } rows[] = {
       {6, nullptr, 1, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 p:x@t/3 r:x@t/3 ", 1},
       {6, nullptr, 0, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 ", 1},
       {0, DOM_Event_stopPropagation, 1, 1, "R:x@t/1 Z:x@t/1 ", 1},
@@ -48,21 +56,21 @@ TEST(Dispatch, GoesDownToTheTargetAndUpAgain) {
       {5, DOM_Event_preventDefault, 0, 0, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 ", 1},
       {0, redispatch, 1, 1, "R:x@t/1 Z:x@t/1 P:x@t/1 t:x@t/2 p:x@t/3 r:x@t/3 ", 1},
   };
-  for (const auto& [actor, act, bubbles, cancelable, expected_log, result] : rows) {
-    SCOPED_TRACE(expected_log);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::Message() << row.actor << " " << row.log);
     const Tree tree;
     DOM_Node* const parent = tree.Add(tree.root(), "<p");
     DOM_Node* const nodes[] = {tree.root(), parent, tree.Add(parent, "<t")};
     std::string log;
     Listener listeners[] = {{"R", &log}, {"r", &log}, {"P", &log}, {"p", &log},
                             {"T", &log}, {"t", &log}, {"Z", &log}};
-    listeners[actor].act = act;
+    listeners[row.actor].act = row.act;
     for (size_t i = 0; i < 6; ++i) {
       listeners[i].Hear(nodes[i / 2], "x", i % 2 == 0 ? 1 : 0);
     }
     listeners[6].Hear(tree.root(), "x", 1);
-    EXPECT_EQ(Dispatch(nodes[2], bubbles, cancelable), result);
-    EXPECT_EQ(log, expected_log);
+    EXPECT_EQ(Dispatch(nodes[2], row.bubbles, row.cancelable), row.result);
+    EXPECT_EQ(log, row.log);
   }
 }
 
@@ -173,25 +181,46 @@ TEST(MutationEvents, ReachTheListenersAboveANodeOfAnotherDocument) {
   EXPECT_EQ(log, ":DOMNodeInserted@#text/3 ");
 }
 
+TEST(MutationEvents, ReachTheListenersAboveAnElementOfAnotherDocument) {
+  const Tree first;
+  const Tree second;
+  const OwnedNode old_root(DOM_Node_removeChild(first.document(), first.root()));
+  DOM_Node_appendChild(first.document(), DOM_Node_removeChild(second.document(), second.root()));
+  std::string log;
+  Listener listener{"", &log};
+  listener.Hear(first.document(), "DOMNodeInserted");
+  listener.Hear(first.document(), "DOMSubtreeModified");
+  first.common_parent() = nullptr;
+  second.common_parent() = nullptr;
+  second.Add(second.root(), "x");
+  EXPECT_EQ(log, ":DOMNodeInserted@#text/3 ");
+  EXPECT_EQ(first.common_parent(), nullptr);
+  EXPECT_EQ(second.common_parent(), second.root());
+  DOM_MutationEvent_processSubtreeModified(second.document());
+  EXPECT_EQ(log, ":DOMNodeInserted@#text/3 :DOMSubtreeModified@r/3 ");
+}
+
 TEST(CommonParent, IsFoundByTheFlags) {
   const Tree tree;
   DOM_Node* const a = tree.Add(tree.root(), "<a");
   DOM_Node* const c = tree.Add(a, "<c");
   DOM_Node* const b = tree.Add(tree.root(), "<b");
-  const std::pair<DOM_Node*, DOM_Node*> rows[] = {// changed, common parent
-                                                  {nullptr, nullptr},
-                                                  {tree.document(), nullptr},
-                                                  {c, c},
-                                                  {c, c},
-                                                  {b, nullptr},
-                                                  {a, a},
-                                                  {c, a},
-                                                  {b, b},
-                                                  {c, c}};
+  const struct {
+    DOM_Node* changed;
+    DOM_Node* common_parent;
+  } rows[] = {{nullptr, nullptr},
+              {tree.document(), nullptr},
+              {c, c},
+              {c, c},
+              {b, nullptr},
+              {a, a},
+              {c, a},
+              {b, b},
+              {c, c}};
   tree.common_parent() = nullptr;
-  for (const auto& [changed, common_parent] : rows) {
-    updateCommonParent(changed);
-    EXPECT_EQ(tree.common_parent(), common_parent);
+  for (const auto& row : rows) {
+    updateCommonParent(row.changed);
+    EXPECT_EQ(tree.common_parent(), row.common_parent);
   }
   std::string log;
   Listener listener{"", &log, [&](DOM_Event*) { EXPECT_EQ(tree.common_parent(), nullptr); }};

@@ -6,52 +6,78 @@ TEST(Factories, MakeNodesWithCopiesOfTheirTexts) {
   const Tree tree;
   char a[] = "first";
   char b[] = "second";
-  // Type, name, value, whether there are a child list and an attribute map, length.
-  const std::pair<DOM_Node*, std::string> rows[] = {
-      {DOM_Document_createElement(tree.document(), a), "1 first (null) 1 1 0"},
-      {DOM_Document_createAttribute(tree.document(), a), "2 first  1 0 0"},
-      {DOM_Document_createTextNode(tree.document(), b), "3 #text second 0 0 6"},
-      {DOM_Document_createCDATASection(tree.document(), b), "4 #cdata-section second 0 0 6"},
-      {DOM_Document_createEntityReference(tree.document(), a), "5 first (null) 1 0 0"},
-      {Document_createNode(tree.document(), 6), "6 (null) (null) 1 0 0"},
-      {DOM_Document_createProcessingInstruction(tree.document(), a, b), "7 first second 0 0 0"},
-      {DOM_Document_createComment(tree.document(), b), "8 #comment second 0 0 6"},
-      {DOM_Document_createDocumentFragment(tree.document()), "11 #document-fragment (null) 1 0 0"},
-      {Document_createNode(tree.document(), 12), "12 (null) (null) 0 0 0"},
+  const struct {
+    DOM_Node* node;
+    uint16_t type;
+    const char* name;
+    const char* value;
+    bool has_children;  // a list of them, that is
+    bool has_attributes;
+    uint32_t length;
+  } rows[] = {
+      {DOM_Document_createElement(tree.document(), a), DOM_ELEMENT_NODE, "first", "(null)", true,
+       true, 0},
+      {DOM_Document_createAttribute(tree.document(), a), DOM_ATTRIBUTE_NODE, "first", "", true,
+       false, 0},
+      {DOM_Document_createTextNode(tree.document(), b), DOM_TEXT_NODE, "#text", "second", false,
+       false, 6},
+      {DOM_Document_createCDATASection(tree.document(), b), DOM_CDATA_SECTION_NODE,
+       "#cdata-section", "second", false, false, 6},
+      {DOM_Document_createEntityReference(tree.document(), a), DOM_ENTITY_REFERENCE_NODE, "first",
+       "(null)", true, false, 0},
+      {Document_createNode(tree.document(), DOM_ENTITY_NODE), DOM_ENTITY_NODE, "(null)", "(null)",
+       true, false, 0},
+      {DOM_Document_createProcessingInstruction(tree.document(), a, b),
+       DOM_PROCESSING_INSTRUCTION_NODE, "first", "second", false, false, 0},
+      {DOM_Document_createComment(tree.document(), b), DOM_COMMENT_NODE, "#comment", "second",
+       false, false, 6},
+      {DOM_Document_createDocumentFragment(tree.document()), DOM_DOCUMENT_FRAGMENT_NODE,
+       "#document-fragment", "(null)", true, false, 0},
+      {Document_createNode(tree.document(), DOM_NOTATION_NODE), DOM_NOTATION_NODE, "(null)",
+       "(null)", false, false, 0},
   };
   a[0] = b[0] = 'x';
-  for (const auto& [made, fields] : rows) {
-    const OwnedNode node(made);
-    EXPECT_EQ(std::to_string(node->nodeType) + " " + Text(node->nodeName) + " " +
-                  Text(node->nodeValue) + (node->childNodes != nullptr ? " 1" : " 0") +
-                  (node->attributes != nullptr ? " 1 " : " 0 ") +
-                  std::to_string(DOM_CharacterData_getLength(node.get())),
-              fields);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(node_names[row.type]);
+    const OwnedNode node(row.node);
+    EXPECT_EQ(node->nodeType, row.type);
+    EXPECT_EQ(Text(node->nodeName), row.name);
+    EXPECT_EQ(Text(node->nodeValue), row.value);
+    EXPECT_EQ(node->childNodes != nullptr, row.has_children);
+    EXPECT_EQ(node->attributes != nullptr, row.has_attributes);
+    EXPECT_EQ(DOM_CharacterData_getLength(node.get()), row.length);
     EXPECT_EQ(node->ownerDocument, tree.document());
-    EXPECT_TRUE(node->nodeType != DOM_ATTRIBUTE_NODE ||
-                DOM_AttributePart(node.get()).specified == 1);
+    if (row.type == DOM_ATTRIBUTE_NODE) {
+      EXPECT_EQ(DOM_AttributePart(node.get()).specified, 1U);
+    }
   }
 }
 
 TEST(Factories, DocumentTakesItsDocumentType) {
   DOM_DocumentType* const doctype = DOM_Implementation_createDocumentType("t", "public", nullptr);
   const OwnedNode document(DOM_Implementation_createDocument("uri", "name", doctype));
-  EXPECT_EQ(Text(document->nodeName) + Children(document.get()), "#documentt{}");
+  EXPECT_EQ(Text(document->nodeName), "#document");
+  EXPECT_EQ(Children(document.get()), "t{}");
   EXPECT_EQ(doctype->ownerDocument, document.get());
-  EXPECT_EQ(doctype, DOM_DocumentPart(document.get()).doctype);
+  EXPECT_EQ(DOM_DocumentPart(document.get()).doctype, doctype);
 }
 
 TEST(Factories, SayWhyTheyMakeNothing) {
   const Tree tree;
-  const std::tuple<std::function<DOM_Node*()>, int32_t, std::string> rows[] = {
-      {[] { return DOM_Document_createElement(nullptr, "e"); }, 0x10000,
+  const struct {
+    std::function<DOM_Node*()> make;
+    int32_t error;
+    std::string trace;
+  } rows[] = {
+      {[] { return DOM_Document_createElement(nullptr, "e"); }, kNullParameter,
        "src/dom.cpp:N:Document_createNode: A parameter was NULL: doc=NULL,nodeType=1\n"
        "  src/dom.cpp:N:DOM_Document_createElement: \n"},
-      {[] { return Document_createNode(nullptr, 13); }, 0x10000,
+      {[] { return Document_createNode(nullptr, 13); }, kNullParameter,
        "src/dom.cpp:N:Document_createNode: A parameter was NULL: doc=NULL,nodeType=13\n"},
-      {[&] { return Document_createNode(tree.document(), 13); }, 0x20009,
+      {[&] { return Document_createNode(tree.document(), 13); }, DOM_NOT_SUPPORTED_ERR,
        "src/dom.cpp:N:Document_createNode: The requested operation is not supported\n"},
-      {[&] { return DOM_Implementation_createDocument("", "", tree.root()); }, 0x20003,
+      {[&] { return DOM_Implementation_createDocument("", "", tree.root()); },
+       DOM_HIERARCHY_REQUEST_ERR,
        "src/dom.cpp:N:DOM_Implementation_createDocument: The request violated tree hierarchy "
        "constraints\n"},
       {[&] { return DOM_Document_createProcessingInstruction(tree.document(), "t", nullptr); },
@@ -60,10 +86,11 @@ TEST(Factories, SayWhyTheyMakeNothing) {
        "src/dom.cpp:N:DOM_Implementation_createDocumentType: Invalid or incomplete multibyte or "
        "wide character\n"},
   };
-  for (const auto& [make, code, trace] : rows) {
-    EXPECT_EQ(make(), nullptr);
-    EXPECT_EQ(TakeError(), code);
-    EXPECT_EQ(TraceText(), trace);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.trace);
+    EXPECT_EQ(row.make(), nullptr);
+    EXPECT_EQ(TakeError(), row.error);
+    EXPECT_EQ(TraceText(), row.trace);
   }
 }
 

@@ -76,7 +76,7 @@ TEST(Loader, EveryConstructHasItsNodeWhereverABlockEnds) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.rest);
-    EXPECT_EQ("#document{" + row.children, Loaded(row.declaration + row.rest).shape);
+    EXPECT_EQ(Loaded(row.declaration + row.rest).shape, "#document{" + row.children);
     for (size_t before = 0; before < row.rest.size(); ++before) {
       const std::string pad(
           kBlock - row.declaration.size() - before - std::string("<?pad ?>").size(), 'x');
@@ -84,23 +84,23 @@ TEST(Loader, EveryConstructHasItsNodeWhereverABlockEnds) {
       Listener listener{"l", &log};
       const Loaded loaded(row.declaration + "<?pad " + pad + "?>" + row.rest,
                           before % 2 == 1 ? &listener : nullptr);
-      ASSERT_EQ("#document{pad(" + pad + ")," + row.children, loaded.shape);
-      ASSERT_EQ(1, loaded.result);
-      ASSERT_EQ(nullptr, loaded.document->ownerDocument);
+      ASSERT_EQ(loaded.shape, "#document{pad(" + pad + ")," + row.children);
+      ASSERT_EQ(loaded.result, 1);
+      ASSERT_EQ(loaded.document->ownerDocument, nullptr);
     }
   }
 }
 
 TEST(Loader, TextInPieces) {
   const Loaded cdata("<a><![CDATA[x\ny]]></a>");
-  EXPECT_EQ(3U, cdata.document->firstChild->childNodes->length);
+  EXPECT_EQ(cdata.document->firstChild->childNodes->length, 3U);
   std::string log;
   Listener listener{"l", &log};
-  EXPECT_EQ("#document{a{(x&y)}}", Loaded("<a>x&amp;y</a>", &listener).shape);
-  EXPECT_EQ("l:DOMNodeInserted@a/3 " + Repeated("l:DOMNodeInserted@#text/3 ", 3), log);
+  EXPECT_EQ(Loaded("<a>x&amp;y</a>", &listener).shape, "#document{a{(x&y)}}");
+  EXPECT_EQ(log, "l:DOMNodeInserted@a/3 " + Repeated("l:DOMNodeInserted@#text/3 ", 3));
   constexpr size_t kPieces = 1000000;
-  EXPECT_EQ("#document{a{(" + std::string(kPieces, '<') + ")}}",
-            Loaded("<a>" + Repeated("&lt;", kPieces) + "</a>").shape);
+  EXPECT_EQ(Loaded("<a>" + Repeated("&lt;", kPieces) + "</a>").shape,
+            "#document{a{(" + std::string(kPieces, '<') + ")}}");
 }
 
 TEST(Loader, AttributesGiveWayToNoneOfTheirNameThatAListenerSet) {
@@ -110,26 +110,30 @@ TEST(Loader, AttributesGiveWayToNoneOfTheirNameThatAListenerSet) {
     DOM_Element_setAttribute(event->target, "b", "2");
     listener.Leave(event->currentTarget, "DOMNodeInserted");
   };
-  EXPECT_EQ("#document{a c(3) b(1) d(1)}", Loaded("<a b='1' d='1'/>", &listener).shape);
+  EXPECT_EQ(Loaded("<a b='1' d='1'/>", &listener).shape, "#document{a c(3) b(1) d(1)}");
 }
 
 TEST(Loader, OtherEncodingsNeedALocaleThatCanDecodeThem) {
   const std::string wide("\xff\xfe<\0a\0/\0>\0", 10);
-  EXPECT_EQ("#document{a}", Loaded(wide).shape);
+  EXPECT_EQ(Loaded(wide).shape, "#document{a}");
   const std::string latin = "<?xml version='1.0' encoding='ISO-8859-1'?><a>\xe9</a>";
-  EXPECT_EQ("#document{a}", Loaded(latin).shape);
-  EXPECT_EQ(EILSEQ, TakeError());
+  EXPECT_EQ(Loaded(latin).shape, "#document{a}");
+  EXPECT_EQ(TakeError(), EILSEQ);
   const Locale locale(std::setlocale(LC_ALL, "C.UTF-8"));
   const Loaded loaded(latin);
-  EXPECT_EQ("#document{a{(\xc3\xa9)}}", loaded.shape);
-  EXPECT_STREQ("ISO-8859-1", DOM_DocumentPart(loaded.document.get()).encoding);
+  EXPECT_EQ(loaded.shape, "#document{a{(\xc3\xa9)}}");
+  EXPECT_STREQ(DOM_DocumentPart(loaded.document.get()).encoding, "ISO-8859-1");
 }
 
 TEST(Loader, FailuresAndWhatWasBuiltBefore) {
-  msgno_add_codes(dom_codes);
   const std::string reader = "src/expatls.cpp:N:DOM_DocumentLS_fread: ";
   const std::string parser = reader + "An XML parser error occured: ";
-  const std::tuple<std::string, int32_t, std::string, std::string> rows[] = {
+  const struct {
+    std::string text;
+    int32_t error;
+    std::string trace;  // its front
+    std::string children;
+  } rows[] = {
       {"", DOM_PARSER_ERR, parser + "no element found: line 1\n", ""},
       {"<a>\n<b>x&amp;y", DOM_PARSER_ERR, parser + "no element found: line 2\n",
        "{a{(\n),b{(x&y)}}}"},
@@ -146,24 +150,48 @@ TEST(Loader, FailuresAndWhatWasBuiltBefore) {
            reader + "\n",
        Repeated("{e", 500) + std::string(500, '}')},
   };
-  for (const auto& [text, error, trace, shape] : rows) {
-    SCOPED_TRACE(text);
-    const Loaded loaded(text);
-    EXPECT_EQ(0, loaded.result);
-    EXPECT_EQ(trace, TraceText().substr(0, trace.size()));
-    EXPECT_EQ(error, TakeError());
-    EXPECT_EQ("#document" + shape, loaded.shape);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text);
+    const Loaded loaded(row.text);
+    EXPECT_EQ(loaded.result, 0);
+    EXPECT_EQ(TraceText().substr(0, row.trace.size()), row.trace);
+    EXPECT_EQ(TakeError(), row.error);
+    EXPECT_EQ(loaded.shape, "#document" + row.children);
   }
-  EXPECT_EQ(1, Loaded(Repeated("<e>", 499) + Repeated("</e>", 499)).result);
-  // A chain of entities would go through the parser's stack, many defaults through the memory.
-  std::string chain = "<!DOCTYPE a [<!ENTITY e0 'x'>";
-  for (int i = 1; i < 30000; ++i) {
-    chain += "<!ENTITY e" + std::to_string(i) + " '&e" + std::to_string(i - 1) + ";'>";
+}
+
+/// Entities of which each refers to the one before it, `references` times.
+std::string Chain(int references) {
+  std::string text = "<!DOCTYPE a [<!ENTITY e0 'x'>";
+  for (int i = 1; i <= references; ++i) {
+    text += "<!ENTITY e" + std::to_string(i) + " '&e" + std::to_string(i - 1) + ";'>";
   }
-  EXPECT_EQ(0, Loaded(chain + "]><a>&e29999;</a>").result);
-  EXPECT_EQ(0,
-            Loaded("<!DOCTYPE a [<!ATTLIST e d CDATA 'v'>]><a>" + Repeated("<e/>", 100001) + "</a>")
-                .result);
+  return text + "]><a>&e" + std::to_string(references) + ";</a>";
+}
+
+std::string Defaulted(size_t attributes) {
+  return "<!DOCTYPE a [<!ATTLIST e d CDATA 'v'>]><a>" + Repeated("<e/>", attributes) + "</a>";
+}
+
+TEST(Loader, Bounds) {
+  const struct {
+    const char* name;
+    std::string text;
+    int result;
+    int32_t error;
+  } rows[] = {
+      {"499 levels", Repeated("<e>", 499) + Repeated("</e>", 499), 1, 0},
+      {"500 levels", Repeated("<e>", 500) + Repeated("</e>", 500), 0, ERANGE},
+      {"4096 nested entities", Chain(4096), 1, 0},
+      {"4097 nested entities", Chain(4097), 0, DOM_PARSER_ERR},
+      {"100000 attributes from declarations", Defaulted(100000), 1, 0},
+      {"100001 attributes from declarations", Defaulted(100001), 0, DOM_PARSER_ERR},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(Loaded(row.text).result, row.result);
+    EXPECT_EQ(TakeError(), row.error);
+  }
 }
 
 TEST(Loader, WhatCannotBeReadOrStarted) {
@@ -171,7 +199,13 @@ TEST(Loader, WhatCannotBeReadOrStarted) {
   const TempDirectory directory;
   const std::string second = directory.path() / "second.xml";
   WriteText(second, "<second/>");
-  const std::tuple<DOM_Document*, const char*, int, int32_t, std::string> rows[] = {
+  const struct {
+    DOM_Document* document;
+    const char* path;
+    int result;
+    int32_t error;
+    std::string trace;  // its end
+  } rows[] = {
       {tree.document(), "/nowhere/x", -1, ENOENT,
        "load: No such file or directory: uri=/nowhere/x\n"},
       {tree.document(), "/", 0, 1, "fread: Is a directory\n"},
@@ -180,10 +214,12 @@ TEST(Loader, WhatCannotBeReadOrStarted) {
        "fread: The document context is invalid\n"},
       {tree.document(), second.c_str(), 0, DOM_HIERARCHY_REQUEST_ERR, "fread: \n"},
   };
-  for (const auto& [document, path, result, error, trace] : rows) {
-    EXPECT_EQ(result, DOM_DocumentLS_load(document, path));
-    EXPECT_TRUE(TraceText().ends_with("src/expatls.cpp:N:DOM_DocumentLS_" + trace)) << TraceText();
-    EXPECT_EQ(error, TakeError());
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.trace);
+    EXPECT_EQ(DOM_DocumentLS_load(row.document, row.path), row.result);
+    EXPECT_TRUE(TraceText().ends_with("src/expatls.cpp:N:DOM_DocumentLS_" + row.trace))
+        << TraceText();
+    EXPECT_EQ(TakeError(), row.error);
   }
 }
 

@@ -12,11 +12,6 @@
 namespace qvx::test {
 namespace {
 
-constexpr int32_t kNull = kNullParameter;
-constexpr int32_t kHierarchy = 0x20003;
-constexpr int32_t kWrongDocument = 0x20004;
-constexpr int32_t kNotFound = 0x20008;
-
 /// A document D with t{} r{a{(x)b{}}!c!(z)}, and nodes of its own and of others that are in no
 /// tree, all found by their names: fragments F{(1)g{}(2)}, E{}, W{p{}q{}}, a text n, a comment h,
 /// an element m{(y)}, an attribute k, a document type u that is outside any document, and an
@@ -109,65 +104,67 @@ void Check(const World& world, const Case& row) {
 
 TEST(Mutation, OneChange) {
   const Case rows[] = {
-      {"append - n", "-", kNull, kUnchanged, ""},                    // no parent
-      {"append b m", "m", 0, "t{}r{a{(x)b{m{(y)}}}!c!(z)}", "-m"},   // new
-      {"append r z", "z", 0, kUnchanged, ""},                        // last again
-      {"append r a", "a", 0, "t{}r{!c!(z)a{(x)b{}}}", ""},           // first moves
-      {"append b b", "-", kHierarchy, kUnchanged, ""},               // itself
-      {"append b r", "-", kHierarchy, kUnchanged, ""},               // ancestor
-      {"append D n", "-", kHierarchy, kUnchanged, ""},               // text in document
-      {"append r k", "-", kHierarchy, kUnchanged, ""},               // attribute
-      {"append D m", "-", kHierarchy, kUnchanged, ""},               // second element
-      {"append D r", "-", kHierarchy, kUnchanged, ""},               // element again
-      {"append D u", "-", kHierarchy, kUnchanged, ""},               // second type
-      {"append D t", "t", 0, "r{a{(x)b{}}!c!(z)}t{}", ""},           // type again
-      {"append r o", "-", kWrongDocument, kUnchanged, ""},           // other document's
+      {"append - n", "-", kNullParameter, kUnchanged, ""},             // no parent
+      {"append b m", "m", 0, "t{}r{a{(x)b{m{(y)}}}!c!(z)}", "-m"},     // new
+      {"append r z", "z", 0, kUnchanged, ""},                          // last again
+      {"append r a", "a", 0, "t{}r{!c!(z)a{(x)b{}}}", ""},             // first moves
+      {"append b b", "-", DOM_HIERARCHY_REQUEST_ERR, kUnchanged, ""},  // itself
+      {"append b r", "-", DOM_HIERARCHY_REQUEST_ERR, kUnchanged, ""},  // ancestor
+      {"append D n", "-", DOM_HIERARCHY_REQUEST_ERR, kUnchanged, ""},  // text in document
+      {"append r k", "-", DOM_HIERARCHY_REQUEST_ERR, kUnchanged, ""},  // attribute
+      {"append D m", "-", DOM_HIERARCHY_REQUEST_ERR, kUnchanged, ""},  // second element
+      {"append D r", "-", DOM_HIERARCHY_REQUEST_ERR, kUnchanged, ""},  // element again
+      {"append D u", "-", DOM_HIERARCHY_REQUEST_ERR, kUnchanged, ""},  // second type
+      {"append D t", "t", 0, "r{a{(x)b{}}!c!(z)}t{}", ""},             // type again
+      {"append r o", "-", DOM_WRONG_DOCUMENT_ERR, kUnchanged, ""},     // other document's
       {"remove D r; append D o", "o", 0, "t{}o{}", "-o +r"},         // other document's to document
       {"append a F", "F", 0, "t{}r{a{(x)b{}(1)g{}(2)}!c!(z)}", ""},  // fragment
       {"append x E", "E", 0, kUnchanged, ""},                        // empty fragment
-      {"append F F", "-", kHierarchy, kUnchanged, ""},               // fragment to itself
-      {"append E E", "-", kHierarchy, kUnchanged, ""},               // empty one to itself
-      {"append g F", "-", kHierarchy, kUnchanged, ""},               // fragment around
-      {"append D F", "-", kHierarchy, kUnchanged, ""},               // fragment misfits
-      {"remove D r; append D W", "-", kHierarchy, "t{}p{}", "+r"},   // fragment half fits
+      {"append F F", "-", DOM_HIERARCHY_REQUEST_ERR, kUnchanged, ""},  // fragment to itself
+      {"append E E", "-", DOM_HIERARCHY_REQUEST_ERR, kUnchanged, ""},  // empty one to itself
+      {"append g F", "-", DOM_HIERARCHY_REQUEST_ERR, kUnchanged, ""},  // fragment around
+      {"append D F", "-", DOM_HIERARCHY_REQUEST_ERR, kUnchanged, ""},  // fragment misfits
+      {"remove D r; append D W", "-", DOM_HIERARCHY_REQUEST_ERR, "t{}p{}",
+       "+r"},  // fragment half fits
 
-      {"insert r n a", "n", 0, "t{}r{(n)a{(x)b{}}!c!(z)}", "-n"},    // first
-      {"insert r n c", "n", 0, "t{}r{a{(x)b{}}(n)!c!(z)}", "-n"},    // middle
-      {"insert r n -", "n", 0, "t{}r{a{(x)b{}}!c!(z)(n)}", "-n"},    // end
-      {"insert b n -", "n", 0, "t{}r{a{(x)b{(n)}}!c!(z)}", "-n"},    // into empty
-      {"insert r a c", "a", 0, kUnchanged, ""},                      // before the next
-      {"insert r c a", "c", 0, "t{}r{!c!a{(x)b{}}(z)}", ""},         // before the previous
-      {"insert r c c", "-", kNotFound, "t{}r{a{(x)b{}}(z)}", "+c"},  // before itself
-      {"insert r n b", "-", kHierarchy, kUnchanged, ""},             // elsewhere
-      {"insert r o a", "-", kWrongDocument, kUnchanged, ""},         // other document's
-      {"insert D o r", "-", kWrongDocument, kUnchanged, ""},         // even to document
+      {"insert r n a", "n", 0, "t{}r{(n)a{(x)b{}}!c!(z)}", "-n"},            // first
+      {"insert r n c", "n", 0, "t{}r{a{(x)b{}}(n)!c!(z)}", "-n"},            // middle
+      {"insert r n -", "n", 0, "t{}r{a{(x)b{}}!c!(z)(n)}", "-n"},            // end
+      {"insert b n -", "n", 0, "t{}r{a{(x)b{(n)}}!c!(z)}", "-n"},            // into empty
+      {"insert r a c", "a", 0, kUnchanged, ""},                              // before the next
+      {"insert r c a", "c", 0, "t{}r{!c!a{(x)b{}}(z)}", ""},                 // before the previous
+      {"insert r c c", "-", DOM_NOT_FOUND_ERR, "t{}r{a{(x)b{}}(z)}", "+c"},  // before itself
+      {"insert r n b", "-", DOM_HIERARCHY_REQUEST_ERR, kUnchanged, ""},      // elsewhere
+      {"insert r o a", "-", DOM_WRONG_DOCUMENT_ERR, kUnchanged, ""},         // other document's
+      {"insert D o r", "-", DOM_WRONG_DOCUMENT_ERR, kUnchanged, ""},         // even to document
       {"remove D t; insert D u r", "u", 0, "u{}r{a{(x)b{}}!c!(z)}", "-u +t"},  // type from outside
       {"insert r F c", "F", 0, "t{}r{a{(x)b{}}(1)g{}(2)!c!(z)}", ""},          // fragment
-      {"insert F F g", "-", kHierarchy, kUnchanged, ""},                       // fragment to itself
+      {"insert F F g", "-", DOM_HIERARCHY_REQUEST_ERR, kUnchanged, ""},        // fragment to itself
 
-      {"replace r n -", "-", kNull, kUnchanged, ""},                // no child
-      {"replace r m a", "a", 0, "t{}r{m{(y)}!c!(z)}", "-m +a"},     // first
-      {"replace r c a", "a", 0, "t{}r{!c!(z)}", "+a"},              // by the next
-      {"replace r a c", "c", 0, "t{}r{a{(x)b{}}(z)}", "+c"},        // by the previous
-      {"replace r b a", "a", 0, "t{}r{b{}!c!(z)}", "+a"},           // by a descendant
-      {"replace r c c", "-", 0, "t{}r{a{(x)b{}}(z)}", "+c"},        // by itself
-      {"replace r n b", "-", kNotFound, kUnchanged, ""},            // not a child
-      {"replace r o a", "-", kWrongDocument, kUnchanged, ""},       // other document's
-      {"replace D m r", "-", kHierarchy, kUnchanged, ""},           // document element
-      {"replace D h r", "r", 0, "t{}!h!", "-h +r"},                 // element by comment
-      {"replace D u t", "t", 0, "u{}r{a{(x)b{}}!c!(z)}", "-u +t"},  // type by type
-      {"append D h; replace D u h", "-", kHierarchy, "t{}r{a{(x)b{}}!c!(z)}!h!",
-       "-h"},                                                          // comment by second type
-      {"replace r E c", "c", 0, "t{}r{a{(x)b{}}(z)}", "+c"},           // by empty fragment
-      {"replace r F z", "z", 0, "t{}r{a{(x)b{}}!c!(1)g{}(2)}", "+z"},  // by fragment
-      {"replace F F g", "-", kHierarchy, kUnchanged, ""},              // by fragment in itself
-      {"replace D F r", "-", kHierarchy, kUnchanged, ""},              // by fragment that misfits
+      {"replace r n -", "-", kNullParameter, kUnchanged, ""},             // no child
+      {"replace r m a", "a", 0, "t{}r{m{(y)}!c!(z)}", "-m +a"},           // first
+      {"replace r c a", "a", 0, "t{}r{!c!(z)}", "+a"},                    // by the next
+      {"replace r a c", "c", 0, "t{}r{a{(x)b{}}(z)}", "+c"},              // by the previous
+      {"replace r b a", "a", 0, "t{}r{b{}!c!(z)}", "+a"},                 // by a descendant
+      {"replace r c c", "-", 0, "t{}r{a{(x)b{}}(z)}", "+c"},              // by itself
+      {"replace r n b", "-", DOM_NOT_FOUND_ERR, kUnchanged, ""},          // not a child
+      {"replace r o a", "-", DOM_WRONG_DOCUMENT_ERR, kUnchanged, ""},     // other document's
+      {"replace D m r", "-", DOM_HIERARCHY_REQUEST_ERR, kUnchanged, ""},  // document element
+      {"replace D h r", "r", 0, "t{}!h!", "-h +r"},                       // element by comment
+      {"replace D u t", "t", 0, "u{}r{a{(x)b{}}!c!(z)}", "-u +t"},        // type by type
+      {"append D h; replace D u h", "-", DOM_HIERARCHY_REQUEST_ERR, "t{}r{a{(x)b{}}!c!(z)}!h!",
+       "-h"},                                                             // comment by second type
+      {"replace r E c", "c", 0, "t{}r{a{(x)b{}}(z)}", "+c"},              // by empty fragment
+      {"replace r F z", "z", 0, "t{}r{a{(x)b{}}!c!(1)g{}(2)}", "+z"},     // by fragment
+      {"replace F F g", "-", DOM_HIERARCHY_REQUEST_ERR, kUnchanged, ""},  // by fragment in itself
+      {"replace D F r", "-", DOM_HIERARCHY_REQUEST_ERR, kUnchanged,
+       ""},  // by fragment that misfits
 
-      {"remove - a", "-", kNull, kUnchanged, ""},                            // no parent
+      {"remove - a", "-", kNullParameter, kUnchanged, ""},                   // no parent
       {"remove r c", "c", 0, "t{}r{a{(x)b{}}(z)}", "+c"},                    // middle
       {"remove m y", "y", 0, kUnchanged, "+y"},                              // only
-      {"remove r b", "-", kNotFound, kUnchanged, ""},                        // grandchild
-      {"remove r o", "-", kWrongDocument, kUnchanged, ""},                   // other document's
+      {"remove r b", "-", DOM_NOT_FOUND_ERR, kUnchanged, ""},                // grandchild
+      {"remove r o", "-", DOM_WRONG_DOCUMENT_ERR, kUnchanged, ""},           // other document's
       {"remove D r; append D m", "m", 0, "t{}m{(y)}", "-m +r"},              // element makes room
       {"remove D t; append D u", "u", 0, "r{a{(x)b{}}!c!(z)}u{}", "-u +t"},  // type makes room
   };
@@ -191,16 +188,30 @@ TEST(Mutation, DocumentTypeFollowsItsDocument) {
   world.ExpectLoose("");
 }
 
+TEST(Mutation, ReplacedDocumentTypeKeepsItsOwner) {
+  const World world;
+  EXPECT_EQ(world.Do("replace D u t"), world["t"]);
+  EXPECT_EQ(world["t"]->ownerDocument, world["D"]);
+  EXPECT_EQ(world["u"]->ownerDocument, world["D"]);
+  world.ExpectLoose("-u +t");
+}
+
 TEST(Mutation, ChangesAreNotedAtTheParent) {
   const World world;
   DOM_Node*& noted = DOM_DocumentPart(world["D"]).commonParent;
-  for (const std::string changes :
-       {"append b m", "insert r n a", "replace a h x", "remove r c", "remove D r"}) {
+  const struct {
+    const char* changes;
+    const char* noted;
+  } rows[] = {{"append b m", "b"},
+              {"insert r n a", "r"},
+              {"replace a h x", "a"},
+              {"remove r c", "r"},
+              {"remove D r", "-"}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.changes);
     noted = nullptr;
-    world.Do(changes);
-    EXPECT_EQ(noted,
-              changes == "remove D r" ? nullptr : world[changes.substr(changes.find(' ') + 1, 1)])
-        << changes;
+    world.Do(row.changes);
+    EXPECT_EQ(noted, world[row.noted]);
   }
   world.ExpectLoose("-m -n -h +x +c +r");
 }
@@ -211,7 +222,7 @@ TEST(Mutation, FailureNamesOperationsInTheTrace) {
   EXPECT_EQ(TraceText(),
             "src/node.cpp:N:DOM_Node_appendChild: The request violated tree hierarchy constraints\n"
             "  src/node.cpp:N:DOM_Node_appendChild: \n");
-  EXPECT_EQ(TakeError(), kHierarchy);
+  EXPECT_EQ(TakeError(), DOM_HIERARCHY_REQUEST_ERR);
   world.ExpectLoose("+r");
 }
 
@@ -226,27 +237,36 @@ TEST(Mutation, HandlersMayChangeTheTree) {
   } rows[] = {
       // The removal is done already, the child is elsewhere, is detached, or is now above its new
       // parent.
-      {"r", removed, "remove r c", {"remove r c", "-", kNotFound, "t{}r{a{(x)b{}}(z)}", "+c"}},
-      {"r", removed, "append m c", {"append a c", "-", kHierarchy, "t{}r{a{(x)b{}}(z)}", ""}},
+      {"r",
+       removed,
+       "remove r c",
+       {"remove r c", "-", DOM_NOT_FOUND_ERR, "t{}r{a{(x)b{}}(z)}", "+c"}},
+      {"r",
+       removed,
+       "append m c",
+       {"append a c", "-", DOM_HIERARCHY_REQUEST_ERR, "t{}r{a{(x)b{}}(z)}", ""}},
       {"r", removed, "remove r c", {"append a c", "c", 0, "t{}r{a{(x)b{}!c!}(z)}", ""}},
-      {"r", removed, "append b m", {"append m a", "-", kHierarchy, "t{}r{!c!(z)}", "-m +a"}},
+      {"r",
+       removed,
+       "append b m",
+       {"append m a", "-", DOM_HIERARCHY_REQUEST_ERR, "t{}r{!c!(z)}", "-m +a"}},
       // The document has an element by now; the reference, the replaced child or the place of a
       // fragment is gone.
       {"F",
        removed,
        "append D m",
-       {"remove D r; append D g", "-", kHierarchy, "t{}m{(y)}", "-m +r +g"}},
-      {"r", removed, "remove r z", {"insert r a z", "-", kNotFound, "t{}r{!c!}", "+a +z"}},
+       {"remove D r; append D g", "-", DOM_HIERARCHY_REQUEST_ERR, "t{}m{(y)}", "-m +r +g"}},
+      {"r", removed, "remove r z", {"insert r a z", "-", DOM_NOT_FOUND_ERR, "t{}r{!c!}", "+a +z"}},
       {"r", removed, "remove r z", {"replace r n z", "-", 0, "t{}r{a{(x)b{}}!c!}", "+z"}},
       {"r",
        inserted,
        "remove r c",
-       {"insert r F c", "-", kHierarchy, "t{}r{a{(x)b{}}(1)(z)}", "+c"}},
+       {"insert r F c", "-", DOM_HIERARCHY_REQUEST_ERR, "t{}r{a{(x)b{}}(1)(z)}", "+c"}},
       // The replacement has been put elsewhere, the fragment is fed, the new child is thrown out.
       {"r",
        removed,
        "append a n",
-       {"replace r n z", "-", kHierarchy, "t{}r{a{(x)b{}(n)}!c!(z)}", "-n"}},
+       {"replace r n z", "-", DOM_HIERARCHY_REQUEST_ERR, "t{}r{a{(x)b{}(n)}!c!(z)}", "-n"}},
       {"F", removed, "append F h", {"append a F", "F", 0, "t{}r{a{(x)b{}(1)g{}(2)}!c!(z)}", "-h"}},
       {"r", inserted, "remove r n", {"append r n", "n", 0, kUnchanged, ""}},
   };

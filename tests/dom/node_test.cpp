@@ -41,6 +41,15 @@ TEST(Node, SetNodeValueKnowsTheTypes) {
   EXPECT_EQ(TakeError(), kNullParameter);
 }
 
+TEST(Node, HasChildNodes) {
+  const Tree tree;
+  EXPECT_EQ(DOM_Node_hasChildNodes(tree.root()), 0);
+  tree.Add(tree.root(), "x");
+  EXPECT_EQ(DOM_Node_hasChildNodes(tree.root()), 1);
+  EXPECT_EQ(DOM_Node_hasChildNodes(nullptr), 0);
+  EXPECT_EQ(TakeError(), 0);
+}
+
 TEST(Node, ElementsByTagNameInDocumentOrder) {
   const Tree tree;
   DOM_Node* const a = tree.Add(tree.root(), "<a");

@@ -8,14 +8,14 @@ using namespace qvx::test;
 class Writer : public testing::Test {
  protected:
   std::string Saved(DOM_Document* document, const DOM_Node* node = nullptr) {
-    EXPECT_EQ(0, DOM_DocumentLS_save(document, path_.c_str(), node)) << _msgno_buf;
+    EXPECT_EQ(DOM_DocumentLS_save(document, path_.c_str(), node), 0) << _msgno_buf;
     return Contents(path_).value_or("(none)");
   }
 
   OwnedNode Loaded(const std::string& text) {
     WriteText(path_, text);
     OwnedNode document(DOM_Implementation_createDocument(nullptr, nullptr, nullptr));
-    EXPECT_EQ(1, DOM_DocumentLS_load(document.get(), path_.c_str())) << _msgno_buf;
+    EXPECT_EQ(DOM_DocumentLS_load(document.get(), path_.c_str()), 1) << _msgno_buf;
     return document;
   }
 
@@ -25,7 +25,10 @@ class Writer : public testing::Test {
 };
 
 TEST_F(Writer, LoadedDocuments) {
-  const std::pair<std::string, std::string> rows[] = {
+  const struct {
+    std::string input;
+    std::string saved;
+  } rows[] = {
       {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<v>\n<a></a>\n<b>True</b>\n</v>\n\n",
        "<?xml version=\"1.0\"?>\n<v>\n<a/>\n<b>True</b>\n</v>\n"},
       {"<v z='1' a='&quot;&lt;'>&amp;<![CDATA[gone]]>x<!-- c --><?p d?><?q?></v>",
@@ -35,8 +38,9 @@ TEST_F(Writer, LoadedDocuments) {
        "<?xml version=\"1.23456789012345\" standalone=\"yes\"?>\n\n<!DOCTYPE v SYSTEM "
        "\"s\">\n<v/>\n"},
   };
-  for (const auto& [in, out] : rows) {
-    EXPECT_EQ(out, Saved(Loaded(in).get()));
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.input);
+    EXPECT_EQ(Saved(Loaded(row.input).get()), row.saved);
   }
 }
 
@@ -53,27 +57,27 @@ TEST_F(Writer, SingleNodes) {
     declarations += Saved(nullptr, node);
   }
   EXPECT_EQ(
+      declarations,
       "    <!NOTATION a SYSTEM \"s\">\n    <!NOTATION b PUBLIC \"p\">\n    <!NOTATION c PUBLIC "
       "\"p\" \"s\">\n"
       "    <!ENTITY d \"x\">\n    <!ENTITY e PUBLIC \"p\" \"s\">\n    <!ENTITY f SYSTEM \"s\">\n"
-      "    <!ENTITY g PUBLIC \"p\" \"s\" NDATA a>\n    <!ENTITY h SYSTEM \"s\" NDATA a>\n",
-      declarations);
+      "    <!ENTITY g PUBLIC \"p\" \"s\" NDATA a>\n    <!ENTITY h SYSTEM \"s\" NDATA a>\n");
   const OwnedNode bare(Document_createNode(document.get(), DOM_ENTITY_NODE));
-  EXPECT_EQ("    <!ENTITY >\n", Saved(nullptr, bare.get()));
+  EXPECT_EQ(Saved(nullptr, bare.get()), "    <!ENTITY >\n");
   const OwnedNode doctype(DOM_Implementation_createDocumentType("t", "p", nullptr));
   char subset[] = "<!ELEMENT t ANY>";
   DOM_DocumentTypePart(doctype.get()).internalSubset = subset;
-  EXPECT_EQ("\n<!DOCTYPE t PUBLIC \"p\" [\n<!ELEMENT t ANY>]>\n", Saved(nullptr, doctype.get()));
+  EXPECT_EQ(Saved(nullptr, doctype.get()), "\n<!DOCTYPE t PUBLIC \"p\" [\n<!ELEMENT t ANY>]>\n");
   DOM_DocumentTypePart(doctype.get()).internalSubset = nullptr;
 
   const OwnedNode fragment(DOM_Document_createDocumentFragment(tree_.document()));
   tree_.Add(fragment.get(), "text");
-  EXPECT_EQ("", Saved(nullptr, fragment.get()));
-  EXPECT_EQ("", Saved(nullptr, tree_.Add(tree_.root(), "[cdata")));
+  EXPECT_EQ(Saved(nullptr, fragment.get()), "");
+  EXPECT_EQ(Saved(nullptr, tree_.Add(tree_.root(), "[cdata")), "");
   tree_.Add(tree_.Add(tree_.root(), "<e"), "t");
   tree_.Add(tree_.document(), "!last");
-  EXPECT_EQ("<?xml standalone=\"no\"?>\n<r><e>t</e></r><!--last-->\n",
-            Saved(tree_.document(), fragment.get()));
+  EXPECT_EQ(Saved(tree_.document(), fragment.get()),
+            "<?xml standalone=\"no\"?>\n<r><e>t</e></r><!--last-->\n");
 }
 
 TEST_F(Writer, DepthDoesNotMatter) {
@@ -85,14 +89,14 @@ TEST_F(Writer, DepthDoesNotMatter) {
     tree.reset(outer);
   }
   const std::string saved = Saved(nullptr, tree.get());
-  ASSERT_EQ(7 * kDepth + 4, saved.size());
-  EXPECT_EQ("<e><e/></e>", saved.substr(3 * kDepth - 3, 11));
+  ASSERT_EQ(saved.size(), 7 * kDepth + 4);
+  EXPECT_EQ(saved.substr(3 * kDepth - 3, 11), "<e><e/></e>");
 }
 
 void ExpectFailure(int result, int32_t code, const std::string& trace) {
-  EXPECT_EQ(-1, result);
-  EXPECT_EQ("src/expatls.cpp:N:" + trace, TraceText());
-  EXPECT_EQ(code, TakeError());
+  EXPECT_EQ(result, -1);
+  EXPECT_EQ(TraceText(), "src/expatls.cpp:N:" + trace);
+  EXPECT_EQ(TakeError(), code);
 }
 
 TEST_F(Writer, RefusalsLeaveTheFileUntouched) {
@@ -103,10 +107,10 @@ TEST_F(Writer, RefusalsLeaveTheFileUntouched) {
   ExpectFailure(DOM_DocumentLS_save(tree_.document(), "/nowhere/x", nullptr), ENOENT,
                 "DOM_DocumentLS_save: No such file or directory: uri=/nowhere/x\n");
   *_DOM_Exception() = EPERM;
-  EXPECT_EQ(-1, DOM_DocumentLS_save(tree_.document(), path_.c_str(), nullptr));
-  EXPECT_EQ(-1, DOM_DocumentLS_fwrite(tree_.document(), stdout));
-  EXPECT_EQ(EPERM, TakeError());
-  EXPECT_EQ("before", Contents(path_));
+  EXPECT_EQ(DOM_DocumentLS_save(tree_.document(), path_.c_str(), nullptr), -1);
+  EXPECT_EQ(DOM_DocumentLS_fwrite(tree_.document(), stdout), -1);
+  EXPECT_EQ(TakeError(), EPERM);
+  EXPECT_EQ(Contents(path_), "before");
 }
 
 TEST_F(Writer, AFullDiskIsNoticed) {
