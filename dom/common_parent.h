@@ -14,11 +14,10 @@
 
 namespace qvx::dom {
 
-/// What the subtree-modified bookkeeping has to know before `node` leaves its parent.
+/// Voids the marks of the document if `node`, which is about to leave its parent, bears one.
 void ForgetPath(DOM_Node* node);
 
-/// What the bookkeeping has to know before `node` is freed: a document's commonParent is never a
-/// node that is gone.
+/// Clears the commonParent of every document that names `node`, which is about to be freed.
 void ForgetCommonParent(const DOM_Node* node);
 
 /// Takes the flags off and the common parent out of `document`. Returns it; null when none is

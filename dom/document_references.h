@@ -15,8 +15,8 @@ namespace qvx::dom {
 /// type. A document type goes over to the document.
 void NameChild(DOM_Document* document, DOM_Node* child);
 
-/// Names `child`, which has left `document`, no longer. A document type belongs to no document
-/// then.
+/// Lets `document` no longer name `child`, which has left it. A document type belongs to no
+/// document then.
 void UnnameChild(DOM_Document* document, DOM_Node* child);
 
 /// Makes `document` (may be null) the owner of a document type and of its lists.
@@ -29,7 +29,7 @@ void NameClone(DOM_Document* document, DOM_DocumentType* clone);
 /// document's child.
 void UnnameClone(DOM_DocumentType* doctype);
 
-/// What a document has to do for the clone that it names before it is freed.
+/// Makes nobody the owner of the clone that `document`, which is about to be freed, names.
 void ReleaseClone(DOM_Document* document);
 
 /// Clears what `document` names of a node that is about to be freed.

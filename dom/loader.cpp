@@ -38,39 +38,28 @@ bool EndWithoutFailure(DOM_ParseContext& context) {
   return false;
 }
 
-// Returns 1, or 0 with the failure recorded.
-int ParseStream(DOM_ParseContext& context, std::FILE* stream) {
-  for (;;) {
-    void* block = XML_GetBuffer(context.parser, kBlockSize);
-    if (block == nullptr) {
-      load_ran_out_of_memory = true;
-      if (EndWithoutFailure(context)) {
-        FailDetails({kModule, kFread}, DOM_PARSER_ERR, "buf=NULL");
-      }
-      return 0;
-    }
-    const size_t size = std::fread(block, 1, kBlockSize, stream);
-    const int read_errno = errno;
-    if (size == 0 && std::ferror(stream) != 0) {
-      load_ran_out_of_memory = read_errno == ENOMEM;
-      if (EndWithoutFailure(context)) {
-        // The cell takes the stream's indicator, which has no text; the line tells what the system
-        // said.
-        _exception = std::ferror(stream);
-        qvx::Trace({kModule, kFread}, read_errno);
-      }
-      return 0;
-    }
-    const bool is_last = std::feof(stream) != 0;
-    const XML_Status status =
-        XML_ParseBuffer(context.parser, static_cast<int>(size), is_last ? 1 : 0);
-    if (status != XML_STATUS_OK || _exception != 0) {
-      break;
-    }
-    if (is_last) {
-      return 1;
-    }
+// Each of these three records why the load fails, and returns 0.
+
+int FailForWantOfBlock(DOM_ParseContext& context) {
+  load_ran_out_of_memory = true;
+  if (EndWithoutFailure(context)) {
+    FailDetails({kModule, kFread}, DOM_PARSER_ERR, "buf=NULL");
   }
+  return 0;
+}
+
+int FailToRead(DOM_ParseContext& context, std::FILE* stream, int read_errno) {
+  load_ran_out_of_memory = read_errno == ENOMEM;
+  if (EndWithoutFailure(context)) {
+    // The cell takes the stream's indicator, which has no text; the line tells what the system
+    // said.
+    _exception = std::ferror(stream);
+    qvx::Trace({kModule, kFread}, read_errno);
+  }
+  return 0;
+}
+
+int FailToParse(DOM_ParseContext& context) {
   load_ran_out_of_memory = XML_GetErrorCode(context.parser) == XML_ERROR_NO_MEMORY;
   if (EndWithoutFailure(context)) {
     const XML_LChar* text = XML_ErrorString(XML_GetErrorCode(context.parser));
@@ -78,6 +67,29 @@ int ParseStream(DOM_ParseContext& context, std::FILE* stream) {
                 static_cast<unsigned>(XML_GetCurrentLineNumber(context.parser)));
   }
   return 0;
+}
+
+// Returns 1, or 0 with the failure recorded.
+int ParseStream(DOM_ParseContext& context, std::FILE* stream) {
+  bool is_last = false;
+  while (!is_last) {
+    void* block = XML_GetBuffer(context.parser, kBlockSize);
+    if (block == nullptr) {
+      return FailForWantOfBlock(context);
+    }
+    const size_t size = std::fread(block, 1, kBlockSize, stream);
+    const int read_errno = errno;
+    if (size == 0 && std::ferror(stream) != 0) {
+      return FailToRead(context, stream, read_errno);
+    }
+    is_last = std::feof(stream) != 0;
+    const XML_Status status =
+        XML_ParseBuffer(context.parser, static_cast<int>(size), is_last ? 1 : 0);
+    if (status != XML_STATUS_OK || _exception != 0) {
+      return FailToParse(context);
+    }
+  }
+  return 1;
 }
 
 struct ParserFree {

@@ -56,7 +56,7 @@ void SetUpLists(DOM_Node* node) {
 }  // namespace
 
 DOM_Node* NewNode(DOM_Document* document, uint16_t node_type, size_t text_room) {
-  if (text_room > UINT32_MAX) {
+  if (text_room > UINT32_MAX) {  // two texts of the greatest length that there is
     errno = ENOMEM;
     return nullptr;
   }

@@ -26,10 +26,10 @@ struct ListRecord : NodeList {
 
 /// What every node has behind its public fields.
 struct NodeRecord : DOM_Node {
-  uint32_t text_room;  ///< the bytes behind the record
+  uint32_t text_room;  ///< the bytes of the room for texts behind the record
 };
 
-/// Apart from ParentNode, where this would cost 8 bytes.
+/// The mark stands in front of the list record: behind it, it would cost 8 bytes.
 struct MarkedNode : NodeRecord {
   uint32_t path_mark;  ///< equals the document's while the path up to the commonParent is known
 };
