@@ -42,14 +42,6 @@ ListEntry* MakeEntry(NodeList* list, DOM_Node* node) {
   return entry;
 }
 
-void FreeEntry(NodeList* list, ListEntry* entry) {
-  if (IsAttributeMapOfElement(list)) {
-    static_cast<AttributeNode*>(entry->node)->home = nullptr;
-    return;
-  }
-  std::free(entry);
-}
-
 using Entries = Chain<ListEntry, &ListEntry::previous, &ListEntry::next>;
 
 Entries EntriesOf(const NodeList* list) {
@@ -75,6 +67,14 @@ void UnlinkEntry(NodeList* list, ListEntry* entry) {
   entries.Remove(entry);
   SetEntries(list, entries);
   --list->length;
+}
+
+// Takes the entry of an attribute, which is a part of it, out of the map of its element.
+void LeaveMap(NodeList* map, ListEntry* entry) {
+  UnlinkEntry(map, entry);
+  auto* attribute = static_cast<AttributeNode*>(entry->node);
+  SetOwnerElement(attribute, nullptr);
+  attribute->home = nullptr;
 }
 
 void FreeEntries(NodeList* list) {
@@ -195,23 +195,27 @@ NodeEntry* ReplaceEntry(NodeList* list, NodeEntry* entry, DOM_Node* node) {
 
 void DropEntry(NodeList* list, NodeEntry* entry) {
   if (IsChildList(list)) {
-    UnlinkChild(AsChild(entry));
-    return;
+    return UnlinkChild(AsChild(entry));
   }
-  UnlinkEntry(list, AsListEntry(entry));
-  SetOwnerElement(AsListEntry(entry)->node, nullptr);
-  FreeEntry(list, AsListEntry(entry));
+  ListEntry* const dropped = AsListEntry(entry);
+  if (IsAttributeMapOfElement(list)) {
+    return LeaveMap(list, dropped);
+  }
+  UnlinkEntry(list, dropped);
+  SetOwnerElement(dropped->node, nullptr);
+  std::free(dropped);
 }
 
 void ClearList(NodeList* list) {
   if (!IsPartOfNode(list)) {
-    FreeEntries(list);
-    return;
+    return FreeEntries(list);
   }
-  for (NodeEntry* entry = list->first; entry != nullptr;) {
-    NodeEntry* const next = NextEntry(list, entry);
-    DropEntry(list, entry);
-    entry = next;
+  while (list->first != nullptr) {
+    if (IsChildList(list)) {
+      UnlinkChild(AsChild(list->first));
+    } else {
+      LeaveMap(list, AsListEntry(list->first));
+    }
   }
 }
 
