@@ -165,7 +165,8 @@ TEST(ServerConf, FileIsMadeFromTheRecordAndProtected) {
   const Installation installation;
   const std::filesystem::path path = installation.base() / "conf/qvxpd.conf";
   char include[] = "10.0.0.1;10.0.0.2";
-  LoadedSettings settings = RecordedSettings();
+  const LoadedSettings before = RecordedSettings();
+  LoadedSettings settings = before;
   settings.restrict_clients = true;
   settings.included_clients = include;
   settings.rotate_size = 40;
@@ -189,6 +190,7 @@ TEST(ServerConf, FileIsMadeFromTheRecordAndProtected) {
   EXPECT_EQ(Contents(path), ServerConfText(values, Addresses{"255.255.255.255"}));
   EXPECT_EQ(ModeOf(path), 0660U);
   EXPECT_STREQ(include, "10.0.0.1;10.0.0.2") << "the settings stay whole";
+  RecordSettings(before);
   ReleaseBindList();
 }
 
