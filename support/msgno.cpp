@@ -60,18 +60,15 @@ msgno_list* FindSlot(const msgno_entry* table) {
   return free_slot;
 }
 
-// Numbers the entries of a slot's table in place. Returns false at a number that goes backwards or
-// does not fit.
+// Numbers the entries of a slot's table in place. Returns false at a given number that goes
+// backwards or does not fit; a running number is taken as it comes.
 bool NumberEntries(msgno_list& slot, int32_t base) {
   int32_t number = 0;
   for (msgno_entry* entry = slot.table; entry->message != nullptr; ++entry) {
-    if (entry->code != 0 && entry->code < number) {
+    if (entry->code != 0 && (entry->code < number || entry->code > kHighestNumber)) {
       return false;
     }
     number = entry->code != 0 ? entry->code : number;
-    if (number > kHighestNumber) {
-      return false;
-    }
     entry->code = base | number;
     ++number;
     ++slot.count;

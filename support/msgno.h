@@ -71,8 +71,9 @@ extern int (*msgno_hdlr)(const char* format, ...);
 /// Registers `table` and rewrites its codes in place; a table that is registered already is left
 /// alone. The table is borrowed for the rest of the process. Returns 0, or -1 with errno EINVAL
 /// (null or empty table) or ERANGE (all table indices are used up, also for a table that is
-/// registered already; or the numbers go backwards or exceed 65535: then the slot is free again,
-/// and the codes in front of the offending one stay rewritten).
+/// registered already; or given numbers go backwards or exceed 65535: then the slot is free again,
+/// and the codes in front of the offending one stay rewritten). Entries without a number have no
+/// upper bound: behind 65535 they run into the next table's codes.
 int msgno_add_codes(msgno_entry* table);
 
 /// Returns the constant text of `code`, never null: the system's own text for table index 0, "No

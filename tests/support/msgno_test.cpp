@@ -32,14 +32,15 @@ int RegisterTables() {
   std::array<msgno_entry, 4> refused[] = {{{{1, nullptr}}},
                                           {{{5, "five"}, {0, "six"}, {6, "again"}}},
                                           {{{-1, "minus"}}},
-                                          {{{65535, "last"}, {0, "beyond"}}}};
+                                          {{{65536, "beyond"}}}};
   for (auto& table : refused) {
     EXPECT_EQ(msgno_add_codes(table.data()), -1);
     EXPECT_EQ(errno, &table == &refused[0] ? EINVAL : ERANGE);
     EXPECT_EQ(next_tbl_idx, 2U);
     EXPECT_EQ(list_tbl[2].count, 0U);
   }
-  std::array<msgno_entry, 4> accepted[14] = {{{{0, "zero"}, {7, "seven"}, {0, "eight"}}}};
+  std::array<msgno_entry, 4> accepted[14] = {{{{0, "zero"}, {7, "seven"}, {0, "eight"}}},
+                                             {{{0, "zero"}, {65535, "last"}, {0, "unbounded"}}}};
   for (auto& table : accepted) {
     table[0].message = "zero";
     EXPECT_EQ(msgno_add_codes(table.data()), 0);
@@ -47,6 +48,7 @@ int RegisterTables() {
   EXPECT_STREQ(msgno_msg(0x30000), "zero");
   EXPECT_STREQ(msgno_msg(0x30008), "eight");
   EXPECT_STREQ(msgno_msg(0xF0000), "zero");
+  EXPECT_EQ(accepted[1][2].code, 0x40000 | 0x10000);
   EXPECT_EQ(msgno_add_codes(refused[3].data()), -1);
   EXPECT_EQ(errno, ERANGE);
   return qvx::test::FailuresAsStatus();
