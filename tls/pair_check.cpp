@@ -86,14 +86,6 @@ qvx::CertificateHandle ReadCertificate() {
   return ReadObject<qvx::CertificateHandle>(qvx::CertificatePath(), PEM_read_bio_X509);
 }
 
-qvx::KeyHandle ReadKey() {
-  const std::string path = qvx::KeyPath();
-  const int token = OSPrepOpen(path.c_str());
-  qvx::KeyHandle key = ReadObject<qvx::KeyHandle>(path, PEM_read_bio_PrivateKey);
-  OSUndoPrepOpen(path.c_str(), token);
-  return key;
-}
-
 /// Returns whether both files, as far as they are there, are kept: only then may they be replaced.
 bool SetPairAside() {
   const qvx::Aside certificate = qvx::SetCertificateAside();
@@ -138,9 +130,9 @@ void ExamineNames(const X509* certificate, const std::string& host_name, qvx::Pa
             "This certificate has a Common Name (CN) that doesn't match the server's name\n");
 }
 
-/// Asks whether the key loads and belongs to the certificate that the context holds.
-void ExamineKey(SSL_CTX* context, qvx::PairFacts& facts) {
-  const qvx::KeyHandle key = ReadKey();
+/// Asks whether the key at `path` loads and belongs to the certificate that the context holds.
+void ExamineKey(SSL_CTX* context, const std::string& path, qvx::PairFacts& facts) {
+  const auto key = ReadObject<qvx::KeyHandle>(path, PEM_read_bio_PrivateKey);
   facts.key_loads = key != nullptr;
   if (!facts.key_loads) {
     LogOutput(kLogError, "Unable to load private key during SSL Server Initialization\n");
@@ -167,7 +159,10 @@ qvx::PairFacts Examine(SSL_CTX* context, const std::string& host_name) {
               "Unable to load certificate file during SSL Server Initialization\n");
     return facts;
   }
-  ExamineKey(context, facts);
+  const std::string key_path = qvx::KeyPath();
+  const int token = OSPrepOpen(key_path.c_str());
+  ExamineKey(context, key_path, facts);
+  OSUndoPrepOpen(key_path.c_str(), token);
   if (facts.they_match) {
     ExamineNames(certificate.get(), host_name, facts);
   }
