@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 
 #include "log/debug_categories.h"
@@ -35,15 +36,20 @@ std::string WithRecord(std::string content, size_t offset, const std::string& me
   return content.substr(0, end > kLimit ? end : content.size());
 }
 
+/// The second of the log's own clock; time(2) may be a moment behind it.
+time_t ThisSecond() {
+  return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+}
+
 /// A record of `length` letters that is written to a log of `content` stands at `offset`.
 void ExpectRecord(const std::string& content, size_t offset, size_t length) {
   const std::string message(length, 'm');
   WriteText(QvxLogFile, content);
-  const time_t before = std::time(nullptr);
+  const time_t before = ThisSecond();
   EXPECT_EQ(LogOutput(kLogError, "%s", message.c_str()), static_cast<int>(length));
   const std::string log = Contents(QvxLogFile).value_or("none");
   time_t second = before;  // the one in which the record was written
-  while (second < std::time(nullptr) && log != WithRecord(content, offset, message, second)) {
+  while (second < ThisSecond() && log != WithRecord(content, offset, message, second)) {
     ++second;
   }
   EXPECT_EQ(log, WithRecord(content, offset, message, second));

@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <chrono>
 #include <clocale>
 #include <cstring>
-#include <ctime>
 #include <string>
 
 #include "support/malloc_owner.h"
@@ -107,8 +107,16 @@ TEST(MultibyteStrings, FailuresAreTraced) {
 }
 
 TEST(Timestamp, IsInMilliseconds) {
-  const uint64_t seconds = timestamp() / 1000;
-  EXPECT_LE(static_cast<uint64_t>(std::time(nullptr)) - seconds, 1U);
+  // The same clock, not time(2), which may be a moment behind it.
+  const auto now = [] {
+    const auto since_epoch = std::chrono::system_clock::now().time_since_epoch();
+    return static_cast<uint64_t>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(since_epoch).count());
+  };
+  const uint64_t before = now();
+  const uint64_t stamp = timestamp();
+  EXPECT_GE(stamp, before);
+  EXPECT_LE(stamp, now());
 }
 
 }  // namespace
