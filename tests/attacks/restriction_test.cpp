@@ -25,7 +25,6 @@ same restricted.conf $base/conf/qvxpd.conf; stat -c %F $settings)";
         {"zero", script("mknod $settings c 1 5"), "daemon\n1\n1\ncharacter special file\n"}});
 }
 
-#ifndef __SANITIZE_ADDRESS__  // which has an allocator of its own
 // Each of the first allocations, some spread over the run, and more from the settings on.
 TEST(Restriction, StandsWhateverAllocationFails) {
   Play({{"sweep", kRestrict + R"(
@@ -51,7 +50,6 @@ for at in {1..15} $(seq 16 $((last / 10)) $last) $(seq $((last - 700)) 18 $last)
 done)",
          "daemon\n"}});
 }
-#endif
 
 }  // namespace
 }  // namespace qvx::test
