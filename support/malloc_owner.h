@@ -1,5 +1,5 @@
-// The owner of storage that comes from malloc and goes by free(): texts and arrays that an
-// operation hands to its caller.
+// The owner of storage that comes from malloc and is released with free(): the texts and arrays
+// that an operation hands to its caller.
 #ifndef QVX_SUPPORT_MALLOC_OWNER_H
 #define QVX_SUPPORT_MALLOC_OWNER_H
 

@@ -4,7 +4,7 @@
 // Every walk stops at the first of: the byte limit, the count limit (a character that is wider than
 // what is left is not taken), the terminating NUL, an incomplete sequence at the byte limit (the
 // result so far stands), or a sequence that the locale cannot decode (failure, with a line in the
-// trace buffer). A byte limit above 2147483647 counts as 2147483647; a negative count limit counts
+// trace buffer). A byte limit above 2147483647 counts as 2147483647. A negative count limit counts
 // as 2147483647. A null text fails with errno EINVAL. The cost is linear in the bytes walked.
 #ifndef QVX_SUPPORT_MBS_H
 #define QVX_SUPPORT_MBS_H
@@ -12,37 +12,38 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Bytes of the leading characters that fit both limits, the NUL not counted. The count limit is in
-/// columns; a character without a width (a control character) counts 1. Returns -1 on an
-/// undecodable sequence.
+/// Returns the bytes of the leading characters that fit both limits, without the NUL. The count
+/// limit is in columns; a character without a width (a control character) counts 1. Returns -1 on
+/// an undecodable sequence.
 int mbsnsize(const char* text, size_t byte_limit, int32_t column_limit);
 int mbssize(const char* text);
 
-/// Sum of the columns of the leading characters that fit both limits; a character without a width
+/// Returns the columns of the leading characters that fit both limits. A character without a width
 /// counts 1, one of width 0 counts 0. Returns -1 on an undecodable sequence.
 int mbsnlen(const char* text, size_t byte_limit, int32_t column_limit);
 int mbslen(const char* text);
 
-/// The position after `count` characters of non-zero width, or the end of the text when it is
-/// shorter. Returns null on an undecodable sequence. The result points into `text`.
+/// Returns the position after `count` characters of non-zero width, or the end of a shorter text.
+/// The result points into `text`. Returns null on an undecodable sequence.
 char* mbsnoff(const char* text, int32_t count, size_t byte_limit);
 char* mbsoff(const char* text, int32_t count);
 
-/// A new copy of the bytes that mbsnsize measures, which the caller releases with free(). Returns
-/// null with errno EINVAL (null text), EILSEQ (undecodable) or ENOMEM.
+/// Returns a new copy of the bytes that mbsnsize measures, which the caller releases with free().
+/// Returns null with errno EINVAL (null text), EILSEQ (undecodable) or ENOMEM.
 char* mbsndup(const char* text, size_t byte_limit, int32_t column_limit);
 char* mbsdup(const char* text);
 
-/// The position after the leading characters whose columns fit the limit. Returns null on an
-/// undecodable sequence.
+/// Returns the position after the leading characters whose columns fit the limit. The result points
+/// into `text`. Returns null on an undecodable sequence.
 char* mbssub(const char* text, size_t byte_limit, int32_t column_limit);
 
-/// Total columns of the leading characters that fit. Returns -1 at a character without a width and
-/// on an undecodable sequence.
+/// Returns the columns of the leading characters that fit both limits. Returns -1 at a character
+/// without a width and on an undecodable sequence.
 int mbswidth(const char* text, size_t byte_limit, int32_t column_limit);
 
-/// The first occurrence of `wanted` in front of the NUL and within the limits (the count limit is
-/// in columns). Returns null when there is none, and on an undecodable sequence.
+/// Returns the first occurrence of `wanted` in front of the NUL and within the limits. The count
+/// limit is in columns. The result points into `text`. Returns null when there is none, and on an
+/// undecodable sequence.
 char* mbsnchr(const char* text, size_t byte_limit, int32_t count_limit, wchar_t wanted);
 char* mbschr(const char* text, wchar_t wanted);
 

@@ -37,16 +37,16 @@ int (*msgno_hdlr)(const char* format, ...) = msgno_hdlr_stderr;
 
 namespace {
 
-constexpr int kTableShift = 16;  // a code's table index stands above the number of the message
-constexpr int32_t kHighestNumber = 0xffff;  // what fits below it
-constexpr int32_t kHighestTable = 15;  // the highest table index that a code can be looked up by
+constexpr int kTableShift = 16;             // the table index is the upper half of a code
+constexpr int32_t kHighestNumber = 0xffff;  // the highest number that the lower half holds
+constexpr int32_t kHighestTable = 15;       // codes above it are not looked up
 
 int FailWith(int error) {
   errno = error;
   return -1;
 }
 
-// Returns the slot that holds `table`, else the first free one, else null.
+/// Returns the slot that holds `table`, else the first free slot, else null.
 msgno_list* FindSlot(const msgno_entry* table) {
   msgno_list* free_slot = nullptr;
   for (uint32_t i = 1; i < kMessageListSlots; ++i) {
@@ -60,8 +60,8 @@ msgno_list* FindSlot(const msgno_entry* table) {
   return free_slot;
 }
 
-// Numbers the entries of a slot's table in place. Returns false at a given number that goes
-// backwards or does not fit; a running number is taken as it comes.
+/// Numbers the entries of a slot's table in place. Returns false at a given number that exceeds
+/// kHighestNumber or is lower than the running number. The running number itself is not checked.
 bool NumberEntries(msgno_list& slot, int32_t base) {
   int32_t number = 0;
   for (msgno_entry* entry = slot.table; entry->message != nullptr; ++entry) {

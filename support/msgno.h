@@ -5,10 +5,10 @@
 // table index (0: a system error number; 1 to 15: a registered message table), bits 15 to 0 a
 // number within that table.
 //
-// The trace buffer (trace_buffer.h) holds the innermost failure first and the operations that
-// failed because of it after it, one line each.
+// The trace buffer (trace_buffer.h) holds one line for each operation that failed: the innermost
+// first, then its callers.
 //
-// All of this is process-wide state without a lock: one thread only.
+// All of this is process-wide and has no lock, so only one thread may use it.
 #ifndef QVX_SUPPORT_MSGNO_H
 #define QVX_SUPPORT_MSGNO_H
 
@@ -41,8 +41,8 @@ inline constexpr int32_t kNullParameter = 0x10000;
 /// The document model's own table: fifteen entries, numbered from 1 by msgno_add_codes.
 extern msgno_entry dom_codes[];
 
-// The codes of that table. They are references into it, because a code gets its table index when
-// the table is registered, which every node factory and every failure of the document model does.
+// The codes of that table. They are references, because a code gets its table index only when the
+// table is registered. Every node factory and every failure of the document model registers it.
 inline const int32_t& DOM_INDEX_SIZE_ERR = dom_codes[0].code;
 inline const int32_t& DOM_DOMSTRING_SIZE_ERR = dom_codes[1].code;
 inline const int32_t& DOM_HIERARCHY_REQUEST_ERR = dom_codes[2].code;
@@ -59,29 +59,32 @@ inline const int32_t& DOM_ENCODING_ERR = dom_codes[12].code;
 inline const int32_t& DOM_EVENT_TYPE_ERR = dom_codes[13].code;
 inline const int32_t& DOM_FILTERED_LIST_ERR = dom_codes[14].code;
 
-/// The error cell: 0, a registered code, or a raw errno value. Cleared by the document loader only.
+/// The error cell: 0, a registered code, or an errno value. Only the document loader clears it.
 extern int32_t _exception;
 
 /// Returns the address of the error cell.
 int32_t* _DOM_Exception();
 
-/// Where _msgno_printf sends its text; preset to msgno_hdlr_stderr.
+/// The function to which _msgno_printf hands its text; at first msgno_hdlr_stderr.
 extern int (*msgno_hdlr)(const char* format, ...);
 
-/// Registers `table` and rewrites its codes in place; a table that is registered already is left
-/// alone. The table is borrowed for the rest of the process. Returns 0, or -1 with errno EINVAL
-/// (null or empty table) or ERANGE (all table indices are used up, also for a table that is
-/// registered already; or given numbers go backwards or exceed 65535: then the slot is free again,
-/// and the codes in front of the offending one stay rewritten). Entries without a number have no
-/// upper bound: behind 65535 they run into the next table's codes.
+/// Registers `table` and rewrites the codes of its entries in place. An entry with the code 0 gets
+/// the number that follows the one before it. A table that is registered already stays as it is.
+/// The table is borrowed for the rest of the process. Returns 0; or -1 with errno EINVAL (the table
+/// is null or empty) or ERANGE. ERANGE has two causes: all table indices are used up, which is
+/// tested even for a registered table; or a given number exceeds 65535 or is lower than the number
+/// that would follow. After the second one the slot is free again, and the codes in front of the
+/// refused one stay rewritten. The numbers of entries with the code 0 are not checked: one above
+/// 65535 runs into the bits of the table index.
 int msgno_add_codes(msgno_entry* table);
 
-/// Returns the constant text of `code`, never null: the system's own text for table index 0, "No
-/// such msgno list" or "No such message in msgno list" for a code that is not registered.
+/// Returns the constant text of `code`, never null. Table index 0 gives the text of the system. A
+/// code that is not registered gives "No such msgno list" or "No such message in msgno list".
 const char* msgno_msg(int32_t code);
 
-/// Sends the trace buffer, two blanks if it is not empty, and the formatted text through
-/// msgno_hdlr, and empties it. Returns the handler's result.
+/// Appends two blanks, unless the trace buffer is empty, and the formatted text to the trace
+/// buffer, hands the whole to msgno_hdlr, and empties the buffer. What does not fit the buffer is
+/// cut. Returns the handler's result.
 [[gnu::format(printf, 1, 2)]] int _msgno_printf(const char* format, ...);
 
 /// Writes the formatted text to standard error and flushes; returns 0.

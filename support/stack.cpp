@@ -16,7 +16,7 @@ constexpr uint32_t kUnbounded = 0x7fffffff;
 constexpr uint32_t kFirstSize = 32;
 constexpr uint32_t kSmallestShrunk = 128;  // a smaller array is not worth a reallocation
 
-// Leaves the array as it was when memory ran out.
+/// Returns false when memory ran out; the array is then as it was.
 bool Resize(stack* s, uint32_t size) {
   void* array = std::realloc(static_cast<void*>(s->array), size * sizeof(void*));
   if (array == nullptr) {
@@ -126,7 +126,7 @@ void stack_clear(stack* s, void (*release)(void*)) {
   }
   while (s->sp > 0) {
     if (IsSparse(s)) {
-      Resize(s, s->size / 2);  // the elements have to go, whether or not the array could be shrunk
+      Resize(s, s->size / 2);  // a failure does no harm: the elements are taken off all the same
     }
     release(s->array[--s->sp]);
   }

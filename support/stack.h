@@ -1,8 +1,8 @@
 // A last-in-first-out stack of object pointers with an upper bound on its depth.
 //
-// The array starts at 32 slots (fewer when the bound is lower), doubles when it is full and halves
-// when three quarters of a large array are empty, so a push or pop costs a constant time on
-// average. The stack never owns the objects that it holds.
+// The array starts at 32 slots, or fewer when the bound is lower. It doubles when it is full. An
+// array of at least 128 slots halves when fewer than a quarter of them are used. So a push or pop
+// costs a constant time on average. The stack never owns the objects that it holds.
 #ifndef QVX_SUPPORT_STACK_H
 #define QVX_SUPPORT_STACK_H
 
@@ -21,22 +21,23 @@ struct stack {
 stack* stack_new(uint32_t max);
 
 /// Hands every element to `release` from the top down (unless `release` is null), then frees the
-/// stack. Null is ignored.
+/// stack. A null stack is ignored.
 void stack_del(stack* s, void (*release)(void*));
 
-/// Puts `element` on top. Returns 0; or -1 with the stack unchanged: errno EINVAL (null stack),
-/// ERANGE (full), ENOMEM.
+/// Puts `element` on top. Returns 0; or -1, with a trace line and the stack unchanged: errno EINVAL
+/// (null stack), ERANGE (full), ENOMEM.
 int stack_push(stack* s, void* element);
 
-/// Takes the top element off. Returns null when the stack is null or empty (nothing is recorded),
-/// or when a large array could not be shrunk (the element stays).
+/// Takes the top element off and returns it. Returns null when the stack is null or empty, without
+/// a trace line; and when a large array could not be shrunk, with a trace line: the element then
+/// stays.
 void* stack_pop(stack* s);
 
 /// Returns the top element without taking it off; null when the stack is null or empty.
 void* stack_peek(stack* s);
 
-/// Returns the element at `index`, counted from the bottom; null with errno ERANGE when there is
-/// none.
+/// Returns the element at `index`, counted from the bottom. When there is none, returns null with
+/// errno ERANGE and a trace line.
 void* stack_get(stack* s, uint32_t index);
 
 /// Returns the number of elements; 0 for a null stack.
@@ -52,8 +53,8 @@ void stack_iterate(stack* s, uint32_t* iterator);
 /// Elements that are pushed during a walk are reached by it.
 void* stack_next(stack* s, uint32_t* iterator);
 
-/// Takes every element off, from the top down, and hands it to `release`. Does nothing unless both
-/// are given.
+/// Takes every element off, from the top down, and hands each to `release`. Does nothing when
+/// either argument is null.
 void stack_clear(stack* s, void (*release)(void*));
 
 #endif

@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-/// Returns the milliseconds since the epoch (gettimeofday); 1, with errno in the error cell and a
-/// trace line, when the clock cannot be read.
+/// Returns the milliseconds since the epoch (gettimeofday(2)). When the clock cannot be read,
+/// returns 1, with errno in the error cell and a trace line.
 uint64_t timestamp();
 
 #endif

@@ -1,6 +1,6 @@
 // How the document model and the support library write their lines into the trace buffer
-// (trace_buffer.h). Nothing here changes errno: who traces a failure usually reports errno after
-// it.
+// (trace_buffer.h). Nothing here changes errno, because callers usually report errno after the
+// trace.
 #ifndef QVX_SUPPORT_TRACE_H
 #define QVX_SUPPORT_TRACE_H
 
@@ -8,15 +8,15 @@
 
 namespace qvx {
 
-/// A place in the source that detected or passed on a failure. It is written where it is used, as
-/// {kModule, __func__}, with the name of a module (trace_modules.h) and of the operation, and picks
-/// up the line by itself.
+/// The place in the source where a failure was detected or passed on. It is written at the place
+/// itself, as {kModule, __func__}: the name of a module (trace_modules.h) and of the operation. The
+/// line is added by itself.
 struct TraceSite {
   const char* module;
   const char* function;
   uint32_t line;
 
-  // __builtin_LINE where it stands as a default argument is the caller's line; Clang 14 has no
+  // As a default argument, __builtin_LINE gives the line of the caller. Clang 14 has no
   // std::source_location.
   TraceSite(const char* module_name, const char* function_name,
             uint32_t caller_line = __builtin_LINE())
@@ -30,7 +30,7 @@ void Trace(const TraceSite& site, int32_t code);
 [[gnu::format(printf, 3, 4)]] void TraceDetails(const TraceSite& site, int32_t code,
                                                 const char* format, ...);
 
-/// Appends the line of an operation that failed because one that it called failed:
+/// Appends the line of an operation that failed because an operation that it called failed:
 /// "  <module>:<line>:<function>: \n".
 void TracePropagation(const TraceSite& site);
 

@@ -1,6 +1,6 @@
 // The trace buffer: a text of at most kTraceBufferSize - 1 bytes, always terminated, whose length
-// is _msgno_buf_idx. Text that does not fit is cut at the end: what stands at the front names the
-// cause of the failure, and it is the far end of a long chain of callers that can be spared.
+// is _msgno_buf_idx. Text that does not fit is cut at the end, because the front names the cause of
+// the failure.
 #ifndef QVX_SUPPORT_TRACE_BUFFER_H
 #define QVX_SUPPORT_TRACE_BUFFER_H
 
@@ -14,8 +14,7 @@ extern uint32_t _msgno_buf_idx;            ///< where the next trace line is app
 
 namespace qvx {
 
-/// Appends the formatted text to the trace buffer as it stands; what does not fit is cut. Leaves
-/// errno alone.
+/// Appends the formatted text to the trace buffer. What does not fit is cut. Leaves errno alone.
 [[gnu::format(printf, 1, 2)]] void AppendToTrace(const char* format, ...);
 [[gnu::format(printf, 1, 0)]] void AppendToTraceV(const char* format, va_list arguments);
 

@@ -1,6 +1,6 @@
 // The names that modules have in trace lines.
 //
-// Traces are known by these names: who reads one looks for them. They are not files of this tree.
+// People search traces for these names, so they stay. No file of this tree has such a name.
 #ifndef QVX_SUPPORT_TRACE_MODULES_H
 #define QVX_SUPPORT_TRACE_MODULES_H
 
