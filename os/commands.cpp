@@ -19,11 +19,11 @@
 
 namespace {
 
-constexpr int kShellFailed = 127;  // as a shell reports a command that it could not run
+constexpr int kShellFailed = 127;  // the shell's own status for a command that it could not run
 constexpr unsigned kSecondsAfterFailedStart = 1;
 constexpr int kLongestAccountCommand = 3000;  // milliseconds
 
-/// How late the end of a command may be noticed while its output stays open.
+/// The end of a command is noticed at most this late while its output stays open.
 constexpr int kChildCheckMilliseconds = 50;
 
 /// Repeats a system call that a signal interrupted.
@@ -36,8 +36,7 @@ auto Resumed(Call call) {
   return result;
 }
 
-/// Writes past stdio. Parent and child share the stream, and neither may write what the other has
-/// not flushed.
+/// Writes without stdio, because parent and child share the stream and its unwritten text.
 void Report(std::string_view text) {
   [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
 }
@@ -55,7 +54,7 @@ std::optional<Pipe> MakePipe() {
   return Pipe{qvx::Descriptor(ends[0]), qvx::Descriptor(ends[1])};
 }
 
-/// How the start of a shell went: it runs, no process could be made, or it could not be executed.
+/// The result of starting a shell.
 enum class Started { kRuns, kNoProcess, kNotExecuted };
 
 struct Shell {
@@ -63,8 +62,8 @@ struct Shell {
   pid_t process;
 };
 
-/// What a new process does before it becomes the shell. It takes `output`, if there is one, for its
-/// standard output.
+/// The actions of a new process before it becomes the shell. A valid `output` becomes its standard
+/// output.
 class SpawnActions {
  public:
   explicit SpawnActions(const qvx::Descriptor& output)
@@ -87,10 +86,10 @@ class SpawnActions {
   int error_;
 };
 
-/// Starts the shell on `command`, with `output` (none: the launcher's own) as its standard output.
-/// The process is spawned, because a fork would copy the launcher's page tables, which costs more
-/// than the rest of it. In a process that was started without standard streams, `output` may be
-/// descriptor 1 already. It survives the exec, too.
+/// Starts the shell on `command`. A valid `output` is its standard output. The process is spawned,
+/// because a fork would copy the launcher's page tables, and that costs more than all the rest. In
+/// a process that was started without standard streams, `output` may be descriptor 1 already; then,
+/// too, it survives the exec.
 Shell StartShell(const char* command, const qvx::Descriptor& output) {
   const SpawnActions actions(output);
   std::string name = "sh";
@@ -141,8 +140,8 @@ bool RunsUntilOutput(int descriptor, pid_t child) {
   return true;
 }
 
-/// Takes what the command still prints until it ends. A process that it left in the background may
-/// keep the output open. Nobody waits for that one.
+/// Reads and drops the command's output until the command ends. A process that it left in the
+/// background may keep the output open and is not waited for.
 void DropRestUntilEnd(int descriptor, pid_t child) {
   char dropped[16384];
   for (;;) {
@@ -160,16 +159,16 @@ void DropRestUntilEnd(int descriptor, pid_t child) {
 constexpr std::string_view kExecuteForkFailed = "execute_linux_cmd: fork() failed! \n";
 constexpr std::string_view kExecuteFailed = "execute_linux_cmd: child's execv failed!\n";
 
-/// Whether the child ends within the time. The answer is yes where the system cannot tell.
+/// Whether the child ends within the time. Also true where the system cannot tell.
 bool EndsWithin(pid_t child, int milliseconds) {
   const qvx::Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
   pollfd ended{process.get(), POLLIN, 0};
   return !process || Resumed([&ended, milliseconds] { return poll(&ended, 1, milliseconds); }) != 0;
 }
 
-/// Runs `command` as the service account, in a process group of its own. A process that is not
-/// root's keeps its own rights, and so does a machine without that account. The command is ended
-/// when it takes long, because the account may have put a pipe there for it to wait at.
+/// Runs `command` as the service account, in a process group of its own. The rights stay as they
+/// are when the launcher is not root or the account does not exist. A command that takes long is
+/// killed, because the account may have put a pipe there on which it waits.
 int32_t ExecuteAsAccount(const char* command) {
   const std::optional<qvx::AccountIds> account =
       geteuid() == 0 ? qvx::ServiceAccountIds() : std::nullopt;
@@ -267,7 +266,7 @@ pid_t StartChild(const std::function<int()>& body) {
   if (child == 0) {
     try {
       _exit(body());
-    } catch (...) {  // the handlers are the parent's
+    } catch (...) {  // no handler of the parent's may run here
       _exit(kShellFailed);
     }
   }

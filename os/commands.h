@@ -1,6 +1,6 @@
-// Child processes: the one place that makes them and waits for them.
+// The one place that makes child processes and waits for them.
 //
-// Every command line goes to "/bin/sh" "-c" and inherits the environment. All waits resume after a
+// Every command line goes to "/bin/sh" "-c" and inherits the environment. Waits resume after a
 // signal.
 #ifndef QVX_OS_COMMANDS_H
 #define QVX_OS_COMMANDS_H
@@ -14,40 +14,43 @@
 #include <string>
 
 /// Runs `command` for its effect and waits for it; its standard streams are the launcher's own.
-/// Returns 1 when the child was created and has ended, whatever its exit status; 0, with a text on
-/// standard error, when it could not be created.
+/// Returns 1 when the child has ended, whatever its exit status; and when the shell could not be
+/// executed, with a text on standard error. Returns 0, with a text on standard error, when no child
+/// could be created.
 int32_t execute_linux_cmd(const char* command);
 
-/// Runs `command` and waits for it, but not for what it left in the background. `output` gets what
-/// the first read of its standard output returned: at most `size` - 1 bytes and a terminating zero,
-/// nothing for a size of 0. The rest is read and dropped, so the command neither blocks nor gets
-/// SIGPIPE. When it prints nothing, `output` is left exactly as it was. Returns 0 when the command
-/// was run; -1, with a text on standard error, when pipe or child could not be created.
+/// Runs `command` and waits for it, but not for processes that it left in the background. `output`
+/// gets the result of the first read of its standard output: at most `size` - 1 bytes and a
+/// terminating zero. The rest is read and dropped, so the command neither blocks nor gets SIGPIPE.
+/// `output` is left as it was when the command prints nothing or `size` is 0 or 1. Returns 0 when
+/// the command was run; and, a second later, when the shell could not be executed, with a text on
+/// standard error. Returns -1, with a text on standard error, when pipe or child could not be
+/// created.
 int32_t process_linux_cmd(const char* command, char* output, uint32_t size);
 
-/// Opens "/sbin/ifconfig -a 2>/dev/null" for reading and closes it again, unread.
-/// Returns the status that pclose reports, -1 when the command could not be opened.
+/// Opens "/sbin/ifconfig -a 2>/dev/null" for reading and closes it unread. Returns the status that
+/// pclose(3) reports; -1 when the command could not be opened.
 int Callpopen();
 
 namespace qvx {
 
 inline constexpr char kShell[] = "/bin/sh";
 
-/// Characters of a protection or copy command.
+/// The most characters of a protection or copy command.
 inline constexpr size_t kMaxCommand = 511;
 
-/// Whose rights a command has: the launcher's, or the service account's when the launcher is root
-/// and there is such an account.
+/// Whose rights a command has. kServiceAccount is the launcher's own unless the launcher is root
+/// and the account exists.
 enum class Rights { kOwn, kServiceAccount };
 
-/// The rights for a command that names paths. Whoever could change what these lead to while it runs
-/// must not gain by it. `is_held` as in os/path_walk.h.
+/// Returns the rights for a command that names paths. An account that can exchange what a path
+/// leads to must not gain rights by the command. `is_held` as in os/path_walk.h.
 inline Rights RightsFor(bool is_held) {
   return is_held ? Rights::kOwn : Rights::kServiceAccount;
 }
 
-/// As execute_linux_cmd, with the given rights. A command with the account's is ended after three
-/// seconds.
+/// As execute_linux_cmd, with the given rights. A command with the account's rights is killed after
+/// three seconds.
 int32_t RunCommand(const std::string& command, Rights rights);
 
 /// Closes a stream of OpenCommand and waits for its command.
@@ -56,20 +59,20 @@ struct CommandCloser {
 };
 using CommandStream = std::unique_ptr<std::FILE, CommandCloser>;
 
-/// Starts `command` with its standard output readable (popen(3), close-on-exec); null when it could
-/// not be started.
+/// Starts `command` with its standard output readable (popen(3), close-on-exec). Returns null when
+/// it could not be started.
 CommandStream OpenCommand(const char* command);
 
-/// Replaces the process by the shell running `command`. Returns only on failure, with errno set.
+/// Replaces the process by the shell that runs `command`. Returns only on failure, with errno set.
 void ExecuteShell(const char* command);
 
-/// Creates a child that runs `body` and ends with the status that it returns. An exception ends it
-/// with 127. It ends through _exit, because exit handlers and unwritten streams are the launcher's.
-/// Returns its process ID, or -1 with errno set.
+/// Creates a child that runs `body` and ends with the status that `body` returns, or with 127 after
+/// an exception. The child ends through _exit, because exit handlers and unwritten streams are the
+/// launcher's. Returns its process ID, or -1 with errno set.
 pid_t StartChild(const std::function<int()>& body);
 
-/// Waits for the child with waitpid's `options`: 0, or WUNTRACED to return when it is stopped, too.
-/// Returns its wait status; -1 when there is no such child.
+/// Waits for the child with waitpid's `options`: 0, or WUNTRACED to return also when the child is
+/// stopped. Returns its wait status; -1 when there is no such child.
 int WaitForChild(pid_t child, int options = 0);
 
 }  // namespace qvx

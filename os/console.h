@@ -6,7 +6,8 @@ int OSOpenConsole(void* first, void* second, void* third, void* fourth);  ///< 0
 void OSCloseConsole(void* first, void* second);
 int OSConsoleSupported();  ///< 1
 
-/// Appends `text` to the console file, "/console.bug"; nothing happens when that cannot be opened.
+/// Appends `text` to the console file, "/console.bug". Nothing happens when the file cannot be
+/// opened.
 void OSOutputConsole(const char* text);
 
 #endif

@@ -16,7 +16,7 @@
 
 namespace {
 
-/// Where "cp" puts its copy: a directory takes it under the source's name.
+/// Where "cp" puts its copy: into a directory under the source's name.
 std::optional<qvx::Place> FindDestination(const std::string& path, const std::string& source_name) {
   std::optional<qvx::Place> place = qvx::FindPlace(path, qvx::Access::kChange);
   return place && place->IsA(S_IFDIR)
@@ -35,7 +35,7 @@ int32_t Copy(const std::string& source, const std::string& destination) {
   if (!from || command.size() > qvx::kMaxCommand) {
     return 0;
   }
-  // It stays open until the end, because a lease that is taken meanwhile would hold up the command.
+  // The source stays open until the end. A lease that is taken meanwhile would hold up the command.
   const qvx::Descriptor open_source = qvx::OpenEntry(*from, O_RDONLY);
   const std::optional<qvx::Place> to =
       FindDestination(destination, source.substr(source.rfind('/') + 1));

@@ -1,4 +1,4 @@
-// The file-creation mask for a scope.
+// A file-creation mask for a scope.
 #ifndef QVX_OS_CREATION_MASK_H
 #define QVX_OS_CREATION_MASK_H
 
@@ -6,8 +6,8 @@
 
 namespace qvx {
 
-/// Takes further bits away from what is created in a scope. The daemon inherits the mask, so it is
-/// put back as it was.
+/// Adds the bits `further` to the mask for a scope. The old mask is restored at the end, because
+/// the daemon inherits it.
 class CreationMask {
  public:
   explicit CreationMask(mode_t further) : before_(umask(0)) { umask(before_ | further); }

@@ -9,7 +9,7 @@ namespace qvx {
 
 Descriptor::~Descriptor() {
   if (descriptor_ >= 0) {
-    const int error = errno;  // what made its owner give up is still to be reported
+    const int error = errno;  // the caller may still report why it gave up
     close(descriptor_);
     errno = error;
   }

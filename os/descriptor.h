@@ -4,7 +4,7 @@
 
 namespace qvx {
 
-/// A file descriptor, closed with its owner.
+/// A file descriptor that is closed with the object.
 class Descriptor {
  public:
   Descriptor() = default;

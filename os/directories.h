@@ -1,9 +1,9 @@
-// The directories that every file of the launcher lies under.
+// The directories that hold every file of the launcher.
 //
-// A resolver reads the environment afresh at each call and only computes a name; nothing is created
-// or tested. The name never gains a "/" at its end. A value that does not fit the caller's buffer
-// is cut at its capacity. The buffers of this program have kPathCapacity bytes, so every path under
-// such a directory is longer than the system's PATH_MAX, and nothing is opened in another place.
+// A resolver reads the environment at each call and only computes a name. Nothing is created or
+// tested. No "/" is added at the end. A value that does not fit the caller's buffer is cut. The
+// buffers of this program have kPathCapacity bytes, so a path under a directory that was cut is
+// longer than the system's PATH_MAX and opens nothing.
 #ifndef QVX_OS_DIRECTORIES_H
 #define QVX_OS_DIRECTORIES_H
 
@@ -14,8 +14,8 @@
 /// Bytes of a path buffer: 4095 characters and the terminator.
 inline constexpr size_t kPathCapacity = 4096;
 
-/// Writes the platform base directory, "/opt". All resolvers return `buffer`; `capacity` is its
-/// size in bytes.
+/// Writes the platform base directory, "/opt". All resolvers return `buffer`, whose size is
+/// `capacity` bytes.
 char* OSGetBaseDir(char* buffer, size_t capacity);
 
 /// The installation directory: SYSMGTZX_BASE_DIR, or /opt/zx/zxqvx.
@@ -47,7 +47,7 @@ char* OSFileAffinity(char* path);
 
 namespace qvx {
 
-// What the program itself uses: the same directories as strings, with `tail` appended as it stands.
+// The same directories as strings, for the program itself. `tail` is appended as it stands.
 std::string InstallationPath(std::string_view tail = {});
 std::string WritablePath(std::string_view tail = {});
 std::string LogPath(std::string_view tail = {});

@@ -15,7 +15,7 @@
 
 namespace {
 
-/// Characters of a directory part that QVXBuildDirectory creates.
+/// The most characters of a directory part that QVXBuildDirectory creates.
 constexpr size_t kMaxBuiltDirectory = 255;
 
 bool EnterDirectory(const std::string& path) {
@@ -39,8 +39,8 @@ bool CheckLevels(char* path) {
   return true;
 }
 
-/// Whether every level of `directory` below `level` is there or could be made. Cuts `directory` in
-/// place.
+/// Makes the missing levels of `directory` below `level`. Cuts `directory` in place. Returns false
+/// when a level could not be entered.
 bool BuildLevels(std::string level, char* directory) {
   char* rest = nullptr;
   for (char* piece = strtok_r(directory, "/", &rest); piece != nullptr;

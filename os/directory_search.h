@@ -1,4 +1,4 @@
-// Enumerating a directory by a file-name pattern.
+// Listing the files of a directory that match a pattern.
 #ifndef QVX_OS_DIRECTORY_SEARCH_H
 #define QVX_OS_DIRECTORY_SEARCH_H
 
@@ -6,8 +6,8 @@
 
 #include "os/directories.h"
 
-/// What a search found, filled by OSFindFirstFile and OSFindNextFile. The pattern stays in it for
-/// the later calls.
+/// The match that OSFindFirstFile or OSFindNextFile found. The pattern stays in it for the later
+/// calls.
 struct OSFindRecord {
   uint32_t attributes;       ///< mode bits, the low 16
   int64_t creation_time;     ///< status-change time, seconds since the epoch
@@ -25,14 +25,15 @@ struct OSFindRecord {
 using OSFindHandle = intptr_t;
 inline constexpr OSFindHandle kNoSearch = -1;
 
-/// Starts a search for `pattern_path`, a directory and a file-name pattern (fnmatch(3), path names
-/// and leading periods respected; the first "*.*" counts as "*"), and fills `record` with the first
-/// match, in directory order. Returns a handle that the caller closes with OSFindClose; -1 when
-/// nothing matches, and for a path of 4096 characters or more or one directly under "/".
+/// Starts a search for `pattern_path`, a directory and a file-name pattern, and fills `record` with
+/// the first match in directory order. The pattern is that of fnmatch(3), with path names and
+/// leading periods respected, and the first "*.*" in it counts as "*". Returns a handle that the
+/// caller closes with OSFindClose. Returns -1 when nothing matches, and for a path of 4096
+/// characters or more or one directly under "/".
 OSFindHandle OSFindFirstFile(const char* pattern_path, OSFindRecord* record);
 
-/// Goes on to the next match. Returns 0, or -1 at the end of the directory and for a handle of 0 or
-/// less.
+/// Fills `record` with the next match. Returns 0; or -1 at the end of the directory and for a
+/// handle of 0 or less.
 int OSFindNextFile(OSFindHandle handle, OSFindRecord* record);
 
 /// Closes a search. Returns 0 for a handle of 0 or less, otherwise the result of closedir(3).

@@ -22,7 +22,7 @@ namespace qvx {
 namespace {
 
 constexpr mode_t kServiceFileMode = 0660;
-constexpr mode_t kNewFileMode = 0600;  // until owner and access list are those that it shall have
+constexpr mode_t kNewFileMode = 0600;  // until it has its final owner and no access list
 constexpr size_t kBlockSize = 65536;
 constexpr std::string_view kSuffix = ".new";
 
@@ -30,7 +30,7 @@ struct DirectoryCloser {
   void operator()(DIR* stream) const { closedir(stream); }
 };
 
-/// The number of the process that makes the file of this name. Other names give nothing.
+/// Returns the ID of the process that makes the file of this name, or nothing for another name.
 std::optional<pid_t> MakerOf(std::string_view name) {
   if (!name.starts_with('.') || !name.ends_with(kSuffix)) {
     return std::nullopt;
@@ -44,7 +44,7 @@ std::optional<pid_t> MakerOf(std::string_view name) {
              : std::nullopt;
 }
 
-/// This process has made nothing yet, so a file with its number is an earlier one's.
+/// This process has made nothing yet, so a file with its ID is from an earlier process.
 bool IsGone(pid_t process) {
   return process == getpid() || (kill(process, 0) != 0 && errno == ESRCH);
 }
@@ -81,7 +81,8 @@ bool Overwrite(const Descriptor& file, std::string_view text) {
          ftruncate(file.get(), static_cast<off_t>(text.size())) == 0;
 }
 
-/// A file system that cannot reserve counts as one that has. The write itself decides then.
+/// Returns true on a file system that cannot reserve. There the write itself shows whether space is
+/// left.
 bool Reserve(const Descriptor& file, size_t size) {
   return size == 0 ||
          fallocate(file.get(), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) == 0 ||
@@ -95,7 +96,7 @@ bool GiveBirth(const Descriptor& file, const Birth& birth) {
          fchmod(file.get(), birth.mode) == 0;
 }
 
-/// The file's STATX_ATTR_... bits; none when there is no file.
+/// Returns the STATX_ATTR_... bits of the file, or 0 when there is no file.
 uint64_t AttributesOf(const Place& place) {
   struct statx status {};
   return place.exists() && statx(place.entry.get(), "", AT_EMPTY_PATH, STATX_TYPE, &status) == 0
@@ -103,13 +104,14 @@ uint64_t AttributesOf(const Place& place) {
              : 0;
 }
 
-/// Such a file would refuse the very last step, when a file beside it may have been replaced.
+/// These attributes would make the last step fail, when another file may have been replaced
+/// already.
 constexpr uint64_t kImmutable = STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND;
 
-/// Nothing can be put in the place of a file that is mounted there by itself.
+/// A file that is a mount of its own cannot be renamed over.
 constexpr uint64_t kMounted = STATX_ATTR_MOUNT_ROOT;
 
-/// 0, or the error with which the place's entry refuses to be replaced.
+/// Returns the error with which the entry refuses to be replaced, or 0.
 int RefusalOf(const Place& place, LastLink last_link, uint64_t attributes) {
   if (!place.exists() || (place.IsA(S_IFLNK) && last_link == LastLink::kStay)) {
     return 0;
@@ -181,7 +183,7 @@ void FileReplacement::MakeBeside(const Birth& birth) {
 
 void FileReplacement::OpenInPlace(bool is_secret) {
   Descriptor file = OpenEntry(*place_, O_RDWR);
-  // Whoever has it open already goes on seeing it, so at least nobody is added.
+  // A process that has the file open already goes on seeing it. The mode keeps out all others.
   is_in_place_ = file && (!is_secret || fchmod(file.get(), kNewFileMode) == 0);
   if (is_in_place_) {
     file_ = std::move(file);

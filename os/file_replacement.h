@@ -1,16 +1,17 @@
-// Writing a whole file, the one place for it.
+// The one place that writes whole files.
 //
-// A file is replaced whole or not at all. The new one is made beside the old one, under the name
-// ".NAME.PID.new", and takes its place when everything has been written and tested. It is born with
-// its final owner and at most its final mode, and without an access list of the directory's, before
-// its first byte. What a process that was killed has left behind is removed by RemoveLeftovers.
+// A file is replaced whole or not at all. The new file is made beside the old one, under the name
+// ".NAME.PID.new", and takes its place when it has been written completely. Before its first byte
+// it gets its final owner and mode, and loses any access list that it inherited from the directory.
+// Files that a killed process left behind are removed by RemoveLeftovers.
 //
-// An old file is written in place where its directory lets nothing be made, or where it is a mount
-// of its own. The new text is kept until the end, and space is reserved for it. When writing fails,
-// the old text is put back.
+// An old file is written in place where its directory lets nothing be made, or where the file is a
+// mount of its own. The new text is kept in memory until the end, and space is reserved for it.
+// When writing fails, the old text is put back.
 //
-// Nothing but a regular file is replaced: no device, pipe, socket or directory, and no file that is
-// marked as immutable.
+// Only a regular file is replaced and, with LastLink::kStay, a symbolic link. Devices, pipes,
+// sockets and directories are refused, and so are files that are marked as immutable or
+// append-only.
 #ifndef QVX_OS_FILE_REPLACEMENT_H
 #define QVX_OS_FILE_REPLACEMENT_H
 
@@ -30,21 +31,21 @@ struct Birth {
   uid_t user;
   gid_t group;
   mode_t mode;
-  bool is_secret = false;  ///< one that is written in place is closed to others first
+  bool is_secret = false;  ///< written in place, it first gets mode 0600
 };
 
-/// The service account's, with mode 0660; the process's own when there is no such account.
+/// Owned by the service account, or by the process when there is no such account; mode 0660.
 Birth ServiceFile();
-/// The process's own.
+/// Owned by the process.
 Birth OwnFile(mode_t mode);
 
-/// What may be done where nothing can be made beside the old file.
+/// Whether a file may be written in place where nothing can be made beside it.
 enum class Fallback { kInPlace, kNone };
 
 class FileReplacement {
  public:
-  /// Begins the replacement of the file at `path`. With LastLink::kStay a link at its end is itself
-  /// replaced, not what it leads to. On failure the object is false, with errno set.
+  /// Begins the replacement of the file at `path`. With LastLink::kStay a link at the end of `path`
+  /// is itself replaced, and its target stays. On failure the object is false, with errno set.
   FileReplacement(const std::string& path, const Birth& birth,
                   LastLink last_link = LastLink::kFollow, Fallback fallback = Fallback::kInPlace);
   ~FileReplacement();
@@ -61,15 +62,16 @@ class FileReplacement {
   /// Adds to the new text. Returns false when it could not be written.
   bool Write(std::string_view text);
 
-  /// Has the system write what was added to the disk. Returns false when it could not.
+  /// Writes the text that was added to the disk; where the file is written in place, reserves the
+  /// space for it. Returns false when that failed.
   bool Flush();
 
-  /// Puts the new file in the place of the old one. Returns false when that failed; the old one is
+  /// Puts the new file in the place of the old one. Returns false when that failed; the old file is
   /// then as it was.
   bool Commit();
 
-  /// As Commit, but never over a file. One that has come there meanwhile stays, and false is
-  /// returned.
+  /// As Commit, but never replaces a file. A file that has appeared meanwhile stays, and the result
+  /// is false.
   bool CommitNew();
 
  private:
@@ -86,11 +88,12 @@ class FileReplacement {
   bool is_in_place_ = false;
 };
 
-/// Replaces the file at `path` by `text`. Returns false with errno set when it is as it was.
+/// Replaces the file at `path` by a file with the content `text`. Returns false with errno set when
+/// the old file is as it was.
 bool ReplaceFile(const std::string& path, const Birth& birth, std::string_view text);
 
-/// Removes what killed processes have left in the directory of `path`. This process must not be
-/// making a file there.
+/// Removes the files that killed processes left in the directory of `path`. This process must not
+/// be making a file there.
 void RemoveLeftovers(const std::string& path);
 
 }  // namespace qvx

@@ -18,7 +18,7 @@
 namespace {
 
 constexpr mode_t kSharedFileMode = 0664;
-constexpr mode_t kStreamFileMode = 0666;  // of a file that a stream creates, less the creation mask
+constexpr mode_t kStreamFileMode = 0666;  // of a file that a stream creates; the mask applies
 
 bool LockWhole(int descriptor, int lock_type) {
   struct flock lock {};
@@ -29,7 +29,7 @@ bool LockWhole(int descriptor, int lock_type) {
   return fcntl(descriptor, F_SETLK, &lock) == 0;
 }
 
-/// The flags of open(2) for a mode of fopen(3). Other texts give nothing.
+/// Returns the flags of open(2) for a mode of fopen(3), or nothing for another text.
 std::optional<int> OpenFlags(std::string_view mode) {
   if (mode.empty()) {
     return std::nullopt;
@@ -70,8 +70,8 @@ bool MayOpen(const qvx::Place& place, const struct stat& file, int flags) {
   return true;
 }
 
-/// openat(2), repeated for a while as long as another process's lease stands in the way. The
-/// service account can hold leases on all of its files, so all of them share one time of waiting.
+/// Calls openat(2) again while another process's lease stands in the way. The service account can
+/// hold leases on all of its files, so all openings share one budget of waiting.
 int OpenWithPatience(const qvx::Place& place, int flags, mode_t mode) {
   constexpr auto kPause = std::chrono::milliseconds(20);
   static int pauses_left = 150;
@@ -86,8 +86,9 @@ int OpenWithPatience(const qvx::Place& place, int flags, mode_t mode) {
   }
 }
 
-/// Opens a file of one name by a way without links, which is what most paths lead to. No step on
-/// such a way has to be judged.
+/// Opens a file with a single hard link through a path without symbolic links. Most paths are of
+/// this kind, and the rules judge no step of such a path. Returns an invalid descriptor for any
+/// other path.
 qvx::Descriptor OpenPlainFile(const std::string& path) {
   open_how how{};
   how.flags = O_PATH | O_CLOEXEC;
@@ -113,7 +114,7 @@ Descriptor OpenEntry(const Place& place, int flags) {
   }
   Descriptor file(OpenWithPatience(place, flags & ~O_TRUNC, 0));
   struct stat status {};
-  // The name may stand for something else by now.
+  // Meanwhile the name may have come to stand for something else.
   if (!file || fstat(file.get(), &status) != 0 || !MayOpen(place, status, flags)) {
     return Descriptor();
   }

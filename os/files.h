@@ -1,9 +1,10 @@
-// Opening files, the one place for it, and thin names over the platform's calls on open ones.
+// The one place that opens files, and thin wrappers of the platform's calls on open files.
 //
-// A file is opened first, without waiting, and then looked at. Only a regular file is opened, or a
-// directory for reading. A FIFO or socket could hold up a start for ever, and a device may do
+// A file is opened first, without waiting, and then checked. Only a regular file is opened, or a
+// directory for reading. A pipe or socket could hold up a start for ever, and a device may do
 // anything: they fail with ENXIO. What the rules of os/path_walk.h refuse fails with ELOOP. Another
-// process's lease on a file (fcntl(2), F_SETLEASE) is waited for, but a few seconds in all at most.
+// process's lease on a file (fcntl(2), F_SETLEASE) is waited for, at most three seconds for all
+// files of a run together.
 #ifndef QVX_OS_FILES_H
 #define QVX_OS_FILES_H
 
@@ -26,50 +27,54 @@ struct FileCloser {
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
-/// Opens `path` like open(2), close-on-exec; `mode` is for a new file. Returns none with errno set.
+/// Opens `path` like open(2), close-on-exec; `mode` is that of a new file. Returns an invalid
+/// descriptor with errno set on failure.
 Descriptor OpenDescriptor(const std::string& path, int flags, mode_t mode = 0);
 
-/// Opens what FindPlace found; `flags` without O_CREAT. Returns none with errno set.
+/// Opens the entry of a place; `flags` without O_CREAT. Returns an invalid descriptor with errno
+/// set on failure.
 Descriptor OpenEntry(const Place& place, int flags);
 
-/// Opens `path` through OSfopen; null on failure.
+/// Opens `path` through OSfopen. Returns null with errno set on failure.
 File OpenFile(const std::string& path, const char* mode);
 
-/// What is left to read of an open file; nothing when that fails, or is more than `limit` bytes
-/// (errno EFBIG).
+/// Reads an open file to its end. Returns nothing with errno set when a read fails, or when more
+/// than `limit` bytes follow (EFBIG).
 std::optional<std::string> ReadRest(const Descriptor& file, size_t limit = SIZE_MAX);
 
-/// Removes the name `path` of a file, link, pipe or socket, but of no device. What a link leads to
-/// stays. Returns false with errno set when nothing was removed.
+/// Removes the name `path` of a file, link, pipe or socket. The name of a device stays, and so does
+/// the target of a link. Returns false with errno set when nothing was removed.
 bool RemoveName(const std::string& path);
 
-/// Whether the error of an opening says that something else than a file is there, or what must not
-/// be gone to. Such a state lasts, and a reader has to report it.
+/// Returns whether `error`, from an opening, means that something other than a file is there or
+/// that the rules of os/path_walk.h refused the path. Such a state lasts, so a reader has to report
+/// it.
 bool IsNoFile(int error);
 
 }  // namespace qvx
 
-/// Opens a stream with the modes of fopen(3), by the rules above; close-on-exec. Returns null on
-/// failure, errno set.
+/// Opens a stream with the modes of fopen(3), by the rules above, close-on-exec. The caller closes
+/// it. Returns null with errno set on failure.
 std::FILE* OSfopen(const char* path, const char* mode);
 
-/// Brackets the opening of a protected file; nothing to do on this platform. The token is always 0.
+/// Bracket the opening of a protected file. On this platform they do nothing, and the token is 0.
 int OSPrepOpen(const char* path);
 void OSUndoPrepOpen(const char* path, int token);
 
-/// Size in bytes of an open file; -1 when it cannot be examined.
+/// Returns the size in bytes of an open file; -1 when it cannot be examined.
 int64_t filelength(int descriptor);
 
 /// Cuts or extends an open file to `size` bytes. Returns 0 or -1.
 int chsize(int descriptor, int64_t size);
 
-/// Current offset of an open file; -1 on failure.
+/// Returns the current offset of an open file; -1 on failure.
 int64_t tell(int descriptor);
 
-/// Opens read-write and creating, truncating when `flags` holds O_TRUNC, with `mode` (set to 0664
-/// afterwards when `flags` holds O_CREAT), and sets an advisory lock of `lock_type` (F_RDLCK,
-/// F_WRLCK, F_UNLCK) over the whole file. Returns the descriptor, owned by the caller; -1 when it
-/// could not be opened or the lock could not be set.
+/// Opens read-write and creates a missing file with `mode`. O_TRUNC in `flags` truncates the file.
+/// O_CREAT in `flags` sets its mode to 0664 after the opening, a new file's or an old one's. Sets
+/// an advisory lock of `lock_type` (F_RDLCK, F_WRLCK, F_UNLCK) over the whole file. Returns the
+/// descriptor, owned by the caller; -1 when the file could not be opened or the lock could not be
+/// set.
 int sopen(const char* path, int flags, int lock_type, mode_t mode);
 
 /// Does nothing; file statistics have no use on this platform.
@@ -78,7 +83,7 @@ void OSGetFileStatistics(void* first, void* second, void* third, void* fourth);
 /// Sets access and modification time (utime(2)). Returns 0 or -1.
 int OSSetFileTime(const char* path, const utimbuf* times);
 
-/// Always 0 on this platform.
+/// Returns 0 on this platform.
 int32_t OSCheckTomcat();
 
 #endif

@@ -15,7 +15,7 @@ int OSGetHostName(char* buffer, size_t capacity);
 /// uname fails.
 void OSGetSystemName(char* buffer, size_t capacity);
 
-/// gethostbyaddr(3): the entry belongs to the resolver.
+/// gethostbyaddr(3). The entry belongs to the resolver.
 hostent* OSGetHostByAddr(const void* address, uint32_t length, int family);
 
 uint32_t OSGetHostId();  ///< 0
@@ -24,12 +24,13 @@ uint16_t OShtons(uint16_t value);
 uint32_t OShtonl(uint32_t value);
 uint32_t OSntohl(uint32_t value);
 
-/// The address in network order (inet_addr(3)).
+/// Returns the address in network order (inet_addr(3)).
 uint32_t OSGetLocalNodeIpAddress(const char* dotted);
 
-/// Dotted text of an address in network order (inet_ntoa(3)); valid until the next call of either.
+/// Returns the dotted text of an address in network order (inet_ntoa(3)). The text stays until the
+/// next call of either operation.
 char* OSInetNameToAddress(uint32_t address);
-/// Dotted text of an address in host order.
+/// Returns the dotted text of an address in host order.
 char* OSInt_to_Address(uint32_t address);
 
 /// Makes the process ignore SIGPIPE. Returns 0, or the error number.

@@ -20,14 +20,14 @@ bool IsTrusted(uid_t user) {
   return user == 0 || user == geteuid();
 }
 
-/// An access list can let further accounts write. The group's bits are all that shows of it.
+/// An access list can let further accounts write. In the mode it shows only as bits of the group.
 bool GroupIsTrusted(const Descriptor& directory, const struct stat& status) {
   const bool is_own = status.st_gid == 0 || status.st_gid == getegid();
   return is_own && getxattr(PathOf(directory).c_str(), "system.posix_acl_access", nullptr, 0) < 0;
 }
 
-/// Whether nobody else can make the name of `entry` (null: of something new) stand for another
-/// file.
+/// Whether only trusted accounts can change what the name of `entry` stands for. A null `entry` is
+/// a name that is still free.
 bool IsHeld(const Descriptor& directory, const struct stat& status, const struct stat* entry) {
   if (!IsTrusted(status.st_uid)) {
     return false;
@@ -50,8 +50,7 @@ std::optional<std::string> ReadLink(const Descriptor& link) {
   return target;
 }
 
-/// The state of one walk: the place reached so far, and the names that are still to be gone
-/// through.
+/// The state of one walk: the place reached so far, and the names that remain.
 class Walk {
  public:
   Walk(std::string path, Access access, LastLink last_link)
@@ -106,7 +105,7 @@ class Walk {
 
   /// Finds what bears the name. Only the last name may be missing.
   bool Look() {
-    // Only a directory that is asked for as one is mounted on demand.
+    // An automounter mounts only a directory that is asked for as one.
     place_.entry = Open(HasRest() ? O_DIRECTORY : 0);
     if (!place_.entry && errno == ENOTDIR) {
       place_.entry = Open(0);
@@ -126,7 +125,7 @@ class Walk {
     return true;
   }
 
-  /// Goes on with what a link says, from where it stands.
+  /// Puts the target of the link in front of the remaining names.
   bool Follow() {
     const bool may_follow =
         IsTrusted(place_.entry_status.st_uid) && (access_ == Access::kRead || is_step_held_);
@@ -155,7 +154,7 @@ class Walk {
   }
 
   std::string rest_;
-  size_t next_ = 0;  // where the rest goes on
+  size_t next_ = 0;  // where the next name is looked for
   Access access_;
   LastLink last_link_;
   int links_ = 0;
@@ -170,7 +169,7 @@ std::string PathOf(const Descriptor& file) {
 }
 
 std::optional<Place> FindPlace(const std::string& path, Access access, LastLink last_link) {
-  // A path that was cut at the size of a buffer must open nothing. This is the system's own limit.
+  // A path that was cut at the size of a buffer must open nothing. The limit is that of the system.
   if (path.empty() || path.size() >= PATH_MAX) {
     errno = path.empty() ? ENOENT : ENAMETOOLONG;
     return std::nullopt;

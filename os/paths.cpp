@@ -16,13 +16,13 @@ constexpr size_t kMaxWorkingDirectory = 255;
 constexpr int32_t kFixedDrive = 3;
 constexpr char kOnlyVolume[] = "/";
 
-/// A slash separates only where no backslash follows.
+/// A backslash is looked for first. A slash separates only when no backslash follows.
 size_t FindSeparator(std::string_view text, size_t from) {
   const size_t backslash = text.find('\\', from);
   return backslash != std::string_view::npos ? backslash : text.find('/', from);
 }
 
-/// Up to a colon, or the server and share of a network path.
+/// The text up to the first colon, or the server and share of a network path.
 std::string_view DriveOf(std::string_view path) {
   if (const size_t colon = path.find(':'); colon != std::string_view::npos) {
     return path.substr(0, colon + 1);
@@ -43,7 +43,7 @@ std::string_view DirectoryOf(std::string_view path) {
   return end == std::string_view::npos ? std::string_view() : path.substr(0, end + 1);
 }
 
-/// Returns false when a buffer asks for the part and is too small.
+/// Returns false when the buffer is too small for the part.
 bool StorePart(std::string_view part, char* buffer, uint32_t* size) {
   const bool fits = size == nullptr || part.size() < *size;
   if (size != nullptr) {
@@ -58,7 +58,7 @@ bool StorePart(std::string_view part, char* buffer, uint32_t* size) {
   return fits;
 }
 
-/// The same for a part that may be absent: its size is 0 then.
+/// As StorePart, but an absent part has the size 0.
 bool StoreOptionalPart(std::string_view part, char* buffer, uint32_t* size) {
   if (!part.empty()) {
     return StorePart(part, buffer, size);
@@ -73,7 +73,7 @@ bool StoreOptionalPart(std::string_view part, char* buffer, uint32_t* size) {
   return fits;
 }
 
-/// The result is empty without a working directory of a usable length.
+/// Returns an empty text when the working directory cannot be used.
 std::string AbsolutePath(std::string_view path) {
   if (path.starts_with("/")) {
     return std::string(path);

@@ -19,18 +19,18 @@ constexpr mode_t kNewDirectoryMode = 0775;
 constexpr mode_t kDirectoryMode = 0755;
 constexpr mode_t kFileMode = 0660;
 
-/// What the command's 511 characters leave for a path that stands in it twice.
+/// The command holds the path twice, in at most 511 characters.
 constexpr size_t kLongestPath =
     (qvx::kMaxCommand - std::string_view("chmod 660 ; chown zxqvx:zxqvx ").size()) / 2;
 
 enum class Owner { kOwn, kService };
 
-/// chmod(2) of what a descriptor holds. fchmod(2) refuses a descriptor of O_PATH.
+/// Changes the mode through /proc, because fchmod(2) refuses a descriptor of O_PATH.
 bool SetMode(const qvx::Descriptor& entry, mode_t mode) {
   return chmod(qvx::PathOf(entry).c_str(), mode) == 0;
 }
 
-/// The mode comes last, because a change of the owner takes bits away.
+/// The mode comes last, because a change of the owner clears mode bits.
 void GiveToAccount(const qvx::Descriptor& entry, mode_t mode) {
   if (const std::optional<qvx::AccountIds> account = qvx::ServiceAccountIds()) {
     [[maybe_unused]] const int result =
@@ -74,7 +74,7 @@ int32_t Protect(const std::string& path) {
   return RunProtection(path, is_directory, place->is_held);
 }
 
-/// The new directory is looked at through a descriptor, because it may have been exchanged.
+/// The new directory is opened and checked again, because it may have been exchanged.
 int MakeDirectory(std::string path, Owner owner) {
   path.erase(path.find_last_not_of('/') + 1);
   const std::optional<qvx::Place> place =

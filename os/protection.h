@@ -1,8 +1,8 @@
 // Giving files and directories to the service account.
 //
-// What is protected is held by a descriptor and changed through it, so nothing that is put at the
-// path meanwhile is touched. The shell command that does the same, by the path, follows. Where the
-// service account could change what the path leads to, that command runs with the account's rights.
+// The file is held by a descriptor and changed through it, so a file that is put at the path
+// meanwhile is not touched. After that, a shell command does the same by the path. Where the
+// service account could change what the path leads to, the command runs with that account's rights.
 #ifndef QVX_OS_PROTECTION_H
 #define QVX_OS_PROTECTION_H
 
@@ -12,10 +12,11 @@
 #include <string>
 
 /// Gives `path` to the service account: mode 755 for a directory and 660 for a file, owner and
-/// group zxqvx, also through one shell command in which the path stands unquoted. Returns 1 when
-/// the command was run (its outcome is not known); 0 when it could not be started, the path is
-/// longer than the 240 characters that the command's 511 leave for it, or what stands there is
-/// neither file nor directory or must not be gone to (os/path_walk.h).
+/// group zxqvx. The shell command contains the path unquoted. Returns 1 when the command was run,
+/// also for a missing path; its outcome is not known. Returns 0 when the command could not be
+/// started, when the path exceeds 240 characters, which is what the command's 511 leave for it, and
+/// when the path leads to something other than a file or directory or is refused by the rules of
+/// os/path_walk.h.
 int32_t OsProtectFile(const char* path);
 int32_t OsProtectLogFile(const char* path);
 
@@ -23,19 +24,18 @@ int32_t OsProtectLogFile(const char* path);
 /// was not created.
 int _mkdir(const char* path);
 
-/// As _mkdir; a directory that it made also gets the service account's user and group, if the
-/// account exists. Returns 0; -1 when it could not be created, which includes that it is there
-/// already.
+/// As _mkdir, and gives the new directory the service account's user and group, if the account
+/// exists. Returns 0; or -1 when it was not created, also because it existed.
 int OsMkdir(const char* path);
 
 namespace qvx {
 
-/// Runs the command alone, for a file that was born as it shall be. `is_held` as in os/path_walk.h.
-/// Returns 1 or 0 as OsProtectFile.
+/// Runs only the shell command, for a file that was made with its final owner and mode. `is_held`
+/// as in os/path_walk.h. Returns 1 or 0 as OsProtectFile.
 int32_t RunFileProtection(const std::string& path, bool is_held);
 
-/// Sets the permission bits of a file or directory; anything else, and what must not be gone to, is
-/// left alone. Returns false with errno set when they were not set.
+/// Sets the permission bits of a file or directory. Anything else is left alone, and so is what the
+/// rules of os/path_walk.h refuse. Returns false with errno set when the bits were not set.
 bool ChangeMode(const std::string& path, mode_t mode);
 
 }  // namespace qvx

@@ -13,9 +13,9 @@ std::optional<AccountIds> ServiceAccountIds() {
 }
 
 bool BecomeServiceAccount(const AccountIds& account) {
-  // A shell takes its real IDs for effective ones, so it would run as root if those stayed. Groups
-  // come first, while the process may still change them. A process of the account itself may not
-  // set supplementary groups, and needs not.
+  // A shell resets its effective IDs to the real ones, so it would run as root if these stayed. The
+  // groups come first, while the process may still change them. A process of the account itself may
+  // not set supplementary groups and does not need to.
   const bool is_account = getuid() == account.user && geteuid() == account.user;
   return (is_account || initgroups(kServiceAccount, account.group) == 0) &&
          setresgid(account.group, account.group, account.group) == 0 &&

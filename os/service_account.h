@@ -16,7 +16,7 @@ struct AccountIds {
   gid_t group;
 };
 
-/// The account's user and group; nothing when there is no such account.
+/// Returns the account's user and group, or nothing when there is no such account.
 std::optional<AccountIds> ServiceAccountIds();
 
 /// Gives the process the account's identity for good: supplementary groups, and the real, effective

@@ -9,12 +9,12 @@
 
 namespace qvx {
 
-/// Puts a finished file, born as ServiceFile() says, in its place and protects it, whatever comes
-/// of the protection. Returns false with errno set when the old file is as it was.
+/// Puts a finished file, made with ServiceFile(), in its place and protects it. Returns true even
+/// when the protection fails; or false with errno set, and the old file is as it was.
 bool CommitAndProtect(FileReplacement& file, const std::string& path);
 
-/// Replaces the file at `path` by `text` and protects it. Returns false with errno set when the old
-/// file is as it was.
+/// Replaces the content of the file at `path` by `text` and protects the file. Returns false with
+/// errno set when the old file is as it was.
 bool WriteServiceFile(const std::string& path, std::string_view text);
 
 }  // namespace qvx

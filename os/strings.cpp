@@ -15,7 +15,7 @@ bool IsSpace(char character) {
   return std::isspace(static_cast<unsigned char>(character)) != 0;
 }
 
-/// What ends an argument.
+/// The characters that end an argument or all splitting.
 struct Splitting {
   const char* delimiters;
   char comment;
