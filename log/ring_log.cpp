@@ -48,8 +48,9 @@ LogLock LockLog() {
   return LogLock(locked ? rwlock_log_file : nullptr);
 }
 
-/// Opens the log for update. Only a missing one is made. It is born as the service account's, so
-/// whatever ends the launcher on the way leaves no log that the account cannot use.
+/// Opens the log for update and creates it when it is missing. The new file belongs to the service
+/// account from the start, so a launcher that is killed on the way leaves no log that the account
+/// cannot use.
 qvx::File OpenLog() {
   if (qvx::File file = qvx::OpenFile(QvxLogFile, "rb+")) {
     return file;
@@ -64,7 +65,7 @@ qvx::File OpenLog() {
   return qvx::OpenFile(QvxLogFile, "rb+");
 }
 
-/// The offset for the next record that the header holds; 0 when it holds none.
+/// Returns the header's offset for the next record; 0 when there is no header.
 uint64_t ReadHeader(std::FILE* file) {
   char header[kHeaderSize + 1] = "";
   return std::fread(header, 1, kHeaderSize, file) == kHeaderSize
@@ -92,7 +93,7 @@ void WriteHeading(std::FILE* file, const LogType& type) {
   std::fprintf(file, "\n\n%s (severity=%d)  %s\n", type.name, type.severity, time);
 }
 
-/// Moves the header when the record stands in the file. Returns whether it does.
+/// Moves the header behind the record when the record has been written. Returns whether it has.
 bool EndRecord(std::FILE* file) {
   const off_t position = ftello(file);
   if (std::fflush(file) != 0 || std::ferror(file) != 0) {
