@@ -23,7 +23,7 @@ namespace {
 constexpr char kLoopback[] = "127.0.0.1";
 constexpr char kWildcard[] = "*";
 
-// The bind list in the making: an address that is there already is not added again.
+/// A bind list that ignores an address that it holds already.
 class UniqueList {
  public:
   explicit UniqueList(size_t capacity) {
@@ -44,7 +44,7 @@ class UniqueList {
   std::unordered_set<uint32_t> seen_;
 };
 
-// What one entry of the binding list selects; both in network byte order.
+/// The network that one entry of the binding list selects, in network byte order.
 struct Network {
   uint32_t address;
   uint32_t mask;
@@ -70,8 +70,8 @@ std::optional<Network> ReadNetwork(const std::string& entry) {
   return Network{*address & *mask, *mask};
 }
 
-// The networks of a binding list, to be asked which of them an address lies in first. A list of
-// many entries has few masks, so one look-up for each mask takes the place of one for each entry.
+/// The networks of a binding list, grouped by their masks. A long list has few masks, so one
+/// look-up for each mask replaces one for each entry.
 class Networks {
  public:
   explicit Networks(std::string_view binding_list) {
@@ -82,7 +82,8 @@ class Networks {
 
   size_t count() const { return count_; }
 
-  // The place in the list of the first network with `address`; count() when there is none.
+  /// Returns the place in the list of the first network that holds `address`; count() when there is
+  /// none.
   size_t FirstWith(uint32_t address) const {
     size_t first = count_;
     for (const auto& [mask, places] : by_mask_) {
@@ -93,7 +94,7 @@ class Networks {
   }
 
  private:
-  // A network of 0.0.0.0 selects nothing.
+  /// A network of 0.0.0.0 selects nothing.
   void Add(const std::optional<Network>& network) {
     if (network && network->address != 0) {
       by_mask_[network->mask].emplace(network->address, count_++);
@@ -111,7 +112,7 @@ void AddSelected(std::span<const uint32_t> available, std::string_view binding_l
   for (const uint32_t address : available) {
     selected[networks.FirstWith(address)].push_back(address);
   }
-  selected.pop_back();  // what lies in no network
+  selected.pop_back();  // the addresses outside all networks
   for (const std::vector<uint32_t>& addresses : selected) {
     std::for_each(addresses.begin(), addresses.end(), [&](uint32_t address) { list.Add(address); });
   }

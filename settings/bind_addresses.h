@@ -9,23 +9,23 @@
 #include <vector>
 
 /// Fills gIPList and gVHostPairs from the machine's addresses, isIPBinding, bMonitorIPChangesLinux
-/// and `binding_list` (may be null). With isIPBinding on and an address found, the list is cut in
-/// place: each ";" becomes a zero byte. Throws std::bad_alloc.
+/// and `binding_list` (may be null). When isIPBinding is on and an address was found, cuts the list
+/// in place: each ";" becomes a zero byte. Throws std::bad_alloc.
 void SetupIPBindingList(char* binding_list);
 
 namespace qvx {
 
-/// What the bind list is computed from.
+/// The settings that select the bind addresses.
 struct BindSelection {
-  bool is_to_selected;            ///< only 127.0.0.1 and what `binding_list` selects
-  bool is_to_wildcard;            ///< otherwise: 127.0.0.1 and "*"
+  bool is_to_selected;            ///< bind to 127.0.0.1 and what the list selects
+  bool is_to_wildcard;            ///< without is_to_selected: bind to 127.0.0.1 and "*"
   std::string_view binding_list;  ///< "address/mask" entries separated by ";"
 };
 
-/// The bind addresses in order, without repeats, for the available addresses (network byte order).
-/// Selected addresses are in the order of the entries that select them, those of one entry in the
-/// order of `available`. Linear in the addresses times the different masks of the binding list,
-/// and in its length.
+/// Returns the bind addresses without repeats, for the available addresses (network byte order).
+/// Selected addresses are in the order of the entries that select them, and those of one entry in
+/// the order of `available`. The cost is linear in the number of addresses times the number of
+/// different masks in the binding list, and in the length of the list. Throws std::bad_alloc.
 std::vector<std::string> SelectBindAddresses(std::span<const uint32_t> available,
                                              const BindSelection& selection);
 

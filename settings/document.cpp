@@ -39,12 +39,12 @@ namespace qvx {
 
 namespace {
 
-// Results of DOM_DocumentLS_load.
+/// Results of DOM_DocumentLS_load.
 constexpr int kLoaded = 1;
 constexpr int kNotOpened = -1;
 
-// Stands for the text of every element without content. Not const, because the record's texts may
-// be cut in place; that never changes a text without a separator.
+/// The text of every element without content. It is not const, because texts of the record may be
+/// cut in place; cutting never changes a text without a separator.
 char empty_text[] = "";
 
 DOM_Element* FirstElement(DOM_Document* document, const char* name) {
@@ -52,7 +52,8 @@ DOM_Element* FirstElement(DOM_Document* document, const char* name) {
   return elements ? DOM_NodeList_item(elements.get(), 0) : nullptr;
 }
 
-// Puts the node in the place of the element's first child, or makes it the only child.
+/// Puts the node in the place of the element's first child, or appends it to an element without
+/// children.
 bool PutFirstChild(DOM_Element* element, NodeHolder node) {
   if (element->firstChild == nullptr) {
     if (DOM_Node_appendChild(element, node.get()) == nullptr) {
@@ -103,7 +104,7 @@ char* SettingText(DOM_Document* document, const char* name) {
 
 namespace {
 
-// The file's own mode decides who may write the default over it, not that of the directory.
+/// The mode of the file decides who may write the default over it, not the mode of the directory.
 bool MayWriteDefault(const std::string& path) {
   return OpenDescriptor(path, O_WRONLY) || errno == ENOENT;
 }

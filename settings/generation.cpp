@@ -21,13 +21,14 @@ namespace qvx {
 
 namespace {
 
-// Null when the settings file is not well-formed.
+/// Returns null when the settings file is not well-formed.
 DocumentHolder LoadNew() {
   DocumentHolder document = NewDocument();
   return LoadSettings(document.get()) == LoadResult::kNotWellFormed ? nullptr : std::move(document);
 }
 
-// Replaces a document that is not well-formed by the default. Null when that does not help either.
+/// Loads the document. One that is not well-formed is replaced by the default. Returns null when
+/// the default cannot be loaded either.
 DocumentHolder LoadOrReplace() {
   if (DocumentHolder document = LoadNew()) {
     return document;
@@ -50,7 +51,8 @@ std::vector<std::string> BuildBindList(const LoadedSettings& settings) {
   return addresses;
 }
 
-// Everything that needs the document. The record is filled as far as the settings are read.
+/// The steps that need the document. The record is filled in the order in which the settings are
+/// read, because the bind list needs the first of them.
 bool ReadAndWriteServerConf(DOM_Document* document) {
   LoadedSettings settings = RecordedSettings();
   ReadAccessSettings(document, settings);

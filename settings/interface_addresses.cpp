@@ -25,11 +25,11 @@ constexpr char kAddressCommand[] = "/sbin/ip addr";
 constexpr std::string_view kDigits = "0123456789";
 constexpr std::string_view kDottedCharacters = "0123456789.";
 
-// With its blank, so that inet6 lines do not count.
+/// The blank excludes inet6 lines.
 constexpr std::string_view kAddressKeyword = "inet ";
 constexpr std::string_view kFamilyKeyword = "inet";
 
-// The longest dotted address, "255.255.255.255".
+/// The longest dotted address, "255.255.255.255".
 constexpr size_t kLongestAddress = 15;
 
 std::string ReadAll(std::FILE* stream) {
@@ -41,13 +41,13 @@ std::string ReadAll(std::FILE* stream) {
   return text;
 }
 
-// Walks over the runs of digits and "." that stand behind the occurrences of a keyword, on whatever
-// line.
+/// Finds the runs of digits and "." that follow the occurrences of a keyword, on the same line or a
+/// later one.
 class DottedRuns {
  public:
   DottedRuns(std::string_view text, std::string_view keyword) : rest_(text), keyword_(keyword) {}
 
-  // The next run; nothing at the end of the text.
+  /// Returns the next run, or nothing at the end of the text.
   std::optional<std::string_view> Next() {
     const size_t start = rest_.find_first_of(kDigits, rest_.find(keyword_));
     if (start == std::string_view::npos) {
@@ -56,7 +56,7 @@ class DottedRuns {
     }
     const size_t end = std::min(rest_.find_first_not_of(kDottedCharacters, start), rest_.size());
     const std::string_view run = rest_.substr(start, end - start);
-    // The character behind a run belongs to it as its end: no keyword begins there.
+    // The character behind a run is its end, and no keyword begins there.
     rest_.remove_prefix(std::min(end + 1, rest_.size()));
     return run;
   }
@@ -66,7 +66,7 @@ class DottedRuns {
   std::string_view keyword_;
 };
 
-// Empty when the command cannot be started or memory runs out.
+/// Returns an empty text when the command cannot be started or memory runs out.
 std::string InterfaceText() {
   try {
     return ReadInterfaceText().value_or("");
@@ -90,7 +90,7 @@ void FillAddressCache() {
   while (const auto run = runs.Next()) {
     const in_addr_t address = inet_addr(std::string(*run).c_str());
     const bool begins_with_0 =
-        ntohl(address) >> 24 == 0;  // so does the "6" of an inet6 line, read as 0.0.0.6
+        ntohl(address) >> 24 == 0;  // so does the 6 of an inet6 line: it is read as 0.0.0.6
     if (address == htonl(INADDR_LOOPBACK) || begins_with_0 ||
         GlobalIpAddrCount == kMaxCachedAddresses) {
       continue;

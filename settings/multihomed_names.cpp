@@ -14,7 +14,7 @@ constexpr char kElement[] = "multihomed";
 constexpr std::string_view kAllowedCharacters =
     "-_.;abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ1234567890";
 
-// Four, not three: "1.2.3.4." and "1.2.3.4.5" count as addresses.
+/// Four and not three: "1.2.3.4." and "1.2.3.4.5" count as addresses.
 constexpr size_t kMostDots = 4;
 constexpr size_t kMostDigits = 12;
 
@@ -46,8 +46,7 @@ namespace qvx {
 std::optional<std::string> MultihomedNames() {
   const DocumentHolder document = NewDocument();
   LoadResult result = LoadSettings(document.get());
-  if (result ==
-      LoadResult::kNotWellFormed) {  // the console may just be writing it; nothing is replaced here
+  if (result == LoadResult::kNotWellFormed) {  // the console may be writing it at this moment
     result = LoadSettings(document.get());
   }
   if (result == LoadResult::kNotWellFormed) {

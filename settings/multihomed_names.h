@@ -8,8 +8,8 @@
 #include <string_view>
 
 /// Returns a copy of the settings document's multihomed list, which the caller releases with
-/// free(); null when the document cannot be loaded, the element is missing, its text is not valid
-/// as a whole or memory ran out. An empty element gives an empty text.
+/// free(). An empty element gives an empty text. Returns null when the document cannot be loaded,
+/// when the element is missing, when its text is not valid as a whole, and when memory ran out.
 char* ParseMultiHomed();
 
 /// Returns 1 when every character of `list` is a letter, a digit or one of "-_.;", else 0.
@@ -21,10 +21,11 @@ int32_t isTheValueAnIP(const char* entry);
 
 namespace qvx {
 
-/// The list that ParseMultiHomed copies; nothing when it gives null. Throws std::bad_alloc.
+/// Returns the list that ParseMultiHomed copies; nothing where that returns null. Throws
+/// std::bad_alloc.
 std::optional<std::string> MultihomedNames();
 
-/// What ValidateMultiHomed and isTheValueAnIP tell.
+/// The tests of ValidateMultiHomed and isTheValueAnIP.
 bool IsNameList(std::string_view list);
 bool IsAddressEntry(std::string_view entry);
 

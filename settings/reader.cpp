@@ -15,7 +15,7 @@ namespace {
 constexpr int32_t kDefaultRotateSize = 5;
 constexpr size_t kRotateSizeDigits = 2;  // at most 99 megabytes
 
-// The worker threads that the web server's configuration is laid out for.
+/// The worker threads that the web server's configuration is laid out for.
 constexpr int32_t kFewestThreads = 25;
 constexpr int32_t kMostThreads = 64;
 constexpr int32_t kDefaultThreads = kFewestThreads;
@@ -27,7 +27,7 @@ bool Equals(const char* value, const char* word) {
   return stricmp_chk(value, word) == 0;
 }
 
-// The rule of atoi(3), with a defined result beyond its range.
+/// The rule of atoi(3). A number beyond the range is clamped.
 int32_t Number(const char* value) {
   return static_cast<int32_t>(
       std::clamp<long>(std::strtol(value, nullptr, 10), INT32_MIN, INT32_MAX));

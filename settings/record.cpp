@@ -23,10 +23,10 @@ namespace qvx {
 
 namespace {
 
-// For 127.0.0.1, and for the wildcard when no address was found.
+/// For 127.0.0.1, and for the wildcard when no address was found.
 constexpr size_t kExtraEntries = 2;
 
-// Apart from gIPList, which a caller may point at storage of its own.
+/// The owner is not gIPList itself, because a caller may point that at storage of its own.
 std::unique_ptr<char[][kBindAddressCapacity]> owned_bind_list;
 
 }  // namespace

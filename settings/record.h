@@ -1,9 +1,9 @@
 // The run-time settings record: one process-wide variable per setting, and the bind address list.
 //
 // Every field has a defined value before the settings are read. The text fields are borrowed from
-// the loaded settings document and become null again when that is released. The program itself
-// works on LoadedSettings; the variables are for whoever looks at them or calls a public function
-// that goes by them.
+// the loaded settings document and become null again when the document is released. The program
+// itself works on LoadedSettings. The variables serve the public functions that have no other
+// arguments, and programs that look at them.
 #ifndef QVX_SETTINGS_RECORD_H
 #define QVX_SETTINGS_RECORD_H
 
@@ -36,7 +36,7 @@ extern int32_t gVHostPairs;                    ///< entries of gIPList in use
 
 namespace qvx {
 
-/// The settings as one value; the texts are borrowed as those of the record are.
+/// The settings as one value. Its texts are borrowed like those of the record.
 struct LoadedSettings {
   bool restrict_clients;
   char* included_clients;
@@ -52,7 +52,7 @@ struct LoadedSettings {
   std::string log_level;
 };
 
-/// What the record's variables hold.
+/// Returns the values of the record's variables.
 LoadedSettings RecordedSettings();
 
 /// Puts the settings into the record's variables.
@@ -64,15 +64,15 @@ void ResetRestriction();
 /// Makes the record's text fields null.
 void ReleaseTexts();
 
-/// Points gIPList at a new list of the bind addresses, which the record owns; a list that it made
-/// before is released. gVHostPairs becomes their number. `available` is the number of the machine's
-/// addresses: there is room for two entries more.
+/// Points gIPList at a new list of the bind addresses, which the record owns, and releases the list
+/// that it made before. gVHostPairs becomes the number of bind addresses. `available` is the number
+/// of the machine's addresses: the list has room for two entries more. Throws std::bad_alloc.
 void RecordBindList(std::span<const std::string> addresses, size_t available);
 
-/// The bind addresses in gIPList; none while that is null.
+/// Returns the bind addresses in gIPList; none while gIPList is null.
 std::vector<std::string> RecordedBindList();
 
-/// Releases the list that RecordBindList made; gIPList becomes null. gVHostPairs keeps its value.
+/// Releases the list that RecordBindList made and makes gIPList null. gVHostPairs keeps its value.
 void ReleaseBindList();
 
 }  // namespace qvx

@@ -1,4 +1,4 @@
-// The texts and lists that settings hold.
+// Texts and lists of settings.
 #ifndef QVX_SETTINGS_SETTING_LIST_H
 #define QVX_SETTINGS_SETTING_LIST_H
 
@@ -7,11 +7,11 @@
 
 namespace qvx {
 
-/// Takes the first entry off `list`, whose entries are separated by ";", together with the
-/// separator behind it. Empty entries are skipped. Returns nothing at the end of the list.
+/// Takes the first entry off `list`, together with the separator behind it. Entries are separated
+/// by ";". Empty entries are skipped. Returns nothing at the end of the list.
 std::optional<std::string_view> TakeEntry(std::string_view& list);
 
-/// A setting's text as a view; empty when `text` is null.
+/// Returns a setting's text as a view; an empty view when `text` is null.
 std::string_view ViewOf(const char* text);
 
 }  // namespace qvx
