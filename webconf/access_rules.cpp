@@ -22,7 +22,7 @@ const uint32_t dwMasks[33] = {
 namespace qvx {
 namespace {
 
-// Two dotted addresses and the dash.
+/// Two dotted addresses and the dash.
 constexpr size_t kLongestEntry = 31;
 constexpr uint32_t kTopAddress = 0xFFFFFFFF;
 
@@ -47,8 +47,9 @@ void AppendBlock(std::string& directives, uint32_t first, int size_bits) {
   directives += std::to_string(32 - size_bits);
 }
 
-// Blocks that grow from `first`, at least 1 and below `last`, as long as they fit; then blocks that
-// shrink down to `last`, which is below the top address, so no sum here wraps.
+/// Appends blocks that grow from `first` as long as they fit, then blocks that shrink down to
+/// `last`. `first` is at least 1 and below `last`, and `last` is below the top address, so no sum
+/// here wraps.
 void AppendBlocks(std::string& directives, uint32_t first, uint32_t last) {
   if (first % 2 != 0) {
     AppendText(directives, OSInt_to_Address(first));
@@ -73,7 +74,7 @@ void AppendBlocks(std::string& directives, uint32_t first, uint32_t last) {
   }
 }
 
-// The ends of the address space are left out of the walk and named behind it.
+/// The ends of the address space are left out of the blocks and named behind them.
 void AppendWalk(std::string& directives, uint32_t first, uint32_t last,
                 std::string_view last_text) {
   const uint32_t walk_first = first == 0 ? 1 : first;
@@ -100,7 +101,7 @@ Extent AppendRange(std::string& directives, std::string_view start, std::string_
     AppendText(directives, "all");
     return Extent::kAddresses;
   }
-  // Not the top address: what does not parse stands for it as well.
+  // The top address is excepted, because a text that does not parse stands for it as well.
   if (parsed_start == parsed_end && last != kTopAddress) {
     AppendText(directives, end);
     return Extent::kAddresses;
@@ -123,8 +124,8 @@ Extent AppendEntry(std::string& directives, std::string_view start, std::string_
   return extent;
 }
 
-// An entry that is too long never widens access: one that would allow is skipped, one that would
-// deny denies all.
+/// What becomes of an entry that is too long. It never widens access: an allowing list skips it,
+/// and a denying one denies all.
 enum class WhenTooLong { kSkip, kAll };
 
 void AppendList(std::string& directives, std::string_view directive, std::string_view list,
@@ -145,7 +146,7 @@ void AppendList(std::string& directives, std::string_view directive, std::string
   }
 }
 
-// Ends every entry, and the start of every range, with a zero byte.
+/// Ends every entry, and the start of every range, with a zero byte.
 void CutList(char* list) {
   char* rest = nullptr;
   for (char* entry = list == nullptr ? nullptr : strtok_r(list, ";", &rest); entry != nullptr;

@@ -18,14 +18,14 @@ struct PHPExtensionEntry {
 inline constexpr int32_t nNumPHPExtensionsAllowable = 2;
 extern PHPExtensionEntry allowablePHPExtensions[nNumPHPExtensionsAllowable];
 
-/// Writes "bin/php.ini" of the installation from the table's flags and protects it.
-/// Returns 1, or 0 when the file could not be written whole (the opposite of the other writers); an
-/// old one is then as it was.
+/// Writes "bin/php.ini" of the installation from the table's flags and protects it. Returns 1; or 0
+/// when the file could not be written whole, and an old one is then as it was. The other writers
+/// return the opposite.
 int32_t CreatePHPINIFile();
 
 namespace qvx {
 
-/// The text of the settings file.
+/// Returns the text of the settings file.
 std::string PhpIniText(std::string_view installation_directory,
                        std::span<const PHPExtensionEntry> extensions);
 

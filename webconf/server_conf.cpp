@@ -23,8 +23,8 @@ struct Replacement {
   std::string value;
 };
 
-// The placeholders in their order, parted at the bind address: a value may hold a placeholder that
-// comes later.
+/// The placeholders in their order, split at the bind address. A value may hold a placeholder that
+/// comes later in the order.
 struct Replacements {
   std::vector<Replacement> before_bind;
   std::vector<Replacement> after_bind;
@@ -54,7 +54,7 @@ void ReplaceEach(std::string& line, const std::vector<Replacement>& replacements
   }
 }
 
-// Blank lines are dropped.
+/// Appends a finished line. Empty lines are dropped.
 void AppendLine(std::string& text, std::string_view line, const ServerConfValues& values) {
   if (values.restrict_clients && line.find(kRestrictionMarker) != std::string_view::npos) {
     text += "#\norder allow,deny\n";
@@ -69,14 +69,14 @@ void AppendLine(std::string& text, std::string_view line, const ServerConfValues
   }
 }
 
-// A run of finished lines, or one line that the bind address is still missing in.
+/// A run of finished lines, or one line that still needs the bind address.
 struct Piece {
   std::string text;
   bool awaits_bind_address;
 };
 
-// A section with everything done that does not depend on the bind address, so that a repetition
-// costs little more than a copy.
+/// Prepares a section as far as it does not depend on the bind address, so that repeating it costs
+/// little more than a copy.
 std::vector<Piece> PrepareSection(std::string_view section, const Replacements& replacements,
                                   const ServerConfValues& values) {
   std::vector<Piece> pieces;
@@ -114,7 +114,7 @@ void AppendSection(std::string& text, const std::vector<Piece>& pieces,
   }
 }
 
-// The target of a log: `name` and, behind the rotation program's quotes, `format`.
+/// The target of a log: the file `name`, then `format` behind the quotes of the rotation program.
 std::string LogTarget(const ServerConfValues& values, std::string_view name,
                       std::string_view format) {
   std::string target = values.log_directory;
@@ -130,7 +130,8 @@ std::string LogTarget(const ServerConfValues& values, std::string_view name,
   return "\"|" + values.installation_directory + "/bin/rotatelogs " + target;
 }
 
-// Nothing when memory runs out: the restricted block is then written without an allow line.
+/// Returns nothing when memory runs out. The restricted block then has no allow line, so nobody is
+/// let in.
 std::optional<std::string> DirectivesFrom(const LoadedSettings& settings) {
   try {
     return AccessDirectives(ViewOf(settings.included_clients), ViewOf(settings.excluded_clients));

@@ -18,13 +18,13 @@ inline constexpr char QVX_CONF_NAME[] = "/conf/qvxpd.conf";
 inline constexpr size_t kConfLineCapacity = 2048;
 
 /// Writes the configuration from the settings record and the bind list and protects it. `tomcat`
-/// has no effect. Returns 0, or 1 when the file could not be written whole or memory ran out; an
-/// old one is then as it was.
+/// has no effect. Returns 0; or 1 when the file could not be written whole or memory ran out, and
+/// an old one is then as it was.
 int32_t WriteHttpConfFile(int32_t tomcat);
 
-/// Replaces every occurrence of `placeholder` in `line`, in place; replaced text is not searched
-/// again. `line` is a buffer of kConfLineCapacity bytes: a result that does not fit leaves it
-/// unchanged. Returns 1 when something was replaced, else 0.
+/// Replaces every occurrence of `placeholder` in `line`, in place. Replaced text is not searched
+/// again. `line` is a buffer of kConfLineCapacity bytes; a result that does not fit leaves it
+/// unchanged. Returns 1 when something was replaced, else 0. Throws std::bad_alloc.
 int32_t ConfReplaceStrs(char* line, const char* placeholder, const char* replacement);
 
 /// Removes the configuration file. Returns 0, or 1 when the removal failed.
@@ -32,14 +32,14 @@ int32_t DeleteHttpConfFile();
 
 namespace qvx {
 
-/// The path of the configuration file.
+/// Returns the path of the configuration file.
 std::string ServerConfPath();
 
-/// Everything that the text of the configuration depends on, apart from the bind addresses.
+/// Everything that determines the text of the configuration, apart from the bind addresses.
 struct ServerConfValues {
   std::string installation_directory;
   std::string tls_share_directory;
-  std::string log_directory;  ///< with slashes only
+  std::string log_directory;  ///< without backslashes
   std::string log_level;
   bool rotate_logs = true;
   int32_t rotate_size = 0;  ///< megabytes; 0 stands for 5
@@ -50,23 +50,25 @@ struct ServerConfValues {
   std::optional<std::string> access_directives = std::nullopt;
 };
 
-/// The values for these settings and the launcher's directories. Throws std::bad_alloc.
+/// Returns the values for these settings and the launcher's directories. Throws std::bad_alloc.
 ServerConfValues ServerConfValuesFrom(const LoadedSettings& settings);
 
-/// The targets of the ErrorLog and CustomLog directives.
+/// Return the targets of the ErrorLog and CustomLog directives.
 std::string ErrorLogTarget(const ServerConfValues& values);
 std::string AccessLogTarget(const ServerConfValues& values);
 
-/// Takes the pieces of a text in their order; false: it could not take one and wants no more.
+/// Receives the pieces of a text in their order. Returns false when it could not take one; it is
+/// not called again then.
 using TextSink = std::function<bool(std::string_view)>;
 
-/// Hands the text of the configuration for these bind addresses to `sink`, in pieces of a virtual
-/// host at most: the text grows with the addresses, the memory for it does not. Linear in the
-/// addresses. Returns whether the sink took every piece.
+/// Hands the text of the configuration for these bind addresses to `sink`. A piece is a section, or
+/// one virtual host of a section that is repeated, so the memory does not grow with the addresses.
+/// The cost is linear in the addresses. Returns whether the sink took every piece. Throws
+/// std::bad_alloc.
 bool GenerateServerConf(const ServerConfValues& values, std::span<const std::string> bind_addresses,
                         const TextSink& sink);
 
-/// The pieces of GenerateServerConf as one text.
+/// Returns the pieces of GenerateServerConf as one text.
 std::string ServerConfText(const ServerConfValues& values,
                            std::span<const std::string> bind_addresses);
 
@@ -74,7 +76,8 @@ std::string ServerConfText(const ServerConfValues& values,
 /// memory ran out; an old one is then as it was.
 bool WriteServerConf(const LoadedSettings& settings, std::span<const std::string> bind_addresses);
 
-/// Replaces every occurrence of `placeholder` in `line`; replaced text is not searched again.
+/// Replaces every occurrence of `placeholder` in `line`. Replaced text is not searched again.
+/// Returns whether something was replaced.
 bool ReplaceAll(std::string& line, std::string_view placeholder, std::string_view replacement);
 
 }  // namespace qvx

@@ -2,8 +2,8 @@
 
 #include <string_view>
 
-// A few lines end in blanks, which stay in the file. Blank lines are for the reader; the writer
-// drops them.
+/// A few lines end in blanks, which stay in the file. Empty lines are for the reader, and the
+/// writer drops them.
 constexpr char confSections[kConfSections][kConfSectionCapacity] = {
     // Section 0: global settings, written once.
     R"conf(#
@@ -422,7 +422,7 @@ SetEnvIf User-Agent `.*MSIE.*` \
 
 )conf"};
 
-// An editor that trims blanks or changes line ends must not get past the compiler.
+/// The sizes catch an editor that trims blanks or changes line ends.
 static_assert(std::string_view(confSections[0]).size() == 5065 &&
               std::string_view(confSections[1]).size() == 1393 &&
               std::string_view(confSections[2]).size() == 270 &&

@@ -32,7 +32,7 @@ namespace {
 constexpr char kRulesFile[] = "/conf/mod_proxy.conf";  // under the installation directory
 constexpr mode_t kRulesFileMode = 0644;
 constexpr mode_t kWritableByOthers =
-    0022;  // what the web server, as root, includes is root's alone to write
+    0022;  // only root may write a file that the web server includes as root
 
 constexpr char kToolNotRun[] =
     R"(Unable to run "genproxyconf" tool in order to determine if tomcat needs to be enabled, disabling tomcat.)";
@@ -45,12 +45,13 @@ constexpr char kScriptNotRun[] =
     R"(Unable to run "startup.sh" script in order to load tomcat; the webapps relying on it won't be accessible.)";
 constexpr char kForkFailed[] = "fork() in load_tomcat() failed! \n";
 
-// What the tool may print; with the fixed text around it, a message has 2048 bytes at most.
+/// The most that is read of the tool's output. With the fixed text around it, a message has at most
+/// 2048 bytes.
 constexpr uint32_t kToolOutputCapacity = 1024;
 constexpr size_t kMessageCapacity = 2048;
 
-// Takes the place of whatever has this name. A full disk keeps no rules alive that were refused: an
-// old file is then emptied in its place.
+/// Replaces whatever has this name by an empty file. On a full disk an old file is emptied in
+/// place, so no refused rules stay in force.
 void EmptyRulesFile() {
   const std::string path = InstallationPath(kRulesFile);
   if (!FileReplacement(path, OwnFile(kRulesFileMode), LastLink::kStay).Commit()) {
@@ -67,7 +68,7 @@ void LogToolOutput(const char* output) {
   LogOutput(kLogCritical, "%s", message);
 }
 
-// Whether the tool wrote rules; nothing when that cannot be told, which is logged.
+/// Returns whether the tool wrote rules; nothing, with a record, when that cannot be told.
 std::optional<bool> ToolWroteRules() {
   char output[kToolOutputCapacity] = {};
   const std::string command = InstallationPath("/sbin/genproxyconf") + " 2> /dev/null";
@@ -87,7 +88,7 @@ std::optional<bool> ToolWroteRules() {
   return std::nullopt;
 }
 
-// The child: it is replaced by the shell, or logs why not.
+/// The child becomes the shell, or logs why not.
 int RunStartScript(const std::string& command) {
   const std::optional<AccountIds> account = ServiceAccountIds();
   if (!account) {
@@ -102,7 +103,7 @@ int RunStartScript(const std::string& command) {
 }
 
 bool IsContainerRequired() {
-  const CreationMask mask(kWritableByOthers);  // also for a tool that makes the file anew
+  const CreationMask mask(kWritableByOthers);  // a tool may make the file anew
   EmptyRulesFile();
   const std::optional<bool> wrote_rules = ToolWroteRules();
   if (!wrote_rules) {
@@ -111,7 +112,7 @@ bool IsContainerRequired() {
   return wrote_rules.value_or(false);
 }
 
-// Mode and owner stay.
+/// Adds the blocks. Mode and owner of the configuration stay.
 bool AddProxyBlocks() {
   const std::string path = ServerConfPath();
   const Descriptor file = OpenDescriptor(path, O_RDONLY);
@@ -134,7 +135,7 @@ int32_t StartContainer() {
   const std::string command = InstallationPath("/tomcat/bin/startup.sh") + " > /dev/null 2>&1";
   const pid_t child = StartChild([&command] { return RunStartScript(command); });
   if (child == -1) {
-    // Nothing is left to do when the text cannot be written.
+    // A failure of this write has nowhere to be reported.
     [[maybe_unused]] const ssize_t written =
         write(STDERR_FILENO, kForkFailed, sizeof kForkFailed - 1);
     return -1;

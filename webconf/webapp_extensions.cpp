@@ -34,7 +34,7 @@ void RequestExtension(const char* name) {
   }
 }
 
-// Closes a search, also where memory runs out while it is under way.
+/// Closes a search when it ends or memory runs out.
 class Search {
  public:
   Search(const std::string& pattern, OSFindRecord* found)

@@ -1,4 +1,4 @@
-// Which extensions of the script engine the installed web applications ask for. Both operations
+// The extensions of the script engine that the installed web applications ask for. Both operations
 // throw std::bad_alloc.
 #ifndef QVX_WEBCONF_WEBAPP_EXTENSIONS_H
 #define QVX_WEBCONF_WEBAPP_EXTENSIONS_H
@@ -8,8 +8,8 @@
 /// search.
 int CheckWebAppXMLsForExtensions();
 
-/// Reads one descriptor and sets the flags of the extensions that its "extension" elements name.
-/// One that cannot be loaded, or that is no regular file, is logged as an error.
+/// Reads one descriptor and sets the flags of the extensions that its "extension" elements name. A
+/// descriptor that cannot be loaded or is not a regular file is logged as an error.
 void ParseWebAppXML(const char* path);
 
 #endif
