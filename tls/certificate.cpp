@@ -35,7 +35,7 @@ constexpr int64_t kNanosecondsPerMillisecond = 1000000;
 constexpr size_t kLongestAlternativeName = 127;
 constexpr std::string_view kNameSeparator = ", ";
 
-/// Fills `key` with a new RSA key; false when the library cannot make one.
+/// Fills `key` with a new RSA key. Returns false when the library cannot make one.
 bool GenerateKey(EVP_PKEY* key, int bits) {
   size_t size = static_cast<size_t>(bits);
   unsigned int exponent = kPublicExponent;
@@ -59,7 +59,7 @@ bool AddSubject(X509* certificate, const char* common_name) {
   });
 }
 
-/// Sets what comes before the extensions, in the order of its fields.
+/// Sets the fields in front of the extensions, in their order.
 bool SetFields(X509* certificate, EVP_PKEY* key, const qvx::CertificateRequest& request) {
   const time_t end = request.now + qvx::ValiditySeconds(request.now, request.days);
   return X509_set_version(certificate, X509_VERSION_3) == 1 &&
@@ -70,12 +70,13 @@ bool SetFields(X509* certificate, EVP_PKEY* key, const qvx::CertificateRequest& 
          AddSubject(certificate, request.common_name.c_str());
 }
 
-/// Adds the extension for a text of names; none when it is empty or the library refuses a name.
+/// Adds the extension for a text of names. Adds none when the text is empty or the library refuses
+/// a name.
 void AddNames(X509* certificate, const std::string& names) {
   if (names.empty()) {
     return;
   }
-  // An empty context and not none: for some kinds of names the library reads it without looking.
+  // For some kinds of names the library reads the context without a null test.
   X509V3_CTX context{};
   if (const qvx::ExtensionHandle extension{
           X509V3_EXT_conf_nid(nullptr, &context, NID_subject_alt_name, names.c_str())}) {

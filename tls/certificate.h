@@ -12,37 +12,37 @@
 #include "tls/openssl_handles.h"
 
 extern char tmkCertOName[32];   ///< organisation of every certificate made here
-extern char tmkCertOuName[64];  ///< organisational unit; by it the launcher knows its certificates
+extern char tmkCertOuName[64];  ///< organisational unit; marks the launcher's certificates
 
 /// Builds a key of `bits` bits and a certificate that is valid for `days` days, with `common_name`
-/// (1 to 64 characters) and the names of the multihomed setting. An object that a parameter already
-/// holds is filled instead of a new one: a key loses what it held, a certificate gains subject
-/// entries and extensions. New objects are the caller's. Aborts the process when the library cannot
-/// make a key. Returns 1; 0 on failure (the pointers are unchanged, an object passed in may be
-/// filled in part).
+/// (1 to 64 characters) and the names of the multihomed setting. Where a parameter already holds an
+/// object, that object is filled: a key loses its content, and a certificate gains subject entries
+/// and extensions. New objects belong to the caller. Names that are too long are logged. Aborts the
+/// process when the library cannot make a key. Returns 1; or 0 on failure: the pointers are then
+/// unchanged, and an object that was passed in may be filled in part.
 int32_t makePkeyAndCert(X509** certificate, EVP_PKEY** key, int bits, int days,
                         const char* common_name);
 
-/// Adds a subject alternative name extension with the names of `list`, which are separated by ";";
-/// `list` is cut in place. A name of more than 127 characters is left out, with a record in the
-/// log. A list without a usable name, or with one that the library refuses, adds none. Returns 1,
-/// or 0 when `list` is null.
+/// Adds a subject alternative name extension with the names of `list`, which are separated by ";".
+/// Cuts `list` in place. A name of more than 127 characters is skipped, with a record in the log.
+/// No extension is added when no name is usable or the library refuses one of the names. Returns 1,
+/// or 0 when `list` is null. Throws std::bad_alloc.
 int32_t AddExtensionsToCert(X509* certificate, char* list);
 
 /// Feeds the time and at most 112 bytes of `text` to the library's random generator. Returns the
-/// time's seconds.
+/// time in seconds. Throws std::bad_alloc.
 time_t OsGenerateRandomSeed(const char* text);
 
 namespace qvx {
 
-/// The text of the extension for a list of names, and how many were too long for it.
+/// The text of the extension for a list of names, and the number of names that are too long for it.
 struct AlternativeNames {
   std::string text;  ///< empty when no name is usable
   size_t left_out = 0;
 };
 AlternativeNames AlternativeNamesFrom(std::string_view list);
 
-/// What a pair is built from.
+/// The values from which a pair is built.
 struct CertificateRequest {
   std::string common_name;
   AlternativeNames names;
@@ -51,27 +51,27 @@ struct CertificateRequest {
   int days;
 };
 
-/// The request for a pair of this machine and this moment: seeds the random generator and reads the
-/// multihomed setting.
+/// Returns the request for a pair of this machine and this moment. Seeds the random generator and
+/// reads the multihomed setting. Throws std::bad_alloc.
 CertificateRequest RequestNow(const char* common_name, int bits, int days);
 
-/// A key and its certificate; what could not be made is null.
+/// A key and its certificate. A part that could not be made is null.
 struct Pair {
   KeyHandle key;
   CertificateHandle certificate;
 };
 Pair Build(const CertificateRequest& request);
 
-/// Tells the log of the names that are too long for a certificate.
+/// Logs one record for each name that was too long.
 void LogNamesLeftOut(const AlternativeNames& names);
 
-/// Seconds from `now` to the end of a validity of `days` days, which is never later than 2037-12-15
-/// 05:49:52 UTC.
+/// Returns the seconds from `now` to the end of a validity of `days` days, but never later than
+/// 2037-12-15 05:49:52 UTC.
 int64_t ValiditySeconds(int64_t now, int days);
 
-/// The seed for a time and a text: the 16 bytes of the time record (seconds, milliseconds, and
-/// zone, daylight flag and padding, which are 0), rotated by the milliseconds, then at most 112
-/// bytes of `text`.
+/// Returns the seed for a time and a text. It begins with the 16 bytes of the time record, rotated
+/// by the milliseconds: the seconds, the milliseconds, then time zone, daylight flag and padding,
+/// which are 0. At most 112 bytes of `text` follow.
 std::string RandomSeedRecord(const timespec& time, std::string_view text);
 
 }  // namespace qvx

@@ -1,4 +1,4 @@
-// Error reporting for code that runs TLS connections. The launcher runs none.
+// Error reporting for code that runs TLS connections. The launcher has no such code.
 #ifndef QVX_TLS_CONNECTION_ERRORS_H
 #define QVX_TLS_CONNECTION_ERRORS_H
 
@@ -8,11 +8,11 @@
 /// to standard output. Returns the code (SSL_get_error(3)).
 int ZX_Get_SSL_Error(const char* function, SSL* connection, int result);
 
-/// Prints one line to standard output for an error code. Returns the code; 0 for none and for a
-/// closed connection.
+/// Prints one line to standard output for an error code that has one, and nothing for any other.
+/// Returns the code; 0 for a closed connection.
 int ZX_Get_SSL_ErrorHandler(const int* code);
 
-/// SSL_shutdown(3), its result passed through.
+/// Returns the result of SSL_shutdown(3).
 int ZX_SSL_Shutdown(SSL* connection);
 
 #endif

@@ -1,4 +1,4 @@
-// Owner types for the TLS library's objects, and the draining of its error queue.
+// Owner types for the TLS library's objects and its error queue.
 #ifndef QVX_TLS_OPENSSL_HANDLES_H
 #define QVX_TLS_OPENSSL_HANDLES_H
 
@@ -28,8 +28,8 @@ using ExtensionHandle = std::unique_ptr<X509_EXTENSION, OpensslDeleter<X509_EXTE
 using StreamHandle = std::unique_ptr<BIO, OpensslDeleter<BIO_free>>;
 using ContextHandle = std::unique_ptr<SSL_CTX, OpensslDeleter<SSL_CTX_free>>;
 
-/// Empties the library's error queue at the end of the scope, so that no failure is taken for a
-/// later one's.
+/// Empties the library's error queue at the end of the scope, so that a failure is not taken for a
+/// later one.
 class ErrorQueueKeeper {
  public:
   ErrorQueueKeeper() = default;

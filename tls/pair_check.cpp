@@ -24,10 +24,10 @@ namespace {
 
 constexpr size_t kHostNameCapacity = 64;
 constexpr int kNameTextCapacity = 100;
-constexpr int kAttempts = 2;  // the second checks what the first one generated
+constexpr int kAttempts = 2;  // the second checks the pair that the first one made
 
-// The check asks only whether the files load and match. At level 0 the library refuses no installed
-// certificate for its key size or digest; that is for the daemon's configuration to decide.
+/// The check is only whether the files load and match. At level 0 the library refuses no installed
+/// certificate for its key size or digest. The daemon's configuration decides about these.
 constexpr int kNoSecurityLevel = 0;
 constexpr char kCipherList[] = "ALL";
 
@@ -54,7 +54,8 @@ std::string ReadHostName() {
   return name;
 }
 
-/// Null when the library cannot make one; then the text for it has been printed.
+/// Returns null when the library cannot make a context, and prints the text for it; or when the
+/// library refuses the cipher list.
 qvx::ContextHandle MakeContext() {
   qvx::ContextHandle context(SSL_CTX_new(TLS_server_method()));
   if (!context) {
@@ -67,13 +68,14 @@ qvx::ContextHandle MakeContext() {
                                                                   : qvx::ContextHandle();
 }
 
-/// The library's question for a pass phrase: an encrypted file counts as not loadable, and nothing
-/// ever waits at a prompt.
+/// The callback with which the library asks for a pass phrase. An encrypted file counts as not
+/// loadable, and nothing ever waits at a prompt.
 int RefusePassPhrase(char* /*buffer*/, int /*size*/, int /*for_writing*/, void* /*data*/) {
   return -1;
 }
 
-/// Reads the first PEM object of a file with one of the library's readers; null when there is none.
+/// Reads the first PEM object of a file with one of the library's readers. Returns null when there
+/// is none.
 template <typename Handle, typename Read>
 Handle ReadObject(const std::string& path, Read read) {
   const std::optional<std::string> text = qvx::ReadPemFile(path);
@@ -86,7 +88,7 @@ qvx::CertificateHandle ReadCertificate() {
   return ReadObject<qvx::CertificateHandle>(qvx::CertificatePath(), PEM_read_bio_X509);
 }
 
-/// Returns whether both files, as far as they are there, are kept: only then may they be replaced.
+/// Returns whether both files, as far as they exist, are kept. Only then may they be replaced.
 bool SetPairAside() {
   const qvx::Aside certificate = qvx::SetCertificateAside();
   if (certificate.was_copied) {
@@ -103,21 +105,22 @@ bool SetPairAside() {
   return false;
 }
 
-/// The first entry of a kind, at most kNameTextCapacity - 1 bytes of it; nothing when there is
-/// none.
+/// Returns the first entry of a kind, at most kNameTextCapacity - 1 bytes of it, or nothing when
+/// there is none.
 std::optional<std::string> NameEntry(const X509_NAME* name, int kind) {
   char text[kNameTextCapacity] = {};
   const int length = X509_NAME_get_text_by_NID(name, kind, text, sizeof text);
   return length < 0 ? std::nullopt : std::optional(std::string(text, static_cast<size_t>(length)));
 }
 
-/// Whether an entry is `expected` in any case; one that hides more behind a zero byte is not.
+/// Whether an entry equals `expected` in any case. An entry that goes on behind a zero byte does
+/// not.
 bool EntryEquals(const std::optional<std::string>& entry, const std::string& expected) {
   return entry && entry->size() == expected.size() &&
          stricmp(entry->c_str(), expected.c_str()) == 0;
 }
 
-/// Asks whose certificate it is. One for another host is logged.
+/// Examines whose certificate it is. A certificate for another host is logged.
 void ExamineNames(const X509* certificate, const std::string& host_name, qvx::PairFacts& facts) {
   facts.names_host =
       EntryEquals(NameEntry(X509_get_subject_name(certificate), NID_commonName), host_name);
@@ -130,7 +133,7 @@ void ExamineNames(const X509* certificate, const std::string& host_name, qvx::Pa
             "This certificate has a Common Name (CN) that doesn't match the server's name\n");
 }
 
-/// Asks whether the key at `path` loads and belongs to the certificate that the context holds.
+/// Examines whether the key at `path` loads and belongs to the certificate in the context.
 void ExamineKey(SSL_CTX* context, const std::string& path, qvx::PairFacts& facts) {
   const auto key = ReadObject<qvx::KeyHandle>(path, PEM_read_bio_PrivateKey);
   facts.key_loads = key != nullptr;
@@ -138,7 +141,7 @@ void ExamineKey(SSL_CTX* context, const std::string& path, qvx::PairFacts& facts
     LogOutput(kLogError, "Unable to load private key during SSL Server Initialization\n");
     return;
   }
-  // The library refuses a key that does not belong to the certificate already when it is given one.
+  // The library already refuses a key that does not belong to the certificate when the key is set.
   facts.they_match =
       SSL_CTX_use_PrivateKey(context, key.get()) == 1 && SSL_CTX_check_private_key(context) == 1;
   if (!facts.they_match) {
@@ -148,8 +151,8 @@ void ExamineKey(SSL_CTX* context, const std::string& path, qvx::PairFacts& facts
   }
 }
 
-/// Asks for the facts one after the other, up to the first that decides, which is logged. The
-/// certificate is read once, so that all that is decided goes by the same one.
+/// Examines the facts one after the other, up to the first that decides, which is logged. The
+/// certificate is read once, so that every decision is about the same one.
 qvx::PairFacts Examine(SSL_CTX* context, const std::string& host_name) {
   qvx::PairFacts facts;
   const qvx::CertificateHandle certificate = ReadCertificate();

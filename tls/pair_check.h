@@ -1,37 +1,39 @@
-// The start of the TLS library and the check of the server's certificate and key.
+// Starting the TLS library and checking the server's certificate and key.
 //
 // Both files must load, the key must belong to the certificate, and the certificate must name this
-// host. A pair that does not load or match is copied aside and replaced by a new self-signed one. A
-// certificate for another host is replaced only when the launcher made it itself.
+// host. A pair that does not load or match is copied to its set-aside names and replaced by a new
+// self-signed one. A certificate for another host is replaced only when the launcher made it. Each
+// fault is logged.
 #ifndef QVX_TLS_PAIR_CHECK_H
 #define QVX_TLS_PAIR_CHECK_H
 
 #include <cstdint>
 
 /// Ignores SIGPIPE, starts the TLS library, makes the session directories, then checks the pair.
-/// Returns the result of GenerateSelfSignedCert.
+/// Returns the result of GenerateSelfSignedCert. Throws std::bad_alloc.
 int32_t SSLServerInit();
 
 /// Starts the TLS library and loads its error texts. Returns 1, or 0 when it could not be started.
 int32_t SSLInitialization();
 
 /// Makes and protects the script engine's session directories. Returns the result of the last
-/// protection.
+/// protection. Throws std::bad_alloc.
 int32_t CreatePHPSessionDir();
 
-/// Checks the pair at most twice and generates a new one after each failure.
-/// Returns 1 when the pair on disk passed, otherwise the result of the last generation; 0 when the
-/// TLS context could not be prepared.
+/// Checks the pair at most twice and makes a new one after each failure. Returns 1 when the pair on
+/// disk passed, otherwise the result of the last generation. Returns 0 when the TLS context could
+/// not be prepared, when the old pair could not be set aside, and when memory ran out.
 int32_t GenerateSelfSignedCert();
 
 /// Returns 1 when the certificate on disk may be used with `host_name`: its common name is that
-/// name, in any case, or it was issued by somebody else. 0 when it is to be replaced.
+/// name, in any case, or somebody else issued it. Returns 0 when it is to be replaced or cannot be
+/// read. A certificate for another host is logged.
 int32_t CheckCertValidity(const char* host_name);
 
 namespace qvx {
 
-/// What is known of the pair on disk. A fact that was not asked for, since an earlier one decides
-/// already, is false.
+/// The facts about the pair on disk. Once a fact decides, the later ones are not looked for and
+/// stay false.
 struct PairFacts {
   bool certificate_loads = false;
   bool key_loads = false;

@@ -28,15 +28,15 @@ std::optional<Place> FindName(const std::string& path) {
   return FindPlace(path, Access::kChange, LastLink::kStay);
 }
 
-/// A directory of the set-aside name takes the copy under the file's own name.
+/// A directory with the set-aside name takes the copy under the file's own name.
 std::string CopyTarget(const std::string& path, const std::string& copy) {
   const std::optional<Place> place = FindPlace(copy, Access::kChange);
   return place && place->IsA(S_IFDIR) ? copy + path.substr(path.rfind('/')) : copy;
 }
 
-/// Makes the file that a key is copied into: whatever the directory's access list says of files
-/// that are born in it, nobody else can open this one. Where the account could exchange it, the
-/// copy is made with the account's rights, so it is the account's.
+/// Makes the file into which a key is copied. Nobody else can open this file, whatever the
+/// directory's access list says about new files. Where the account could exchange it, the copy is
+/// made with the account's rights, so the file is the account's.
 void PrepareSecretCopy(const std::string& target) {
   const std::optional<Place> place = FindName(target);
   Birth birth = place && !place->is_held ? ServiceFile() : OwnFile(kOwnersAlone);
@@ -49,7 +49,7 @@ bool IsSameText(const std::string& path, const std::string& copy) {
   return text && ReadPemFile(copy) == text;
 }
 
-/// A link leaves the file where it is until its place is taken.
+/// A link leaves the old file in its place until a new one takes that.
 bool LinkOrMove(const Place& old, const std::string& target) {
   RemoveName(target);
   const std::optional<Place> to = FindName(target);

@@ -1,9 +1,10 @@
-// The certificate and the key file: reading, setting aside and storing them.
+// Reading, setting aside and storing the certificate and the key.
 //
-// What is replaced is the name in the TLS share directory, never what a link leads to. An old file
-// is replaced only when it stands whole under its set-aside name; the files of a new pair are both
-// finished beside their places before either takes it. Only the account reads a new key, and root
-// alone, or the account where it could read the old key anyway, a copy of an old one.
+// A file is replaced by its name in the TLS share directory; the target of a link stays. An old
+// file is replaced only when a whole copy of it stands under its set-aside name. Both files of a
+// new pair are completed before either takes its place. A new key belongs to the service account.
+// The copy of an old key has mode 0600 and belongs to root, or to the account where the account
+// could exchange it.
 #ifndef QVX_TLS_PEM_FILES_H
 #define QVX_TLS_PEM_FILES_H
 
@@ -13,7 +14,7 @@
 
 namespace qvx {
 
-// The names of the files in the TLS share directory, as they are and set aside.
+// The names of the files in the TLS share directory, and their set-aside names.
 inline constexpr char kCertificateName[] = "cert.pem";
 inline constexpr char kKeyName[] = "file.pem";
 inline constexpr char kCertificateAsideName[] = "certmm.pem";
@@ -22,31 +23,33 @@ inline constexpr char kKeyAsideName[] = "filemm.pem";
 std::string CertificatePath();
 std::string KeyPath();
 
-/// The content of a file; nothing when it cannot be read whole or is larger than any pair (1 MiB).
+/// Returns the content of a file; nothing when it cannot be read whole or exceeds 1 MiB, which no
+/// pair does.
 std::optional<std::string> ReadPemFile(const std::string& path);
 
-/// Removes certificate and key; a failure is ignored.
+/// Removes certificate and key. A failure is ignored.
 void DeletePair();
 
-/// What became of a file that was to be set aside.
+/// The result of setting a file aside.
 struct Aside {
   bool was_copied;  ///< the copy command ran
-  bool is_kept;     ///< it stands whole under the other name, or there was nothing to keep
+  bool is_kept;     ///< a whole copy has the set-aside name, or there was nothing to keep
 };
 
-/// Copy the certificate or the key to its set-aside name through OSCopyFile. What that did not
-/// bring about is done with a link to the file, or by moving it.
+/// Copy the certificate or the key to its set-aside name with OSCopyFile. Where the copy is not
+/// whole, the file is linked to that name or moved there, and then keeps its owner and mode.
 Aside SetCertificateAside();
 Aside SetKeyAside();
 
-/// Which files of a new pair took their places.
+/// The files of a new pair that took their places.
 struct StoredPair {
   bool certificate;
   bool key;
 };
 
-/// Writes a new pair. Unless both files could be written, neither takes its place; a directory in
-/// the place of the key keeps only the key out. A pipe or socket makes way.
+/// Writes a new pair. When either file could not be written, neither takes its place. When a
+/// directory has the name of the key, only the certificate takes its place. A pipe or socket with
+/// either name is removed first.
 StoredPair StorePair(std::string_view certificate, std::string_view key);
 
 }  // namespace qvx

@@ -24,7 +24,7 @@ char* CopyPath(const std::string& path, char* buffer) {
   return buffer;
 }
 
-/// What the library writes as PEM; empty when it could not.
+/// Returns the text that the library writes as PEM, or an empty text when it could not.
 template <typename Write>
 std::string PemText(Write write) {
   const qvx::StreamHandle stream(BIO_new(BIO_s_mem()));
@@ -46,7 +46,7 @@ void Protect(const std::string& path, const char* subject) {
             subject);
 }
 
-/// Stores the pair and tells of what took its place. Returns whether both did.
+/// Stores the pair and logs the files that took their places. Returns whether both did.
 bool Store(const qvx::Pair& pair) {
   const std::string certificate_text =
       PemText([&](BIO* stream) { return PEM_write_bio_X509(stream, pair.certificate.get()); });

@@ -1,16 +1,17 @@
-// Generating a self-signed certificate and its key on disk.
+// Making a self-signed certificate and its key on disk.
 #ifndef QVX_TLS_SELF_SIGNED_H
 #define QVX_TLS_SELF_SIGNED_H
 
 #include <cstdint>
 
-/// Makes, writes and protects the pair for `host_name`, by the rules of tls/pem_files.h. The log
-/// tells of each file that was made and how its protection went. Aborts the process when the
-/// library cannot make a key. Returns 1 when both files were written, else 0.
+/// Makes, writes and protects the pair for `host_name`, by the rules of tls/pem_files.h. Logs each
+/// file that took its place and the result of its protection. Aborts the process when the library
+/// cannot make a key. Returns 1 when both files were written, else 0.
 int32_t GenerateSelfSignedCertAndPrivateKey(const char* host_name);
 
-/// Write the paths of the two files into a buffer of kPathCapacity bytes; return it. A path that
-/// does not fit becomes an empty text, which opens nothing.
+/// Write the path of the certificate or the key into a buffer of kPathCapacity bytes and return the
+/// buffer. A path that does not fit becomes an empty text, which opens nothing. Throw
+/// std::bad_alloc.
 char* GetCertificateFilePathName(char* buffer);
 char* GetPrivateKeyFilePathName(char* buffer);
 
