@@ -10,13 +10,14 @@ namespace qvx {
 
 namespace {
 
-// What is asked for of a command's output: a command name or a number, with room to spare.
+/// The space for a command's output, a command name or a number.
 constexpr uint32_t kFieldCapacity = 250;
 
 constexpr std::string_view kDaemonName = "(zxqvxd)";
 constexpr std::string_view kTextEnds = "\x1a\r\n";
 
-// The field, as awk counts them, of the process's stat line; empty when there is none to be had.
+/// Returns a field of the process's stat line, counted as awk counts; empty when it could not be
+/// read.
 std::string StatField(pid_t process, std::string_view field) {
   std::string command = "cat /proc/" + std::to_string(process) + "/stat | awk '{print $";
   command.append(field).append("}'");

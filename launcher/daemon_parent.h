@@ -1,4 +1,4 @@
-// Whether the launcher was started by the running daemon.
+// Finding out whether the running daemon started the launcher.
 #ifndef QVX_LAUNCHER_DAEMON_PARENT_H
 #define QVX_LAUNCHER_DAEMON_PARENT_H
 
@@ -8,12 +8,12 @@
 
 namespace qvx {
 
-/// Whether the process `parent` is the web server daemon, by the command name in its /proc stat
-/// line.
+/// Returns whether the process `parent` is the web server daemon, by the command name in its /proc
+/// stat line.
 bool IsDaemon(pid_t parent);
 
-/// The session ID of the process `parent` as its /proc stat line gives it, which is the daemon's
-/// process group; empty when it could not be read.
+/// Returns the session ID of the process `parent` from its /proc stat line; empty when it could not
+/// be read. It is also the daemon's process group.
 std::string SessionOf(pid_t parent);
 
 }  // namespace qvx

@@ -32,7 +32,7 @@ namespace qvx {
 
 namespace {
 
-// A mode is chosen by the argument count, the program's name included.
+/// The argument count chooses the mode, the program's name included.
 constexpr int kStartMode = 1;
 constexpr int kReconfigureMode = 2;
 constexpr int kPermissionsMode = 3;
@@ -41,21 +41,20 @@ constexpr int kRefused = 1;
 constexpr int kDaemonNotExecuted = 127;
 
 constexpr char kNoTls[] = "Cannot start application!";
-// The paths in these texts are those of the default installation, wherever this one is.
+/// These texts name the paths of the default installation in every installation.
 constexpr char kNoSettings[] = "Invalid configuration file (/opt/zx/zxqvx/conf/qvxpd.xml). ";
 constexpr char kAskAdministrator[] =
     "Ask your system administrator to run \"/opt/zx/zxqvx/qvxconfig/qvxconfig.sh\".";
 
-// The launcher and the commands that it runs are usually members of the very process group that it,
-// or another reconfigure run at the same time, signals. The daemon would inherit the setting, so a
-// start leaves it alone.
+/// The launcher and its commands are usually members of the process group that this or another
+/// reconfigure run signals. The daemon would inherit the setting, so a start leaves it alone.
 void IgnoreReconfigureSignal() {
   std::signal(SIGUSR1, SIG_IGN);
 }
 
 void StartApr() {
   if (apr_initialize() != APR_SUCCESS) {
-    return;  // nothing is locked then, and nothing else needs it
+    return;  // then nothing is locked, and nothing else needs APR
   }
   std::atexit(apr_terminate);
   if (apr_pool_create_ex(&qvx_start_pool, nullptr, nullptr, nullptr) == APR_SUCCESS) {
@@ -99,7 +98,7 @@ void Print(const char* text) {
   std::fflush(stdout);
 }
 
-// Writes every generated file. Returns the exit status when the run ends here.
+/// Writes every generated file. Returns the exit status when the run ends here, else nothing.
 std::optional<int> Generate() {
   if (SSLServerInit() == 0) {
     Print(kNoTls);
@@ -114,12 +113,11 @@ std::optional<int> Generate() {
   return std::nullopt;
 }
 
-// The daemon leads its session and its process group, so one number names both. killpg(3) takes 0
-// for the launcher's own group, and what it makes of 1 reaches every process of the machine:
-// neither is ever the daemon's group. The kernel has to agree, since the number comes from a
-// command.
+/// The daemon leads its session and its process group, so one number names both. killpg(3) takes 0
+/// for the launcher's own group, and 1 would reach every process of the machine. Neither is ever
+/// the daemon's group. The number comes from a command, so the kernel has to confirm it.
 void SignalDaemon(pid_t parent, const std::string& session) {
-  const int group = std::atoi(session.c_str());  // leading digits are the rule
+  const int group = std::atoi(session.c_str());  // only leading digits count
   if (group > 1 && getsid(parent) == group) {
     killpg(group, SIGUSR1);
   }
@@ -142,7 +140,7 @@ int ExecuteDaemon(std::string daemon, std::string configuration) {
   return kDaemonNotExecuted;
 }
 
-// Reads like the order of a run.
+/// The steps of a run, in their order.
 int Run(int argument_count) {
   if (argument_count == kReconfigureMode || argument_count == kPermissionsMode) {
     IgnoreReconfigureSignal();
