@@ -1,4 +1,4 @@
-// What the service account may try to become root, to read the key, or to stop a start.
+// What the service account may try: to become root, to read the key, to stop a start.
 #include <gtest/gtest.h>
 
 #include "tests/attacks/scenes.h"
@@ -27,7 +27,7 @@ for run in {1..8}; do launch >/dev/null; done; end_background)"),
          "root:root 700\n"}});
 }
 
-// The victim is a process group of root's; 143 is its end by the scene, 138 that by SIGUSR1.
+// The victim is a process group of root's. 143 means that the scene ended it, 138 that SIGUSR1 did.
 TEST(ServiceAccount, SignalsNobodyWithTheRightToKill) {
   const std::string begin = R"(
 good_pair; launch >/dev/null; setcap cap_kill+ep $launcher; mkdir evil
@@ -55,9 +55,9 @@ grep -c SSL_SHARE_BASE_DIR seen; grep -i evil seen)",
          "daemon\n1\n"}});
 }
 
-// Three starts with files that are what `plant` makes of them, each with a name of its own among an
-// administrator's files, in directories that `owner` owns. The settings are apart, because they may
-// end a start, and so are the copies, because they are made of a pair that was read.
+// Three starts whose files `plant` makes, each a name of its own for an administrator's files, in
+// directories that `owner` owns. The settings are a case of their own, because they may end a
+// start. So are the copies, because they are made of a pair that was read.
 std::string Planted(const std::string& owner, const std::string& plant) {
   return "owner=" + owner + "; plant='" + plant + R"('
 pair /CN=other; cp -a $tls other; mismatched_pair
@@ -94,7 +94,7 @@ same old/cert.pem $tls/certmm.pem; same old/file.pem $tls/filemm.pem)",
          "daemon\n/opt/tls/cert.pem regular file\n/opt/tls/file.pem regular file\n"}});
 }
 
-// The calls are slowed down, so that a run that looks first and then opens meets the other file.
+// The calls are slowed down, so a run that looks first and opens later meets the other file.
 std::string Exchanged(const std::string& files, int runs) {
   return "files=\"" + files + "\" runs=" + std::to_string(runs) + R"(
 good_pair; keep_pair; chown zxqvx $base/{conf,webapp} $tls
@@ -129,8 +129,8 @@ launch | grep -E '124|137'; end_background)",
          "daemon\n"}});
 }
 
-// Somebody else opens all that can be opened at every moment of a start, and looks at its end. The
-// copy of the certificate is as cp makes it, and the rules file is open to readers.
+// Another account opens every file that it can at every moment of a start, and looks again at its
+// end. The copy of the certificate is as cp makes it, and everybody may read the rules file.
 TEST(Start, MakesNothingThatOthersMayRead) {
   const auto script = [](const std::string& prepare) {
     return R"(folders="$tls $base/conf $base/bin $base/logs"; chmod 755 $folders; mismatched_pair

@@ -1,4 +1,4 @@
-// What the service account can do beside a run of the launcher, until it is ended.
+// Acts of the service account during a run of the launcher, repeated until the process is ended.
 //
 //   attacker exchange FILE ...    exchanges each file with FILE.other, over and over
 //   attacker lease FILE ...       holds a write lease on each file
@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr unsigned kPause = 50;  // microseconds, which leave the machine to the others
+constexpr unsigned kPause = 50;  // microseconds, so that the others get the processor
 
 void Exchange(const std::string& file) {
   renameat2(AT_FDCWD, file.c_str(), AT_FDCWD, (file + ".other").c_str(), RENAME_EXCHANGE);
@@ -31,7 +31,7 @@ bool Lease(const char* file) {
 int main(int argument_count, char* arguments[]) {
   const std::span<char*> all(arguments, static_cast<size_t>(argument_count));
   const bool exchanges = all.size() > 1 && std::string_view(all[1]) == "exchange";
-  std::signal(SIGIO, SIG_IGN);  // a lease is asked back
+  std::signal(SIGIO, SIG_IGN);  // tells the holder of a lease to give it back
   for (const char* file : all.subspan(exchanges ? all.size() : 2)) {
     if (!Lease(file)) {
       return 1;

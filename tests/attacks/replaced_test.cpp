@@ -1,4 +1,4 @@
-// What a start replaces survives every fault, whole.
+// Every file that a start replaces survives every fault as a whole.
 #include <gtest/gtest.h>
 
 #include "tests/attacks/scenes.h"
@@ -30,7 +30,7 @@ grep -A1 severity=2 $base/logs/qvx.log | grep -vE "severity=|^--|$ordered" >own
          ""}});
 }
 
-// Each call of the run that changes something in the folder, with the state before it.
+// A kill at each call of the run that changes something in the folder.
 TEST(OldPair, SurvivesAKillAtEachStep) {
   Play({{"kill", R"(
 good_pair; launch >/dev/null; mismatched_pair; cp -a $tls before
@@ -59,7 +59,7 @@ done <points)",
          ""}});
 }
 
-// Each time that a file of an installed pair is opened or read fails once.
+// Each opening and each reading of a file of an installed pair fails once.
 TEST(OldPair, OfOthersSurvivesOnePassingFailure) {
   Play({{"descriptor limit, input error", R"(
 pair /OU=Elsewhere/CN=other; keep_pair; launch >/dev/null

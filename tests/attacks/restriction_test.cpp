@@ -1,4 +1,4 @@
-// No fault and no slip lets more clients in.
+// No fault and no mistake in a list lets more clients in.
 #include <gtest/gtest.h>
 
 #include "tests/attacks/scenes.h"
@@ -25,7 +25,7 @@ same restricted.conf $base/conf/qvxpd.conf; stat -c %F $settings)";
         {"zero", script("mknod $settings c 1 5"), "daemon\n1\n1\ncharacter special file\n"}});
 }
 
-// Each of the first allocations, some spread over the run, and more from the settings on.
+// Each of the first allocations fails, some spread over the run, and more from the settings on.
 TEST(Restriction, StandsWhateverAllocationFails) {
   Play({{"sweep", kRestrict + R"(
 starved() {

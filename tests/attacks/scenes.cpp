@@ -13,7 +13,7 @@ namespace {
 constexpr char kPrelude[] =
     "launcher='" QVX_LAUNCHER "' zxqvxd='" QVX_DAEMON "' attacker='" QVX_ATTACKER
     "' starve='" QVX_STARVE "'\n. '" QVX_SCRIPTS "/stage'\n. '" QVX_SCRIPTS "/faults'\n";
-constexpr char kEnd[] = "the end\n";  // tells an empty outcome from a script that was ended
+constexpr char kEnd[] = "the end\n";  // a script that was ended does not print it
 
 std::string Outcome(const std::string& script) {
   const TempDirectory scratch;

@@ -1,4 +1,5 @@
-// Attacks on the launcher and faults around it, played as shell scripts on a stage of their own.
+// Attacks on the launcher and faults around it, as shell scripts, each with a default installation
+// of its own.
 #ifndef QVX_TESTS_ATTACKS_SCENES_H
 #define QVX_TESTS_ATTACKS_SCENES_H
 
@@ -10,12 +11,12 @@ namespace qvx::test {
 struct Scene {
   const char* name;
   std::string script;
-  std::string outcome;  // what the script prints on both its streams
+  std::string outcome;  // what the script prints on standard output and standard error
 };
 
 /// Expects the outcome of each scene. A script runs in mount and process namespaces of its own. It
-/// begins with the installation of the file "stage" and has the functions of that and of "faults".
-/// One that hangs is ended after ten minutes.
+/// begins with the installation that the file "stage" makes, and has the functions of "stage" and
+/// "faults". A script that hangs is ended after ten minutes.
 void Play(const std::vector<Scene>& scenes);
 
 }  // namespace qvx::test

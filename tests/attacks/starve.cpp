@@ -1,5 +1,6 @@
-// Preloaded: the allocation of the process whose number is in QVX_STARVE_AT fails, and the file
-// /opt/starved tells so. The commands of the process are spared.
+// A preloaded library. One allocation of the process fails, the one whose number is in
+// QVX_STARVE_AT, and the file /opt/starved is made as a sign. The commands of the process are not
+// affected.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -8,7 +9,7 @@
 #include <cstdlib>
 
 extern "C" {
-// NOLINTBEGIN(bugprone-reserved-identifier): the allocator behind the names that are replaced here.
+// NOLINTBEGIN(bugprone-reserved-identifier): the allocator behind the replaced functions.
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);
 void* __libc_realloc(void* memory, size_t size);

@@ -1,4 +1,4 @@
-// A throw-away installation, files to look at, and environment variables that are put back.
+// A throw-away installation, helpers to look at files, and environment variables for a scope.
 #ifndef QVX_TESTS_HARNESS_INSTALLATION_H
 #define QVX_TESTS_HARNESS_INSTALLATION_H
 
@@ -11,20 +11,21 @@
 
 namespace qvx::test {
 
-/// The whole content of a file; nothing when it cannot be read.
+/// Returns the whole content of a file; nothing when it cannot be read.
 std::optional<std::string> Contents(const std::filesystem::path& path);
 
 /// Creates or replaces a file, and the directories on the way to it.
 void WriteText(const std::filesystem::path& path, std::string_view text);
 
-/// Permission bits of a file (0 when there is none), and "user:group" of its owner as numbers.
+/// Return the permission bits of a file, 0 when there is none; and "user:group" of its owner in
+/// numbers, "none" when there is none.
 mode_t ModeOf(const std::filesystem::path& path);
 std::string OwnerOf(const std::filesystem::path& path);
 
-/// "user:group" of the service account, made when it is missing.
+/// Returns "user:group" of the service account in numbers. Makes the account when it is missing.
 std::string ServiceOwner();
 
-/// Sets (or with nothing, unsets) an environment variable for a scope.
+/// Sets an environment variable for a scope; without a value, unsets it.
 class Variable {
  public:
   Variable(std::string name, const std::optional<std::string>& value);
@@ -39,8 +40,8 @@ class Variable {
   std::optional<std::string> before_;
 };
 
-/// A directory that is removed with all that it holds, and from which the working directory is put
-/// back.
+/// A temporary directory. It is removed with its content at the end of the scope, and the working
+/// directory is restored.
 class TempDirectory {
  public:
   TempDirectory();
@@ -57,9 +58,9 @@ class TempDirectory {
   std::filesystem::path working_directory_;
 };
 
-/// An installation with conf, bin, sbin, logs and webapp, a log and a TLS share directory beside
-/// it; the four directory variables point into it. Its paths are short, so that every protection
-/// command fits.
+/// An installation with conf, bin, sbin, logs and webapp, and beside it a log and a TLS share
+/// directory. SYSMGTZX_WRITE_DIR is unset, and the other three directory variables point into it.
+/// Its paths are short enough for every protection command.
 class Installation {
  public:
   Installation();

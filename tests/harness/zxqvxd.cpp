@@ -1,11 +1,12 @@
-// A parent for the launcher that is really called like the daemon, or otherwise when run through a
-// link.
+// A parent for the launcher that is really called like the daemon; run through a link, it has the
+// link's name.
 //
 //   zxqvxd leader|worker PROGRAM [ARGUMENT ...]
 //
-// It leads a session and, as the server does, counts the SIGUSR1 that reach it. As "leader" it runs
-// the program itself, in its own process group; as "worker" a child in another group does. It
-// prints the program's exit status and the signals of its first process.
+// It leads a session and, like the server, counts the SIGUSR1 that reach it. As "leader" it runs
+// the program itself, in its own process group. As "worker" it has a child in another group run the
+// program. It prints the program's exit status and the number of signals that its first process
+// got.
 #include <sys/wait.h>
 #include <unistd.h>
 
