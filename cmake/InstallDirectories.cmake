@@ -1,7 +1,7 @@
-# At the installation: makes each missing directory down to `directory` below the prefix, open to
+# At the installation, makes each missing directory down to `directory` below the prefix, open to
 # everybody. CMake would make them within the umask, whatever
-# CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS says, and the launcher in them could be out of the
-# service account's reach. What is there already keeps its mode.
+# CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS says, and the service account might not reach the
+# launcher in them. Existing directories keep their mode.
 set(level "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/${directory}")
 cmake_path(ABSOLUTE_PATH level)
 set(missing)

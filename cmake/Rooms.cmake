@@ -1,8 +1,7 @@
 # qvx_add_room(NAME SOURCES ... [USES ...] [USES_PRIVATELY ...])
 # A room is one static library, qvx_NAME. Its headers are included as "folder/header.h" from the top
-# of the tree.
-# USES names the targets whose headers its own headers need, USES_PRIVATELY those that only its
-# sources need.
+# of the tree. USES names the targets whose headers its own headers need, USES_PRIVATELY the targets
+# that only its sources need.
 function(qvx_add_room name)
   cmake_parse_arguments(room "" "" "SOURCES;USES;USES_PRIVATELY" ${ARGN})
   add_library(qvx_${name} STATIC ${room_SOURCES})
@@ -13,8 +12,8 @@ function(qvx_add_room name)
 endfunction()
 
 # qvx_add_tests(NAME ROOMS ...)
-# One test program from every *_test.cpp of the calling folder. An empty folder is an error, so that
-# no suite can vanish silently. The time limit only ends what hangs.
+# One test program from every *_test.cpp of the calling folder. An empty folder is an error, so no
+# suite can vanish unnoticed. The time limit only ends a test that hangs.
 function(qvx_add_tests name)
   cmake_parse_arguments(suite "" "" "ROOMS" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS *_test.cpp)

@@ -1,11 +1,11 @@
-// Stands in for _exit(2) in programs with coverage counters, and writes these first.
+// Replaces _exit(2) in programs with coverage counters, and writes the counters first.
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace {
 
-/// Another account may not write the files, and a process without descriptors cannot open them. The
-/// counters would complain on standard error.
+/// Another account may not write the counter files, and a process without descriptors cannot open
+/// them. The library would complain on standard error.
 bool MayWriteCounters() {
   const int descriptor = open("/", O_RDONLY | O_CLOEXEC);
   return geteuid() == 0 && descriptor >= 0 && close(descriptor) == 0;
@@ -14,7 +14,7 @@ bool MayWriteCounters() {
 }  // namespace
 
 extern "C" {
-// NOLINTBEGIN(bugprone-reserved-identifier): the names that compiler and linker give.
+// NOLINTBEGIN(bugprone-reserved-identifier): names of the compiler and the linker.
 void __gcov_dump();
 [[noreturn]] void __real__exit(int status);
 
