@@ -1,9 +1,9 @@
-// The access module by its old name (mod_access_compat, which is loaded beside it, does the work),
-// and the one directive of the configuration that today's server no longer knows.
-#define AP_HAVE_DESIGNATED_INITIALIZER  // C++20 has them; without, the handler would need a cast
+// The access module under its old name, and the directive of the configuration that today's server
+// no longer knows. mod_access_compat, which is loaded as well, does the work.
+#define AP_HAVE_DESIGNATED_INITIALIZER  // without it, the handler would need a cast
 
 #include <httpd.h>
-// Behind httpd.h, which it needs.
+// This header needs httpd.h in front of it.
 #include <http_config.h>
 
 namespace {

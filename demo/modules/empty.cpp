@@ -1,7 +1,6 @@
-// A module that does nothing and exports the name QVX_MODULE, so that loading it under that name
-// succeeds.
+// A module that does nothing. It exports the name QVX_MODULE, so it can be loaded under that name.
 #include <httpd.h>
-// Behind httpd.h, which it needs.
+// This header needs httpd.h in front of it.
 #include <http_config.h>
 
 extern "C" {

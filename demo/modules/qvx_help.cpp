@@ -1,6 +1,6 @@
-// Answers for the console's handlers with a line that names the handler.
+// Answers requests to the console's handlers with a line that names the handler.
 #include <httpd.h>
-// Behind httpd.h, which they need.
+// These headers need httpd.h in front of them.
 #include <http_config.h>
 #include <http_protocol.h>
 

@@ -1,5 +1,5 @@
 #!/bin/sh
-# A permissions run on one file, with the permission string of the request's query.
+# A permissions run on one file. The query of the request is the permission string.
 # shellcheck source=environment source-path=SCRIPTDIR
 . ./environment
 export QVXPERMS="$QUERY_STRING"
