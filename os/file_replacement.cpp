@@ -75,7 +75,7 @@ bool WriteAll(const Descriptor& file, std::string_view text) {
   return true;
 }
 
-/// Writes `text` over what an open file holds.
+/// Replaces the content of an open file by `text`.
 bool Overwrite(const Descriptor& file, std::string_view text) {
   return lseek(file.get(), 0, SEEK_SET) == 0 && WriteAll(file, text) &&
          ftruncate(file.get(), static_cast<off_t>(text.size())) == 0;

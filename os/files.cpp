@@ -114,7 +114,7 @@ Descriptor OpenEntry(const Place& place, int flags) {
   }
   Descriptor file(OpenWithPatience(place, flags & ~O_TRUNC, 0));
   struct stat status {};
-  // Meanwhile the name may have come to stand for something else.
+  // By now the name may belong to another file.
   if (!file || fstat(file.get(), &status) != 0 || !MayOpen(place, status, flags)) {
     return Descriptor();
   }

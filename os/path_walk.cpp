@@ -26,8 +26,8 @@ bool GroupIsTrusted(const Descriptor& directory, const struct stat& status) {
   return is_own && getxattr(PathOf(directory).c_str(), "system.posix_acl_access", nullptr, 0) < 0;
 }
 
-/// Whether only trusted accounts can change what the name of `entry` stands for. A null `entry` is
-/// a name that is still free.
+/// Whether only trusted accounts can exchange `entry` in its directory. A null `entry` is a name
+/// that is still free.
 bool IsHeld(const Descriptor& directory, const struct stat& status, const struct stat* entry) {
   if (!IsTrusted(status.st_uid)) {
     return false;
@@ -103,7 +103,7 @@ class Walk {
                              O_PATH | O_NOFOLLOW | O_CLOEXEC | further_flags));
   }
 
-  /// Finds what bears the name. Only the last name may be missing.
+  /// Opens the entry with the name. Only the last name may be missing.
   bool Look() {
     // An automounter mounts only a directory that is asked for as one.
     place_.entry = Open(HasRest() ? O_DIRECTORY : 0);

@@ -5,8 +5,8 @@
 // move the files of others, even between a check and the use of its result. So every path is walked
 // once, level by level, and every level is held by a descriptor.
 //
-// A name in a directory is held when only root and the effective user can change what it stands
-// for. The rules:
+// A name in a directory is held when only root and the effective user can change which file it
+// names. The rules:
 //
 // - A symbolic link is followed only when it belongs to root or to the effective user. On the way
 //   to a file that is to be changed, the link's name must be held, too.
@@ -31,13 +31,13 @@ namespace qvx {
 /// Returns a path to what a descriptor holds, for calls that refuse a descriptor of O_PATH.
 std::string PathOf(const Descriptor& file);
 
-/// What a path is walked for.
+/// The purpose of a walk.
 enum class Access { kRead, kChange };
 
 /// What to do with a symbolic link at the end of a path: kStay finds the link itself.
 enum class LastLink { kFollow, kStay };
 
-/// Where a path leads: a directory and a name in it, and what bears that name.
+/// The end of a path: a directory, a name in it, and the entry with that name.
 struct Place {
   Descriptor directory;  ///< opened with O_PATH, like `entry`
   std::string name;      ///< "." when the path ends in the directory itself
