@@ -101,7 +101,7 @@ Extent AppendRange(std::string& directives, std::string_view start, std::string_
     AppendText(directives, "all");
     return Extent::kAddresses;
   }
-  // The top address is excepted, because a text that does not parse stands for it as well.
+  // The top address is excepted, because a text that does not parse has that number, too.
   if (parsed_start == parsed_end && last != kTopAddress) {
     AppendText(directives, end);
     return Extent::kAddresses;
