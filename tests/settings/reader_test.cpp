@@ -10,12 +10,15 @@ namespace qvx::test {
 
 namespace {
 
+// The record is put back after each case.
 class SettingsReader : public testing::Test {
  protected:
   SettingsReader() { SetupLogsAndDebug(nullptr); }
+  void TearDown() override { RecordSettings(before_); }
 
-  // The settings of a document with these elements; its texts stay until the next call.
-  LoadedSettings Read(const std::string& elements) {
+  // Puts the settings of a document with these elements into the record. The texts stay until the
+  // next call.
+  void Read(const std::string& elements) {
     const std::string path = installation_.base() / "settings";
     WriteText(path, "<v>" + elements + "</v>");
     document_ = NewDocument();
@@ -23,21 +26,14 @@ class SettingsReader : public testing::Test {
     LoadedSettings settings = RecordedSettings();
     ReadAccessSettings(document_.get(), settings);
     ReadServerSettings(document_.get(), settings);
-    return settings;
-  }
-
-  static bool HasLogged(std::string_view message) {
-    return Contents(QvxLogFile).value_or("").find(message) != std::string::npos;
+    RecordSettings(settings);
   }
 
  private:
+  const LoadedSettings before_ = RecordedSettings();
   const Installation installation_;
   DocumentHolder document_;
 };
-
-std::string Element(const std::string& name, const std::string& value) {
-  return "<" + name + ">" + value + "</" + name + ">";
-}
 
 }  // namespace
 
@@ -54,143 +50,100 @@ TEST_F(SettingsReader, BeforeReading) {
   EXPECT_EQ(gIPList, nullptr);
 }
 
-TEST_F(SettingsReader, Flags) {
+TEST_F(SettingsReader, FlagsAndNumbers) {
   const struct {
-    const char* name;
     std::string elements;
-    bool LoadedSettings::*flag;
-    bool value;
+    int32_t* variable;
+    int32_t before;
+    int32_t after;
+    bool is_refused = false;
   } rows[] = {
-      {"restricted", Element("ip-restricted-logins", "true"), &LoadedSettings::restrict_clients,
-       true},
-      {"restricted, with a blank", Element("ip-restricted-logins", " True"),
-       &LoadedSettings::restrict_clients, false},
-      {"not restricted", "", &LoadedSettings::restrict_clients, false},
-      {"bound", Element("ip-binding", "TRUE"), &LoadedSettings::bind_to_selected, true},
-      {"not bound", Element("ip-binding", "False"), &LoadedSettings::bind_to_selected, false},
-      {"binding left out", "", &LoadedSettings::bind_to_selected, false},
-      {"monitored", Element("monitor-ip-changes", "1"), &LoadedSettings::bind_to_wildcard, true},
-      {"monitoring of two characters", Element("monitor-ip-changes", "01"),
-       &LoadedSettings::bind_to_wildcard, false},
-      {"monitoring that is no number it knows", Element("monitor-ip-changes", "2"),
-       &LoadedSettings::bind_to_wildcard, false},
-      {"rotated", Element("rotate-logs", "1"), &LoadedSettings::rotate_logs, true},
-      {"not rotated", Element("rotate-logs", "2"), &LoadedSettings::rotate_logs, false},
-      {"rotation of two characters", Element("rotate-logs", "02"), &LoadedSettings::rotate_logs,
-       true},
-      {"rotation 0", Element("rotate-logs", "0"), &LoadedSettings::rotate_logs, true},
-      {"empty rotation", Element("rotate-logs", ""), &LoadedSettings::rotate_logs, true},
-      {"SSL 2 allowed", Element("disable-sslv2", "false"), &LoadedSettings::refuse_ssl2, false},
-      {"SSL 2 refused by any other word", Element("disable-sslv2", "no"),
-       &LoadedSettings::refuse_ssl2, true},
+      {"<ip-restricted-logins>true</ip-restricted-logins>", &isIPRestrict, 0, 1},
+      {"<ip-restricted-logins> True</ip-restricted-logins>", &isIPRestrict, 0, 0},
+      {"<ip-binding>TRUE</ip-binding>", &isIPBinding, 0, 1},
+      {"<ip-binding>False</ip-binding>", &isIPBinding, 1, 0},
+      {"<no-ip-binding/>", &isIPBinding, 1, 0},
+      {"<monitor-ip-changes>0</monitor-ip-changes>", &bMonitorIPChangesLinux, 1, 0},
+      {"<monitor-ip-changes>1</monitor-ip-changes>", &bMonitorIPChangesLinux, 0, 1},
+      {"<monitor-ip-changes>01</monitor-ip-changes>", &bMonitorIPChangesLinux, 0, 0},
+      {"<monitor-ip-changes>2</monitor-ip-changes>", &bMonitorIPChangesLinux, 1, 1},
+      {"<no-monitor-ip-changes/>", &bMonitorIPChangesLinux, 1, 1},
+      {"<rotate-logs>1</rotate-logs>", &bRotateLogs, 0, 1},
+      {"<rotate-logs>2</rotate-logs>", &bRotateLogs, 1, 0},
+      {"<rotate-logs>02</rotate-logs>", &bRotateLogs, 1, 1},
+      {"<rotate-logs>0</rotate-logs>", &bRotateLogs, 1, 1},
+      {"<no-rotate-logs/>", &bRotateLogs, 0, 0},
+      {"<no-rotate-logs-size/>", &nRotateLogsSize, 0, 5},
+      {"<rotate-logs-size>0</rotate-logs-size>", &nRotateLogsSize, 0, 5},
+      {"<rotate-logs-size>-3</rotate-logs-size>", &nRotateLogsSize, 0, 5},
+      {"<rotate-logs-size>1</rotate-logs-size>", &nRotateLogsSize, 0, 1},
+      {"<rotate-logs-size>99</rotate-logs-size>", &nRotateLogsSize, 0, 99},
+      {"<rotate-logs-size>100</rotate-logs-size>", &nRotateLogsSize, 0, 5},
+      {"<rotate-logs-size>7x</rotate-logs-size>", &nRotateLogsSize, 0, 7},
+      {"<disable-sslv2>false</disable-sslv2>", &isSSLV2Disabled, 1, 0},
+      {"<disable-sslv2>no</disable-sslv2>", &isSSLV2Disabled, 1, 1},
+      {"<no-max-threads/>", &nMaxThreads, 64, 25},
+      {"<max-threads>25</max-threads>", &nMaxThreads, 64, 25},
+      {"<max-threads>64</max-threads>", &nMaxThreads, 25, 64},
+      {"<max-threads>24</max-threads>", &nMaxThreads, 64, 25, true},
+      {"<max-threads>65</max-threads>", &nMaxThreads, 64, 25, true},
+      {"<max-threads></max-threads>", &nMaxThreads, 64, 25, true},
+      {"<max-threads>30x</max-threads><max-threads>40</max-threads>", &nMaxThreads, 64, 30},
+      {"<max-threads>4294967326</max-threads>", &nMaxThreads, 64, 25, true},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(Read(row.elements).*row.flag, row.value);
-  }
-}
-
-TEST_F(SettingsReader, FlagsThatAreLeftOutKeepTheirValue) {
-  bMonitorIPChangesLinux = 1;
-  bRotateLogs = 0;
-  const LoadedSettings settings = Read("");
-  EXPECT_TRUE(settings.bind_to_wildcard);
-  EXPECT_FALSE(settings.rotate_logs);
-  bMonitorIPChangesLinux = 0;
-  bRotateLogs = 1;
-}
-
-TEST_F(SettingsReader, SizeOfRotation) {
-  const struct {
-    const char* name;
-    std::string elements;
-    int32_t megabytes;
-  } rows[] = {
-      {"left out", "", 5},
-      {"empty", Element("rotate-logs-size", ""), 5},
-      {"zero", Element("rotate-logs-size", "0"), 5},
-      {"negative", Element("rotate-logs-size", "-3"), 5},
-      {"smallest", Element("rotate-logs-size", "1"), 1},
-      {"largest", Element("rotate-logs-size", "99"), 99},
-      {"three characters", Element("rotate-logs-size", "100"), 5},
-      {"letter behind the number", Element("rotate-logs-size", "7x"), 7},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(Read(row.elements).rotate_size, row.megabytes);
-  }
-}
-
-TEST_F(SettingsReader, Threads) {
-  const struct {
-    const char* name;
-    std::string elements;
-    int32_t threads;
-    bool is_refused;
-  } rows[] = {
-      {"left out", "", 25, false},
-      {"fewest", Element("max-threads", "25"), 25, false},
-      {"most", Element("max-threads", "64"), 64, false},
-      {"too few", Element("max-threads", "24"), 25, true},
-      {"too many", Element("max-threads", "65"), 25, true},
-      {"empty", Element("max-threads", ""), 25, true},
-      {"letters behind the number", Element("max-threads", "30x"), 30, false},
-      {"first of two", Element("max-threads", "30") + Element("max-threads", "40"), 30, false},
-      {"30 beyond the range of 32 bits", Element("max-threads", "4294967326"), 25, true},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
+    SCOPED_TRACE(row.elements);
     std::filesystem::remove(QvxLogFile);
-    EXPECT_EQ(Read(row.elements).max_threads, row.threads);
-    EXPECT_EQ(HasLogged("max-threads in XML file is outside of allowed bounds, using default "
-                        "value."),
+    *row.variable = row.before;
+    Read(row.elements);
+    EXPECT_EQ(*row.variable, row.after);
+    const std::string log = Contents(QvxLogFile).value_or("");
+    EXPECT_EQ(log.ends_with("\nmax-threads in XML file is outside of allowed bounds, using default "
+                            "value."),
               row.is_refused);
   }
 }
 
 TEST_F(SettingsReader, LogLevels) {
   const struct {
-    const char* word;
+    std::string word;
     const char* level;
   } rows[] = {{"debug", "debug"}, {"WARN", "warn"},   {"info", "info"},    {"Notice", "notice"},
-              {"alert", "alert"}, {"emerg", "emerg"}, {"crit", "crit"},    {"error", "error"},
-              {"fatal", "error"}, {"", "error"},      {"notices", "error"}};
+              {"fatal", "error"}, {"alert", "alert"}, {"", "error"},       {"emerg", "emerg"},
+              {"error", "error"}, {"crit", "crit"},   {"notices", "error"}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.word);
-    EXPECT_EQ(Read(Element("log-level", row.word)).log_level, row.level);
+    Read("<log-level>" + row.word + "</log-level>");
+    EXPECT_STREQ(sLogLevelString, row.level);
   }
 }
 
-TEST_F(SettingsReader, TextsThatAreLeftOutAreNull) {
-  const LoadedSettings settings = Read(
-      "<ip-restricted-logins>True</ip-restricted-logins>"
-      "<ip-binding>True</ip-binding>");
-  EXPECT_EQ(settings.included_clients, nullptr);
-  EXPECT_EQ(settings.excluded_clients, nullptr);
-  EXPECT_EQ(settings.binding_list, nullptr);
-  EXPECT_EQ(settings.log_directory, nullptr);
-}
-
-TEST_F(SettingsReader, TextsOfTheDocument) {
-  const LoadedSettings settings = Read(
-      "<ip-restricted-logins>True</ip-restricted-logins>"
+TEST_F(SettingsReader, Texts) {
+  const std::string lists =
       "<ip-restricted-include>a;b</ip-restricted-include>"
-      "<ip-restricted-exclude>c</ip-restricted-exclude>"
-      "<ip-binding>False</ip-binding><ip-binding-list>d</ip-binding-list>"
-      "<log-base-dir></log-base-dir>");
-  EXPECT_STREQ(settings.included_clients, "a;b");
-  EXPECT_STREQ(settings.excluded_clients, "c");
-  EXPECT_STREQ(settings.binding_list, "d") << "also where it is not used";
-  EXPECT_STREQ(settings.log_directory, "");
-}
-
-TEST_F(SettingsReader, ListsWithoutTheirSwitchAreNotRead) {
-  const LoadedSettings settings = Read(
-      "<ip-restricted-include>a;b</ip-restricted-include>"
-      "<ip-restricted-exclude>c</ip-restricted-exclude><ip-binding-list>d</ip-binding-list>");
-  EXPECT_EQ(settings.included_clients, nullptr);
-  EXPECT_EQ(settings.excluded_clients, nullptr);
-  EXPECT_EQ(settings.binding_list, nullptr);
+      "<ip-restricted-exclude>c</ip-restricted-exclude><ip-binding-list>d</ip-binding-list>";
+  const std::string switches =
+      "<ip-restricted-logins>True</ip-restricted-logins><ip-binding>False</ip-binding>";
+  const struct {
+    const char* name;
+    std::string elements;
+    const char* include;
+    const char* exclude;
+    const char* binding_list;
+    const char* log_directory;
+  } rows[] = {
+      {"lists without their switch", lists, nullptr, nullptr, nullptr, nullptr},
+      {"lists, also where none is used", lists + switches + "<log-base-dir/>", "a;b", "c", "d", ""},
+      {"left out", switches, nullptr, nullptr, nullptr, nullptr},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    Read(row.elements);
+    EXPECT_STREQ(sIpRestrictedInclude, row.include);
+    EXPECT_STREQ(sIpRestrictedExclude, row.exclude);
+    EXPECT_STREQ(sIpBindingList, row.binding_list);
+    EXPECT_STREQ(sLogBaseDir, row.log_directory);
+  }
 }
 
 }  // namespace qvx::test
