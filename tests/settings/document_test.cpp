@@ -16,14 +16,13 @@ TEST(SettingsDocument, DefaultIsWrittenWhereNoneIs) {
   OnFreshMachine([] {
     const Variable base("SYSMGTZX_BASE_DIR", "/tmp/zxqvx");
     const fs::path file = "/tmp/zxqvx/conf/qvxpd.xml";
-    fs::current_path("/");
     EXPECT_EQ(CheckQVXXML(0), 0U);
-    EXPECT_EQ(fs::current_path(), "/tmp") << "the last level that was there to be entered";
-    for (const uint32_t force : {0U, 1U}) {
-      WriteText(file, "other settings");
-      EXPECT_EQ(CheckQVXXML(force), 0U);
-      EXPECT_EQ(Contents(file), force == 0 ? "other settings" : QVX_XML_DEFAULT);
-    }
+    EXPECT_EQ(Contents(file), QVX_XML_DEFAULT);
+    WriteText(file, "other settings");
+    EXPECT_EQ(CheckQVXXML(0), 0U);
+    EXPECT_EQ(Contents(file), "other settings");
+    EXPECT_EQ(CheckQVXXML(1), 0U);
+    EXPECT_EQ(Contents(file), QVX_XML_DEFAULT);
     const Variable too_long("SYSMGTZX_BASE_DIR", "/tmp/other" + std::string(4071, '/'));
     EXPECT_EQ(CheckQVXXML(0), 1U);
     EXPECT_FALSE(fs::exists("/tmp/other"));
@@ -33,11 +32,10 @@ TEST(SettingsDocument, DefaultIsWrittenWhereNoneIs) {
 TEST(SettingsDocument, ValuesAreTakenChangedAndSaved) {
   const TempDirectory directory;
   const std::string path = directory.path() / "settings";
-  WriteText(path,
-            "<?xml version=\"1.0\" "
-            "encoding=\"UTF-8\"?>\n<v><group><twice>nested</twice></group>\n<twice>later</twice>"
-            "<blank> True</blank><empty></empty><element><inner/></element><parts "
-            "name=\"p\">a&amp;b<i/>c</parts></v>");
+  WriteText(path, R"(<?xml version="1.0" encoding="UTF-8"?>
+<v><group><twice>nested</twice></group>
+<twice>later</twice><blank> True</blank><empty></empty><element><inner/></element>
+<parts name="p">a&amp;b<i/>c</parts></v>)");
   const DocumentHolder document = NewDocument();
   ASSERT_EQ(DOM_DocumentLS_load(document.get(), path.c_str()), 1);
   const struct {
@@ -48,17 +46,18 @@ TEST(SettingsDocument, ValuesAreTakenChangedAndSaved) {
   for (const auto& row : rows) {
     EXPECT_STREQ(GetElementValue(document.get(), row.element), row.value) << row.element;
   }
-  EXPECT_STREQ(MallocOwner<char>(GetElementAttributeValue(document.get(), "parts", "name")).get(),
-               "p");
+  const MallocOwner<char> attribute(GetElementAttributeValue(document.get(), "parts", "name"));
+  EXPECT_STREQ(attribute.get(), "p");
   EXPECT_EQ(GetElementAttributeValue(document.get(), "none", "name"), nullptr);
 
   for (const char* element : {"twice", "empty", "parts"}) {
     EXPECT_EQ(SetElementValue(document.get(), path.c_str(), element, "new"), 0);
   }
-  EXPECT_EQ(Contents(path),
-            "<?xml version=\"1.0\"?>\n<v><group><twice>new</twice></group>\n<twice>later</twice>"
-            "<blank> True</blank><empty>new</empty><element><inner/></element><parts "
-            "name=\"p\">new<i/>c</parts></v>\n");
+  EXPECT_EQ(Contents(path), R"(<?xml version="1.0"?>
+<v><group><twice>new</twice></group>
+<twice>later</twice><blank> True</blank><empty>new</empty><element><inner/></element>
+<parts name="p">new<i/>c</parts></v>
+)");
   const std::string other = directory.path() / "other";
   EXPECT_EQ(SetElementValue(document.get(), "/none/none", "empty", "x"), 1);
   EXPECT_EQ(SetElementValue(document.get(), other.c_str(), "none", "x"), 1);
@@ -91,23 +90,11 @@ TEST(MultihomedNames, FromTheSettingsDocument) {
 }
 
 TEST(MultihomedNames, AddressEntries) {
-  const struct {
-    const char* name;
-    const char* entry;
-    int32_t is_address;
-  } rows[] = {{"usual", "192.168.100.200", 1},
-              {"four dots", "1.2.3.4.5", 1},
-              {"dot at the end", "1.2.3.4.", 1},
-              {"twelve digits", "123456789012", 1},
-              {"thirteen digits", "1234567890123", 0},
-              {"five dots", "1.2.3.4.5.", 0},
-              {"empty", "", 0},
-              {"letter at the end", "10.0.0.1a", 0},
-              {"dot in front", ".10.0.0.1", 0},
-              {"name", "host1", 0},
-              {"colon", "1:2", 0}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(isTheValueAnIP(row.entry), row.is_address) << row.name;
+  for (const char* entry : {"192.168.100.200", "1.2.3.4.5"}) {
+    EXPECT_EQ(isTheValueAnIP(entry), 1) << entry;
+  }
+  for (const char* entry : {"", "10.0.0.1a", "1:2", ".10.0.0.1", "1.2.3.4.5.", "1234567890123"}) {
+    EXPECT_EQ(isTheValueAnIP(entry), 0) << entry;
   }
 }
 
