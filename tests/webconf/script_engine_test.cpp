@@ -3,29 +3,10 @@
 
 #include "log/ring_log.h"
 #include "tests/harness/installation.h"
-#include "tests/webconf/expected.h"
 #include "webconf/php_ini.h"
 #include "webconf/webapp_extensions.h"
 
 namespace qvx::test {
-
-TEST(ScriptEngine, SettingsFileNamesWhatIsRequestedOrAlwaysLoaded) {
-  const struct {
-    const char* name;
-    PHPExtensionEntry extension;
-    std::string differences;
-  } rows[] = {
-      {"neither", {0, 0, "X", "extension=x\n"}, "< extension=php_domxml\n"},
-      {"requested", {1, 0, "X", "extension=x\n"}, "< extension=php_domxml\n> extension=x\n"},
-      {"always loaded", {0, 1, "X", "extension=php_domxml\n"}, ""},
-      {"both", {1, 1, "X", "extension=php_domxml\n"}, ""},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    const std::string text = PhpIniText("/opt/zx/zxqvx", std::span(&row.extension, 1));
-    EXPECT_EQ(DifferencesFrom("php.ini", text), row.differences);
-  }
-}
 
 // Beside each descriptor there lies one that would hold up whoever opened it.
 TEST(ScriptEngine, ExtensionsThatADescriptorRequests) {
@@ -38,7 +19,6 @@ TEST(ScriptEngine, ExtensionsThatADescriptorRequests) {
   } rows[] = {
       {"deep, in mixed case", "<a><b><c/><extension x='1' name='oPenSSL'>text</extension></b></a>",
        0, 1, false},
-      {"none", "<a/>", 0, 0, false},
       {"several",
        "<a><extension name='ZIP'/><extension/><extension name='domxml'/>"
        "<extension name='OPENSSL'/></a>",
@@ -65,16 +45,6 @@ TEST(ScriptEngine, ExtensionsThatADescriptorRequests) {
     EXPECT_NE(log.find(message + "fifo.xml."), std::string::npos);
     EXPECT_EQ(log.find(message + "app.xml.") != std::string::npos, row.is_broken);
   }
-}
-
-TEST(ScriptEngine, SettingsFileIsProtected) {
-  const Installation installation;
-  const std::filesystem::path file = installation.base() / "bin/php.ini";
-  EXPECT_EQ(CreatePHPINIFile(), 1);
-  EXPECT_EQ(Contents(file), PhpIniText(installation.base().string(), allowablePHPExtensions));
-  EXPECT_EQ(ModeOf(file), 0660U);
-  std::filesystem::remove_all(installation.base() / "bin");
-  EXPECT_EQ(CreatePHPINIFile(), 0);
 }
 
 }  // namespace qvx::test

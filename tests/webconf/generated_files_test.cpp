@@ -1,20 +1,32 @@
-#include "webconf/server_conf.h"
-
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <vector>
 
 #include "tests/harness/installation.h"
-#include "tests/webconf/expected.h"
+#include "webconf/agent_map.h"
+#include "webconf/php_ini.h"
+#include "webconf/server_conf.h"
 
 namespace qvx::test {
 
 namespace {
 
-using Addresses = std::vector<std::string>;
+using Texts = std::vector<std::string>;
 
-const Addresses kTwoAddresses = {"127.0.0.1", "10.0.0.5"};
+const Texts kTwoAddresses = {"127.0.0.1", "10.0.0.5"};
+
+// The lines in which `text` differs from the file `name` in the folder "expected": "< " and a line
+// of the file alone, "> " and a line of the text alone. Empty when they are the same.
+std::string DifferencesFrom(const std::string& name, std::string_view text) {
+  const TempDirectory scratch;
+  std::filesystem::current_path(scratch.path());
+  WriteText(scratch.path() / "actual", text);
+  const std::string command =
+      "diff --text --old-line-format='< %L' --new-line-format='> %L' --unchanged-line-format= '" +
+      (QVX_EXPECTED + name) + "' actual >differences 2>&1";
+  EXPECT_NE(std::system(command.c_str()), -1);
+  return Contents("differences").value_or("no diff");
+}
 
 // The default directories, and what the default settings say.
 ServerConfValues DefaultValues() {
@@ -28,22 +40,21 @@ ServerConfValues DefaultValues() {
   return values;
 }
 
-std::string Rotated(const std::string& log, const std::string& size) {
-  return "Log \"|/opt/zx/zxqvx/bin/rotatelogs /var/spool/opt/zx/zxqvx/logs/" + log + " " + size +
-         "\"";
-}
-
 }  // namespace
 
 TEST(ServerConf, EachValueChangesItsLinesOfTheDefault) {
-  const std::string ssl2_refused =
+  const std::string ssl2 =
       "< SSLProtocol All -SSLv2\n"
       "< SSLCipherSuite ALL:!ADH:!EXPORT56:!EXPORT40:RC4+RSA:+HIGH:+MEDIUM:-SSLv2:+EXP:-LOW:"
-      "+eNULL\n";
-  const std::string ssl2_allowed =
+      "+eNULL\n"
       "> SSLProtocol All +SSLv2\n"
       "> SSLCipherSuite ALL:!ADH:!EXPORT56:!EXPORT40:RC4+RSA:+HIGH:+MEDIUM:+SSLv2:+EXP:-LOW:"
       "+eNULL\n";
+  const std::string errors =
+      "ErrorLog \"|/opt/zx/zxqvx/bin/rotatelogs /var/spool/opt/zx/zxqvx/logs/error_log ";
+  const std::string accesses =
+      "CustomLog \"|/opt/zx/zxqvx/bin/rotatelogs /var/spool/opt/zx/zxqvx/logs/access_log ";
+  const std::string rotated = "< " + accesses + "5M\"  common\n";
   const struct {
     const char* name;
     void (*change)(ServerConfValues& values);
@@ -53,20 +64,14 @@ TEST(ServerConf, EachValueChangesItsLinesOfTheDefault) {
       {"log level", [](ServerConfValues& values) { values.log_level = "notice"; },
        "< LogLevel error\n> LogLevel notice\n"},
       {"logs that are not rotated", [](ServerConfValues& values) { values.rotate_logs = false; },
-       "< Error" + Rotated("error_log", "5M") +
-           "\n> ErrorLog /var/spool/opt/zx/zxqvx/logs/error_log\n"
-           "< Custom" +
-           Rotated("access_log", "5M") +
-           "  common\n> CustomLog /var/spool/opt/zx/zxqvx/logs/access_log common\n"},
+       "< " + errors + "5M\"\n> ErrorLog /var/spool/opt/zx/zxqvx/logs/error_log\n" + rotated +
+           "> CustomLog /var/spool/opt/zx/zxqvx/logs/access_log common\n"},
       {"size of rotation", [](ServerConfValues& values) { values.rotate_size = 99; },
-       "< Error" + Rotated("error_log", "5M") + "\n> Error" + Rotated("error_log", "99M") +
-           "\n< Custom" + Rotated("access_log", "5M") + "  common\n> Custom" +
-           Rotated("access_log", "99M") + "  common\n"},
+       "< " + errors + "5M\"\n> " + errors + "99M\"\n" + rotated + "> " + accesses +
+           "99M\"  common\n"},
       {"no size of rotation", [](ServerConfValues& values) { values.rotate_size = 0; },
-       "< Custom" + Rotated("access_log", "5M") + "  common\n> Custom" +
-           Rotated("access_log", "5M") + " common\n"},
-      {"SSL 2", [](ServerConfValues& values) { values.refuse_ssl2 = false; },
-       ssl2_refused + ssl2_allowed + ssl2_refused + ssl2_allowed},
+       rotated + "> " + accesses + "5M\" common\n"},
+      {"SSL 2", [](ServerConfValues& values) { values.refuse_ssl2 = false; }, ssl2 + ssl2},
       {"threads", [](ServerConfValues& values) { values.max_threads = 100; },
        "< MaxClients           25\n< MinSpareThreads      25\n"
        "< MaxSpareThreads      25\n< ThreadsPerChild      25\n"
@@ -98,17 +103,10 @@ TEST(ServerConf, ReplacedTextIsSearchedForLaterPlaceholdersOnly) {
   ServerConfValues values = DefaultValues();
   values.installation_directory = "/QVXBaseDir/QVXBindIP/SSLV2?" + rest;
   const std::string text = ServerConfText(values, kTwoAddresses);
-  const struct {
-    const char* name;
-    std::string line;
-  } rows[] = {
-      {"outside of the virtual hosts", "ServerRoot \"/QVXBaseDir/127.0.0.1/-SSLv2" + rest + "\""},
-      {"in the second virtual host",
-       "DocumentRoot \"/QVXBaseDir/10.0.0.5/-SSLv2" + rest + "/data/htdocs\""},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_NE(text.find("\n" + row.line + "\n"), std::string::npos);
+  for (const std::string& line :
+       {"ServerRoot \"/QVXBaseDir/127.0.0.1/-SSLv2" + rest + "\"",
+        "DocumentRoot \"/QVXBaseDir/10.0.0.5/-SSLv2" + rest + "/data/htdocs\""}) {
+    EXPECT_NE(text.find("\n" + line + "\n"), std::string::npos) << line;
   }
 }
 
@@ -117,15 +115,9 @@ TEST(ServerConf, NoAddressGivesNoVirtualHost) {
 }
 
 TEST(ServerConf, PiecesDoNotGrowWithTheAddresses) {
-  const auto largest_piece = [](const Addresses& addresses) {
-    size_t largest = 0;
-    EXPECT_TRUE(GenerateServerConf(DefaultValues(), addresses, [&](std::string_view piece) {
-      largest = std::max(largest, piece.size());
-      return true;
-    }));
-    return largest;
-  };
-  EXPECT_EQ(largest_piece(Addresses(1000, "10.0.0.5")), largest_piece({"10.0.0.5"}));
+  const size_t most = ServerConfText(DefaultValues(), kTwoAddresses).size();
+  EXPECT_TRUE(GenerateServerConf(DefaultValues(), Texts(1000, "10.0.0.5"),
+                                 [&](std::string_view piece) { return piece.size() < most; }));
 }
 
 TEST(ServerConf, NothingIsGeneratedForASinkThatIsFull) {
@@ -161,46 +153,75 @@ TEST(ServerConf, ReplacementInALineBuffer) {
   }
 }
 
-TEST(ServerConf, FileIsMadeFromTheRecordAndProtected) {
+TEST(ServerConf, FileIsMadeFromTheRecordAndRemoved) {
   const Installation installation;
-  const std::filesystem::path path = installation.base() / "conf/qvxpd.conf";
+  const Texts addresses = {"255.255.255.255"};
   char include[] = "10.0.0.1;10.0.0.2";
+  char exclude[] = "10.0.0.3";
   const LoadedSettings before = RecordedSettings();
   LoadedSettings settings = before;
   settings.restrict_clients = true;
   settings.included_clients = include;
+  settings.excluded_clients = exclude;
   settings.rotate_size = 40;
   settings.log_directory = "\\\\server\\logs";
   settings.refuse_ssl2 = false;
   settings.max_threads = 40;
   settings.log_level = "notice";
   RecordSettings(settings);
-  RecordBindList(Addresses{"255.255.255.255"}, 1);
+  RecordBindList(addresses, 1);
   EXPECT_EQ(WriteHttpConfFile(1), 0);
-  ServerConfValues values;
-  values.installation_directory = installation.base();
-  values.tls_share_directory = installation.tls();
-  values.log_directory = "//server/logs";
-  values.log_level = "notice";
-  values.rotate_size = 40;
-  values.refuse_ssl2 = false;
-  values.max_threads = 40;
-  values.restrict_clients = true;
-  values.access_directives = "allow from 127.0.0.1\nallow from 10.0.0.1\nallow from 10.0.0.2\n";
-  EXPECT_EQ(Contents(path), ServerConfText(values, Addresses{"255.255.255.255"}));
-  EXPECT_EQ(ModeOf(path), 0660U);
+  const std::string text = Contents(installation.base() / "conf/qvxpd.conf").value_or("");
+  EXPECT_EQ(text, ServerConfText(ServerConfValuesFrom(settings), addresses));
+  for (const std::string& line :
+       Texts{"ServerRoot \"" + installation.base().string() + "\"", "LogLevel notice",
+             "MaxClients           40", "bin/rotatelogs //server/logs/logs/error_log 40M\"",
+             "SSLProtocol All +SSLv2",
+             "SSLCertificateFile " + installation.tls().string() + "/cert.pem"}) {
+    EXPECT_NE(text.find(line + "\n"), std::string::npos) << line;
+  }
   EXPECT_STREQ(include, "10.0.0.1;10.0.0.2") << "the settings stay whole";
   RecordSettings(before);
   ReleaseBindList();
+  EXPECT_EQ(DeleteHttpConfFile(), 0);
+  EXPECT_EQ(DeleteHttpConfFile(), 1) << "there is none";
 }
 
-TEST(ServerConf, FileThatCannotBeMadeOrIsRemoved) {
+TEST(PhpIni, NamesWhatIsRequestedOrAlwaysLoaded) {
+  const PHPExtensionEntry extensions[] = {{0, 0, "A", "extension=neither\n"},
+                                          {1, 0, "B", "extension=requested\n"},
+                                          {0, 1, "DOMXML", "extension=php_domxml\n"},
+                                          {1, 1, "C", "extension=both\n"}};
+  EXPECT_EQ(DifferencesFrom("php.ini", PhpIniText("/opt/zx/zxqvx", extensions)),
+            "> extension=requested\n> extension=both\n");
+}
+
+TEST(GeneratedFiles, AreReplacedAndProtected) {
   const Installation installation;
-  EXPECT_EQ(DeleteHttpConfFile(), 1) << "there is none";
-  EXPECT_EQ(WriteHttpConfFile(0), 0);
-  EXPECT_EQ(DeleteHttpConfFile(), 0);
-  std::filesystem::remove(installation.base() / "conf");
-  EXPECT_EQ(WriteHttpConfFile(0), 1);
+  const struct {
+    const char* name;
+    int32_t (*write)();
+    int32_t success;
+    int32_t failure;
+    std::string text;
+  } rows[] = {
+      {"conf/ralolist.map", WriteRALOListMapFile, 0, 1, ""},
+      {"bin/php.ini", CreatePHPINIFile, 1, 0,
+       PhpIniText(installation.base().string(), allowablePHPExtensions)},
+      {"conf/qvxpd.conf", [] { return WriteHttpConfFile(0); }, 0, 1,
+       ServerConfText(ServerConfValuesFrom(RecordedSettings()), {})},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const std::filesystem::path file = installation.base() / row.name;
+    WriteText(file, "agent http://10.0.0.5\n");
+    EXPECT_EQ(row.write(), row.success);
+    EXPECT_EQ(Contents(file), row.text);
+    EXPECT_EQ(ModeOf(file), 0660U);
+    EXPECT_EQ(OwnerOf(file), ServiceOwner());
+    std::filesystem::remove_all(file.parent_path());
+    EXPECT_EQ(row.write(), row.failure) << "without its directory";
+  }
 }
 
 }  // namespace qvx::test
