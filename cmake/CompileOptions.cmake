@@ -21,7 +21,8 @@ if(QVX_COVERAGE)
   target_compile_options(qvx_compile_options INTERFACE --coverage)
   # A child that ends through _exit would lose its counters.
   add_library(qvx_coverage_exit STATIC ${CMAKE_CURRENT_LIST_DIR}/coverage_exit.cpp)
-  target_link_libraries(qvx_compile_options INTERFACE qvx_coverage_exit)
+  target_link_libraries(qvx_compile_options INTERFACE
+    $<LINK_LIBRARY:WHOLE_ARCHIVE,qvx_coverage_exit>)
   target_link_options(qvx_compile_options INTERFACE --coverage LINKER:--wrap=_exit)
 endif()
 
