@@ -5,9 +5,7 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
-#include <utility>
 
 namespace qvx::test {
 
@@ -15,10 +13,8 @@ namespace fs = std::filesystem;
 
 std::optional<std::string> Contents(const fs::path& path) {
   std::ifstream stream(path, std::ios::binary);
-  if (!stream) {
-    return std::nullopt;
-  }
-  return std::string(std::istreambuf_iterator<char>(stream), {});
+  const std::string text(std::istreambuf_iterator<char>(stream), {});
+  return stream.is_open() ? std::optional(text) : std::nullopt;
 }
 
 void WriteText(const fs::path& path, std::string_view text) {
@@ -39,13 +35,12 @@ std::string OwnerOf(const fs::path& path) {
 }
 
 std::string ServiceOwner() {
-  const auto look_up = [] { return getpwnam("zxqvx"); };
-  if (look_up() == nullptr &&
+  if (getpwnam("zxqvx") == nullptr &&
       std::system(
           "useradd --system --user-group --no-create-home --shell /usr/sbin/nologin zxqvx") != 0) {
     throw std::runtime_error("the account zxqvx could not be made");
   }
-  const passwd* account = look_up();
+  const passwd* account = getpwnam("zxqvx");
   return std::to_string(account->pw_uid) + ":" + std::to_string(account->pw_gid);
 }
 
@@ -61,43 +56,36 @@ void Set(const std::string& name, const std::optional<std::string>& value) {
 
 }  // namespace
 
-Variable::Variable(std::string name, const std::optional<std::string>& value)
-    : name_(std::move(name)) {
-  if (const char* before = std::getenv(name_.c_str())) {
-    before_ = before;
-  }
-  Set(name_, value);
+Variable::Variable(const std::string& name, const std::optional<std::string>& value) {
+  const char* before = std::getenv(name.c_str());
+  const auto kept = before == nullptr ? std::nullopt : std::optional<std::string>(before);
+  put_back_.reset(static_cast<void*>(nullptr), [name, kept](void*) { Set(name, kept); });
+  Set(name, value);
 }
 
-Variable::~Variable() {
-  Set(name_, before_);
-}
-
-TempDirectory::TempDirectory() : working_directory_(fs::current_path()) {
+TempDirectory::TempDirectory() {
   std::string name = (fs::temp_directory_path() / "qvx-XXXXXX").string();
   if (mkdtemp(name.data()) == nullptr) {
     throw std::runtime_error("no temporary directory");
   }
   path_ = name;
+  removed_.reset(static_cast<void*>(nullptr), [name, before = fs::current_path()](void*) {
+    std::error_code ignored;
+    fs::current_path(before, ignored);
+    fs::remove_all(name, ignored);
+  });
   fs::permissions(path_, fs::perms(0755));
 }
 
-TempDirectory::~TempDirectory() {
-  std::error_code ignored;
-  fs::current_path(working_directory_, ignored);
-  fs::remove_all(path_, ignored);
-}
-
 Installation::Installation()
-    : base_variable_("SYSMGTZX_BASE_DIR", base().string()),
-      write_variable_("SYSMGTZX_WRITE_DIR", std::nullopt),
-      log_variable_("SYSMGTZX_LOG_DIR", log().string()),
-      tls_variable_("SSL_SHARE_BASE_DIR", tls().string()) {
-  for (const char* name : {"conf", "bin", "sbin", "logs", "webapp"}) {
-    fs::create_directories(base() / name);
+    : variables_{{"SYSMGTZX_BASE_DIR", base()},
+                 {"SYSMGTZX_WRITE_DIR", std::nullopt},
+                 {"SYSMGTZX_LOG_DIR", log()},
+                 {"SSL_SHARE_BASE_DIR", tls()}} {
+  for (const char* name :
+       {"zxqvx/conf", "zxqvx/bin", "zxqvx/sbin", "zxqvx/logs", "zxqvx/webapp", "log/logs", "tls"}) {
+    fs::create_directories(root_.path() / name);
   }
-  fs::create_directories(log() / "logs");
-  fs::create_directories(tls());
 }
 
 }  // namespace qvx::test

@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -28,16 +29,10 @@ std::string ServiceOwner();
 /// Sets an environment variable for a scope; without a value, unsets it.
 class Variable {
  public:
-  Variable(std::string name, const std::optional<std::string>& value);
-  ~Variable();
-  Variable(const Variable&) = delete;
-  Variable& operator=(const Variable&) = delete;
-  Variable(Variable&&) = delete;
-  Variable& operator=(Variable&&) = delete;
+  Variable(const std::string& name, const std::optional<std::string>& value);
 
  private:
-  std::string name_;
-  std::optional<std::string> before_;
+  std::shared_ptr<void> put_back_;  // by its deleter
 };
 
 /// A temporary directory. It is removed with its content at the end of the scope, and the working
@@ -45,17 +40,12 @@ class Variable {
 class TempDirectory {
  public:
   TempDirectory();
-  ~TempDirectory();
-  TempDirectory(const TempDirectory&) = delete;
-  TempDirectory& operator=(const TempDirectory&) = delete;
-  TempDirectory(TempDirectory&&) = delete;
-  TempDirectory& operator=(TempDirectory&&) = delete;
 
   const std::filesystem::path& path() const { return path_; }
 
  private:
   std::filesystem::path path_;
-  std::filesystem::path working_directory_;
+  std::shared_ptr<void> removed_;  // by its deleter
 };
 
 /// An installation with conf, bin, sbin, logs and webapp, and beside it a log and a TLS share
@@ -71,10 +61,7 @@ class Installation {
 
  private:
   TempDirectory root_;
-  Variable base_variable_;
-  Variable write_variable_;
-  Variable log_variable_;
-  Variable tls_variable_;
+  Variable variables_[4];
 };
 
 }  // namespace qvx::test

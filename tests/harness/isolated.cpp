@@ -13,14 +13,9 @@ namespace qvx::test {
 namespace {
 
 bool Unshare(int namespaces) {
-  if (namespaces == 0) {
-    return true;
-  }
-  if (unshare(namespaces) != 0) {
-    return false;
-  }
-  return (namespaces & CLONE_NEWNS) == 0 ||
-         mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0;
+  const bool has_mounts = (namespaces & CLONE_NEWNS) != 0;
+  return unshare(namespaces) == 0 &&
+         (!has_mounts || mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0);
 }
 
 }  // namespace
@@ -39,6 +34,14 @@ int RunIsolated(int namespaces, const std::function<int()>& body) {
     return kNoNamespaces;
   }
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+void PassIsolated(int namespaces, const std::function<void()>& body) {
+  const auto status = [&body] {
+    body();
+    return FailuresAsStatus();
+  };
+  EXPECT_EQ(RunIsolated(namespaces, status), 0);
 }
 
 int FailuresAsStatus() {

@@ -12,6 +12,9 @@ namespace qvx::test {
 /// be made; 128 plus the number of the signal when the child was killed.
 int RunIsolated(int namespaces, const std::function<int()>& body);
 
+/// The same for a body that makes GoogleTest assertions. The test fails when one of them does.
+void PassIsolated(int namespaces, const std::function<void()>& body);
+
 /// Returns the status for a body that makes GoogleTest assertions: 0 when none has failed in this
 /// process so far, else 1.
 int FailuresAsStatus();
