@@ -15,9 +15,12 @@
 #include "tests/harness/isolated.h"
 
 namespace qvx::test {
-namespace {
 
-TEST(CapturedCommand, StoresWhatFirstReadReturned) {
+// What a command leaves behind goes on until it is ended here, so whoever waited for it would never
+// return.
+TEST(CapturedCommand, StoresWhatFirstReadReturnedAndWaitsForNothingMore) {
+  const TempDirectory directory;
+  std::filesystem::current_path(directory.path());
   const struct {
     const char* name;
     const char* command;
@@ -25,39 +28,28 @@ TEST(CapturedCommand, StoresWhatFirstReadReturned) {
     std::string stored;  // what the buffer begins with; the rest stays untouched
   } rows[] = {
       {"line", "printf '12345\\n'", 250, {"12345\n\0", 7}},
-      {"no output", "true", 250, ""},
       {"room for the end only", "printf x", 1, ""},
       {"failing command", "printf a | tr a b; exit 3", 250, {"b\0", 2}},
       {"more than fits", "printf %01000d 7", 250, std::string(249, '0') + '\0'},
+      {"much output, then silence",
+       "for i in $(seq 1000); do printf %01000d 0; done; sleep infinity & echo $! >pid",
+       6,
+       {"00000\0", 6}},
+      {"output without end",
+       "printf 00000; while :; do printf more; done & echo $! >pid",
+       6,
+       {"00000\0", 6}},
+      {"no output", "sleep infinity & echo $! >pid", 6, ""},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     std::string buffer(300, '#');
     EXPECT_EQ(process_linux_cmd(row.command, buffer.data(), row.size), 0);
     EXPECT_EQ(buffer, row.stored + std::string(300 - row.stored.size(), '#'));
-  }
-}
-
-// What is left behind goes on until it is ended here, so whoever waited for it would never return.
-TEST(CapturedCommand, NeitherHurtByUnreadOutputNorWaitedForBeyondItsEnd) {
-  const TempDirectory directory;
-  std::filesystem::current_path(directory.path());
-  const struct {
-    const char* name;
-    const char* command;
-  } rows[] = {
-      {"much output, then silence",
-       "for i in $(seq 1000); do printf %01000d 0; done; sleep infinity & echo $! > pid"},
-      {"output without end", "printf 00000; while :; do printf more; done & echo $! > pid"},
-      {"no output", "sleep infinity & echo $! > pid"},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    char output[6] = "00000";
-    std::filesystem::remove("pid");
-    EXPECT_EQ(process_linux_cmd(row.command, output, sizeof output), 0);
-    EXPECT_STREQ(output, "00000");
-    EXPECT_EQ(kill(std::stoi(Contents("pid").value()), SIGKILL), 0);
+    if (const auto left_behind = Contents("pid")) {
+      EXPECT_EQ(kill(std::stoi(*left_behind), SIGKILL), 0);
+      std::filesystem::remove("pid");
+    }
   }
 }
 
@@ -72,7 +64,7 @@ void InterruptEveryMillisecond() {
 TEST(CapturedCommand, SurvivesSignalsAndClosedStandardStreams) {
   for (unsigned closed = 0; closed < 8; ++closed) {
     SCOPED_TRACE("closed: " + std::to_string(closed));
-    const int status = RunIsolated(0, [closed] {
+    PassIsolated(0, [closed] {
       for (int descriptor = 0; descriptor < 3; ++descriptor) {
         if ((closed >> descriptor & 1U) != 0) {
           close(descriptor);
@@ -85,16 +77,14 @@ TEST(CapturedCommand, SurvivesSignalsAndClosedStandardStreams) {
           0);
       EXPECT_STREQ(output, "out");
       EXPECT_EQ(WaitForChild(-1), -1) << "no child is left";
-      return FailuresAsStatus();
     });
-    EXPECT_EQ(status, 0);
   }
 }
 
 TEST(Commands, ChildrenInheritOnlyStandardStreams) {
   const TempDirectory root;
-  const std::string path = root.path() / "file";
-  const int status = RunIsolated(0, [&path] {
+  PassIsolated(0, [&root] {
+    const std::string path = root.path() / "file";
     close_range(3, ~0U, 0);
     const Descriptor locked(sopen(path.c_str(), O_RDWR, F_WRLCK, 0600));
     const File file = OpenFile(path, "rb+");
@@ -103,70 +93,53 @@ TEST(Commands, ChildrenInheritOnlyStandardStreams) {
     char output[100] = "";
     process_linux_cmd("exec ls -m /proc/self/fd", output, sizeof output);
     EXPECT_STREQ(output, "0, 1, 2, 3\n");  // 3 is the listing's own
-    return FailuresAsStatus();
   });
-  EXPECT_EQ(status, 0);
 }
 
-enum class Fault { kNoProcess, kNoDescriptor, kNoShell };
-
-void Bring(Fault fault) {
+void HaveNoProcess() {
   const rlimit none{0, 0};
-  switch (fault) {
-    case Fault::kNoProcess:
-      EXPECT_EQ(setrlimit(RLIMIT_NPROC, &none), 0);
-      EXPECT_EQ(setuid(65534), 0);
-      break;
-    case Fault::kNoDescriptor:
-      EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-      break;
-    case Fault::kNoShell:
-      EXPECT_EQ(mount("/dev/null", kShell, "", MS_BIND, nullptr), 0);
-      break;
-  }
+  EXPECT_EQ(setrlimit(RLIMIT_NPROC, &none), 0);
+  EXPECT_EQ(setuid(65534), 0);
 }
 
-int32_t Execute(char* /*output*/) {
-  return execute_linux_cmd("true");
+void HaveNoDescriptor() {
+  const rlimit none{0, 0};
+  EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
 }
 
-int32_t Capture(char* output) {
-  return process_linux_cmd("printf x", output, 2);
+void HaveNoShell() {
+  EXPECT_EQ(mount("/dev/null", kShell, "", MS_BIND, nullptr), 0);
 }
 
 TEST(Commands, FailuresAreReported) {
   const TempDirectory directory;
   const std::string errors = directory.path() / "errors";
   const struct {
-    const char* name;
-    int32_t (*run)(char* output);
-    Fault fault;
+    void (*fail)();
+    bool is_captured;
     int result;
     const char* error;
   } rows[] = {
-      {"no process", Execute, Fault::kNoProcess, 0, "execute_linux_cmd: fork() failed! \n"},
-      {"no shell", Execute, Fault::kNoShell, 1, "execute_linux_cmd: child's execv failed!\n"},
-      {"no pipe", Capture, Fault::kNoDescriptor, -1, "process_linux_cmd: pipe() failed! \n"},
-      {"no process to read", Capture, Fault::kNoProcess, -1,
-       "process_linux_cmd: fork() failed! \n"},
-      {"no shell to read", Capture, Fault::kNoShell, 0,
-       "process_linux_cmd: child's execv failed!\n"},
+      {HaveNoProcess, false, 0, "execute_linux_cmd: fork() failed! \n"},
+      {HaveNoShell, false, 1, "execute_linux_cmd: child's execv failed!\n"},
+      {HaveNoDescriptor, true, -1, "process_linux_cmd: pipe() failed! \n"},
+      {HaveNoProcess, true, -1, "process_linux_cmd: fork() failed! \n"},
+      {HaveNoShell, true, 0, "process_linux_cmd: child's execv failed!\n"},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    const int status = RunIsolated(CLONE_NEWNS, [&] {
+    SCOPED_TRACE(row.error);
+    PassIsolated(CLONE_NEWNS, [&] {
       dup2(Descriptor(open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600)).get(),
            STDERR_FILENO);
-      Bring(row.fault);
+      row.fail();
       char output[2] = "";
-      EXPECT_EQ(row.run(output), row.result);
+      EXPECT_EQ(
+          row.is_captured ? process_linux_cmd("printf x", output, 2) : execute_linux_cmd("true"),
+          row.result);
       EXPECT_STREQ(output, "");
-      return FailuresAsStatus();
     });
-    EXPECT_EQ(status, 0);
     EXPECT_EQ(Contents(errors), row.error);
   }
 }
 
-}  // namespace
 }  // namespace qvx::test

@@ -10,7 +10,6 @@
 #include "tests/harness/isolated.h"
 
 namespace qvx::test {
-namespace {
 
 namespace fs = std::filesystem;
 
@@ -20,89 +19,74 @@ size_t Entries(const fs::path& directory) {
 
 TEST(FileReplacement, BesideTheOldFileAndBornAsItStays) {
   const TempDirectory root;
-  const std::string owner = ServiceOwner();
   const fs::path path = root.path() / "file";
   // A process that is gone, one that is alive, and what is no name of ours.
   WriteText(root.path() / ".other.4194305.new", "");
   WriteText(root.path() / (".file." + std::to_string(getppid()) + ".new"), "");
   WriteText(root.path() / ".file.x.new", "");
   WriteText(path, "old");
-  const int status = RunIsolated(0, [&] {
+  PassIsolated(0, [&] {
     umask(0);
-    WriteText(root.path() / (".file." + std::to_string(getpid()) + ".new"),
-              "of an earlier process");
+    WriteText(root.path() / (".file." + std::to_string(getpid()) + ".new"), "of an earlier one");
     RemoveLeftovers(path);
     FileReplacement file(path, ServiceFile());
     EXPECT_TRUE(file.Write(std::string(100000, 'n')));
     EXPECT_EQ(Contents(path), "old");
     EXPECT_TRUE(file.Commit());
     EXPECT_FALSE(FileReplacement(path, OwnFile(0640)).CommitNew()) << "one stands there";
-    return FailuresAsStatus();
   });
-  EXPECT_EQ(status, 0);
   EXPECT_EQ(Contents(path), std::string(100000, 'n'));
   EXPECT_EQ(ModeOf(path), 0660U);
-  EXPECT_EQ(OwnerOf(path), owner);
+  EXPECT_EQ(OwnerOf(path), ServiceOwner());
   EXPECT_EQ(Entries(root.path()), 3U);
 }
 
 TEST(FileReplacement, OnlyRegularFilesAreReplaced) {
   const TempDirectory root;
-  const std::string make =
-      "cd " + root.path().string() +
-      "; mkdir directory; mkfifo fifo; mknod device c 1 3; ln -s file link; echo old >file";
-  ASSERT_EQ(std::system(make.c_str()), 0);
+  fs::current_path(root.path());
+  ASSERT_EQ(std::system("mkdir directory; mkfifo fifo; mknod device c 1 3; ln -s file link"), 0);
+  WriteText(root.path() / "file", "old");
   for (const char* name : {"directory", "fifo", "device"}) {
-    EXPECT_FALSE(ReplaceFile(root.path() / name, OwnFile(0600), "new")) << name;
+    EXPECT_FALSE(ReplaceFile(name, OwnFile(0600), "new")) << name;
   }
-  EXPECT_TRUE(ReplaceFile(root.path() / "link", OwnFile(0600), "through the link"));
-  EXPECT_EQ(Contents(root.path() / "file"), "through the link");
-  EXPECT_TRUE(FileReplacement(root.path() / "link", OwnFile(0600), LastLink::kStay).Commit());
-  EXPECT_EQ(Contents(root.path() / "file"), "through the link");
-  EXPECT_EQ(fs::symlink_status(root.path() / "link").type(), fs::file_type::regular);
+  EXPECT_TRUE(ReplaceFile("link", OwnFile(0600), "through the link"));
+  EXPECT_EQ(Contents("file"), "through the link");
+  EXPECT_TRUE(FileReplacement("link", OwnFile(0600), LastLink::kStay).Commit());
+  EXPECT_EQ(Contents("file"), "through the link");
+  EXPECT_EQ(fs::symlink_status("link").type(), fs::file_type::regular);
   EXPECT_EQ(Entries(root.path()), 5U);
 }
 
 // The account may write its files but make none beside them.
-TEST(FileReplacement, InPlaceWhereTheDirectoryIsClosed) {
+TEST(FileReplacement, InPlaceWhereTheFileIsAMountOrTheDirectoryClosed) {
   const TempDirectory root;
   ServiceOwner();
-  const int status = RunIsolated(CLONE_NEWNS, [&] {
+  PassIsolated(CLONE_NEWNS, [&] {
     EXPECT_EQ(mount("none", root.path().c_str(), "tmpfs", 0, "size=8192,mode=755"), 0);
     const fs::path path = root.path() / "file";
-    WriteText(path, std::string(4096, 'o'));
+    const fs::path mounted = root.path() / "mounted";
+    WriteText(path, "old");
+    WriteText(mounted, "");
     const AccountIds account = ServiceAccountIds().value();
     EXPECT_EQ(chown(path.c_str(), account.user, account.group), 0);
     EXPECT_EQ(chmod(path.c_str(), 0644), 0);
-    EXPECT_TRUE(BecomeServiceAccount(account));
-    EXPECT_FALSE(ReplaceFile(path, ServiceFile(), std::string(8193, 'n')));
-    EXPECT_EQ(Contents(path), std::string(4096, 'o'));
-    EXPECT_TRUE(ReplaceFile(path, ServiceFile(), "new"));
-    EXPECT_EQ(Contents(path), "new");
-    EXPECT_EQ(ModeOf(path), 0644U);
-    Birth secret = ServiceFile();
-    secret.is_secret = true;
-    EXPECT_TRUE(ReplaceFile(path, secret, "secret"));
-    EXPECT_EQ(ModeOf(path), 0600U);
-    EXPECT_FALSE(FileReplacement(path, ServiceFile(), LastLink::kFollow, Fallback::kNone));
-    return FailuresAsStatus();
+    EXPECT_EQ(mount(path.c_str(), mounted.c_str(), "none", MS_BIND, nullptr), 0);
+    EXPECT_TRUE(ReplaceFile(mounted, OwnFile(0600), std::string(4096, 'm')));
+    EXPECT_EQ(Contents(path), std::string(4096, 'm'));
+    PassIsolated(0, [&] {
+      EXPECT_TRUE(BecomeServiceAccount(account));
+      EXPECT_FALSE(ReplaceFile(path, ServiceFile(), std::string(8193, 'n')));
+      EXPECT_EQ(Contents(path), std::string(4096, 'm'));
+      EXPECT_TRUE(ReplaceFile(path, ServiceFile(), "new"));
+      EXPECT_EQ(Contents(path), "new");
+      EXPECT_EQ(ModeOf(path), 0644U);
+      Birth secret = ServiceFile();
+      secret.is_secret = true;
+      EXPECT_TRUE(ReplaceFile(path, secret, "secret"));
+      EXPECT_EQ(ModeOf(path), 0600U);
+      EXPECT_FALSE(FileReplacement(path, ServiceFile(), LastLink::kFollow, Fallback::kNone));
+    });
   });
-  EXPECT_EQ(status, 0);
 }
 
-TEST(FileReplacement, InPlaceWhereTheFileIsAMountOfItsOwn) {
-  const TempDirectory root;
-  const fs::path path = root.path() / "file";
-  WriteText(root.path() / "mounted", "old");
-  WriteText(path, "");
-  const int status = RunIsolated(CLONE_NEWNS, [&] {
-    EXPECT_EQ(mount((root.path() / "mounted").c_str(), path.c_str(), "none", MS_BIND, nullptr), 0);
-    EXPECT_TRUE(ReplaceFile(path, OwnFile(0600), "new"));
-    return FailuresAsStatus();
-  });
-  EXPECT_EQ(status, 0);
-  EXPECT_EQ(Contents(root.path() / "mounted"), "new");
-}
-
-}  // namespace
 }  // namespace qvx::test

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,39 +15,34 @@
 #include "tests/harness/isolated.h"
 
 namespace qvx::test {
-namespace {
 
 namespace fs = std::filesystem;
-
-std::string PathOfLength(const fs::path& directory, size_t length) {
-  return directory / std::string(length - directory.native().size() - 1, 'f');
-}
 
 TEST(Protection, ModeAndOwnerByKind) {
   const TempDirectory root;
   const std::string owner = ServiceOwner();
+  const std::string longest(239 - root.path().native().size(), 'f');
   const struct {
-    const char* name;
-    std::string path;
+    std::string name;
     int (*make)(const char* path, mode_t mode);
     int32_t result;
     mode_t mode;
     std::string owner;
   } rows[] = {
-      {"directory", root.path() / "directory", mkdir, 1, 0755, owner},
-      {"file in a slashed path", root.path().string() + "//file", creat, 1, 0660, owner},
-      {"file of root in the directory of the account", root.path() / "directory/file", creat, 0,
-       0600, "0:0"},
-      {"longest path", PathOfLength(root.path(), 240), creat, 1, 0660, owner},
-      {"path that is too long", PathOfLength(root.path(), 241), creat, 0, 0600, "0:0"},
-      {"pipe", root.path() / "fifo", mkfifo, 0, 0600, "0:0"},
+      {"directory", mkdir, 1, 0755, owner},
+      {"/file", creat, 1, 0660, owner},
+      {"directory/file of root", creat, 0, 0600, "0:0"},
+      {longest, creat, 1, 0660, owner},
+      {longest + "f", creat, 0, 0600, "0:0"},
+      {"fifo", mkfifo, 0, 0600, "0:0"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    EXPECT_NE(row.make(row.path.c_str(), 0600), -1);
-    EXPECT_EQ(OsProtectFile(row.path.c_str()), row.result);
-    EXPECT_EQ(ModeOf(row.path), row.mode);
-    EXPECT_EQ(OwnerOf(row.path), row.owner);
+    const std::string path = root.path().string() + "/" + row.name;
+    EXPECT_NE(row.make(path.c_str(), 0600), -1);
+    EXPECT_EQ(OsProtectFile(path.c_str()), row.result);
+    EXPECT_EQ(ModeOf(path), row.mode);
+    EXPECT_EQ(OwnerOf(path), row.owner);
   }
   EXPECT_EQ(OsProtectFile((root.path() / "missing").c_str()), 1);
 }
@@ -57,7 +51,7 @@ TEST(Directories, ModeAndOwnerOfNewOnes) {
   const TempDirectory root;
   const std::string owner = ServiceOwner();
   fs::current_path(root.path());
-  const int status = RunIsolated(CLONE_NEWNS, [] {
+  PassIsolated(CLONE_NEWNS, [] {
     umask(077);
     EXPECT_EQ(_mkdir("plain"), 0);
     EXPECT_EQ(OsMkdir("owned"), 0);
@@ -65,17 +59,11 @@ TEST(Directories, ModeAndOwnerOfNewOnes) {
     EXPECT_EQ(_mkdir("missing/child"), -1);
     EXPECT_EQ(mount("/dev/null", "/etc/passwd", "", MS_BIND, nullptr), 0);
     EXPECT_EQ(OsMkdir("without account"), 0);
-    return FailuresAsStatus();
   });
-  EXPECT_EQ(status, 0);
-  const struct {
-    const char* name;
-    std::string owner;
-  } rows[] = {{"plain", "0:0"}, {"owned", owner}, {"without account", "0:0"}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(ModeOf(row.name), 0775U);
-    EXPECT_EQ(OwnerOf(row.name), row.owner);
+  for (const auto& [name, directory_owner] :
+       {std::pair("plain", std::string("0:0")), {"owned", owner}, {"without account", "0:0"}}) {
+    EXPECT_EQ(ModeOf(name), 0775U) << name;
+    EXPECT_EQ(OwnerOf(name), directory_owner) << name;
   }
 }
 
@@ -104,13 +92,7 @@ TEST(Directories, ChainIsCompleted) {
     std::string working_directory;
     std::set<std::string> made;
   } rows[] = {
-      {"checked", Check, "/opt/zx/conf/qvxpd.xml", 0, "/opt/zx", {"/opt/zx/conf"}},
-      {"checked with many slashes",
-       Check,
-       "//opt///zx/a//b//qvxpd.xml",
-       0,
-       "/opt/zx",
-       {"/opt/zx/a", "/opt/zx/a/b"}},
+      {"checked", Check, "//opt///zx/a//b//q.xml", 0, "/opt/zx", {"/opt/zx/a", "/opt/zx/a/b"}},
       {"checked past a name with a dot", Check, "opt/v1.2/conf/a.xml", 0, "/opt", {"/opt/conf"}},
       {"checked with a name that is too long", Check, "/opt/" + n + n + "nn/zx", 1, "/opt", {}},
       {"built", QVXBuildDirectory, "/a/b.c//d/e", 0, "/", {"/a", "/a/b.c", "/a/b.c/d"}},
@@ -124,7 +106,7 @@ TEST(Directories, ChainIsCompleted) {
     const TempDirectory root;
     fs::create_directories(root.path() / "opt/zx");
     WriteText(root.path() / "file", "");
-    const int status = RunIsolated(0, [&row, &root] {
+    PassIsolated(0, [&row, &root] {
       EXPECT_EQ(chroot(root.path().c_str()), 0);
       EXPECT_EQ(chdir("/"), 0);
       std::set<std::string> tree = Tree();
@@ -132,9 +114,7 @@ TEST(Directories, ChainIsCompleted) {
       EXPECT_EQ(fs::current_path(), row.working_directory);
       tree.insert(row.made.begin(), row.made.end());
       EXPECT_EQ(Tree(), tree);
-      return FailuresAsStatus();
     });
-    EXPECT_EQ(status, 0);
   }
 }
 
@@ -145,13 +125,8 @@ TEST(OpenDescriptor, LocksAndTruncates) {
   EXPECT_EQ(ModeOf(path), 0664U);
   EXPECT_EQ(chsize(file.get(), 300), 0);
   EXPECT_EQ(filelength(file.get()), 300);
-  const int status = RunIsolated(0, [&path] {
-    EXPECT_EQ(sopen(path.c_str(), O_TRUNC, F_RDLCK, 0), -1);
-    return FailuresAsStatus();
-  });
-  EXPECT_EQ(status, 0);
+  PassIsolated(0, [&] { EXPECT_EQ(sopen(path.c_str(), O_TRUNC, F_RDLCK, 0), -1); });
   EXPECT_EQ(filelength(file.get()), 0) << "truncated, though the lock was refused";
 }
 
-}  // namespace
 }  // namespace qvx::test
