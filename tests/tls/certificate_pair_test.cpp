@@ -86,7 +86,7 @@ pair() {
   chmod 666 file.pem
 }
 key() { openssl genpkey -algorithm $1 -out file.pem; }
-lock() { openssl rsa $1 -aes128 -passout pass:word -in file.pem -out file.pem; }
+lock() { openssl rsa -aes128 -passout pass:word -in file.pem -out file.pem; }
 der() { openssl x509 -in cert.pem -outform der; }
 )";
 
@@ -149,19 +149,20 @@ TEST_F(CertificatePair, UnprotectedPairIsTheAccountsFromBirth) {
             "No extensions in certificate\n");
 }
 
-TEST_F(CertificatePair, FullDiskKeepsTheOldPair) {
-  const auto body = [this] {
+TEST_F(CertificatePair, FullDiskKeepsTheOldPairWhichIsDeletedAsFarAsItCanBe) {
+  PassIsolated(CLONE_NEWNS, [this] {
     EXPECT_EQ(mount("none", installation_.tls().c_str(), "tmpfs", 0, "size=12288"), 0);
     EXPECT_EQ(Shell("echo old certificate >cert.pem; echo old key >file.pem"), "");
     EXPECT_EQ(GenerateSelfSignedCertAndPrivateKey("host"), 0);
     EXPECT_EQ(Shell("ls; cat *"), "cert.pem\nfile.pem\nold certificate\nold key\n");
-    return FailuresAsStatus();
-  };
-  EXPECT_EQ(RunIsolated(CLONE_NEWNS, body), 0);
+    Shell("mount --bind file.pem file.pem");
+    DeletePair();
+    EXPECT_EQ(Shell("ls"), "file.pem\n");
+  });
 }
 
 TEST_F(CertificatePair, FirstStartAndHostNameThatCannotBeRead) {
-  const auto body = [this] {
+  PassIsolated(CLONE_NEWUTS, [this] {
     const std::string name(64, 'x');
     EXPECT_EQ(sethostname(name.data(), 63), 0);
     EXPECT_EQ(SSLServerInit(), 1);
@@ -173,9 +174,7 @@ TEST_F(CertificatePair, FirstStartAndHostNameThatCannotBeRead) {
     EXPECT_EQ(Records(), kNoCertificate + kGenerated +
                              "2:Unable to get the hostname for the server\n" + kOtherName +
                              kOtherName);
-    return FailuresAsStatus();
-  };
-  EXPECT_EQ(RunIsolated(CLONE_NEWUTS, body), 0);
+  });
 }
 
 TEST_F(CertificatePair, OutcomeOfACheck) {
@@ -192,8 +191,8 @@ TEST_F(CertificatePair, OutcomeOfACheck) {
        "openssl ecparam -name secp224r1 -out p; pair /CN=$h ec:p; cat file.pem >>p; mv p file.pem",
        "", kKept},
       {"chain", "pair /CN=ca; mv cert.pem ca; pair /CN=$h; cat ca >>cert.pem", "", kKept},
-      {"links", "pair /CN=$h; mv cert.pem c; mv file.pem f; ln -s c cert.pem; ln -s f file.pem", "",
-       kKept},
+      {"links that fit",
+       "pair /CN=$h; mv cert.pem c; mv file.pem f; ln -s c cert.pem; ln -s f file.pem", "", kKept},
       {"foreign", "pair /OU=Elsewhere/CN=other", kOtherName, kKept},
       {"foreign, without a name", "pair /O=Elsewhere", kOtherName, kKept},
       {"zero behind the name",
@@ -201,10 +200,11 @@ TEST_F(CertificatePair, OutcomeOfACheck) {
        kOtherName, kKept},
       {"own", "pair '/OU=BRENNICK-Talvar Network Management Software (QVX)/CN=other'", kOtherName,
        kReplaced},
+      {"own, for this host", "pair '/OU=Brennick-Talvar Network Management Software (QVX)/CN='$h",
+       "", kKept},
       {"key of another pair", "pair /CN=$h; key rsa", kMismatch, kSetAside},
       {"key of another kind", "pair /CN=$h; key ed25519", kMismatch, kSetAside},
       {"encrypted key", "pair /CN=$h; lock", kNoKey, kSetAside},
-      {"key encrypted in the old way", "pair /CN=$h; lock -traditional", kNoKey, kSetAside},
       {"no key", "pair /CN=$h; rm file.pem", kNoKey, kSetAside},
       {"empty certificate", "pair /CN=$h; : >cert.pem", kNoCertificate, kSetAside},
       {"binary certificate", "pair /CN=$h; der >d; mv d cert.pem", kNoCertificate, kSetAside},
@@ -212,6 +212,8 @@ TEST_F(CertificatePair, OutcomeOfACheck) {
        kSetAside},
       {"directory whose files everybody may read", "pair /CN=$h; key rsa; setfacl -d -m o::r .",
        kMismatch, kSetAside},
+      {"links", "pair /CN=$h; key rsa; mkdir a; mv cert.pem file.pem a; ln -s a/* .", kMismatch,
+       kSetAside},
       {"pipes", "mkfifo cert.pem file.pem", kNoCertificate, kReplaced},
       {"directory", "mkdir cert.pem",
        kNoCertificate + kCertificateAside + kNoCertificate + kCertificateAside, kRefused},
@@ -240,37 +242,15 @@ TEST_F(CertificatePair, OutcomeOfACheck) {
   EXPECT_EQ(Shell("ls /proc/$PPID/fd"), open_files);
 }
 
-TEST_F(CertificatePair, LinksAreReplacedAndNotWhatTheyLeadTo) {
-  Shell(kMakers + "pair /CN=$h; key rsa; mkdir a; mv cert.pem file.pem a; ln -s a/* .");
-  const auto certificate = InShare("a/cert.pem");
-  const auto key = InShare("a/file.pem");
-  EXPECT_EQ(GenerateSelfSignedCert(), 1);
-  EXPECT_EQ(InShare("a/cert.pem"), certificate);
-  EXPECT_EQ(InShare("a/file.pem"), key);
-  EXPECT_EQ(Shell("stat -c %F cert.pem file.pem"), "regular file\nregular file\n");
-}
-
 TEST_F(CertificatePair, KeyThatCannotBeReplacedKeepsTheCertificate) {
   Shell(kMakers + "pair /CN=$h; key rsa; chattr +i file.pem");
   if (Shell("lsattr file.pem | cut -c5") != "i\n") {
     GTEST_SKIP() << "no immutable files on this file system";
   }
   const auto certificate = InShare("cert.pem");
-  const auto key = InShare("file.pem");
   EXPECT_EQ(GenerateSelfSignedCert(), 0);
   EXPECT_EQ(InShare("cert.pem"), certificate);
-  EXPECT_EQ(InShare("file.pem"), key);
   Shell("chattr -i file.pem");
-}
-
-TEST_F(CertificatePair, PairIsDeletedAsFarAsItCanBe) {
-  const auto body = [this] {
-    Shell("echo old >cert.pem; echo old >file.pem; mount --bind file.pem file.pem");
-    DeletePair();
-    EXPECT_EQ(Shell("ls"), "file.pem\n");
-    return FailuresAsStatus();
-  };
-  EXPECT_EQ(RunIsolated(CLONE_NEWNS, body), 0);
 }
 
 }  // namespace qvx::test

@@ -6,23 +6,13 @@
 
 namespace qvx::test {
 
-namespace {
-
 constexpr int kSmallKey = 1024;
-
-time_t SecondsOf(const ASN1_TIME* time) {
-  tm fields{};
-  EXPECT_EQ(ASN1_TIME_to_tm(time, &fields), 1);
-  return timegm(&fields);
-}
 
 std::string CommonName(const X509* certificate) {
   char text[100] = {};
   X509_NAME_get_text_by_NID(X509_get_subject_name(certificate), NID_commonName, text, sizeof text);
   return text;
 }
-
-}  // namespace
 
 TEST(Certificate, ValidityEndsAtTheLimit) {
   EXPECT_EQ(ValiditySeconds(2144468992 - 315532800, 3652), 315532800);
@@ -67,80 +57,42 @@ TEST(Certificate, AlternativeNames) {
 }
 
 TEST(Certificate, IsBuiltFromItsRequestAlone) {
-  const Pair pair = Build({"Host.Example", {"DNS: a"}, 1'000'000'000, kSmallKey, 10});
-  ASSERT_NE(pair.certificate, nullptr);
-  EXPECT_EQ(EVP_PKEY_get_bits(pair.key.get()), kSmallKey);
-  EXPECT_EQ(X509_check_private_key(pair.certificate.get(), pair.key.get()), 1);
-  EXPECT_EQ(CommonName(pair.certificate.get()), "Host.Example");
-  EXPECT_EQ(ASN1_INTEGER_get(X509_get0_serialNumber(pair.certificate.get())), 1'000'000'000);
-  EXPECT_EQ(SecondsOf(X509_get0_notBefore(pair.certificate.get())), 1'000'000'000);
-  EXPECT_EQ(SecondsOf(X509_get0_notAfter(pair.certificate.get())), 1'000'864'000);
-  EXPECT_EQ(X509_get_ext_count(pair.certificate.get()), 1);
-}
-
-TEST(Certificate, NeedsACommonNameThatFits) {
+  const auto [key, certificate] = Build({"Host.Example", {"DNS: a"}, 1'000'000'000, kSmallKey, 10});
+  ASSERT_NE(certificate, nullptr);
+  EXPECT_EQ(EVP_PKEY_get_bits(key.get()), kSmallKey);
+  EXPECT_EQ(X509_check_private_key(certificate.get(), key.get()), 1);
+  EXPECT_EQ(CommonName(certificate.get()), "Host.Example");
+  EXPECT_EQ(ASN1_INTEGER_get(X509_get0_serialNumber(certificate.get())), 1'000'000'000);
+  EXPECT_EQ(ASN1_TIME_cmp_time_t(X509_get0_notBefore(certificate.get()), 1'000'000'000), 0);
+  EXPECT_EQ(ASN1_TIME_cmp_time_t(X509_get0_notAfter(certificate.get()), 1'000'864'000), 0);
+  EXPECT_EQ(X509_get_ext_count(certificate.get()), 1);
   for (const size_t length : {0U, 65U}) {
-    const Pair pair = Build({std::string(length, 'x'), {}, 0, kSmallKey, 1});
-    EXPECT_NE(pair.key, nullptr) << length;
-    EXPECT_EQ(pair.certificate, nullptr) << length;
+    const Pair unnamed = Build({std::string(length, 'x'), {}, 0, kSmallKey, 1});
+    EXPECT_NE(unnamed.key, nullptr) << length;
+    EXPECT_EQ(unnamed.certificate, nullptr) << length;
     ERR_clear_error();
   }
 }
 
-TEST(Certificate, ObjectsThatAreThereAreFilled) {
-  const CertificateHandle certificate(X509_new());
-  const KeyHandle key(EVP_PKEY_new());
-  X509* filled_certificate = certificate.get();
-  EVP_PKEY* filled_key = key.get();
-  EXPECT_EQ(makePkeyAndCert(&filled_certificate, &filled_key, kSmallKey, 1, "host"), 1);
-  EXPECT_EQ(filled_certificate, certificate.get());
-  EXPECT_EQ(filled_key, key.get());
-  EXPECT_EQ(X509_check_private_key(certificate.get(), key.get()), 1);
-  EXPECT_EQ(makePkeyAndCert(&filled_certificate, &filled_key, kSmallKey, 1, ""), 0);
-}
-
-TEST(Certificate, NewObjectsAreTheCallers) {
+TEST(Certificate, ObjectsAreFilledOrMadeForTheCaller) {
   X509* certificate = nullptr;
   EVP_PKEY* key = nullptr;
   EXPECT_EQ(makePkeyAndCert(&certificate, &key, kSmallKey, 1, ""), 0);
   EXPECT_EQ(certificate, nullptr);
   EXPECT_EQ(key, nullptr);
   EXPECT_EQ(makePkeyAndCert(&certificate, &key, kSmallKey, 1, "host"), 1);
-  EXPECT_EQ(CommonName(CertificateHandle(certificate).get()), "host");
-  EXPECT_EQ(EVP_PKEY_get_bits(KeyHandle(key).get()), kSmallKey);
-}
-
-TEST(PairFate, FromFacts) {
-  const struct {
-    const char* name;
-    PairFacts facts;
-    PairFate fate;
-  } rows[] = {
-      {"no certificate", {}, PairFate::kSetAside},
-      {"no key", {.certificate_loads = true}, PairFate::kSetAside},
-      {"key of another certificate",
-       {.certificate_loads = true, .key_loads = true},
-       PairFate::kSetAside},
-      {"own, for another host",
-       {.certificate_loads = true, .key_loads = true, .they_match = true, .is_ours = true},
-       PairFate::kReplace},
-      {"foreign, for another host",
-       {.certificate_loads = true, .key_loads = true, .they_match = true},
-       PairFate::kKeep},
-      {"foreign, for this host",
-       {.certificate_loads = true, .key_loads = true, .they_match = true, .names_host = true},
-       PairFate::kKeep},
-      {"own, for this host",
-       {.certificate_loads = true,
-        .key_loads = true,
-        .they_match = true,
-        .names_host = true,
-        .is_ours = true},
-       PairFate::kKeep},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(FateOf(row.facts), row.fate) << row.name;
-  }
+  const CertificateHandle old_certificate(certificate);
+  const KeyHandle old_key(key);
+  EXPECT_EQ(CommonName(certificate), "host");
+  EXPECT_EQ(EVP_PKEY_get_bits(key), kSmallKey);
+  const CertificateHandle empty_certificate(X509_new());
+  const KeyHandle empty_key(EVP_PKEY_new());
+  certificate = empty_certificate.get();
+  key = empty_key.get();
+  EXPECT_EQ(makePkeyAndCert(&certificate, &key, kSmallKey, 1, "host"), 1);
+  EXPECT_EQ(certificate, empty_certificate.get());
+  EXPECT_EQ(key, empty_key.get());
+  EXPECT_EQ(X509_check_private_key(certificate, key), 1);
 }
 
 }  // namespace qvx::test
