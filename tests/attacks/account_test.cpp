@@ -4,7 +4,6 @@
 #include "tests/attacks/scenes.h"
 
 namespace qvx::test {
-namespace {
 
 TEST(ServiceAccount, SessionDirectoryIsALinkToAFolderOfRoots) {
   const auto script = [](const std::string& attack) {
@@ -72,17 +71,15 @@ for group in $base/conf/qvxpd.xml "$tls/certmm.pem $tls/filemm.pem" "${others[*]
 done)";
 }
 
-TEST(ServiceAccount, LinksLeadToNothingOfRoots) {
+TEST(Links, LeadToNothingOfRootsAndToNoDevice) {
   const std::string secret = "(umask 077; echo secret >$own); ";
-  Play({{"missing file", Planted("zxqvx", "account ln -s $own $file"), ""},
-        {"secret", Planted("zxqvx", secret + "account ln -s $own $file"), ""},
-        {"hard link to a secret", Planted("zxqvx", secret + "ln $own $file"), ""}});
-}
-
-TEST(Links, LeadToNoDevice) {
   const std::string device = "mknod -m 666 $own c 1 3; ";
-  Play({{"of the account's", Planted("zxqvx", device + "account ln -s $own $file"), ""},
-        {"of root's", Planted("root", device + "ln -s $own $file"), ""}});
+  const std::string link = "account ln -s $own $file";
+  Play({{"missing file", Planted("zxqvx", link), ""},
+        {"secret", Planted("zxqvx", secret + link), ""},
+        {"hard link to a secret", Planted("zxqvx", secret + "ln $own $file"), ""},
+        {"device", Planted("zxqvx", device + link), ""},
+        {"link of root's to a device", Planted("root", device + "ln -s $own $file"), ""}});
 }
 
 TEST(Links, OfRootsToAPairThatDoesNotMatch) {
@@ -109,18 +106,12 @@ for ((run = 0; run < runs; run++)); do
 done)";
 }
 
-TEST(ServiceAccount, PipeExchangedForSettingsHoldsUpNoStart) {
-  Play({{"settings", Exchanged("$base/conf/qvxpd.xml", 10), ""},
-        {"others", Exchanged("$base/conf/debug.ini $base/webapp/a.xml", 14), ""}});
-}
-
-TEST(ServiceAccount, PipeExchangedForThePairHoldsUpNoStart) {
-  Play({{"certificate", Exchanged("$tls/cert.pem", 6), ""},
-        {"key", Exchanged("$tls/file.pem", 6), ""}});
-}
-
-TEST(ServiceAccount, WriteLeasesHoldUpNoStart) {
-  Play({{"all files", R"(
+TEST(ServiceAccount, HoldsUpNoStart) {
+  Play({{"pipe exchanged for the settings", Exchanged("$base/conf/qvxpd.xml", 10), ""},
+        {"for other files", Exchanged("$base/conf/debug.ini $base/webapp/a.xml", 14), ""},
+        {"for the certificate", Exchanged("$tls/cert.pem", 6), ""},
+        {"for the key", Exchanged("$tls/file.pem", 6), ""},
+        {"write leases", R"(
 pair /CN=other; echo '<a/>' >$base/webapp/a.xml; : >$base/conf/debug.ini
 chown zxqvx $base/{webapp/a.xml,conf/debug.ini}; launch
 in_background zxqvx attacker lease $tls/{cert,file}.pem \
@@ -187,5 +178,4 @@ cat moved/conf/mod_proxy.conf)",
          "daemon\nmoved/logs:\n"}});
 }
 
-}  // namespace
 }  // namespace qvx::test

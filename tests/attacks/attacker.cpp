@@ -1,4 +1,4 @@
-// Acts of the service account during a run of the launcher, repeated until the process is ended.
+// What the service account can do beside a run of the launcher, until it is ended.
 //
 //   attacker exchange FILE ...    exchanges each file with FILE.other, over and over
 //   attacker lease FILE ...       holds a write lease on each file
@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <span>
@@ -15,7 +16,7 @@
 
 namespace {
 
-constexpr unsigned kPause = 50;  // microseconds, so that the others get the processor
+constexpr unsigned kPause = 50;  // microseconds, which leave the machine to the others
 
 void Exchange(const std::string& file) {
   renameat2(AT_FDCWD, file.c_str(), AT_FDCWD, (file + ".other").c_str(), RENAME_EXCHANGE);
@@ -29,19 +30,17 @@ bool Lease(const char* file) {
 }  // namespace
 
 int main(int argument_count, char* arguments[]) {
-  const std::span<char*> all(arguments, static_cast<size_t>(argument_count));
-  const bool exchanges = all.size() > 1 && std::string_view(all[1]) == "exchange";
+  const std::span<char*> files(arguments + 2, static_cast<size_t>(argument_count - 2));
+  const bool exchanges = std::string_view(arguments[1]) == "exchange";
   std::signal(SIGIO, SIG_IGN);  // tells the holder of a lease to give it back
-  for (const char* file : all.subspan(exchanges ? all.size() : 2)) {
-    if (!Lease(file)) {
-      return 1;
-    }
+  if (!exchanges && !std::all_of(files.begin(), files.end(), Lease)) {
+    return 1;
   }
   std::puts("begun");
   std::fflush(stdout);
   while (usleep(kPause) == 0) {
-    for (const char* file : all.subspan(exchanges ? 2 : all.size())) {
-      Exchange(file);
+    if (exchanges) {
+      std::for_each(files.begin(), files.end(), Exchange);
     }
   }
 }

@@ -1,10 +1,9 @@
-// Every file that a start replaces survives every fault as a whole.
+// What a start replaces survives every fault, whole.
 #include <gtest/gtest.h>
 
 #include "tests/attacks/scenes.h"
 
 namespace qvx::test {
-namespace {
 
 TEST(OldPair, StandsSomewhere) {
   const std::string closed_key = R"(
@@ -30,44 +29,26 @@ grep -A1 severity=2 $base/logs/qvx.log | grep -vE "severity=|^--|$ordered" >own
          ""}});
 }
 
-// A kill at each call of the run that changes something in the folder.
-TEST(OldPair, SurvivesAKillAtEachStep) {
-  Play({{"kill", R"(
-good_pair; launch >/dev/null; mismatched_pair; cp -a $tls before
-calls "^($changes).*/opt/tls.* = [0-9]" | grep -vE '^f(ch|s)' >points
-[[ -s points ]] || echo no points
-while read -r call number; do
-  rm -rf $tls; cp -a before $tls
+TEST(OldPair, SurvivesAFaultAtEachCall) {
+  const std::string mismatch = "good_pair; launch >/dev/null; mismatched_pair; cp -a $tls before";
+  Play({{"kill at a change in the folder", mismatch + R"(
+at_each "^(${changes%%|fsync*}).*/opt/tls.* = [0-9]" '
   faulted $call $number signal=KILL >/dev/null; lost "$call $number: " | grep file
   [[ $(launch) == daemon ]] || echo "$call $number: no start"
   lost "$call $number, next start: " | grep file
-  ls -A $tls | grep -vxE '(cert|file)(mm)?.pem' && echo "$call $number: left over"
-done <points)",
-         ""}});
-}
-
-TEST(OldPair, IsNotHalfReplacedAfterAFailedWrite) {
-  Play({{"no space from each write on", R"(
-good_pair; launch >/dev/null; mismatched_pair; cp -a $tls before
-calls '^p?writev?.*/opt/tls' >points; [[ -s points ]] || echo no points
-while read -r call number; do
-  rm -rf $tls; cp -a before $tls
+  ls -A $tls | grep -vxE "(cert|file)(mm)?.pem" && echo "$call $number: left over"')",
+         ""},
+        {"no space from each write on", mismatch + R"(
+at_each '^p?writev?.*/opt/tls' '
   faulted $call $number+ error=ENOSPC >/dev/null; lost "$call $number: "
   (same old/cert.pem $tls/cert.pem; same old/file.pem $tls/file.pem) >changed
-  (($(wc -l <changed) != 1)) || echo "$call $number: half"
-done <points)",
-         ""}});
-}
-
-// Each opening and each reading of a file of an installed pair fails once.
-TEST(OldPair, OfOthersSurvivesOnePassingFailure) {
-  Play({{"descriptor limit, input error", R"(
-pair /OU=Elsewhere/CN=other; keep_pair; launch >/dev/null
-calls '^(openat|p?readv?).*/opt/tls/(cert|file).pem' >points; [[ -s points ]] || echo no points
-while read -r call number; do
-  rm -rf $tls; mkdir $tls; cp -a old/* $tls; error=EIO; [[ $call == openat ]] && error=EMFILE
-  faulted $call $number error=$error >/dev/null; lost "$call $number: "
-done <points)",
+  (($(wc -l <changed) != 1)) || echo "$call $number: half"')",
+         ""},
+        {"descriptor limit or input error, once", R"(
+pair /OU=Elsewhere/CN=other; keep_pair; launch >/dev/null; cp -a old before
+at_each '^(openat|p?readv?).*/opt/tls/(cert|file).pem' '
+  error=EIO; [[ $call == openat ]] && error=EMFILE
+  faulted $call $number error=$error >/dev/null; lost "$call $number: "')",
          ""}});
 }
 
@@ -111,5 +92,4 @@ head -c 4000 $base/logs/qvx.log | cmp - old.log)",
          "daemon\n"}});
 }
 
-}  // namespace
 }  // namespace qvx::test
