@@ -1,5 +1,3 @@
-#include "dom/attributes.h"
-
 #include "tests/dom/model.h"
 
 namespace qvx::test {
@@ -46,64 +44,53 @@ struct Fixture {
 };
 using F = Fixture;
 
-std::string Attributes(const DOM_Element* element) {
-  std::string text;
-  for (int32_t i = 0; DOM_Node* attribute = DOM_NamedNodeMap_item(element->attributes, i); ++i) {
-    text += Text(attribute->nodeName) + "=" + Text(attribute->nodeValue) + " ";
-    EXPECT_EQ(DOM_AttributePart(attribute).ownerElement, element);
-  }
-  return text;
-}
-
 }  // namespace
 
 TEST(Attributes, ChangesTellTheirListeners) {
   const struct {
     const char* name;
     void (*operation)(Fixture&);
-    std::string attributes;
-    std::string log;
     int32_t error = 0;
+    std::string attributes = " a=1 b=2";
+    std::string log = {};
     Fixture::Reaction reaction = nullptr;
     std::string result = "(null)";
   } rows[] = {
-      {"a new value", [](F& f) { f.Set("a", "9"); }, "a=9 b=2 ", "1a:1>9 "},
-      {"a new attribute", [](F& f) { f.Set("c", "3"); }, "a=1 b=2 c=3 ", "2c:(null)>3 "},
-      {"an attribute that is known to be new", [](F& f) { dom::AddAttribute(f.e, "c", ""); },
-       "a=1 b=2 c= ", "2c:(null)> "},
-      {"no value", [](F& f) { f.Set("a", nullptr); }, "a=1 b=2 ", ""},
-      {"undecodable new value", [](F& f) { f.Set("a", "\xff"); }, "a=1 b=2 ", "", EILSEQ},
-      {"undecodable value", [](F& f) { f.Set("c", "\xff"); }, "a=1 b=2 ", "", EILSEQ},
-      {"undecodable name", [](F& f) { f.Set("\xff", "1"); }, "a=1 b=2 ", "", EILSEQ},
-      {"removal", [](F& f) { f.Remove("a"); }, "b=2 ", "3a:1>(null) "},
-      {"removal of none", [](F& f) { f.Remove("x"); }, "a=1 b=2 ", "", DOM_NOT_FOUND_ERR},
+      {"a new value", [](F& f) { f.Set("a", "9"); }, 0, " a=9 b=2", "1a:1>9 "},
+      {"a new attribute", [](F& f) { f.Set("c", "3"); }, 0, " a=1 b=2 c=3", "2c:(null)>3 "},
+      {"no value", [](F& f) { f.Set("a", nullptr); }},
+      {"undecodable new value", [](F& f) { f.Set("a", "\xff"); }, EILSEQ},
+      {"undecodable value", [](F& f) { f.Set("c", "\xff"); }, EILSEQ},
+      {"undecodable name", [](F& f) { f.Set("\xff", "1"); }, EILSEQ},
+      {"removal", [](F& f) { f.Remove("a"); }, 0, " b=2", "3a:1>(null) "},
+      {"removal of none", [](F& f) { f.Remove("x"); }, DOM_NOT_FOUND_ERR},
       {"removal from a document", [](F& f) { DOM_Element_removeAttribute(f.tree.document(), "a"); },
-       "a=1 b=2 ", "", DOM_NOT_FOUND_ERR},
-      {"a new attribute node", [](F& f) { f.SetNode(f.Make("c")); }, "a=1 b=2 c= ", "2c:(null)> "},
-      {"a node in the place of another", [](F& f) { f.SetNode(f.Make("a")); }, "a= b=2 ",
-       "3a:1>(null) 2a:(null)> ", 0, nullptr, "a"},
+       DOM_NOT_FOUND_ERR},
+      {"a new node", [](F& f) { f.SetNode(f.Make("c")); }, 0, " a=1 b=2 c=", "2c:(null)> "},
+      {"a node in the place of another", [](F& f) { f.SetNode(f.Make("a")); }, 0, " a= b=2",
+       "3a:1>(null) 2a:(null)> ", nullptr, "a"},
       {"the node that is there",
-       [](F& f) { EXPECT_EQ(DOM_Element_setAttributeNode(f.e, f.Get("a")), f.Get("a")); },
-       "a=1 b=2 ", "3a:1>(null) 2a:(null)>1 "},
-      {"another element's node",
-       [](F& f) { DOM_Element_setAttributeNode(f.tree.root(), f.Get("a")); }, "a=1 b=2 ", "",
-       DOM_INUSE_ATTRIBUTE_ERR},
+       [](F& f) { EXPECT_EQ(DOM_Element_setAttributeNode(f.e, f.Get("a")), f.Get("a")); }, 0,
+       " a=1 b=2", "3a:1>(null) 2a:(null)>1 "},
       {"another document's node", [](F& f) { f.SetNode(OwnedNode(F().Make("a")).get()); },
-       "a=1 b=2 ", "", DOM_WRONG_DOCUMENT_ERR},
-      {"removal of a node", [](F& f) { f.RemoveNode(f.Get("b")); }, "a=1 ", "3b:2>(null) ", 0,
+       DOM_WRONG_DOCUMENT_ERR},
+      {"another element's node",
+       [](F& f) { DOM_Element_setAttributeNode(f.tree.root(), f.Get("a")); },
+       DOM_INUSE_ATTRIBUTE_ERR},
+      {"removal of a node", [](F& f) { f.RemoveNode(f.Get("b")); }, 0, " a=1", "3b:2>(null) ",
        nullptr, "b"},
       {"removal of a node elsewhere", [](F& f) { f.RemoveNode(OwnedNode(f.Make("a")).get()); },
-       "a=1 b=2 ", "", DOM_NOT_FOUND_ERR},
+       DOM_NOT_FOUND_ERR},
       // Handlers may change the attributes meanwhile.
-      {"a handler sets the value", [](F& f) { f.Set("a", "8"); }, "a=9 b=2 ", "1a:8>9 1a:1>8 ", 0,
+      {"a handler sets the value", [](F& f) { f.Set("a", "8"); }, 0, " a=9 b=2", "1a:8>9 1a:1>8 ",
        [](F& f, DOM_Attr*) { f.Set("a", "9"); }},
-      {"a handler removes the attribute", [](F& f) { f.Set("a", "8"); }, "b=2 ",
-       "3a:8>(null) 1a:1>8 ", 0, [](F& f, DOM_Attr*) { f.Remove("a"); }},
-      {"a handler puts the removed one back", [](F& f) { f.Remove("a"); }, "b=2 a=1 ",
-       "2a:(null)>1 3a:1>(null) ", 0,
+      {"a handler removes it", [](F& f) { f.Set("a", "8"); }, 0, " b=2", "3a:8>(null) 1a:1>8 ",
+       [](F& f, DOM_Attr*) { f.Remove("a"); }},
+      {"a handler puts it back", [](F& f) { f.Remove("a"); }, 0, " b=2 a=1",
+       "2a:(null)>1 3a:1>(null) ",
        [](F& f, DOM_Attr* attribute) { DOM_Element_setAttributeNode(f.e, attribute); }},
-      {"a handler removes the new one", [](F& f) { f.SetNode(f.Make("a")); }, "b=2 ",
-       "3a:>(null) 3a:1>(null) ", 0, [](F& f, DOM_Attr*) { f.Remove("a"); }, "a"},
+      {"a handler removes the new one", [](F& f) { f.SetNode(f.Make("a")); }, 0, " b=2",
+       "3a:>(null) 3a:1>(null) ", [](F& f, DOM_Attr*) { f.Remove("a"); }, "a"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
@@ -117,10 +104,8 @@ TEST(Attributes, ChangesTellTheirListeners) {
   }
 }
 
-TEST(Attributes, ValueIsHandedOutAsACopy) {
+TEST(Attributes, ValueIsHandedOutToBeFreed) {
   const Fixture f;
-  EXPECT_NE(MallocOwner<DOM_String>(DOM_Element_getAttribute(f.e, "a")).get(),
-            f.Get("a")->nodeValue);
   EXPECT_EQ(Taken(DOM_Element_getAttribute(f.e, "a")), "1");
   EXPECT_EQ(Taken(DOM_Element_getAttribute(f.e, "none")), "");
   EXPECT_EQ(DOM_Element_getAttribute(f.tree.document(), "a"), nullptr);

@@ -5,9 +5,7 @@
 
 #include <fstream>
 
-#include "tests/dom/invariants.h"
 #include "tests/dom/model.h"
-#include "tests/harness/installation.h"
 #include "tests/harness/isolated.h"
 
 namespace {
@@ -70,31 +68,13 @@ struct World : Tree {
 };
 using W = World;
 
-bool Finds(NodeList* found) {
-  DOM_Document_destroyNodeList(nullptr, found, 0);
-  return found != nullptr;
-}
-
-bool Makes(DOM_Node* made) {
-  DOM_Document_destroyNode(made != nullptr && made->nodeType == DOM_DOCUMENT_NODE ? made : nullptr,
-                           made);
-  return made != nullptr;
-}
-
 /// Loads so many elements within each other that the stack of the open ones grows and shrinks.
 bool Loads(DOM_Document* document) {
-  const std::unique_ptr<std::FILE, decltype(&std::fclose)> stream(std::tmpfile(), std::fclose);
-  std::fputs(
-      "<!DOCTYPE a PUBLIC 'p' 's' [<!ENTITY n 'v'>]><a b='1'>x&amp;y<!--c--><?p i?><![CDATA[z]]>",
-      stream.get());
-  for (const char* const tag : {"<b>", "</b>"}) {
-    for (int i = 0; i < 200; ++i) {
-      std::fputs(tag, stream.get());
-    }
-  }
-  std::fputs("</a>", stream.get());
-  std::rewind(stream.get());
-  const bool is_loaded = DOM_DocumentLS_fread(document, stream.get()) == 1;
+  const bool is_loaded =
+      Load(document,
+           "<!DOCTYPE a PUBLIC 'p' 's' [<!ENTITY n 'v'>]><a b='1'>x&amp;y<!--c--><?p i?>"
+           "<![CDATA[z]]>" +
+               Repeated("<b>", 200) + Repeated("</b>", 200) + "</a>") == 1;
   EXPECT_EQ(dom::LoadRanOutOfMemory(), !is_loaded);
   if (*_DOM_Exception() == DOM_PARSER_ERR) {  // the stack could not be made
     *_DOM_Exception() = ENOMEM;
@@ -114,8 +94,11 @@ TEST(Memory, EveryFailureIsReported) {
     bool (*operation)(W&);
   } rows[] = {
       {"load", [](W& w) { return Loads(w.empty.get()); }},
-      {"look-up", [](W& w) { return Finds(DOM_Document_getElementsByTagName(w.document(), "*")); }},
-      {"clone", [](W& w) { return Makes(DOM_Node_cloneNode(w.document(), 1)); }},
+      {"look-up",
+       [](W& w) {
+         return OwnedList(DOM_Document_getElementsByTagName(w.document(), "*")) != nullptr;
+       }},
+      {"clone", [](W& w) { return OwnedNode(DOM_Node_cloneNode(w.document(), 1)) != nullptr; }},
       {"save", [](W& w) { return DOM_DocumentLS_save(w.document(), "/dev/null", nullptr) == 0; }},
       {"new attribute", [](W& w) { return DOM_Element_setAttribute(w.e, "n", "w"), Succeeded(); }},
       {"new value", [](W& w) { return DOM_Element_setAttribute(w.e, "k", "w"), Succeeded(); }},
@@ -125,7 +108,9 @@ TEST(Memory, EveryFailureIsReported) {
        [](W& w) { return DOM_CharacterData_replaceData(w.abc, 0, 1, "x"), Succeeded(); }},
       {"listener", [](W& w) { return w.listener.Hear(w.e, "x"), Succeeded(); }},
       {"document type",
-       [](W&) { return Makes(DOM_Implementation_createDocumentType("t", "p", "s")); }},
+       [](W&) {
+         return OwnedNode(DOM_Implementation_createDocumentType("t", "p", "s")) != nullptr;
+       }},
   };
   for (const auto& row : rows) {
     for (const bool is_heard : {false, true}) {
@@ -147,28 +132,18 @@ TEST(Memory, EveryFailureIsReported) {
 
 #ifndef __SANITIZE_ADDRESS__  // which needs an address space without limit
 TEST(Memory, LoadTellsWhenTheParserRunsOut) {
-  const TempDirectory directory;
-  const std::string huge = directory.path() / "huge.xml";
-  const std::string broken = directory.path() / "broken.xml";
-  WriteText(huge, "<a><!--" + std::string(size_t{1} << 23, 'x') + "--></a>");
-  WriteText(broken, "<a>");
+  const std::string huge = "<a><!--" + std::string(size_t{1} << 23, 'x') + "--></a>";
   const int status = RunIsolated(0, [&] {
     const OwnedNode document(DOM_Implementation_createDocument(nullptr, nullptr, nullptr));
-    rlimit before{};
-    getrlimit(RLIMIT_AS, &before);
     size_t pages = 0;
     std::ifstream("/proc/self/statm") >> pages;
-    rlimit tight = before;
-    tight.rlim_cur = pages * static_cast<size_t>(sysconf(_SC_PAGESIZE)) + (size_t{1} << 20);
-    setrlimit(RLIMIT_AS, &tight);
-    const int result = DOM_DocumentLS_load(document.get(), huge.c_str());
-    setrlimit(RLIMIT_AS, &before);
-    EXPECT_EQ(result, 0);
+    const rlim_t tight = pages * static_cast<size_t>(sysconf(_SC_PAGESIZE)) + (size_t{1} << 20);
+    const rlimit limit{tight, tight};
+    setrlimit(RLIMIT_AS, &limit);
+    EXPECT_EQ(Load(document.get(), huge), 0);
     EXPECT_EQ(TakeError(), DOM_PARSER_ERR);
     EXPECT_TRUE(dom::LoadRanOutOfMemory());
-    EXPECT_EQ(
-        DOM_DocumentLS_load(OwnedNode(DOM_Node_cloneNode(document.get(), 0)).get(), broken.c_str()),
-        0);
+    EXPECT_EQ(Load(OwnedNode(DOM_Node_cloneNode(document.get(), 0)).get(), "<a>"), 0);
     EXPECT_FALSE(dom::LoadRanOutOfMemory());
     return FailuresAsStatus();
   });

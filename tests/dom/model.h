@@ -1,5 +1,5 @@
 // What the tests of the document model share: a document to work on, trees and events as short
-// texts, and a listener.
+// texts, a listener, what holds for every tree, and the nodes that no public operation makes.
 #ifndef QVX_TESTS_DOM_MODEL_H
 #define QVX_TESTS_DOM_MODEL_H
 
@@ -7,9 +7,14 @@
 
 #include <cerrno>
 #include <clocale>
+#include <cstdio>
+#include <cstring>
 #include <functional>
+#include <memory>
 #include <regex>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "dom/dom.h"
 #include "support/malloc_owner.h"
@@ -44,10 +49,28 @@ struct LocaleLeaver {
 };
 using Locale = std::unique_ptr<const char, LocaleLeaver>;
 
-struct NodeDeleter {
+struct Destroyer {
   void operator()(DOM_Node* node) const { DOM_Document_destroyNode(node->ownerDocument, node); }
+  void operator()(NodeList* list) const { DOM_Document_destroyNodeList(nullptr, list, 0); }
 };
-using OwnedNode = std::unique_ptr<DOM_Node, NodeDeleter>;
+using OwnedNode = std::unique_ptr<DOM_Node, Destroyer>;
+using OwnedList = std::unique_ptr<NodeList, Destroyer>;
+
+inline std::string Repeated(const std::string& text, size_t count) {
+  std::string repeated;
+  for (; count > 0; --count) {
+    repeated += text;
+  }
+  return repeated;
+}
+
+/// The result of loading a text into a document.
+inline int Load(DOM_Document* document, const std::string& text) {
+  const std::unique_ptr<std::FILE, decltype(&std::fclose)> stream(std::tmpfile(), std::fclose);
+  std::fwrite(text.data(), 1, text.size(), stream.get());
+  std::rewind(stream.get());
+  return DOM_DocumentLS_fread(document, stream.get());
+}
 
 /// A document with the document element "r" and an empty error cell.
 class Tree {
@@ -56,6 +79,12 @@ class Tree {
   DOM_Document* document() const { return document_.get(); }
   DOM_Element* root() const { return root_; }
   DOM_Node*& common_parent() const { return DOM_DocumentPart(document()).commonParent; }
+
+  /// Puts a document type "t" in front of the root.
+  DOM_DocumentType* AddDoctype(const char* public_id = nullptr) const {
+    return DOM_Node_insertBefore(
+        document(), DOM_Implementation_createDocumentType("t", public_id, nullptr), root());
+  }
 
   /// Appends "<name", an element, "!data", a comment, "[data", a CDATA section, or else a text.
   DOM_Node* Add(DOM_Node* parent, const std::string& code) const {
@@ -73,16 +102,29 @@ class Tree {
   DOM_Element* root_ = Add(document(), "<r");
 };
 
-/// The children of a node: (text) !comment! [CDATA section] element{children}.
+inline std::string Attributes(const DOM_Node* element) {
+  std::string text;
+  for (int32_t i = 0; DOM_Node* node = DOM_NamedNodeMap_item(element->attributes, i); ++i) {
+    text += " " + Text(node->nodeName) + "=" + Text(node->nodeValue);
+    EXPECT_EQ(DOM_AttributePart(node).ownerElement, element);
+  }
+  return text;
+}
+
+/// The children of a node: (text) !comment! [CDATA section] ?instruction? and, of what has a name,
+/// name=value attribute=value{children}.
 inline std::string Children(const DOM_Node* parent) {
   std::string shape;
   for (const DOM_Node* node = parent->firstChild; node != nullptr; node = node->nextSibling) {
     const std::string value = Text(node->nodeValue);
-    shape += node->nodeType == DOM_TEXT_NODE      ? "(" + value + ")"
-             : node->nodeType == DOM_COMMENT_NODE ? "!" + value + "!"
-             : node->nodeType == DOM_CDATA_SECTION_NODE
-                 ? "[" + value + "]"
-                 : Text(node->nodeName) + "{" + Children(node) + "}";
+    const std::string name = Text(node->nodeName);
+    shape += node->nodeType == DOM_TEXT_NODE            ? "(" + value + ")"
+             : node->nodeType == DOM_COMMENT_NODE       ? "!" + value + "!"
+             : node->nodeType == DOM_CDATA_SECTION_NODE ? "[" + value + "]"
+             : node->nodeType == DOM_PROCESSING_INSTRUCTION_NODE
+                 ? "?" + name + " " + value + "?"
+                 : name + (node->nodeValue == nullptr ? "" : "=" + value) + Attributes(node) + "{" +
+                       Children(node) + "}";
   }
   return shape;
 }
@@ -118,6 +160,71 @@ struct Listener {
     DOM_EventTarget_removeEventListener(node, type, this, Handle, use_capture);
   }
 };
+
+/// The children of a node as the sibling chain has them.
+inline std::vector<DOM_Node*> Chain(const DOM_Node* parent) {
+  std::vector<DOM_Node*> nodes;
+  for (DOM_Node* node = parent->firstChild; node != nullptr; node = node->nextSibling) {
+    nodes.push_back(node);
+  }
+  return nodes;
+}
+
+/// What is wrong with the children of one node; empty: nothing. This holds after every operation.
+inline std::string ViolationAt(DOM_Node* parent) {
+  NodeList* const list = parent->childNodes;
+  const std::vector<DOM_Node*> nodes = Chain(parent);
+  const DOM_Node* previous = nullptr;
+  std::vector<const DOM_Node*> last_of_type(13);
+  for (const DOM_Node* node : nodes) {
+    if (node->parentNode != parent || node->previousSibling != previous) {
+      return "link";
+    }
+    previous = last_of_type[node->nodeType] = node;
+  }
+  // From the middle on, where the walk before this one left the list's cursor.
+  for (size_t i = 0; i < nodes.size(); ++i) {
+    const size_t index = (i + nodes.size() / 2) % nodes.size();
+    if (DOM_NodeList_item(list, static_cast<int32_t>(index)) != nodes[index]) {
+      return "item";
+    }
+  }
+  if (parent->lastChild != previous ||
+      (list != nullptr && (list->length != nodes.size() || list->first != parent->firstChild ||
+                           list->last != previous))) {
+    return "ends";
+  }
+  const bool is_document = parent->nodeType == DOM_DOCUMENT_NODE;
+  return is_document &&
+                 (DOM_Document_getDocumentElement(parent) != last_of_type[DOM_ELEMENT_NODE] ||
+                  DOM_Document_getDoctype(parent) != last_of_type[DOM_DOCUMENT_TYPE_NODE])
+             ? "field"
+             : "";
+}
+
+inline std::string ViolationBelow(DOM_Node* parent) {
+  std::string violation = ViolationAt(parent);
+  for (DOM_Node* child : Chain(parent)) {
+    violation += ViolationBelow(child);
+  }
+  return violation;
+}
+
+/// What is wrong with a tree, the links of its root included.
+inline std::string Violation(DOM_Node* root) {
+  const bool is_root = root->parentNode == nullptr && root->previousSibling == nullptr &&
+                       root->nextSibling == nullptr;
+  return (is_root ? "" : "root ") + ViolationBelow(root);
+}
+
+/// An entity or notation without ids; `value` may be null.
+inline DOM_Node* Declaration(DOM_Document* document, uint16_t type, const char* name,
+                             const char* value = nullptr) {
+  DOM_Node* const node = Document_createNode(document, type);
+  node->nodeName = strdup(name);
+  node->nodeValue = value == nullptr ? nullptr : strdup(value);
+  return node;
+}
 
 }  // namespace qvx::test
 
