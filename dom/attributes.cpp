@@ -26,14 +26,14 @@ NamedNodeMap* MapOf(const DOM_Element* element) {
 // A new attribute, reported on as a failure of setAttribute when it cannot be made.
 DOM_Attr* NewAttribute(const DOM_Element* element, const DOM_String* name,
                        const DOM_String* value) {
-  const MeasuredText measured_name{name, BytesToCopy(name)};
-  if (measured_name.bytes == 0) {
+  MeasuredText measured_name;
+  if (!MeasureText(name, measured_name)) {
     FailErrno({kModule, "DOM_Document_createAttribute"});
     TraceCreateFailed({kModule, kSetAttribute});
     return nullptr;
   }
-  const MeasuredText measured_value{value, BytesToCopy(value)};
-  if (measured_value.bytes == 0) {
+  MeasuredText measured_value;
+  if (!MeasureText(value, measured_value)) {
     FailErrno({kModule, kSetAttribute});
     return nullptr;
   }

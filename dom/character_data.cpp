@@ -76,13 +76,13 @@ struct Addition {
 
 // Measures `text`; false, recorded, if it is undecodable.
 bool MeasureAddition(const TraceSite& site, const DOM_String* text, Addition& addition) {
-  const size_t bytes = BytesToCopy(text);
-  if (bytes == 0) {
+  MeasuredText measured;
+  if (!MeasureText(text, measured)) {
     FailErrno(site);
     return false;
   }
-  addition.text = std::string_view(text, bytes - 1);
-  return CountColumns(site, addition.text, addition.columns);
+  addition = {std::string_view(text, measured.bytes - 1), measured.columns};
+  return true;
 }
 
 // A new text of these pieces, from malloc; null, recorded, when memory ran out.

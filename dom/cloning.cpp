@@ -64,9 +64,9 @@ NodeHolder CloneElement(DOM_Document* document, const DOM_Node* source, int deep
 }
 
 DOM_Node* CloneAttribute(DOM_Document* document, const DOM_Node* source) {
-  const MeasuredText name{source->nodeName, BytesToCopy(source->nodeName)};
-  const MeasuredText value{source->nodeValue, BytesToCopy(source->nodeValue)};
-  if (name.bytes == 0 || value.bytes == 0) {
+  MeasuredText name;
+  MeasuredText value;
+  if (!MeasureText(source->nodeName, name) || !MeasureText(source->nodeValue, value)) {
     FailErrno({kModule, kInnerClone});
     return nullptr;
   }

@@ -18,7 +18,7 @@ constexpr char kCreateNode[] = "Document_createNode";
 
 // Whether a node of that type may be made in `document`; records why not.
 bool MayBeMade(const DOM_Document* document, uint16_t node_type) {
-  msgno_add_codes(dom_codes);
+  RegisterCodes();
   if (document == nullptr && node_type != DOM_DOCUMENT_NODE &&
       node_type != DOM_DOCUMENT_TYPE_NODE) {
     FailDetails({kModule, kCreateNode}, kNullParameter, "doc=NULL,nodeType=%u",
@@ -61,8 +61,7 @@ DOM_Node* MakeNamedNode(DOM_Document* document, uint16_t node_type, const Measur
 
 // Measures a text that the operation at `site` is to copy; records why it cannot.
 bool Measure(const TraceSite& site, const DOM_String* text, MeasuredText& measured) {
-  measured = {text, BytesToCopy(text)};
-  if (measured.bytes != 0) {
+  if (MeasureText(text, measured)) {
     return true;
   }
   FailErrno(site);
@@ -77,44 +76,54 @@ DOM_Node* Made(const TraceSite& site, DOM_Node* node) {
   return node;
 }
 
-// A node that holds a copy of `text` in its TextRoom.
-DOM_Node* CreateHolding(const TraceSite& site, DOM_Document* document, uint16_t node_type,
-                        const DOM_String* text) {
+const DOM_String* ConstantName(uint16_t node_type) {
+  switch (node_type) {
+    case DOM_TEXT_NODE:
+      return "#text";
+    case DOM_CDATA_SECTION_NODE:
+      return "#cdata-section";
+    default:
+      return "#comment";
+  }
+}
+
+DOM_CharacterData* CreateCharacterData(const TraceSite& site, DOM_Document* document,
+                                       uint16_t node_type, const DOM_String* data) {
   if (!MayBeMade(document, node_type)) {
     return Made(site, nullptr);
   }
   MeasuredText measured;
-  if (!Measure(site, text, measured)) {
-    return nullptr;
-  }
-  DOM_Node* node = Allocate(document, node_type, measured.bytes);
-  if (node != nullptr) {
-    CopyTo(TextRoom(node), measured);
-  }
-  return Made(site, node);
-}
-
-DOM_CharacterData* CreateCharacterData(const TraceSite& site, DOM_Document* document,
-                                       uint16_t node_type, const DOM_String* constant_name,
-                                       const DOM_String* data) {
-  DOM_Node* node = CreateHolding(site, document, node_type, data);
-  if (node != nullptr) {
-    node->nodeName = constant_name;
-    node->nodeValue = TextRoom(node);
-    DOM_CharacterDataPart(node).length = static_cast<uint32_t>(mbslen(node->nodeValue));
-  }
-  return node;
+  return Measure(site, data, measured) ? MakeCharacterData(site, document, node_type, measured)
+                                       : nullptr;
 }
 
 }  // namespace
 
 DOM_Node* CreateNamed(const TraceSite& site, DOM_Document* document, uint16_t node_type,
                       const DOM_String* name) {
-  DOM_Node* node = CreateHolding(site, document, node_type, name);
-  if (node != nullptr) {
-    node->nodeName = TextRoom(node);
+  if (!MayBeMade(document, node_type)) {
+    return Made(site, nullptr);
   }
-  return node;
+  MeasuredText measured;
+  if (!Measure(site, name, measured)) {
+    return nullptr;
+  }
+  DOM_Node* node = Allocate(document, node_type, measured.bytes);
+  if (node != nullptr) {
+    node->nodeName = CopyTo(TextRoom(node), measured);
+  }
+  return Made(site, node);
+}
+
+DOM_CharacterData* MakeCharacterData(const TraceSite& site, DOM_Document* document,
+                                     uint16_t node_type, const MeasuredText& data) {
+  DOM_Node* node = Allocate(document, node_type, data.bytes);
+  if (node != nullptr) {
+    node->nodeName = ConstantName(node_type);
+    node->nodeValue = CopyTo(TextRoom(node), data);
+    DOM_CharacterDataPart(node).length = data.columns;
+  }
+  return Made(site, node);
 }
 
 DOM_Attr* MakeAttribute(DOM_Document* document, const MeasuredText& name,
@@ -146,20 +155,19 @@ DOM_Attr* DOM_Document_createAttribute(DOM_Document* document, const DOM_String*
   if (!Measure({kModule, __func__}, name, measured)) {
     return nullptr;
   }
-  return Made({kModule, __func__}, MakeAttribute(document, measured, {"", 1}));
+  return Made({kModule, __func__}, MakeAttribute(document, measured, {"", 1, 0}));
 }
 
 DOM_Text* DOM_Document_createTextNode(DOM_Document* document, const DOM_String* data) {
-  return CreateCharacterData({kModule, __func__}, document, DOM_TEXT_NODE, "#text", data);
+  return CreateCharacterData({kModule, __func__}, document, DOM_TEXT_NODE, data);
 }
 
 DOM_CDATASection* DOM_Document_createCDATASection(DOM_Document* document, const DOM_String* data) {
-  return CreateCharacterData({kModule, __func__}, document, DOM_CDATA_SECTION_NODE,
-                             "#cdata-section", data);
+  return CreateCharacterData({kModule, __func__}, document, DOM_CDATA_SECTION_NODE, data);
 }
 
 DOM_Comment* DOM_Document_createComment(DOM_Document* document, const DOM_String* data) {
-  return CreateCharacterData({kModule, __func__}, document, DOM_COMMENT_NODE, "#comment", data);
+  return CreateCharacterData({kModule, __func__}, document, DOM_COMMENT_NODE, data);
 }
 
 DOM_ProcessingInstruction* DOM_Document_createProcessingInstruction(DOM_Document* document,

@@ -14,6 +14,11 @@ namespace qvx::dom {
 DOM_Node* CreateNamed(const TraceSite& site, DOM_Document* document, uint16_t node_type,
                       const DOM_String* name);
 
+/// A new text, CDATA section or comment in `document`, which is not null, with a copy of `data`.
+/// Null, recorded with a line of `site`, when memory ran out.
+DOM_CharacterData* MakeCharacterData(const TraceSite& site, DOM_Document* document,
+                                     uint16_t node_type, const MeasuredText& data);
+
 /// A new attribute of that name and value in `document`, which is not null. Reports, when memory
 /// ran out, as Document_createNode does.
 DOM_Attr* MakeAttribute(DOM_Document* document, const MeasuredText& name,

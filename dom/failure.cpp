@@ -4,18 +4,16 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "support/msgno.h"
-
 namespace qvx::dom {
 
 void Fail(const TraceSite& site, const int32_t& code) {
-  msgno_add_codes(dom_codes);
+  RegisterCodes();
   *_DOM_Exception() = code;
   Trace(site, code);
 }
 
 void FailDetails(const TraceSite& site, const int32_t& code, const char* format, ...) {
-  msgno_add_codes(dom_codes);
+  RegisterCodes();
   *_DOM_Exception() = code;
 
   // Nothing longer would fit into the trace buffer.
@@ -34,7 +32,7 @@ void FailErrno(const TraceSite& site) {
 }
 
 void TraceCreateFailed(const TraceSite& site) {
-  msgno_add_codes(dom_codes);
+  RegisterCodes();
   TracePropagationDetails(site, "%s", msgno_msg(DOM_CREATE_ERR));
 }
 

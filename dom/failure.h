@@ -4,9 +4,18 @@
 
 #include <cstdint>
 
+#include "support/msgno.h"
 #include "support/trace.h"
 
 namespace qvx::dom {
+
+/// Registers dom_codes unless it is registered already.
+inline void RegisterCodes() {
+  constexpr int32_t kHighestUnregistered = 0xffff;
+  if (dom_codes[0].code <= kHighestUnregistered) {
+    msgno_add_codes(dom_codes);
+  }
+}
 
 /// Puts `code` into the error cell and overwrites the trace buffer with its line. A code of
 /// dom_codes is passed by reference, since it is whole only once the table is registered, which

@@ -10,6 +10,7 @@
 
 #include "dom/dom.h"
 #include "dom/failure.h"
+#include "dom/listeners.h"
 #include "dom/operation.h"
 #include "dom/parse_handlers.h"
 #include "os/files.h"
@@ -188,8 +189,12 @@ int DOM_DocumentLS_fread(DOM_Document* document, std::FILE* stream) {
     return -1;
   }
   InstallHandlers(&load.context());
+  // Unheard, a load leaves no neighbouring texts, and nobody can register a listener meanwhile.
+  const bool may_meet = MayBeHeard() || DOM_Document_getDocumentElement(document) != nullptr;
   const int result = ParseStream(load.context(), stream);
-  DOM_Element_normalize(DOM_Document_getDocumentElement(document));
+  if (may_meet || _exception != 0) {
+    DOM_Element_normalize(DOM_Document_getDocumentElement(document));
+  }
   if (_exception != ENOMEM) {
     return result;
   }

@@ -1,6 +1,7 @@
 #include "dom/node_memory.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 
@@ -85,13 +86,22 @@ DOM_String* ExchangeValue(DOM_Node* node, DOM_String* value, uint32_t length) {
   return previous;
 }
 
-size_t BytesToCopy(const DOM_String* text) {
+bool MeasureText(const DOM_String* text, MeasuredText& measured) {
   if (text == nullptr) {
     errno = EINVAL;
-    return 0;
+    return false;
+  }
+  const size_t length = std::strlen(text);
+  if (length <= INT_MAX && IsAscii(text, length)) {
+    measured = {text, length + 1, static_cast<uint32_t>(length)};
+    return true;
   }
   const int bytes = mbssize(text);
-  return bytes < 0 ? 0 : static_cast<size_t>(bytes) + 1;
+  if (bytes < 0) {
+    return false;
+  }
+  measured = {text, static_cast<size_t>(bytes) + 1, static_cast<uint32_t>(mbslen(text))};
+  return true;
 }
 
 }  // namespace qvx::dom

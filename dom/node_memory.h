@@ -36,15 +36,16 @@ inline void FreeText(DOM_Node* node, const char* text) {
 /// length. The old value is returned and must be released with FreeText.
 DOM_String* ExchangeValue(DOM_Node* node, DOM_String* value, uint32_t length);
 
-/// The bytes of a copy of `text`, its NUL included; 0 with errno EINVAL (null) or EILSEQ
-/// (undecodable) when it cannot be copied. Leaves the error cell alone.
-size_t BytesToCopy(const DOM_String* text);
-
-/// A text with its BytesToCopy.
+/// A text that can be copied.
 struct MeasuredText {
   const DOM_String* text;
-  size_t bytes;
+  size_t bytes;      ///< of a copy, its NUL included
+  uint32_t columns;  ///< what character data of that text has as its length
 };
+
+/// Measures `text`. Returns false with errno EINVAL (null) or EILSEQ (undecodable) when it cannot
+/// be copied. Leaves the error cell alone.
+bool MeasureText(const DOM_String* text, MeasuredText& measured);
 
 }  // namespace qvx::dom
 

@@ -7,9 +7,14 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
+#include "dom/factories.h"
 #include "dom/failure.h"
+#include "dom/linking.h"
 #include "dom/listeners.h"
+#include "dom/node_memory.h"
+#include "support/mbs.h"
 #include "support/trace_modules.h"
 
 namespace qvx::dom {
@@ -48,17 +53,27 @@ bool Store(DOM_ParseContext& context, size_t offset, const char* source, size_t 
   return true;
 }
 
-enum class TextKind { kText, kCdata };
-
-// Makes a node of the text in the conversion buffer.
-void AddCharacterData(DOM_ParseContext& context, TextKind kind) {
-  DOM_Node* top = Top({kModule, "chardata_fn"}, context, kNullParameter);
-  if (top == nullptr) {
-    return;
+// A text or CDATA section of the `length` bytes in the conversion buffer; null, recorded, when it
+// cannot be made.
+DOM_Node* MakeText(DOM_Document* document, uint16_t node_type, const char* text, size_t length) {
+  const bool is_text = node_type == DOM_TEXT_NODE;
+  if (IsAscii(text, length)) {
+    const MeasuredText measured{text, length + 1, static_cast<uint32_t>(length)};
+    const char* const maker =
+        is_text ? "DOM_Document_createTextNode" : "DOM_Document_createCDATASection";
+    return MakeCharacterData({trace_modules::kDom, maker}, document, node_type, measured);
   }
-  const auto make =
-      kind == TextKind::kCdata ? DOM_Document_createCDATASection : DOM_Document_createTextNode;
-  Adopt({kModule, "chardata_fn"}, top, make(top->ownerDocument, context.buffer));
+  return is_text ? DOM_Document_createTextNode(document, text)
+                 : DOM_Document_createCDATASection(document, text);
+}
+
+// Makes a node of the `length` bytes in the conversion buffer.
+void AddCharacterData(DOM_ParseContext& context, uint16_t node_type, size_t length) {
+  DOM_Node* top = Top({kModule, "chardata_fn"}, context, kNullParameter);
+  if (top != nullptr) {
+    Adopt({kModule, "chardata_fn"}, top,
+          MakeText(top->ownerDocument, node_type, context.buffer, length));
+  }
 }
 
 // Whether the pieces of a text run may be put together before anyone sees them.
@@ -91,7 +106,7 @@ void chardata_fn(void* user_data, const XML_Char* bytes, int length) {
     context.text_length += size;
     return;
   }
-  AddCharacterData(context, context.in_cdata ? TextKind::kCdata : TextKind::kText);
+  AddCharacterData(context, context.in_cdata ? DOM_CDATA_SECTION_NODE : DOM_TEXT_NODE, size);
 }
 
 void cdata_start_fn(void* user_data) {
@@ -124,6 +139,11 @@ void Push(const TraceSite& site, const DOM_ParseContext& context, DOM_Node* node
 }
 
 DOM_Node* Adopt(const TraceSite& site, DOM_Node* parent, DOM_Node* node) {
+  if (node != nullptr && parent->nodeType == DOM_ELEMENT_NODE && !MayBeHeard()) {
+    LinkChild(parent, node, nullptr);
+    updateCommonParent(parent);
+    return node;
+  }
   if (node != nullptr && DOM_Node_appendChild(parent, node) != nullptr) {
     return node;
   }
@@ -134,8 +154,7 @@ DOM_Node* Adopt(const TraceSite& site, DOM_Node* parent, DOM_Node* node) {
 
 bool FinishText(DOM_ParseContext& context) {
   if (_exception == 0 && context.text_length > 0) {
-    context.text_length = 0;
-    AddCharacterData(context, TextKind::kText);
+    AddCharacterData(context, DOM_TEXT_NODE, std::exchange(context.text_length, 0));
   }
   return _exception == 0;
 }

@@ -48,8 +48,8 @@ DOM_Node* Top(const TraceSite& site, const DOM_ParseContext& context, const int3
 /// Makes `node` the innermost open one.
 void Push(const TraceSite& site, const DOM_ParseContext& context, DOM_Node* node);
 
-/// Appends a node that was just made. Returns it; or null, with the node destroyed, when it is null
-/// or was refused.
+/// Appends a node that was just made and fits under every element. Returns it; or null, with the
+/// node destroyed, when it is null or was refused.
 DOM_Node* Adopt(const TraceSite& site, DOM_Node* parent, DOM_Node* node);
 
 /// Makes a text node of what is being collected. Returns whether no failure is pending, be it of

@@ -1,5 +1,5 @@
 // Almost every text that the document model measures is ASCII, which every locale decodes byte by
-// byte. Runs of ASCII are skipped in words. All else goes through mbrtowc(3) and wcwidth(3), one
+// byte, so runs of it are skipped in words; all else goes through mbrtowc(3) and wcwidth(3) one
 // character at a time.
 #include "support/mbs.h"
 
@@ -22,28 +22,31 @@ constexpr size_t kMaximum = INT_MAX;  // every result has to fit an int
 
 enum class Unit { kColumns, kCharacters };
 
-/// Every walk ends at the NUL, so the NUL does not count as ASCII.
-bool IsAscii(char byte) {
+constexpr uint64_t kHighBits = 0x8080808080808080;
+
+uint64_t WordAt(const char* text) {
+  uint64_t word = 0;
+  std::memcpy(&word, text, sizeof word);
+  return word;
+}
+
+// The NUL, where every walk ends, is left out.
+bool IsAsciiCharacter(char byte) {
   return static_cast<signed char>(byte) > 0;
 }
 
-/// The bytes of the ASCII run at the front of `text`, at most `limit` and never beyond the NUL.
-/// Nothing behind the NUL may be read, so the NUL is looked for first. It is looked for block by
-/// block, so a short run costs little.
+// The bytes of the ASCII run at the front of `text`, at most `limit` and never beyond the NUL. The
+// text is only known to be readable up to its NUL, so that is looked for first; a block at a time,
+// so that a short run costs little.
 size_t AsciiRun(const char* text, size_t limit) {
   constexpr size_t kBlock = 256;
-  constexpr uint64_t kHighBits = 0x8080808080808080;
   size_t run = 0;
-  while (run < limit && IsAscii(text[run])) {
+  while (run < limit && IsAsciiCharacter(text[run])) {
     const size_t end = run + strnlen(text + run, std::min(limit - run, kBlock));
-    uint64_t word = 0;
-    for (; end - run >= sizeof word; run += sizeof word) {
-      std::memcpy(&word, text + run, sizeof word);
-      if ((word & kHighBits) != 0) {
-        break;
-      }
+    while (end - run >= sizeof(uint64_t) && (WordAt(text + run) & kHighBits) == 0) {
+      run += sizeof(uint64_t);
     }
-    while ((run < end) && IsAscii(text[run])) {
+    while ((run < end) && IsAsciiCharacter(text[run])) {
       ++run;
     }
     if (run < end) {
@@ -57,14 +60,14 @@ struct Limits {
   Limits(size_t byte_limit, int32_t count_limit)
       : bytes(std::min(byte_limit, kMaximum)), count(count_limit < 0 ? INT_MAX : count_limit) {}
 
-  /// The limit for ASCII characters, each of which counts one byte and one column.
+  // What ASCII characters, which count one each, must fit.
   size_t both() const { return std::min(bytes, static_cast<size_t>(count)); }
 
   size_t bytes;
   int count;
 };
 
-/// Goes through the characters of a text that fit the limits, one by one.
+// Takes the characters of a text that fit the limits, one by one.
 class Walk {
  public:
   enum class Step { kCharacter, kEnd, kFailure };
@@ -72,8 +75,8 @@ class Walk {
   Walk(const char* text, const Limits& limits, Unit unit)
       : text_(text), at_(text), limits_(limits), left_(limits), unit_(unit) {}
 
-  /// An ASCII character counts as one character and one column. This holds for control characters,
-  /// too, although they have no width.
+  // An ASCII character is one character and one column, be it printable or, as a control character,
+  // without a width.
   void SkipAscii() {
     if (at_ != nullptr) {
       const size_t run = AsciiRun(at_, left_.both());
@@ -81,7 +84,7 @@ class Walk {
     }
   }
 
-  /// Takes the next character. With kFailure, errno is set.
+  // kFailure leaves errno.
   Step Next() {
     if (at_ == nullptr) {
       errno = EINVAL;
@@ -128,14 +131,13 @@ class Walk {
   wchar_t value_ = 0;
 };
 
-/// The size of the leading characters that fit the limits; `count` is in the unit of the limit.
+// What the leading characters that fit the limits take; `count` is in the unit of the limit.
 struct Measured {
   size_t bytes;
   int count;
 };
 
-/// Returns nothing, with errno set and the trace line of `site` written, when the text cannot be
-/// decoded.
+// Nothing, with the trace line of `site` and errno set, when the text cannot be decoded.
 std::optional<Measured> MeasureByCharacter(const qvx::TraceSite& site, Walk walk) {
   Walk::Step step = Walk::Step::kCharacter;
   while (step == Walk::Step::kCharacter) {
@@ -161,12 +163,23 @@ std::optional<Measured> Measure(const qvx::TraceSite& site, const char* text, si
   return MeasureByCharacter(site, {text, limits, unit});
 }
 
-/// The caller knows whether its text may be written to, as with strchr(3).
+// A position in a text that the caller may write to, since it handed the text in.
 char* Position(const char* text, size_t offset) {
   return const_cast<char*>(text) + offset;
 }
 
 }  // namespace
+
+bool qvx::IsAscii(const char* text, size_t length) {
+  uint64_t bits = 0;
+  for (; length >= sizeof bits; length -= sizeof bits, text += sizeof bits) {
+    bits |= WordAt(text);
+  }
+  for (; length > 0; --length, ++text) {
+    bits |= static_cast<unsigned char>(*text);
+  }
+  return (bits & kHighBits) == 0;
+}
 
 int mbsnsize(const char* text, size_t byte_limit, int32_t column_limit) {
   const auto measured =

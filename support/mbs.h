@@ -47,4 +47,12 @@ int mbswidth(const char* text, size_t byte_limit, int32_t column_limit);
 char* mbsnchr(const char* text, size_t byte_limit, int32_t count_limit, wchar_t wanted);
 char* mbschr(const char* text, wchar_t wanted);
 
+namespace qvx {
+
+/// Whether `length` bytes are all ASCII. Every locale decodes such a text byte by byte: it has as
+/// many characters and, as the operations above count them, columns as bytes.
+bool IsAscii(const char* text, size_t length);
+
+}  // namespace qvx
+
 #endif

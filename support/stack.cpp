@@ -86,10 +86,6 @@ void* stack_pop(stack* s) {
   return s->array[--s->sp];
 }
 
-void* stack_peek(stack* s) {
-  return stack_is_empty(s) != 0 ? nullptr : s->array[s->sp - 1];
-}
-
 void* stack_get(stack* s, uint32_t index) {
   if (index >= stack_size(s)) {
     errno = ERANGE;

@@ -34,7 +34,9 @@ int stack_push(stack* s, void* element);
 void* stack_pop(stack* s);
 
 /// Returns the top element without taking it off; null when the stack is null or empty.
-void* stack_peek(stack* s);
+inline void* stack_peek(stack* s) {
+  return s == nullptr || s->sp == 0 ? nullptr : s->array[s->sp - 1];
+}
 
 /// Returns the element at `index`, counted from the bottom. When there is none, returns null with
 /// errno ERANGE and a trace line.
