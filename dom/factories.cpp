@@ -1,11 +1,12 @@
-// A node is made in one allocation together with copies of its texts, so these are measured, and
-// found to be undecodable, before there is a node that would have to be destroyed again.
+// A node is made in one block together with copies of its texts, so these are measured, and found to
+// be undecodable, before there is a node that would have to be destroyed again.
 #include "dom/factories.h"
 
 #include <cerrno>
 #include <cstring>
 
 #include "dom/failure.h"
+#include "dom/freeing.h"
 #include "dom/node_memory.h"
 #include "support/mbs.h"
 #include "support/trace_modules.h"
@@ -32,31 +33,46 @@ bool MayBeMade(const DOM_Document* document, uint16_t node_type) {
   return true;
 }
 
-// A node of a type that may be made, with `text_capacity` bytes of room for texts; records why
-// there is none.
-DOM_Node* Allocate(DOM_Document* document, uint16_t node_type, size_t text_capacity) {
-  DOM_Node* node = NewNode(document, node_type, text_capacity);
+// A node of a type that may be made, with room for `text_bytes` if they are not too many; records
+// why there is none.
+DOM_Node* Allocate(DOM_Document* document, uint16_t node_type, size_t text_bytes) {
+  DOM_Node* node = NewNode(document, node_type, text_bytes);
   if (node == nullptr) {
     FailErrno({kModule, kCreateNode});
   }
   return node;
 }
 
-DOM_String* CopyTo(char* room, const MeasuredText& text) {
-  std::memcpy(room, text.text, text.bytes - 1);
-  room[text.bytes - 1] = '\0';
-  return room;
+// Hands on a node with its texts; records why there is none when one of them could not be copied.
+DOM_Node* WithTexts(DOM_Node* node, bool are_copied) {
+  if (are_copied) {
+    return node;
+  }
+  FailErrno({kModule, kCreateNode});
+  FreeNode(node);
+  return nullptr;
+}
+
+// A node with a copy of `name` as its name.
+DOM_Node* MakeNamedNode(DOM_Document* document, uint16_t node_type, const MeasuredText& name) {
+  DOM_Node* node = Allocate(document, node_type, name.bytes);
+  if (node == nullptr) {
+    return nullptr;
+  }
+  node->nodeName = CopyForNode(node, 0, name);
+  return WithTexts(node, node->nodeName != nullptr);
 }
 
 // A node with a copy of `name` as its name and one of `value` as its value.
 DOM_Node* MakeNamedNode(DOM_Document* document, uint16_t node_type, const MeasuredText& name,
                         const MeasuredText& value) {
   DOM_Node* node = Allocate(document, node_type, name.bytes + value.bytes);
-  if (node != nullptr) {
-    node->nodeName = CopyTo(TextRoom(node), name);
-    node->nodeValue = CopyTo(TextRoom(node) + name.bytes, value);
+  if (node == nullptr) {
+    return nullptr;
   }
-  return node;
+  node->nodeName = CopyForNode(node, 0, name);
+  node->nodeValue = node->nodeName != nullptr ? CopyForNode(node, name.bytes, value) : nullptr;
+  return WithTexts(node, node->nodeValue != nullptr);
 }
 
 // Measures a text that the operation at `site` is to copy; records why it cannot.
@@ -108,22 +124,19 @@ DOM_Node* CreateNamed(const TraceSite& site, DOM_Document* document, uint16_t no
   if (!Measure(site, name, measured)) {
     return nullptr;
   }
-  DOM_Node* node = Allocate(document, node_type, measured.bytes);
-  if (node != nullptr) {
-    node->nodeName = CopyTo(TextRoom(node), measured);
-  }
-  return Made(site, node);
+  return Made(site, MakeNamedNode(document, node_type, measured));
 }
 
 DOM_CharacterData* MakeCharacterData(const TraceSite& site, DOM_Document* document,
                                      uint16_t node_type, const MeasuredText& data) {
   DOM_Node* node = Allocate(document, node_type, data.bytes);
-  if (node != nullptr) {
-    node->nodeName = ConstantName(node_type);
-    node->nodeValue = CopyTo(TextRoom(node), data);
-    DOM_CharacterDataPart(node).length = data.columns;
+  if (node == nullptr) {
+    return Made(site, nullptr);
   }
-  return Made(site, node);
+  node->nodeName = ConstantName(node_type);
+  node->nodeValue = CopyForNode(node, 0, data);
+  DOM_CharacterDataPart(node).length = data.columns;
+  return Made(site, WithTexts(node, node->nodeValue != nullptr));
 }
 
 DOM_Attr* MakeAttribute(DOM_Document* document, const MeasuredText& name,

@@ -113,7 +113,7 @@ void FreeNode(DOM_Node* node) {
     FreeText(node, node->nodeName);
   }
   FreeText(node, node->nodeValue);
-  std::free(node);
+  FreeRecord(node);
 }
 
 void FreeNodes(DOM_Node* first, DOM_Document* survivor) {

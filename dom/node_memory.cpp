@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "dom/live_documents.h"
+#include "dom/node_pages.h"
 #include "support/mbs.h"
 
 namespace qvx::dom {
@@ -54,27 +55,37 @@ void SetUpLists(DOM_Node* node) {
   }
 }
 
+size_t BlockSizeFor(size_t size) {
+  return (size + kBlockUnit - 1) / kBlockUnit * kBlockUnit;
+}
+
 }  // namespace
 
-DOM_Node* NewNode(DOM_Document* document, uint16_t node_type, size_t text_room) {
-  if (text_room > UINT32_MAX) {  // two texts of the greatest length that there is
-    errno = ENOMEM;
-    return nullptr;
-  }
+DOM_Node* NewNode(DOM_Document* document, uint16_t node_type, size_t text_bytes) {
   const size_t record_size = kRecordSizes[node_type];
-  auto* node = static_cast<NodeRecord*>(std::malloc(record_size + text_room));
-  if (node == nullptr) {
+  const bool fits = text_bytes <= kLargestBlock - record_size;
+  const size_t size = BlockSizeFor(record_size + (fits ? text_bytes : 0));
+  const NodeBlock block = TakeBlock(size);
+  if (block.memory == nullptr) {
     return nullptr;
   }
-  std::memset(static_cast<void*>(node), 0, record_size);
+  std::memset(block.memory, 0, record_size);
+  auto* node = static_cast<NodeRecord*>(block.memory);
   node->nodeType = node_type;
   node->ownerDocument = document;
-  node->text_room = static_cast<uint32_t>(text_room);
+  node->text_room = static_cast<uint16_t>(size - record_size);
+  node->place = block.place;
   SetUpLists(node);
   if (node_type == DOM_DOCUMENT_NODE) {
     AddToLive(static_cast<DocumentNode*>(static_cast<DOM_Node*>(node)));
   }
   return node;
+}
+
+void FreeRecord(DOM_Node* node) {
+  const auto* record = static_cast<const NodeRecord*>(node);
+  const size_t size = kRecordSizes[node->nodeType] + record->text_room;
+  GiveBackBlock({node, record->place}, size);
 }
 
 DOM_String* ExchangeValue(DOM_Node* node, DOM_String* value, uint32_t length) {
@@ -102,6 +113,19 @@ bool MeasureText(const DOM_String* text, MeasuredText& measured) {
   }
   measured = {text, static_cast<size_t>(bytes) + 1, static_cast<uint32_t>(mbslen(text))};
   return true;
+}
+
+DOM_String* CopyForNode(DOM_Node* node, size_t used, const MeasuredText& text) {
+  char* copy = TextRoom(node) + used;
+  if (used + text.bytes > static_cast<const NodeRecord*>(node)->text_room) {
+    copy = static_cast<char*>(std::malloc(text.bytes));
+    if (copy == nullptr) {
+      return nullptr;
+    }
+  }
+  std::memcpy(copy, text.text, text.bytes - 1);
+  copy[text.bytes - 1] = '\0';
+  return copy;
 }
 
 }  // namespace qvx::dom

@@ -1,7 +1,8 @@
 // The memory of a node and of its texts. Internal to the document model.
 //
 // The first copies of a node's name and value stand in the room behind its record, in the same
-// block. Such a text is not freed by itself: its place tells it from one with a block of its own.
+// block, unless they are too long for that. Such a text is not freed by itself: its place tells it
+// from one with a block of its own.
 #ifndef QVX_DOM_NODE_MEMORY_H
 #define QVX_DOM_NODE_MEMORY_H
 
@@ -14,9 +15,12 @@
 namespace qvx::dom {
 
 /// Makes a zero-filled node of `node_type` in `document` with its child list, attribute map and
-/// document type views set up and `text_room` bytes behind the record, at TextRoom. Returns null
-/// with errno set when memory ran out; records nothing.
-DOM_Node* NewNode(DOM_Document* document, uint16_t node_type, size_t text_room);
+/// document type views set up and room for `text_bytes` behind the record, or none when that is too
+/// much. Returns null with errno set when memory ran out; records nothing.
+DOM_Node* NewNode(DOM_Document* document, uint16_t node_type, size_t text_bytes);
+
+/// Gives back the block of `node`.
+void FreeRecord(DOM_Node* node);
 
 /// The room for texts behind the record of a node that NewNode made.
 inline char* TextRoom(DOM_Node* node) {
@@ -46,6 +50,10 @@ struct MeasuredText {
 /// Measures `text`. Returns false with errno EINVAL (null) or EILSEQ (undecodable) when it cannot
 /// be copied. Leaves the error cell alone.
 bool MeasureText(const DOM_String* text, MeasuredText& measured);
+
+/// A copy of `text` for a fresh `node`: behind the first `used` bytes of its room if that is large
+/// enough, otherwise in a block of its own. Returns null with errno set when memory ran out.
+DOM_String* CopyForNode(DOM_Node* node, size_t used, const MeasuredText& text);
 
 }  // namespace qvx::dom
 

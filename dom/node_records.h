@@ -1,6 +1,6 @@
 // How nodes and lists lie in memory. Internal to the document model.
 //
-// A node is one malloc block: the record of its type, then room for texts (node_memory.h).
+// A node is one block: the record of its type, then room for texts (node_memory.h).
 #ifndef QVX_DOM_NODE_RECORDS_H
 #define QVX_DOM_NODE_RECORDS_H
 
@@ -26,7 +26,8 @@ struct ListRecord : NodeList {
 
 /// What every node has behind its public fields.
 struct NodeRecord : DOM_Node {
-  uint32_t text_room;  ///< the bytes of the room for texts behind the record
+  uint16_t text_room;  ///< the bytes of the room for texts behind the record
+  uint16_t place;      ///< of its block in a page (node_pages.h)
 };
 
 /// The mark stands in front of the list record: behind it, it would cost 8 bytes.

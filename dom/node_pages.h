@@ -1,0 +1,37 @@
+// Where the blocks of nodes come from. Internal to the document model.
+//
+// Blocks of one size stand side by side in pages, which spares every node the header of a block
+// from malloc and most of what malloc costs. A page knows its free blocks, so what is freed is
+// reused by the next node of that size, of whatever document; a page without a node in it goes back
+// to malloc. A document that shrinks may so keep pages with few nodes in them, which the next nodes
+// of those sizes fill. New pages are as large as those of that size are together, within bounds: a
+// small document has small ones.
+//
+// Sanitizers see a use of freed memory only in blocks from malloc, so their builds have no pages.
+#ifndef QVX_DOM_NODE_PAGES_H
+#define QVX_DOM_NODE_PAGES_H
+
+#include <cstddef>
+#include <cstdint>
+
+namespace qvx::dom {
+
+/// The size of the largest block, and what the sizes of all are a multiple of.
+inline constexpr size_t kLargestBlock = 512;
+inline constexpr size_t kBlockUnit = 8;
+
+/// A block and its place in a page, which finds that page again.
+struct NodeBlock {
+  void* memory;  ///< null with errno set when memory ran out
+  uint16_t place;
+};
+
+/// A block of `size` bytes, a multiple of kBlockUnit and at most kLargestBlock.
+NodeBlock TakeBlock(size_t size);
+
+/// Gives back a block of TakeBlock(size).
+void GiveBackBlock(NodeBlock block, size_t size);
+
+}  // namespace qvx::dom
+
+#endif
