@@ -10,7 +10,6 @@ void SetUpAside() {
   aside.nodeName = "#destroyed";
   aside.nodeType = DOM_DOCUMENT_FRAGMENT_NODE;
   aside.childNodes = &aside;
-  aside.is_child_list = true;
 }
 
 void TakeBack(DOM_Node* node) {

@@ -54,7 +54,7 @@ void ChangeValue(DOM_Element* element, DOM_Attr* attribute, const DOM_String* va
 }
 
 bool Holds(const DOM_Element* element, const DOM_Attr* attribute) {
-  return static_cast<const AttributeNode*>(attribute)->home == element->attributes;
+  return static_cast<const AttributeNode*>(attribute)->holder == element;
 }
 
 // Tells whether handlers have put an attribute that was taken out of its element into one again. It

@@ -49,12 +49,16 @@ NodeHolder CloneWithDescendants(DOM_Document* document, const DOM_Node* source, 
 
 NodeHolder CloneElement(DOM_Document* document, const DOM_Node* source, int deep) {
   NodeHolder clone = Own(document, Made(DOM_Document_createElement(document, source->nodeName)));
-  NodeEntry* entry = clone != nullptr ? source->attributes->first : nullptr;
+  NodeEntry* entry = clone != nullptr ? FirstEntry(source->attributes) : nullptr;
   for (; entry != nullptr; entry = NextEntry(source->attributes, entry)) {
     // No recursion over the depth: an attribute with anything else than texts below it cannot be
     // cloned.
     NodeHolder attribute = CloneWithDescendants(document, NodeOf(source->attributes, entry), deep);
-    if (attribute == nullptr || !AppendToMap(clone->attributes, attribute.get())) {
+    if (attribute != nullptr && !AppendToMap(clone->attributes, attribute.get())) {
+      FailErrno({kModule, kInnerClone});
+      attribute.reset();
+    }
+    if (attribute == nullptr) {
       TraceLevel();
       return Own(document, nullptr);
     }

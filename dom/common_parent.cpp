@@ -6,13 +6,20 @@
 namespace qvx::dom {
 namespace {
 
-uint32_t& CurrentMark(DOM_Document* document) {
-  return static_cast<DocumentNode*>(document)->current_mark;
+constexpr uint32_t kMarkBits = 0x7fffffff;  // a node has no room for more
+
+uint32_t CurrentMark(const DOM_Document* document) {
+  return static_cast<const DocumentNode*>(document)->current_mark;
 }
 
-// The mark of a node that may have children.
-uint32_t& MarkOf(DOM_Node* node) {
-  return static_cast<ParentNode*>(node)->path_mark;
+void MoveMarkOn(DOM_Document* document) {
+  uint32_t& mark = static_cast<DocumentNode*>(document)->current_mark;
+  mark = (mark + 1) & kMarkBits;
+}
+
+// What the document model keeps of a node that may have children.
+ParentNode* ParentRecord(DOM_Node* node) {
+  return static_cast<ParentNode*>(node);
 }
 
 // The next node in preorder whose flag and whose ancestors' flags below `root` are set.
@@ -44,7 +51,7 @@ bool TakesNotes(const DOM_Node* node, const DOM_Document* document) {
 // would change nothing.
 bool LeadsToCommonParent(DOM_Node* node, DOM_Document* document) {
   return node->subtreeModified != 0 && TakesNotes(node, document) &&
-         MarkOf(node) == CurrentMark(document);
+         ParentRecord(node)->path_mark == CurrentMark(document);
 }
 
 // Only whole paths are marked: where a node takes no notes, ForgetPath would not see the path
@@ -56,15 +63,15 @@ void MarkPath(DOM_Node* from, const DOM_Node* to, DOM_Document* document) {
     }
   }
   for (; from != to; from = from->parentNode) {
-    MarkOf(from) = CurrentMark(document);
+    ParentRecord(from)->path_mark = CurrentMark(document) & kMarkBits;
   }
 }
 
 void SetCommonParent(DOM_Document* document, DOM_Node* node) {
   DOM_DocumentPart(document).commonParent = node;
-  ++CurrentMark(document);
+  MoveMarkOn(document);
   if (node != nullptr && node->childNodes != nullptr) {
-    static_cast<ParentNode*>(node)->has_been_common_parent = true;
+    ParentRecord(node)->has_been_common_parent = 1;
   }
 }
 
@@ -73,13 +80,13 @@ void SetCommonParent(DOM_Document* document, DOM_Node* node) {
 void ForgetPath(DOM_Node* node) {
   DOM_Document* const document = node->ownerDocument;
   if (document != nullptr && LeadsToCommonParent(node, document)) {
-    ++CurrentMark(document);
+    MoveMarkOn(document);
   }
 }
 
 void ForgetCommonParent(const DOM_Node* node) {
   if (node->childNodes == nullptr ||
-      !static_cast<const ParentNode*>(node)->has_been_common_parent) {
+      static_cast<const ParentNode*>(node)->has_been_common_parent == 0) {
     return;
   }
   for (DocumentNode* document = FirstLiveDocument(); document != nullptr;

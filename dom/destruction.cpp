@@ -29,16 +29,17 @@ void DOM_Document_destroyNodeList(DOM_Document* document, NodeList* list, int de
   if (list == nullptr) {
     return;
   }
-  while (list->filter == 0 && destroy_nodes != 0 && list->first != nullptr) {
-    DOM_Node* const node = NodeOf(list, list->first);
-    DropEntry(list, list->first);
+  if (IsView(list)) {
+    return;
+  }
+  while (destroy_nodes != 0 && FirstEntry(list) != nullptr) {
+    DOM_Node* const node = NodeOf(list, FirstEntry(list));
+    DropEntry(list, FirstEntry(list));
     DOM_Document_destroyNode(document, node);
   }
-  if (list->filter == 0) {
-    ClearList(list);
-  }
+  ClearList(list);
   if (!IsPartOfNode(list)) {
-    std::free(RecordOf(list));
+    std::free(AsEntryList(list));
   }
 }
 

@@ -1,7 +1,5 @@
 #include "dom/document_references.h"
 
-#include <initializer_list>
-
 #include "dom/node_records.h"
 
 namespace qvx::dom {
@@ -41,13 +39,6 @@ void UnnameChild(DOM_Document* document, DOM_Node* child) {
 
 void SetDoctypeOwner(DOM_DocumentType* doctype, DOM_Document* document) {
   doctype->ownerDocument = document;
-  doctype->childNodes->ownerDocument = document;
-  for (NamedNodeMap* view :
-       {DOM_DocumentTypePart(doctype).entities, DOM_DocumentTypePart(doctype).notations}) {
-    if (view != nullptr) {
-      view->ownerDocument = document;
-    }
-  }
 }
 
 void NameClone(DOM_Document* document, DOM_DocumentType* clone) {

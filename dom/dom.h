@@ -82,13 +82,7 @@ struct NodeEntry {};
 
 /// A list of nodes; also the representation of a named-node map.
 struct NodeList {
-  DOM_Node* ownerDocument;  ///< the document that it was made for; may be null
-  DOM_Node* ownerElement;   ///< for an element's attribute map: the element; otherwise null
-  NodeEntry* first;         ///< ends of the entry chain
-  NodeEntry* last;
-  NodeList* underlying;  ///< for a view: the list that it filters
   uint32_t length;
-  uint16_t filter;  ///< 0 for a plain list; otherwise a node type, and the list is a read-only view
 };
 using DOM_NodeList = NodeList;
 using NamedNodeMap = NodeList;
@@ -168,6 +162,11 @@ const DOM_DocumentTypeFields& DOM_DocumentTypePart(const DOM_DocumentType* docty
 /// DOM_Document_destroyNodeList. Returns null when memory ran out.
 NodeList* Document_createNodeList(DOM_Document* document);
 NamedNodeMap* Document_createNamedNodeMap(DOM_Document* document);
+
+/// The document that a list was made for (may be null); the element whose attribute map it is, or
+/// null.
+DOM_Document* DOM_NodeList_ownerDocument(const NodeList* list);
+DOM_Element* DOM_NodeList_ownerElement(const NodeList* list);
 
 /// Change a list that has entries of its own, or link a node into a child list, or take it out. An
 /// attribute's ownerElement follows what is appended, inserted and removed. All of them give null

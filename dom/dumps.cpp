@@ -26,7 +26,7 @@ const char* TypeNameOf(const DOM_Node* node) {
 
 void PrintAttributes(const NamedNodeMap* attributes) {
   const char* separator = "    ";
-  for (NodeEntry* entry = attributes->first; entry != nullptr;
+  for (NodeEntry* entry = FirstEntry(attributes); entry != nullptr;
        entry = NextEntry(attributes, entry)) {
     const DOM_Node* const attribute = NodeOf(attributes, entry);
     std::printf("%s%s=%s", separator, NameOf(attribute), Shown(attribute->nodeValue));

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "dom/common_parent.h"
+#include "dom/cursors.h"
 #include "dom/document_references.h"
 #include "dom/list_changes.h"
 #include "dom/listeners.h"
@@ -14,16 +15,12 @@
 namespace qvx::dom {
 namespace {
 
-void FreeView(NamedNodeMap* view) {
-  if (view != nullptr && !IsPartOfNode(view)) {
-    std::free(RecordOf(view));
-  }
-}
-
 void FreeOwnPart(DOM_Node* node) {
   switch (node->nodeType) {
     case DOM_ELEMENT_NODE:
       ClearList(node->attributes);
+      ForgetCursor(RecordOf(node->attributes));
+      std::free(static_cast<ElementNode*>(node)->chain);
       break;
     case DOM_ENTITY_NODE:
     case DOM_NOTATION_NODE:
@@ -41,8 +38,8 @@ void FreeOwnPart(DOM_Node* node) {
       UnnameClone(node);
       FreeText(node, DOM_DocumentTypePart(node).publicId);
       FreeText(node, DOM_DocumentTypePart(node).systemId);
-      FreeView(DOM_DocumentTypePart(node).entities);
-      FreeView(DOM_DocumentTypePart(node).notations);
+      ForgetCursor(static_cast<EntityView*>(static_cast<DocumentTypeNode*>(node)));
+      ForgetCursor(static_cast<NotationView*>(static_cast<DocumentTypeNode*>(node)));
       break;
     default:
       break;
@@ -92,9 +89,9 @@ class DoomedNodes {
   }
 
   void AddAttributes(DOM_Node* node) {
-    while (node->attributes != nullptr && node->attributes->first != nullptr) {
-      DOM_Node* const attribute = NodeOf(node->attributes, node->attributes->first);
-      DropEntry(node->attributes, node->attributes->first);
+    while (node->attributes != nullptr && FirstEntry(node->attributes) != nullptr) {
+      DOM_Node* const attribute = NodeOf(node->attributes, FirstEntry(node->attributes));
+      DropEntry(node->attributes, FirstEntry(node->attributes));
       attribute->nextSibling = next_;
       next_ = attribute;
     }
@@ -109,6 +106,9 @@ void FreeNode(DOM_Node* node) {
   ForgetCommonParent(node);
   FreeListeners(node);
   FreeOwnPart(node);
+  if (node->childNodes != nullptr) {
+    ForgetCursor(RecordOf(node->childNodes));
+  }
   if (HasPrivateName(node->nodeType)) {
     FreeText(node, node->nodeName);
   }

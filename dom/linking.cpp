@@ -2,6 +2,7 @@
 
 #include "dom/chain.h"
 #include "dom/common_parent.h"
+#include "dom/cursors.h"
 #include "dom/document_references.h"
 #include "dom/lists.h"
 #include "dom/node_records.h"
@@ -13,31 +14,22 @@ using Children = Chain<DOM_Node, &DOM_Node::previousSibling, &DOM_Node::nextSibl
 
 enum class Change { kCame, kWent };
 
-void KeepViewInStep(NamedNodeMap* view, const DOM_Node* declaration, Change change) {
-  if (view == nullptr) {
-    return;
-  }
+void KeepViewInStep(ViewList* view, const DOM_Node* declaration, Change change) {
   ForgetCursor(view);
-  if (view->filter != declaration->nodeType) {
-    return;
-  }
-  if (change == Change::kCame) {
-    ++view->length;
-  } else if (view->length > 0) {
-    --view->length;
+  if (view->filter == declaration->nodeType) {
+    view->length += change == Change::kCame ? 1 : -1;
   }
 }
 
-void KeepViewsInStep(DOM_Node* doctype, const DOM_Node* declaration, Change change) {
-  KeepViewInStep(DOM_DocumentTypePart(doctype).entities, declaration, change);
-  KeepViewInStep(DOM_DocumentTypePart(doctype).notations, declaration, change);
+void KeepViewsInStep(DOM_Node* parent, const DOM_Node* declaration, Change change) {
+  auto* doctype = static_cast<DocumentTypeNode*>(parent);
+  KeepViewInStep(static_cast<EntityView*>(doctype), declaration, change);
+  KeepViewInStep(static_cast<NotationView*>(doctype), declaration, change);
 }
 
 void SetChildren(DOM_Node* parent, const Children& children) {
   parent->firstChild = children.first;
   parent->lastChild = children.last;
-  parent->childNodes->first = children.first;
-  parent->childNodes->last = children.last;
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "dom/aside.h"
 #include "dom/chain.h"
 #include "dom/child_rules.h"
+#include "dom/cursors.h"
 #include "dom/failure.h"
 #include "dom/linking.h"
 #include "dom/lists.h"
@@ -22,35 +23,20 @@ void SetOwnerElement(DOM_Node* node, DOM_Node* element) {
   }
 }
 
-// An entry for `node`, not linked yet. Null with errno set when memory ran out.
-ListEntry* MakeEntry(NodeList* list, DOM_Node* node) {
-  ListEntry* entry = nullptr;
-  if (IsAttributeMapOfElement(list)) {
-    auto* attribute = static_cast<AttributeNode*>(node);
-    if (attribute->parentNode != nullptr) {
-      TakeBack(attribute);
-    }
-    attribute->home = list;
-    ++attribute->placements;
-    entry = &attribute->map_entry;
-  } else {
-    entry = static_cast<ListEntry*>(std::malloc(sizeof(ListEntry)));
-  }
-  if (entry != nullptr) {
-    entry->node = node;
-  }
-  return entry;
-}
-
 using Entries = Chain<ListEntry, &ListEntry::previous, &ListEntry::next>;
 
-Entries EntriesOf(const NodeList* list) {
-  return {AsListEntry(list->first), AsListEntry(list->last)};
+// The ends of `list`, which is no child list.
+Entries EntriesOf(NodeList* list) {
+  return {AsListEntry(FirstEntry(list)), AsListEntry(LastEntry(list))};
 }
 
 void SetEntries(NodeList* list, const Entries& entries) {
-  list->first = entries.first;
-  list->last = entries.last;
+  if (KindOf(list) == ListKind::kAttributes) {
+    *ElementOfMap(list)->chain = {entries.first, entries.last};
+    return;
+  }
+  AsEntryList(list)->first = entries.first;
+  AsEntryList(list)->last = entries.last;
 }
 
 void LinkEntry(NodeList* list, ListEntry* entry, ListEntry* next) {
@@ -69,45 +55,83 @@ void UnlinkEntry(NodeList* list, ListEntry* entry) {
   --list->length;
 }
 
-// Takes the entry of an attribute, which is a part of it, out of the map of its element.
-void LeaveMap(NodeList* map, ListEntry* entry) {
-  UnlinkEntry(map, entry);
-  auto* attribute = static_cast<AttributeNode*>(entry->node);
-  SetOwnerElement(attribute, nullptr);
-  attribute->home = nullptr;
+// Whether the map of `element` can take attributes; false with errno set when memory ran out.
+bool HasChain(ElementNode* element) {
+  if (element->chain == nullptr) {
+    element->chain = static_cast<AttributeChain*>(std::calloc(1, sizeof(AttributeChain)));
+  }
+  return element->chain != nullptr;
+}
+
+// Puts an attribute into the map of an element before `next`. Returns its entry, which is a part of
+// it, or null with errno set when memory ran out.
+ListEntry* EnterMap(NodeList* map, AttributeNode* attribute, ListEntry* next) {
+  ElementNode* const element = ElementOfMap(map);
+  if (!HasChain(element)) {
+    return nullptr;
+  }
+  if (attribute->parentNode != nullptr) {
+    TakeBack(attribute);
+  }
+  attribute->holder = element;
+  ++attribute->placements;
+  LinkEntry(map, attribute, next);
+  return attribute;
+}
+
+// Takes an attribute out of the map of its element.
+void LeaveMap(AttributeNode* attribute) {
+  UnlinkEntry(attribute->holder->attributes, attribute);
+  attribute->ownerElement = nullptr;
+  attribute->holder = nullptr;
+}
+
+// Puts a node into a list by itself before `next`. Returns its entry, or null with errno set when
+// memory ran out.
+ListEntry* EnterList(NodeList* list, DOM_Node* node, ListEntry* next) {
+  auto* entry = static_cast<HeapEntry*>(std::malloc(sizeof(HeapEntry)));
+  if (entry != nullptr) {
+    entry->node = node;
+    LinkEntry(list, entry, next);
+  }
+  return entry;
 }
 
 void FreeEntries(NodeList* list) {
-  NodeEntry* entry = list->first;
+  NodeEntry* entry = FirstEntry(list);
   while (entry != nullptr) {
     NodeEntry* const next = AsListEntry(entry)->next;
     std::free(AsListEntry(entry));
     entry = next;
   }
   SetEntries(list, {});
-  ForgetCursor(list);
+  ForgetCursor(RecordOf(list));
   list->length = 0;
 }
 
-// The entry of `node` in a list whose entries are on the heap, or null.
-ListEntry* FindHeapEntry(const NodeList* list, const DOM_Node* node) {
-  ListEntry* entry = AsListEntry(list->first);
+// The entry of `node` in a list by itself, or null.
+HeapEntry* FindHeapEntry(const NodeList* list, const DOM_Node* node) {
+  auto* entry = static_cast<HeapEntry*>(AsEntryList(list)->first);
   while (entry != nullptr && entry->node != node) {
-    entry = entry->next;
+    entry = static_cast<HeapEntry*>(entry->next);
   }
   return entry;
 }
 
 bool IsInMap(const DOM_Node* node, const NodeList* map) {
   return node->nodeType == DOM_ATTRIBUTE_NODE &&
-         static_cast<const AttributeNode*>(node)->home == map;
+         static_cast<const AttributeNode*>(node)->holder == ElementOfMap(map);
 }
 
 bool Holds(const NodeList* list, const DOM_Node* node) {
-  if (IsChildList(list)) {
-    return node->parentNode == ParentOfList(list);
+  switch (KindOf(list)) {
+    case ListKind::kChildren:
+      return node->parentNode == ParentOfList(list);
+    case ListKind::kAttributes:
+      return IsInMap(node, list);
+    default:
+      return FindHeapEntry(list, node) != nullptr;
   }
-  return IsAttributeMapOfElement(list) ? IsInMap(node, list) : FindHeapEntry(list, node) != nullptr;
 }
 
 bool MayChange(const TraceSite& site, const NodeList* list, const DOM_Node* node) {
@@ -115,7 +139,7 @@ bool MayChange(const TraceSite& site, const NodeList* list, const DOM_Node* node
     Fail(site, kNullParameter);
     return false;
   }
-  if (list->filter != 0) {
+  if (IsView(list)) {
     Fail(site, DOM_FILTERED_LIST_ERR);
     return false;
   }
@@ -136,32 +160,34 @@ NodeEntry* PutBefore(const TraceSite& site, NodeList* list, DOM_Node* node, Node
 }  // namespace
 
 NodeEntry* FindEntry(const NodeList* list, DOM_Node* node) {
-  if (IsChildList(list)) {
-    return node->parentNode == ParentOfList(list) ? node : nullptr;
+  switch (KindOf(list)) {
+    case ListKind::kChildren:
+      return node->parentNode == ParentOfList(list) ? node : nullptr;
+    case ListKind::kAttributes:
+      return IsInMap(node, list) ? static_cast<ListEntry*>(static_cast<AttributeNode*>(node))
+                                 : nullptr;
+    default:
+      return FindHeapEntry(list, node);
   }
-  if (IsAttributeMapOfElement(list)) {
-    return IsInMap(node, list) ? &static_cast<AttributeNode*>(node)->map_entry : nullptr;
-  }
-  return FindHeapEntry(list, node);
 }
 
 bool MayEnter(const TraceSite& site, const NodeList* list, const DOM_Node* node,
               const DOM_Node* replaced) {
-  if (IsChildList(list)) {
+  if (KindOf(list) == ListKind::kChildren) {
     const bool fits = node->parentNode == nullptr && MayHold(ParentOfList(list), node, replaced);
     if (!fits) {
       Fail(site, DOM_HIERARCHY_REQUEST_ERR);
     }
     return fits;
   }
-  if (!IsAttributeMapOfElement(list)) {
+  if (KindOf(list) != ListKind::kAttributes) {
     return true;
   }
   if (node->nodeType != DOM_ATTRIBUTE_NODE) {
     Fail(site, DOM_HIERARCHY_REQUEST_ERR);
     return false;
   }
-  if (static_cast<const AttributeNode*>(node)->home != nullptr) {
+  if (static_cast<const AttributeNode*>(node)->holder != nullptr) {
     Fail(site, DOM_INUSE_ATTRIBUTE_ERR);
     return false;
   }
@@ -169,16 +195,17 @@ bool MayEnter(const TraceSite& site, const NodeList* list, const DOM_Node* node,
 }
 
 NodeEntry* InsertEntry(NodeList* list, DOM_Node* node, NodeEntry* next) {
-  if (IsChildList(list)) {
+  if (KindOf(list) == ListKind::kChildren) {
     LinkChild(ParentOfList(list), node, AsChild(next));
     return node;
   }
-  ListEntry* const entry = MakeEntry(list, node);
-  if (entry == nullptr) {
-    return nullptr;
+  ListEntry* const entry =
+      KindOf(list) == ListKind::kAttributes
+          ? EnterMap(list, static_cast<AttributeNode*>(node), AsListEntry(next))
+          : EnterList(list, node, AsListEntry(next));
+  if (entry != nullptr) {
+    SetOwnerElement(node, DOM_NodeList_ownerElement(list));
   }
-  LinkEntry(list, entry, AsListEntry(next));
-  SetOwnerElement(node, list->ownerElement);
   return entry;
 }
 
@@ -188,34 +215,31 @@ NodeEntry* ReplaceEntry(NodeList* list, NodeEntry* entry, DOM_Node* node) {
     DropEntry(list, entry);
     return InsertEntry(list, node, next);
   }
-  SetOwnerElement(AsListEntry(entry)->node, nullptr);
-  AsListEntry(entry)->node = node;
+  auto* replaced = static_cast<HeapEntry*>(AsListEntry(entry));
+  SetOwnerElement(replaced->node, nullptr);
+  replaced->node = node;
   return entry;
 }
 
 void DropEntry(NodeList* list, NodeEntry* entry) {
-  if (IsChildList(list)) {
-    return UnlinkChild(AsChild(entry));
+  switch (KindOf(list)) {
+    case ListKind::kChildren:
+      return UnlinkChild(AsChild(entry));
+    case ListKind::kAttributes:
+      return LeaveMap(static_cast<AttributeNode*>(AsListEntry(entry)));
+    default:
+      UnlinkEntry(list, AsListEntry(entry));
+      SetOwnerElement(NodeOf(list, entry), nullptr);
+      std::free(AsListEntry(entry));
   }
-  ListEntry* const dropped = AsListEntry(entry);
-  if (IsAttributeMapOfElement(list)) {
-    return LeaveMap(list, dropped);
-  }
-  UnlinkEntry(list, dropped);
-  SetOwnerElement(dropped->node, nullptr);
-  std::free(dropped);
 }
 
 void ClearList(NodeList* list) {
   if (!IsPartOfNode(list)) {
     return FreeEntries(list);
   }
-  while (list->first != nullptr) {
-    if (IsChildList(list)) {
-      UnlinkChild(AsChild(list->first));
-    } else {
-      LeaveMap(list, AsListEntry(list->first));
-    }
+  while (NodeEntry* const first = FirstEntry(list)) {
+    DropEntry(list, first);
   }
 }
 
@@ -224,12 +248,13 @@ void ClearList(NodeList* list) {
 using namespace qvx::dom;
 
 NodeList* Document_createNodeList(DOM_Document* document) {
-  auto* list = static_cast<ListRecord*>(std::calloc(1, sizeof(ListRecord)));
+  auto* list = static_cast<EntryList*>(std::calloc(1, sizeof(EntryList)));
   if (list == nullptr) {
     FailErrno({kModule, __func__});
     return nullptr;
   }
-  list->ownerDocument = document;
+  list->kind = ListKind::kEntries;
+  list->owner_document = document;
   return list;
 }
 
@@ -265,7 +290,7 @@ NodeEntry* NodeList_remove(NodeList* list, DOM_Node* node) {
     return nullptr;
   }
   // The entry itself may be a part of a node, which the caller could not free.
-  auto* removed = static_cast<ListEntry*>(std::calloc(1, sizeof(ListEntry)));
+  auto* removed = static_cast<HeapEntry*>(std::calloc(1, sizeof(HeapEntry)));
   if (removed == nullptr) {
     FailErrno({kModule, __func__});
     return nullptr;
@@ -294,7 +319,7 @@ NodeEntry* NodeList_replace(NodeList* list, DOM_Node* new_node, DOM_Node* old_no
 }
 
 int NodeList_exists(const NodeList* list, const DOM_Node* node) {
-  if (list == nullptr || node == nullptr || list->filter != 0) {
+  if (list == nullptr || node == nullptr || IsView(list)) {
     return 0;
   }
   return Holds(list, node) ? 1 : 0;

@@ -1,7 +1,14 @@
 #include "dom/lists.h"
 
+#include "dom/cursors.h"
+
 namespace qvx::dom {
 namespace {
+
+// The document of a node that is none itself: a loading document is its own.
+DOM_Document* OwnerOf(const DOM_Node* node) {
+  return IsDocument(node) ? nullptr : node->ownerDocument;
+}
 
 // Moves from `entry`, which is at index `at`, to `index`.
 NodeEntry* Step(const NodeList* list, NodeEntry* entry, uint32_t at, uint32_t index) {
@@ -16,89 +23,106 @@ NodeEntry* Step(const NodeList* list, NodeEntry* entry, uint32_t at, uint32_t in
 
 NodeEntry* EntryAt(const ListRecord* list, uint32_t index) {
   const uint32_t from_last = list->length - 1 - index;
-  const uint32_t from_cursor =
-      index > list->cursor_index ? index - list->cursor_index : list->cursor_index - index;
-  if (list->cursor != nullptr && from_cursor <= index && from_cursor <= from_last) {
-    return Step(list, list->cursor, list->cursor_index, index);
+  if (const Cursor* const cursor = CursorOf(list)) {
+    const uint32_t from_cursor =
+        index > cursor->index ? index - cursor->index : cursor->index - index;
+    if (from_cursor <= index && from_cursor <= from_last) {
+      return Step(list, cursor->entry, cursor->index, index);
+    }
   }
   if (index <= from_last) {
-    return Step(list, list->first, 0, index);
+    return Step(list, FirstEntry(list), 0, index);
   }
-  return Step(list, list->last, list->length - 1, index);
+  return Step(list, LastEntry(list), list->length - 1, index);
 }
 
-// The entry of the underlying list, from `entry` on, that passes the filter; null when there is
-// none.
-NodeEntry* Passing(const NodeList* view, NodeEntry* entry,
-                   NodeEntry* (*advance)(const NodeList*, NodeEntry*)) {
-  while (entry != nullptr && NodeOf(view->underlying, entry)->nodeType != view->filter) {
-    entry = advance(view->underlying, entry);
+using Advance = DOM_Node* DOM_Node::*;
+
+// The first child from `child` on, in the direction of `advance`, that has the type; null when
+// there is none.
+DOM_Node* Passing(uint16_t type, DOM_Node* child, Advance advance) {
+  while (child != nullptr && child->nodeType != type) {
+    child = child->*advance;
   }
-  return entry;
+  return child;
 }
 
-NodeEntry* EntryOfViewAt(const ListRecord* view, uint32_t index) {
-  const NodeList* const list = view->underlying;
-  // Only a document type tells its own views when its children change.
-  const bool use_cursor =
-      view->cursor != nullptr && IsViewOfDoctype(view) && view->cursor_index / 2 <= index;
-  NodeEntry* entry = use_cursor ? view->cursor : Passing(view, list->first, NextEntry);
-  uint32_t at = use_cursor ? view->cursor_index : 0;
-  for (; entry != nullptr && at < index; ++at) {
-    entry = Passing(view, NextEntry(list, entry), NextEntry);
+DOM_Node* ChildOfViewAt(const NodeList* view, const DOM_Node* doctype, uint32_t index) {
+  const Cursor* const cursor = CursorOf(static_cast<const ListRecord*>(view));
+  const uint16_t type = static_cast<const ViewList*>(view)->filter;
+  const bool use_cursor = cursor != nullptr && cursor->index / 2 <= index;
+  DOM_Node* child = use_cursor ? AsChild(cursor->entry)
+                               : Passing(type, doctype->firstChild, &DOM_Node::nextSibling);
+  uint32_t at = use_cursor ? cursor->index : 0;
+  for (; child != nullptr && at < index; ++at) {
+    child = Passing(type, child->nextSibling, &DOM_Node::nextSibling);
   }
-  for (; entry != nullptr && at > index; --at) {
-    entry = Passing(view, PreviousEntry(list, entry), PreviousEntry);
+  for (; child != nullptr && at > index; --at) {
+    child = Passing(type, child->previousSibling, &DOM_Node::previousSibling);
   }
-  return entry;
+  return child;
 }
 
 }  // namespace
 
-bool IsAttributeMapOfElement(const NodeList* list) {
-  return list->ownerElement != nullptr &&
-         list == &static_cast<const ElementNode*>(list->ownerElement)->attribute_map;
+const DocumentTypeNode* DoctypeOfView(const NodeList* list) {
+  if (static_cast<const ViewList*>(list)->filter == DOM_ENTITY_NODE) {
+    return static_cast<const DocumentTypeNode*>(static_cast<const EntityView*>(list));
+  }
+  return static_cast<const DocumentTypeNode*>(static_cast<const NotationView*>(list));
 }
 
-bool IsViewOfDoctype(const NodeList* list) {
-  if (list->underlying == nullptr || !IsChildList(list->underlying)) {
-    return false;
+NodeEntry* LastEntry(const NodeList* list) {
+  switch (KindOf(list)) {
+    case ListKind::kChildren:
+      return ParentOfList(list)->lastChild;
+    case ListKind::kAttributes:
+      return ElementOfMap(list)->chain != nullptr ? ElementOfMap(list)->chain->last : nullptr;
+    default:
+      return AsEntryList(list)->last;
   }
-  const DOM_Node* const parent = ParentOfList(list->underlying);
-  if (parent->nodeType != DOM_DOCUMENT_TYPE_NODE) {
-    return false;
-  }
-  const auto* doctype = static_cast<const DocumentTypeNode*>(parent);
-  return list == doctype->entities || list == doctype->notations;
-}
-
-bool IsPartOfNode(const NodeList* list) {
-  if (IsChildList(list) || IsAttributeMapOfElement(list)) {
-    return true;
-  }
-  if (!IsViewOfDoctype(list)) {
-    return false;
-  }
-  const auto* doctype = static_cast<const DocumentTypeNode*>(ParentOfList(list->underlying));
-  return list == &doctype->entity_view || list == &doctype->notation_view;
 }
 
 }  // namespace qvx::dom
 
 using namespace qvx::dom;
 
+DOM_Document* DOM_NodeList_ownerDocument(const NodeList* list) {
+  switch (KindOf(list)) {
+    case ListKind::kChildren:
+      return OwnerOf(ParentOfList(list));
+    case ListKind::kAttributes:
+      return ElementOfMap(list)->ownerDocument;
+    case ListKind::kView:
+      return DoctypeOfView(list)->ownerDocument;
+    default:
+      return AsEntryList(list)->owner_document;
+  }
+}
+
+DOM_Element* DOM_NodeList_ownerElement(const NodeList* list) {
+  if (KindOf(list) != ListKind::kAttributes) {
+    return nullptr;
+  }
+  return const_cast<ElementNode*>(ElementOfMap(list));
+}
+
 DOM_Node* DOM_NodeList_item(NodeList* list, int32_t index) {
-  NodeList* const entries = list != nullptr && list->filter != 0 ? list->underlying : list;
-  if (entries == nullptr || index < 0 || static_cast<uint32_t>(index) >= entries->length) {
+  if (list == nullptr || index < 0) {
     return nullptr;
   }
   const auto position = static_cast<uint32_t>(index);
-  NodeEntry* const entry = list->filter != 0 ? EntryOfViewAt(RecordOf(list), position)
-                                             : EntryAt(RecordOf(list), position);
-  if (entry == nullptr) {
+  if (IsView(list)) {
+    DOM_Node* const child = ChildOfViewAt(list, DoctypeOfView(list), position);
+    if (child != nullptr) {
+      SetCursor(RecordOf(list), child, position);
+    }
+    return child;
+  }
+  if (position >= list->length) {
     return nullptr;
   }
-  RecordOf(list)->cursor = entry;
-  RecordOf(list)->cursor_index = position;
-  return NodeOf(entries, entry);
+  NodeEntry* const entry = EntryAt(RecordOf(list), position);
+  SetCursor(RecordOf(list), entry, position);
+  return NodeOf(list, entry);
 }

@@ -4,10 +4,6 @@
 // chains of ListEntry: on the heap, except that an attribute brings its own entry for the map of an
 // element. So a child and an attribute of an element are found without a search, and only a heap
 // entry is searched for.
-//
-// A list remembers the entry that a look-up by index delivered last (its cursor). A change that
-// leaves the cursor's index as it was keeps it, so that a walk which replaces or removes what it
-// meets stays linear; any other change forgets it.
 #ifndef QVX_DOM_LISTS_H
 #define QVX_DOM_LISTS_H
 
@@ -19,9 +15,44 @@ namespace qvx::dom {
 inline ListRecord* RecordOf(NodeList* list) {
   return static_cast<ListRecord*>(list);
 }
+inline ListKind KindOf(const NodeList* list) {
+  return static_cast<const ListRecord*>(list)->kind;
+}
 
-inline bool IsChildList(const NodeList* list) {
-  return static_cast<const ListRecord*>(list)->is_child_list;
+/// The three below that may be cast to: the caller makes sure of the kind.
+inline EntryList* AsEntryList(NodeList* list) {
+  return static_cast<EntryList*>(list);
+}
+inline const EntryList* AsEntryList(const NodeList* list) {
+  return static_cast<const EntryList*>(list);
+}
+
+/// The element that `list`, an attribute map, is a part of.
+inline ElementNode* ElementOfMap(NodeList* list) {
+  return static_cast<ElementNode*>(static_cast<AttributeMap*>(list));
+}
+inline const ElementNode* ElementOfMap(const NodeList* list) {
+  return static_cast<const ElementNode*>(static_cast<const AttributeMap*>(list));
+}
+
+/// The node that `list`, a child list, is a part of.
+inline DOM_Node* ParentOfList(NodeList* list) {
+  return static_cast<ParentNode*>(static_cast<ChildList*>(list));
+}
+inline const DOM_Node* ParentOfList(const NodeList* list) {
+  return static_cast<const ParentNode*>(static_cast<const ChildList*>(list));
+}
+
+/// The document type that `list`, a view, is a part of.
+const DocumentTypeNode* DoctypeOfView(const NodeList* list);
+
+/// Whether `list` stands inside a node and goes with it.
+inline bool IsPartOfNode(const NodeList* list) {
+  return KindOf(list) != ListKind::kEntries;
+}
+
+inline bool IsView(const NodeList* list) {
+  return KindOf(list) == ListKind::kView;
 }
 
 inline ListEntry* AsListEntry(NodeEntry* entry) {
@@ -31,71 +62,45 @@ inline DOM_Node* AsChild(NodeEntry* entry) {
   return static_cast<DOM_Node*>(entry);
 }
 
-/// The node that `list`, a child list, is a part of.
-inline DOM_Node* ParentOfList(NodeList* list) {
-  return static_cast<ParentNode*>(list);
-}
-inline const DOM_Node* ParentOfList(const NodeList* list) {
-  return static_cast<const ParentNode*>(list);
+// What follows is not for views.
+
+inline NodeEntry* FirstEntry(const NodeList* list) {
+  switch (KindOf(list)) {
+    case ListKind::kChildren:
+      return ParentOfList(list)->firstChild;
+    case ListKind::kAttributes:
+      return ElementOfMap(list)->chain != nullptr ? ElementOfMap(list)->chain->first : nullptr;
+    default:
+      return AsEntryList(list)->first;
+  }
 }
 
+NodeEntry* LastEntry(const NodeList* list);
+
 inline DOM_Node* NodeOf(const NodeList* list, NodeEntry* entry) {
-  return IsChildList(list) ? AsChild(entry) : AsListEntry(entry)->node;
+  switch (KindOf(list)) {
+    case ListKind::kChildren:
+      return AsChild(entry);
+    case ListKind::kAttributes:
+      return static_cast<AttributeNode*>(AsListEntry(entry));
+    default:
+      return static_cast<HeapEntry*>(AsListEntry(entry))->node;
+  }
 }
 
 inline NodeEntry* NextEntry(const NodeList* list, NodeEntry* entry) {
-  if (IsChildList(list)) {
+  if (KindOf(list) == ListKind::kChildren) {
     return AsChild(entry)->nextSibling;
   }
   return AsListEntry(entry)->next;
 }
 
 inline NodeEntry* PreviousEntry(const NodeList* list, NodeEntry* entry) {
-  if (IsChildList(list)) {
+  if (KindOf(list) == ListKind::kChildren) {
     return AsChild(entry)->previousSibling;
   }
   return AsListEntry(entry)->previous;
 }
-
-/// Forgets the cursor of `list`.
-inline void ForgetCursor(NodeList* list) {
-  RecordOf(list)->cursor = nullptr;
-}
-
-/// Keeps the cursor right when `entry` comes in between `previous` and `next` (null at the
-/// ends).
-inline void KeepCursorOnInsertion(ListRecord* list, NodeEntry* entry, const NodeEntry* previous,
-                                  const NodeEntry* next) {
-  if (next == nullptr || list->cursor == previous) {
-    return;
-  }
-  list->cursor = list->cursor == next ? entry : nullptr;
-}
-
-/// Keeps the cursor right when `entry` leaves its place between `previous` and `next` (null at the
-/// ends).
-inline void KeepCursorOnRemoval(ListRecord* list, const NodeEntry* entry, NodeEntry* previous,
-                                const NodeEntry* next) {
-  if (list->cursor != entry) {
-    if (next != nullptr && list->cursor != previous) {
-      list->cursor = nullptr;
-    }
-    return;
-  }
-  list->cursor = previous;
-  if (previous != nullptr) {
-    --list->cursor_index;
-  }
-}
-
-/// Whether `list` is the attribute map of an element, whose entries stand in the attributes.
-bool IsAttributeMapOfElement(const NodeList* list);
-
-/// Whether `list` is one of the two views of a document type.
-bool IsViewOfDoctype(const NodeList* list);
-
-/// Whether `list` stands inside a node and goes with it.
-bool IsPartOfNode(const NodeList* list);
 
 }  // namespace qvx::dom
 

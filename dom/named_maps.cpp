@@ -22,7 +22,7 @@ NodeEntry* FindNamed(const NamedNodeMap* map, const DOM_String* name) {
   if (name == nullptr) {
     return nullptr;
   }
-  for (NodeEntry* entry = map->first; entry != nullptr; entry = NextEntry(map, entry)) {
+  for (NodeEntry* entry = FirstEntry(map); entry != nullptr; entry = NextEntry(map, entry)) {
     if (IsNamed(NodeOf(map, entry), name)) {
       return entry;
     }
@@ -35,15 +35,15 @@ bool IsInUseElsewhere(const NamedNodeMap* map, DOM_Node* node) {
     return false;
   }
   const DOM_Node* const element = DOM_AttributePart(node).ownerElement;
-  return element != nullptr && element != map->ownerElement;
+  return element != nullptr && element != DOM_NodeList_ownerElement(map);
 }
 
 bool IsRefused(const NamedNodeMap* map, DOM_Node* node) {
-  if (map->filter != 0) {
+  if (IsView(map)) {
     Fail({kModule, kSetNamedItem}, DOM_NO_MODIFICATION_ALLOWED_ERR);
     return true;
   }
-  if (node->ownerDocument != map->ownerDocument) {
+  if (node->ownerDocument != DOM_NodeList_ownerDocument(map)) {
     Fail({kModule, kSetNamedItem}, DOM_WRONG_DOCUMENT_ERR);
     return true;
   }
@@ -83,7 +83,7 @@ MapResult PutIntoMap(NamedNodeMap* map, DOM_Node* node, DOM_Node** displaced) {
   }
   ReplaceEntry(map, entry, node);
   if (node->nodeType == DOM_ATTRIBUTE_NODE) {
-    DOM_AttributePart(node).ownerElement = map->ownerElement;
+    DOM_AttributePart(node).ownerElement = DOM_NodeList_ownerElement(map);
   }
   *displaced = previous;
   return MapResult::kReplaced;
@@ -94,7 +94,7 @@ bool AppendToMap(NamedNodeMap* map, DOM_Attr* attribute) {
 }
 
 bool TakeOutOfMap(NamedNodeMap* map, DOM_Node* node) {
-  NodeEntry* const entry = map != nullptr && map->filter == 0 ? FindEntry(map, node) : nullptr;
+  NodeEntry* const entry = map != nullptr && !IsView(map) ? FindEntry(map, node) : nullptr;
   if (entry == nullptr) {
     return false;
   }
@@ -122,19 +122,16 @@ DOM_Node* DOM_NamedNodeMap_getNamedItem(const NamedNodeMap* map, const DOM_Strin
   if (map == nullptr || name == nullptr) {
     return nullptr;
   }
-  if (map->filter == 0) {
+  if (!IsView(map)) {
     NodeEntry* const entry = FindNamed(map, name);
     return entry != nullptr ? NodeOf(map, entry) : nullptr;
   }
-  const NodeList* const list = map->underlying;
-  for (NodeEntry* entry = list != nullptr ? list->first : nullptr; entry != nullptr;
-       entry = NextEntry(list, entry)) {
-    DOM_Node* const node = NodeOf(list, entry);
-    if (node->nodeType == map->filter && IsNamed(node, name)) {
-      return node;
-    }
+  const uint16_t type = static_cast<const ViewList*>(map)->filter;
+  DOM_Node* child = DoctypeOfView(map)->firstChild;
+  while (child != nullptr && (child->nodeType != type || !IsNamed(child, name))) {
+    child = child->nextSibling;
   }
-  return nullptr;
+  return child;
 }
 
 DOM_Node* DOM_NamedNodeMap_setNamedItem(NamedNodeMap* map, DOM_Node* node) {
@@ -144,7 +141,7 @@ DOM_Node* DOM_NamedNodeMap_setNamedItem(NamedNodeMap* map, DOM_Node* node) {
 }
 
 DOM_Node* DOM_NamedNodeMap_removeNamedItem(NamedNodeMap* map, const DOM_String* name) {
-  if (map != nullptr && map->filter != 0) {
+  if (map != nullptr && IsView(map)) {
     Fail({kModule, __func__}, DOM_NO_MODIFICATION_ALLOWED_ERR);
     return nullptr;
   }

@@ -27,31 +27,26 @@ bool IsParentType(uint16_t node_type) {
   }
 }
 
-void SetUpView(NamedNodeMap* view, DOM_Node* doctype, uint16_t filter) {
-  view->ownerDocument = doctype->ownerDocument;
-  view->underlying = doctype->childNodes;
-  view->filter = filter;
-}
-
+// A child list needs nothing but zeros.
 void SetUpLists(DOM_Node* node) {
   if (!IsParentType(node->nodeType)) {
     return;
   }
-  auto* parent = static_cast<ParentNode*>(node);
-  node->childNodes = parent;
-  node->childNodes->ownerDocument = node->ownerDocument;
-  parent->is_child_list = true;
+  node->childNodes = static_cast<ParentNode*>(node);
   if (node->nodeType == DOM_ELEMENT_NODE) {
-    node->attributes = &static_cast<ElementNode*>(node)->attribute_map;
-    node->attributes->ownerDocument = node->ownerDocument;
-    node->attributes->ownerElement = node;
+    AttributeMap* const map = static_cast<ElementNode*>(node);
+    map->kind = ListKind::kAttributes;
+    node->attributes = map;
   }
   if (node->nodeType == DOM_DOCUMENT_TYPE_NODE) {
     auto* doctype = static_cast<DocumentTypeNode*>(node);
-    doctype->entities = &doctype->entity_view;
-    doctype->notations = &doctype->notation_view;
-    SetUpView(doctype->entities, node, DOM_ENTITY_NODE);
-    SetUpView(doctype->notations, node, DOM_NOTATION_NODE);
+    EntityView* const entities = doctype;
+    NotationView* const notations = doctype;
+    entities->kind = notations->kind = ListKind::kView;
+    entities->filter = DOM_ENTITY_NODE;
+    notations->filter = DOM_NOTATION_NODE;
+    doctype->entities = entities;
+    doctype->notations = notations;
   }
 }
 

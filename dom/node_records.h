@@ -10,19 +10,49 @@
 
 namespace qvx::dom {
 
-/// An entry of a list that is no child list.
+/// What lists differ in.
+enum class ListKind : uint16_t {
+  kChildren,    ///< of a node, which the list is a part of
+  kAttributes,  ///< of an element, likewise
+  kEntries,     ///< a list by itself, with entries on the heap
+  kView         ///< of the children of a document type, which it is a part of
+};
+
+/// What every list has.
+struct ListRecord : NodeList {
+  uint16_t cursor;  ///< the number of its cursor (cursors.h); 0: none
+  ListKind kind;
+};
+
+/// The entries of a child list are the children themselves.
+struct ChildList : ListRecord {};
+
+/// An entry of an attribute map or a list by itself.
 struct ListEntry : NodeEntry {
   ListEntry* previous;
   ListEntry* next;
+};
+
+/// The entries of an attribute map are parts of the attributes.
+struct AttributeMap : ListRecord {};
+
+struct HeapEntry : ListEntry {
   DOM_Node* node;
 };
 
-/// What every list has behind its public fields.
-struct ListRecord : NodeList {
-  NodeEntry* cursor;  ///< the entry that the last look-up by index delivered; null: none
-  uint32_t cursor_index;
-  bool is_child_list;  ///< the entries are the children of the node that this list is a part of
+struct EntryList : ListRecord {
+  DOM_Document* owner_document;  ///< may be null
+  ListEntry* first;
+  ListEntry* last;
 };
+
+/// A view has no entries of its own.
+struct ViewList : ListRecord {
+  uint16_t filter;  ///< the type of the nodes that it shows
+};
+
+struct EntityView : ViewList {};
+struct NotationView : ViewList {};
 
 /// What every node has behind its public fields.
 struct NodeRecord : DOM_Node {
@@ -32,23 +62,28 @@ struct NodeRecord : DOM_Node {
 
 /// The mark stands in front of the list record: behind it, it would cost 8 bytes.
 struct MarkedNode : NodeRecord {
-  uint32_t path_mark;  ///< equals the document's while the path up to the commonParent is known
+  uint32_t
+      path_mark : 31;  ///< equals the document's while the path up to the commonParent is known
+  uint32_t has_been_common_parent : 1;  ///< of some document
 };
 
 /// A node that may have children: it is its own child list.
-struct ParentNode : MarkedNode, ListRecord {
-  bool has_been_common_parent;  ///< of some document
+struct ParentNode : MarkedNode, ChildList {};
+
+/// The ends of an attribute map that has or had attributes.
+struct AttributeChain {
+  ListEntry* first;
+  ListEntry* last;
 };
 
-struct ElementNode : ParentNode {
-  ListRecord attribute_map;
+struct ElementNode : ParentNode, AttributeMap {
+  AttributeChain* chain;  ///< null until there is an attribute
 };
 
-struct AttributeNode : ParentNode, DOM_AttributeFields {
-  ListEntry map_entry;  ///< its entry in the attribute map of an element; every other list has heap
-                        ///< entries
-  NamedNodeMap* home;   ///< the map that map_entry is linked into; null while it is unused
-  uint32_t placements;  ///< how often map_entry has been linked into a map
+struct AttributeNode : ParentNode, ListEntry, DOM_AttributeFields {
+  ElementNode* holder;  ///< the element whose attribute map the entry is linked into; null while it
+                        ///< is unused
+  uint32_t placements;  ///< how often the entry has been linked into a map
 };
 
 struct CharacterDataNode : NodeRecord, DOM_CharacterDataFields {};
@@ -65,11 +100,9 @@ struct DocumentNode : ParentNode, DOM_DocumentFields {
   DocumentNode* next_live;
 };
 
-struct DocumentTypeNode : ParentNode, DOM_DocumentTypeFields {
+struct DocumentTypeNode : ParentNode, EntityView, NotationView, DOM_DocumentTypeFields {
   DOM_Document* namer;  ///< the document whose doctype field names it although it is no child of
                         ///< it; a clone only
-  ListRecord entity_view;
-  ListRecord notation_view;
 };
 
 /// The size of a record by the type of its node.

@@ -28,8 +28,8 @@ void FreeAside() {
 // The node that `node` is a child or an attribute of, or null.
 const DOM_Node* HolderOf(const DOM_Node* node) {
   if (node->nodeType == DOM_ATTRIBUTE_NODE) {
-    const NamedNodeMap* const home = static_cast<const AttributeNode*>(node)->home;
-    return home != nullptr ? home->ownerElement : node->parentNode;
+    const ElementNode* const holder = static_cast<const AttributeNode*>(node)->holder;
+    return holder != nullptr ? holder : node->parentNode;
   }
   return node->parentNode;
 }
@@ -37,8 +37,8 @@ const DOM_Node* HolderOf(const DOM_Node* node) {
 void Detach(DOM_Node* node) {
   if (node->nodeType == DOM_ATTRIBUTE_NODE) {
     auto* attribute = static_cast<AttributeNode*>(node);
-    if (attribute->home != nullptr) {
-      DropEntry(attribute->home, &attribute->map_entry);
+    if (attribute->holder != nullptr) {
+      DropEntry(attribute->holder->attributes, static_cast<ListEntry*>(attribute));
     }
   }
   if (node->parentNode != nullptr) {

@@ -278,9 +278,10 @@ TEST(Mutation, DocumentTypesHaveOwners) {
     world.Do(row.change);
     const DOM_DocumentType* const doctype = world[row.doctype];
     EXPECT_EQ(doctype->ownerDocument, world[row.owner]);
-    EXPECT_EQ(doctype->childNodes->ownerDocument, world[row.owner]);
-    EXPECT_EQ(DOM_DocumentTypePart(doctype).entities->ownerDocument, world[row.owner]);
-    EXPECT_EQ(DOM_DocumentTypePart(doctype).notations->ownerDocument, world[row.owner]);
+    EXPECT_EQ(DOM_NodeList_ownerDocument(doctype->childNodes), world[row.owner]);
+    EXPECT_EQ(DOM_NodeList_ownerDocument(DOM_DocumentTypePart(doctype).entities), world[row.owner]);
+    EXPECT_EQ(DOM_NodeList_ownerDocument(DOM_DocumentTypePart(doctype).notations),
+              world[row.owner]);
   }
   world.ExpectLoose("-u +t");
 }

@@ -181,7 +181,7 @@ TEST(NamedNodeMap, HoldsOneElementsAttributesOnly) {
   const OwnedList plain(Document_createNodeList(tree.document()));
   NodeList_append(plain.get(), text.get());
   EXPECT_NE(NodeList_replace(plain.get(), a.get(), text.get()), nullptr);
-  EXPECT_EQ(DOM_AttributePart(a.get()).ownerElement, second->ownerElement);
+  EXPECT_EQ(DOM_AttributePart(a.get()).ownerElement, DOM_NodeList_ownerElement(second));
   EXPECT_EQ(DOM_NamedNodeMap_removeNamedItem(second, "a"), a.get());
   EXPECT_EQ(DOM_AttributePart(a.get()).ownerElement, nullptr);
   EXPECT_EQ(DOM_NamedNodeMap_removeNamedItem(second, "a"), nullptr);

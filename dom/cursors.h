@@ -1,0 +1,55 @@
+// What lists remember of the last look-up by index. Internal to the document model.
+//
+// A list that was looked up by index has a cursor: the entry that was delivered, and its index. Few
+// lists ever are, so the cursors stand in a table of the process, and a list holds the number of
+// its own. When every number is given out, the lists lose theirs in turn; such a list is walked
+// from an end again.
+#ifndef QVX_DOM_CURSORS_H
+#define QVX_DOM_CURSORS_H
+
+#include "dom/node_records.h"
+
+namespace qvx::dom {
+
+struct Cursor {
+  ListRecord* list;  ///< whose cursor it is; null: nobody's
+  NodeEntry* entry;
+  uint32_t index;
+  uint16_t next_free;  ///< of nobody's cursors; 0: none
+};
+
+/// The table; numbers start at 1.
+extern Cursor* cursors;
+
+/// The cursor of `list`, or null.
+inline Cursor* CursorOf(const ListRecord* list) {
+  return list->cursor != 0 ? &cursors[list->cursor] : nullptr;
+}
+
+/// Moves the cursor of `list`, which gets one if memory allows.
+void SetCursor(ListRecord* list, NodeEntry* entry, uint32_t index);
+
+/// Takes the cursor from `list`, which has one.
+void GiveUpCursor(ListRecord* list);
+
+/// Takes the cursor from `list` if it has one.
+inline void ForgetCursor(ListRecord* list) {
+  if (list->cursor != 0) {
+    GiveUpCursor(list);
+  }
+}
+
+/// Keeps the cursor right when `entry` comes in between `previous` and `next` (null at the ends). A
+/// change that leaves the cursor's index as it was keeps it, so that a walk which replaces or
+/// removes what it meets stays linear; any other change forgets it.
+void KeepCursorOnInsertion(ListRecord* list, NodeEntry* entry, const NodeEntry* previous,
+                           const NodeEntry* next);
+
+/// Keeps the cursor right when `entry` leaves its place between `previous` and `next` (null at the
+/// ends).
+void KeepCursorOnRemoval(ListRecord* list, const NodeEntry* entry, NodeEntry* previous,
+                         const NodeEntry* next);
+
+}  // namespace qvx::dom
+
+#endif
