@@ -1,6 +1,7 @@
 #include "dom/attributes.h"
 
 #include "dom/announcements.h"
+#include "dom/common_parent.h"
 #include "dom/factories.h"
 #include "dom/failure.h"
 #include "dom/freeing.h"
@@ -50,7 +51,7 @@ void ChangeValue(DOM_Element* element, DOM_Attr* attribute, const DOM_String* va
     return FailErrno({kModule, kSetAttribute});
   }
   AnnounceAttributeValue(element, attribute, ExchangeValue(attribute, copy, 0));
-  updateCommonParent(element->parentNode);
+  NoteChange(element->parentNode);
 }
 
 bool Holds(const DOM_Element* element, const DOM_Attr* attribute) {
@@ -74,7 +75,7 @@ class LooseAttribute {
 // What follows when `attribute` has been taken out of the map of `element`.
 void NoteRemoval(DOM_Element* element, DOM_Attr* attribute) {
   AnnounceAttribute(element, attribute, DOM_ATTR_REMOVAL);
-  updateCommonParent(element->parentNode);
+  NoteChange(element->parentNode);
 }
 
 // What follows when `attribute` has taken the place of `displaced` in the map of `element`.
@@ -84,7 +85,7 @@ void NoteReplacement(DOM_Element* element, DOM_Attr* displaced, DOM_Attr* attrib
   if (Holds(element, attribute)) {
     AnnounceAttribute(element, attribute, DOM_ATTR_ADDITION);
   }
-  updateCommonParent(element->parentNode);
+  NoteChange(element->parentNode);
 }
 
 }  // namespace
@@ -103,7 +104,7 @@ void qvx::dom::AddAttribute(DOM_Element* element, const DOM_String* name, const 
     return FreeNode(attribute);
   }
   AnnounceAttribute(element, attribute, DOM_ATTR_ADDITION);
-  updateCommonParent(element->parentNode);
+  NoteChange(element->parentNode);
 }
 
 DOM_String* DOM_Element_getAttribute(const DOM_Element* element, const DOM_String* name) {
@@ -172,7 +173,7 @@ DOM_Attr* DOM_Element_setAttributeNode(DOM_Element* element, DOM_Attr* attribute
   }
   if (displaced == nullptr) {
     AnnounceAttribute(element, attribute, DOM_ATTR_ADDITION);
-    updateCommonParent(element->parentNode);
+    NoteChange(element->parentNode);
     return nullptr;
   }
   const LooseAttribute loose(displaced);

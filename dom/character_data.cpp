@@ -12,6 +12,7 @@
 #include <initializer_list>
 
 #include "dom/announcements.h"
+#include "dom/common_parent.h"
 #include "dom/failure.h"
 #include "dom/mutation.h"
 #include "dom/node_memory.h"
@@ -114,7 +115,7 @@ bool Change(const TraceSite& site, DOM_CharacterData* node,
   // A handler may merge the node into its neighbour.
   DOM_Node* const parent = node->parentNode;
   AnnounceData(node, ExchangeValue(node, fresh, length));
-  updateCommonParent(parent);
+  NoteChange(parent);
   return true;
 }
 

@@ -6,6 +6,7 @@
 // it adds a line.
 #include <utility>
 
+#include "dom/common_parent.h"
 #include "dom/document_references.h"
 #include "dom/dom.h"
 #include "dom/factories.h"
@@ -194,7 +195,7 @@ class DescendantsCloner {
 
   void Place(DOM_Node* child) {
     LinkChild(parent_, child, nullptr);
-    updateCommonParent(parent_);
+    NoteChange(parent_);
   }
 
   // Places the clones whose last child was that of `from`. Returns the next node to clone.

@@ -40,20 +40,6 @@ DOM_Node* NextFlagged(const DOM_Node* root, const DOM_Node* node) {
   return nullptr;
 }
 
-// Whether the bookkeeping of `document` can leave a note on `node`: not on one that belongs to
-// another document, nor on a document type, which may go over to another one.
-bool TakesNotes(const DOM_Node* node, const DOM_Document* document) {
-  return node->childNodes != nullptr && node->nodeType != DOM_DOCUMENT_TYPE_NODE &&
-         (node->ownerDocument == document || node == document);
-}
-
-// Whether an earlier walk went from `node` up to the present common parent, so that another one
-// would change nothing.
-bool LeadsToCommonParent(DOM_Node* node, DOM_Document* document) {
-  return node->subtreeModified != 0 && TakesNotes(node, document) &&
-         ParentRecord(node)->path_mark == CurrentMark(document);
-}
-
 // Only whole paths are marked: where a node takes no notes, ForgetPath would not see the path
 // break.
 void MarkPath(DOM_Node* from, const DOM_Node* to, DOM_Document* document) {

@@ -10,9 +10,32 @@
 #ifndef QVX_DOM_COMMON_PARENT_H
 #define QVX_DOM_COMMON_PARENT_H
 
-#include "dom/dom.h"
+#include "dom/node_records.h"
 
 namespace qvx::dom {
+
+/// Whether the bookkeeping of `document` can leave a note on `node`: not on one that belongs to
+/// another document, nor on a document type, which may go over to another one.
+inline bool TakesNotes(const DOM_Node* node, const DOM_Document* document) {
+  return node->childNodes != nullptr && node->nodeType != DOM_DOCUMENT_TYPE_NODE &&
+         (node->ownerDocument == document || node == document);
+}
+
+/// Whether an earlier walk went from `node` up to the present common parent, so that another one
+/// would change nothing.
+inline bool LeadsToCommonParent(const DOM_Node* node, const DOM_Document* document) {
+  return node->subtreeModified != 0 && TakesNotes(node, document) &&
+         static_cast<const ParentNode*>(node)->path_mark ==
+             static_cast<const DocumentNode*>(document)->current_mark;
+}
+
+/// updateCommonParent, which is not even called when it would change nothing.
+inline void NoteChange(DOM_Node* node) {
+  if (node == nullptr || node->ownerDocument == nullptr ||
+      !LeadsToCommonParent(node, node->ownerDocument)) {
+    updateCommonParent(node);
+  }
+}
 
 /// Voids the marks of the document if `node`, which is about to leave its parent, bears one.
 void ForgetPath(DOM_Node* node);

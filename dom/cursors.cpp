@@ -74,10 +74,10 @@ void GiveUpCursor(ListRecord* list) {
   list->cursor = 0;
 }
 
-void KeepCursorOnInsertion(ListRecord* list, NodeEntry* entry, const NodeEntry* previous,
+void MoveCursorOnInsertion(ListRecord* list, NodeEntry* entry, const NodeEntry* previous,
                            const NodeEntry* next) {
   Cursor* const cursor = CursorOf(list);
-  if (cursor == nullptr || next == nullptr || cursor->entry == previous) {
+  if (next == nullptr || cursor->entry == previous) {
     return;
   }
   if (cursor->entry == next) {
@@ -87,12 +87,9 @@ void KeepCursorOnInsertion(ListRecord* list, NodeEntry* entry, const NodeEntry* 
   }
 }
 
-void KeepCursorOnRemoval(ListRecord* list, const NodeEntry* entry, NodeEntry* previous,
+void MoveCursorOnRemoval(ListRecord* list, const NodeEntry* entry, NodeEntry* previous,
                          const NodeEntry* next) {
   Cursor* const cursor = CursorOf(list);
-  if (cursor == nullptr) {
-    return;
-  }
   if (cursor->entry != entry) {
     if (next != nullptr && cursor->entry != previous) {
       GiveUpCursor(list);

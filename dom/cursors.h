@@ -39,16 +39,30 @@ inline void ForgetCursor(ListRecord* list) {
   }
 }
 
+/// As the two below, for a list that has a cursor.
+void MoveCursorOnInsertion(ListRecord* list, NodeEntry* entry, const NodeEntry* previous,
+                           const NodeEntry* next);
+void MoveCursorOnRemoval(ListRecord* list, const NodeEntry* entry, NodeEntry* previous,
+                         const NodeEntry* next);
+
 /// Keeps the cursor right when `entry` comes in between `previous` and `next` (null at the ends). A
 /// change that leaves the cursor's index as it was keeps it, so that a walk which replaces or
 /// removes what it meets stays linear; any other change forgets it.
-void KeepCursorOnInsertion(ListRecord* list, NodeEntry* entry, const NodeEntry* previous,
-                           const NodeEntry* next);
+inline void KeepCursorOnInsertion(ListRecord* list, NodeEntry* entry, const NodeEntry* previous,
+                                  const NodeEntry* next) {
+  if (list->cursor != 0) {
+    MoveCursorOnInsertion(list, entry, previous, next);
+  }
+}
 
 /// Keeps the cursor right when `entry` leaves its place between `previous` and `next` (null at the
 /// ends).
-void KeepCursorOnRemoval(ListRecord* list, const NodeEntry* entry, NodeEntry* previous,
-                         const NodeEntry* next);
+inline void KeepCursorOnRemoval(ListRecord* list, const NodeEntry* entry, NodeEntry* previous,
+                                const NodeEntry* next) {
+  if (list->cursor != 0) {
+    MoveCursorOnRemoval(list, entry, previous, next);
+  }
+}
 
 }  // namespace qvx::dom
 

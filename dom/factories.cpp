@@ -1,12 +1,11 @@
-// A node is made in one block together with copies of its texts, so these are measured, and found to
-// be undecodable, before there is a node that would have to be destroyed again.
+// A node is made in one block together with copies of its texts, so these are measured, and found
+// to be undecodable, before there is a node that would have to be destroyed again.
 #include "dom/factories.h"
 
 #include <cerrno>
 #include <cstring>
 
 #include "dom/failure.h"
-#include "dom/freeing.h"
 #include "dom/node_memory.h"
 #include "support/mbs.h"
 #include "support/trace_modules.h"
@@ -33,46 +32,12 @@ bool MayBeMade(const DOM_Document* document, uint16_t node_type) {
   return true;
 }
 
-// A node of a type that may be made, with room for `text_bytes` if they are not too many; records
-// why there is none.
-DOM_Node* Allocate(DOM_Document* document, uint16_t node_type, size_t text_bytes) {
-  DOM_Node* node = NewNode(document, node_type, text_bytes);
+// Hands on a node that was to be made; records why there is none.
+DOM_Node* Allocated(DOM_Node* node) {
   if (node == nullptr) {
     FailErrno({kModule, kCreateNode});
   }
   return node;
-}
-
-// Hands on a node with its texts; records why there is none when one of them could not be copied.
-DOM_Node* WithTexts(DOM_Node* node, bool are_copied) {
-  if (are_copied) {
-    return node;
-  }
-  FailErrno({kModule, kCreateNode});
-  FreeNode(node);
-  return nullptr;
-}
-
-// A node with a copy of `name` as its name.
-DOM_Node* MakeNamedNode(DOM_Document* document, uint16_t node_type, const MeasuredText& name) {
-  DOM_Node* node = Allocate(document, node_type, name.bytes);
-  if (node == nullptr) {
-    return nullptr;
-  }
-  node->nodeName = CopyForNode(node, 0, name);
-  return WithTexts(node, node->nodeName != nullptr);
-}
-
-// A node with a copy of `name` as its name and one of `value` as its value.
-DOM_Node* MakeNamedNode(DOM_Document* document, uint16_t node_type, const MeasuredText& name,
-                        const MeasuredText& value) {
-  DOM_Node* node = Allocate(document, node_type, name.bytes + value.bytes);
-  if (node == nullptr) {
-    return nullptr;
-  }
-  node->nodeName = CopyForNode(node, 0, name);
-  node->nodeValue = node->nodeName != nullptr ? CopyForNode(node, name.bytes, value) : nullptr;
-  return WithTexts(node, node->nodeValue != nullptr);
 }
 
 // Measures a text that the operation at `site` is to copy; records why it cannot.
@@ -92,25 +57,15 @@ DOM_Node* Made(const TraceSite& site, DOM_Node* node) {
   return node;
 }
 
-const DOM_String* ConstantName(uint16_t node_type) {
-  switch (node_type) {
-    case DOM_TEXT_NODE:
-      return "#text";
-    case DOM_CDATA_SECTION_NODE:
-      return "#cdata-section";
-    default:
-      return "#comment";
-  }
-}
-
 DOM_CharacterData* CreateCharacterData(const TraceSite& site, DOM_Document* document,
                                        uint16_t node_type, const DOM_String* data) {
   if (!MayBeMade(document, node_type)) {
     return Made(site, nullptr);
   }
   MeasuredText measured;
-  return Measure(site, data, measured) ? MakeCharacterData(site, document, node_type, measured)
-                                       : nullptr;
+  return Measure(site, data, measured)
+             ? Made(site, Allocated(NewCharacterData(document, node_type, measured)))
+             : nullptr;
 }
 
 }  // namespace
@@ -124,24 +79,16 @@ DOM_Node* CreateNamed(const TraceSite& site, DOM_Document* document, uint16_t no
   if (!Measure(site, name, measured)) {
     return nullptr;
   }
-  return Made(site, MakeNamedNode(document, node_type, measured));
+  return Made(site, Allocated(NewNamedNode(document, node_type, measured)));
 }
 
-DOM_CharacterData* MakeCharacterData(const TraceSite& site, DOM_Document* document,
-                                     uint16_t node_type, const MeasuredText& data) {
-  DOM_Node* node = Allocate(document, node_type, data.bytes);
-  if (node == nullptr) {
-    return Made(site, nullptr);
-  }
-  node->nodeName = ConstantName(node_type);
-  node->nodeValue = CopyForNode(node, 0, data);
-  DOM_CharacterDataPart(node).length = data.columns;
-  return Made(site, WithTexts(node, node->nodeValue != nullptr));
+void ReportUnmade(const TraceSite& site) {
+  Made(site, Allocated(nullptr));
 }
 
 DOM_Attr* MakeAttribute(DOM_Document* document, const MeasuredText& name,
                         const MeasuredText& value) {
-  DOM_Attr* attribute = MakeNamedNode(document, DOM_ATTRIBUTE_NODE, name, value);
+  DOM_Attr* attribute = Allocated(NewNamedNode(document, DOM_ATTRIBUTE_NODE, name, value));
   if (attribute != nullptr) {
     DOM_AttributePart(attribute).specified = 1;
   }
@@ -153,7 +100,7 @@ DOM_Attr* MakeAttribute(DOM_Document* document, const MeasuredText& name,
 using namespace qvx::dom;
 
 DOM_Node* Document_createNode(DOM_Document* document, uint16_t node_type) {
-  return MayBeMade(document, node_type) ? Allocate(document, node_type, 0) : nullptr;
+  return MayBeMade(document, node_type) ? Allocated(NewNode(document, node_type)) : nullptr;
 }
 
 DOM_Element* DOM_Document_createElement(DOM_Document* document, const DOM_String* tag_name) {
@@ -195,7 +142,7 @@ DOM_ProcessingInstruction* DOM_Document_createProcessingInstruction(DOM_Document
     return nullptr;
   }
   return Made({kModule, __func__},
-              MakeNamedNode(document, DOM_PROCESSING_INSTRUCTION_NODE, name, value));
+              Allocated(NewNamedNode(document, DOM_PROCESSING_INSTRUCTION_NODE, name, value)));
 }
 
 DOM_EntityReference* DOM_Document_createEntityReference(DOM_Document* document,

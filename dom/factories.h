@@ -14,10 +14,8 @@ namespace qvx::dom {
 DOM_Node* CreateNamed(const TraceSite& site, DOM_Document* document, uint16_t node_type,
                       const DOM_String* name);
 
-/// A new text, CDATA section or comment in `document`, which is not null, with a copy of `data`.
-/// Null, recorded with a line of `site`, when memory ran out.
-DOM_CharacterData* MakeCharacterData(const TraceSite& site, DOM_Document* document,
-                                     uint16_t node_type, const MeasuredText& data);
+/// Records that memory ran out for a node, with a line of the factory at `site`.
+void ReportUnmade(const TraceSite& site);
 
 /// A new attribute of that name and value in `document`, which is not null. Reports, when memory
 /// ran out, as Document_createNode does.

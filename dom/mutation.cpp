@@ -9,6 +9,7 @@
 #include "dom/announcements.h"
 #include "dom/aside.h"
 #include "dom/child_rules.h"
+#include "dom/common_parent.h"
 #include "dom/document_references.h"
 #include "dom/failure.h"
 #include "dom/linking.h"
@@ -65,7 +66,7 @@ bool Remove(DOM_Node* parent, DOM_Node* child) {
       (child->nodeType == DOM_ELEMENT_NODE || child->nodeType == DOM_DOCUMENT_TYPE_NODE);
   UnlinkChild(child);
   if (!was_field_of_document) {
-    updateCommonParent(parent);
+    NoteChange(parent);
   }
   return true;
 }
@@ -103,7 +104,7 @@ DOM_Node* Insert(const TraceSite& site, DOM_Node* parent, DOM_Node* node, DOM_No
   }
   LinkChild(parent, node, reference);
   AnnounceInsertion(parent, node);
-  updateCommonParent(parent);
+  NoteChange(parent);
   return node;
 }
 
@@ -175,7 +176,7 @@ DOM_Node* ReplaceByNode(const TraceSite& site, DOM_Node* parent, DOM_Node* node,
   }
   LinkChild(parent, node, next);
   AnnounceInsertion(parent, node);
-  updateCommonParent(parent);
+  NoteChange(parent);
   return old;
 }
 

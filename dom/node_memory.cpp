@@ -12,67 +12,155 @@
 namespace qvx::dom {
 namespace {
 
-bool IsParentType(uint16_t node_type) {
-  switch (node_type) {
-    case DOM_ELEMENT_NODE:
-    case DOM_ATTRIBUTE_NODE:
-    case DOM_ENTITY_REFERENCE_NODE:
-    case DOM_ENTITY_NODE:
-    case DOM_DOCUMENT_NODE:
-    case DOM_DOCUMENT_TYPE_NODE:
-    case DOM_DOCUMENT_FRAGMENT_NODE:
-      return true;
-    default:
-      return false;
-  }
+// Which parts of a node are to be set up tells its record; a child list needs nothing but zeros.
+void SetUpLists(NodeRecord* /*node*/) {}
+
+void SetUpLists(ParentNode* node) {
+  node->childNodes = node;
 }
 
-// A child list needs nothing but zeros.
-void SetUpLists(DOM_Node* node) {
-  if (!IsParentType(node->nodeType)) {
-    return;
-  }
-  node->childNodes = static_cast<ParentNode*>(node);
-  if (node->nodeType == DOM_ELEMENT_NODE) {
-    AttributeMap* const map = static_cast<ElementNode*>(node);
-    map->kind = ListKind::kAttributes;
-    node->attributes = map;
-  }
-  if (node->nodeType == DOM_DOCUMENT_TYPE_NODE) {
-    auto* doctype = static_cast<DocumentTypeNode*>(node);
-    EntityView* const entities = doctype;
-    NotationView* const notations = doctype;
-    entities->kind = notations->kind = ListKind::kView;
-    entities->filter = DOM_ENTITY_NODE;
-    notations->filter = DOM_NOTATION_NODE;
-    doctype->entities = entities;
-    doctype->notations = notations;
-  }
+void SetUpLists(ElementNode* node) {
+  AttributeMap* const map = node;
+  map->kind = ListKind::kAttributes;
+  node->attributes = map;
+  SetUpLists(static_cast<ParentNode*>(node));
+}
+
+void SetUpLists(DocumentTypeNode* node) {
+  EntityView* const entities = node;
+  NotationView* const notations = node;
+  entities->kind = notations->kind = ListKind::kView;
+  entities->filter = DOM_ENTITY_NODE;
+  notations->filter = DOM_NOTATION_NODE;
+  node->entities = entities;
+  node->notations = notations;
+  SetUpLists(static_cast<ParentNode*>(node));
 }
 
 size_t BlockSizeFor(size_t size) {
   return (size + kBlockUnit - 1) / kBlockUnit * kBlockUnit;
 }
 
-}  // namespace
-
-DOM_Node* NewNode(DOM_Document* document, uint16_t node_type, size_t text_bytes) {
-  const size_t record_size = kRecordSizes[node_type];
-  const bool fits = text_bytes <= kLargestBlock - record_size;
-  const size_t size = BlockSizeFor(record_size + (fits ? text_bytes : 0));
+// A node with room for `text_bytes` behind its record, or with none when that is too much.
+template <typename Record>
+DOM_Node* NewRecord(DOM_Document* document, uint16_t node_type, size_t text_bytes) {
+  const bool fits = text_bytes <= kLargestBlock - sizeof(Record);
+  const size_t size = BlockSizeFor(sizeof(Record) + (fits ? text_bytes : 0));
   const NodeBlock block = TakeBlock(size);
   if (block.memory == nullptr) {
     return nullptr;
   }
-  std::memset(block.memory, 0, record_size);
-  auto* node = static_cast<NodeRecord*>(block.memory);
+  std::memset(block.memory, 0, sizeof(Record));
+  auto* node = static_cast<Record*>(block.memory);
   node->nodeType = node_type;
   node->ownerDocument = document;
-  node->text_room = static_cast<uint16_t>(size - record_size);
+  node->text_room = static_cast<uint16_t>(size - sizeof(Record));
   node->place = block.place;
   SetUpLists(node);
-  if (node_type == DOM_DOCUMENT_NODE) {
-    AddToLive(static_cast<DocumentNode*>(static_cast<DOM_Node*>(node)));
+  return node;
+}
+
+DOM_Node* NewRoomyNode(DOM_Document* document, uint16_t node_type, size_t text_bytes) {
+  switch (node_type) {
+    case DOM_ELEMENT_NODE:
+      return NewRecord<ElementNode>(document, node_type, text_bytes);
+    case DOM_ATTRIBUTE_NODE:
+      return NewRecord<AttributeNode>(document, node_type, text_bytes);
+    case DOM_ENTITY_NODE:
+      return NewRecord<EntityNode>(document, node_type, text_bytes);
+    case DOM_PROCESSING_INSTRUCTION_NODE:
+      return NewRecord<ProcessingInstructionNode>(document, node_type, text_bytes);
+    case DOM_DOCUMENT_NODE:
+      return NewRecord<DocumentNode>(document, node_type, text_bytes);
+    case DOM_DOCUMENT_TYPE_NODE:
+      return NewRecord<DocumentTypeNode>(document, node_type, text_bytes);
+    case DOM_NOTATION_NODE:
+      return NewRecord<NotationNode>(document, node_type, text_bytes);
+    case DOM_ENTITY_REFERENCE_NODE:
+    case DOM_DOCUMENT_FRAGMENT_NODE:
+      return NewRecord<ParentNode>(document, node_type, text_bytes);
+    default:
+      return NewRecord<CharacterDataNode>(document, node_type, text_bytes);
+  }
+}
+
+// A copy of `text` for a fresh node: behind the first `used` bytes of its room if that is large
+// enough, otherwise in a block of its own. Null with errno set when memory ran out.
+DOM_String* CopyForNode(DOM_Node* node, size_t used, const MeasuredText& text) {
+  char* copy = TextRoom(node) + used;
+  if (used + text.bytes > static_cast<const NodeRecord*>(node)->text_room) {
+    copy = static_cast<char*>(std::malloc(text.bytes));
+    if (copy == nullptr) {
+      return nullptr;
+    }
+  }
+  std::memcpy(copy, text.text, text.bytes - 1);
+  copy[text.bytes - 1] = '\0';
+  return copy;
+}
+
+const DOM_String* ConstantName(uint16_t node_type) {
+  switch (node_type) {
+    case DOM_TEXT_NODE:
+      return "#text";
+    case DOM_CDATA_SECTION_NODE:
+      return "#cdata-section";
+    default:
+      return "#comment";
+  }
+}
+
+}  // namespace
+
+DOM_Node* NewNode(DOM_Document* document, uint16_t node_type) {
+  DOM_Node* const node = NewRoomyNode(document, node_type, 0);
+  if (node != nullptr && node_type == DOM_DOCUMENT_NODE) {
+    AddToLive(static_cast<DocumentNode*>(node));
+  }
+  return node;
+}
+
+DOM_Node* NewNamedNode(DOM_Document* document, uint16_t node_type, const MeasuredText& name) {
+  DOM_Node* const node = NewRoomyNode(document, node_type, name.bytes);
+  if (node == nullptr) {
+    return nullptr;
+  }
+  node->nodeName = CopyForNode(node, 0, name);
+  if (node->nodeName == nullptr) {
+    FreeRecord(node);
+    return nullptr;
+  }
+  return node;
+}
+
+DOM_Node* NewNamedNode(DOM_Document* document, uint16_t node_type, const MeasuredText& name,
+                       const MeasuredText& value) {
+  DOM_Node* const node = NewRoomyNode(document, node_type, name.bytes + value.bytes);
+  if (node == nullptr) {
+    return nullptr;
+  }
+  node->nodeName = CopyForNode(node, 0, name);
+  node->nodeValue = node->nodeName != nullptr ? CopyForNode(node, name.bytes, value) : nullptr;
+  if (node->nodeValue == nullptr) {
+    FreeText(node, node->nodeName);
+    FreeRecord(node);
+    return nullptr;
+  }
+  return node;
+}
+
+DOM_CharacterData* NewCharacterData(DOM_Document* document, uint16_t node_type,
+                                    const MeasuredText& data) {
+  DOM_Node* const node = NewRecord<CharacterDataNode>(document, node_type, data.bytes);
+  if (node == nullptr) {
+    return nullptr;
+  }
+  node->nodeName = ConstantName(node_type);
+  node->nodeValue = CopyForNode(node, 0, data);
+  static_cast<CharacterDataNode*>(node)->length = data.columns;
+  if (node->nodeValue == nullptr) {
+    FreeRecord(node);
+    return nullptr;
   }
   return node;
 }
@@ -108,19 +196,6 @@ bool MeasureText(const DOM_String* text, MeasuredText& measured) {
   }
   measured = {text, static_cast<size_t>(bytes) + 1, static_cast<uint32_t>(mbslen(text))};
   return true;
-}
-
-DOM_String* CopyForNode(DOM_Node* node, size_t used, const MeasuredText& text) {
-  char* copy = TextRoom(node) + used;
-  if (used + text.bytes > static_cast<const NodeRecord*>(node)->text_room) {
-    copy = static_cast<char*>(std::malloc(text.bytes));
-    if (copy == nullptr) {
-      return nullptr;
-    }
-  }
-  std::memcpy(copy, text.text, text.bytes - 1);
-  copy[text.bytes - 1] = '\0';
-  return copy;
 }
 
 }  // namespace qvx::dom

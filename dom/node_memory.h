@@ -14,10 +14,31 @@
 
 namespace qvx::dom {
 
+/// A text that can be copied.
+struct MeasuredText {
+  const DOM_String* text;
+  size_t bytes;      ///< of a copy, its NUL included
+  uint32_t columns;  ///< what character data of that text has as its length
+};
+
+/// Measures `text`. Returns false with errno EINVAL (null) or EILSEQ (undecodable) when it cannot
+/// be copied. Leaves the error cell alone.
+bool MeasureText(const DOM_String* text, MeasuredText& measured);
+
+// These return null with errno set when memory ran out, and record nothing.
+
 /// Makes a zero-filled node of `node_type` in `document` with its child list, attribute map and
-/// document type views set up and room for `text_bytes` behind the record, or none when that is too
-/// much. Returns null with errno set when memory ran out; records nothing.
-DOM_Node* NewNode(DOM_Document* document, uint16_t node_type, size_t text_bytes);
+/// document type views set up.
+DOM_Node* NewNode(DOM_Document* document, uint16_t node_type);
+
+/// Makes a node with copies of its name, or of its name and value.
+DOM_Node* NewNamedNode(DOM_Document* document, uint16_t node_type, const MeasuredText& name);
+DOM_Node* NewNamedNode(DOM_Document* document, uint16_t node_type, const MeasuredText& name,
+                       const MeasuredText& value);
+
+/// Makes a text, CDATA section or comment with a copy of its data.
+DOM_CharacterData* NewCharacterData(DOM_Document* document, uint16_t node_type,
+                                    const MeasuredText& data);
 
 /// Gives back the block of `node`.
 void FreeRecord(DOM_Node* node);
@@ -39,21 +60,6 @@ inline void FreeText(DOM_Node* node, const char* text) {
 /// Makes `value` (from malloc, handed over) the value of `node`; for character data, `length` its
 /// length. The old value is returned and must be released with FreeText.
 DOM_String* ExchangeValue(DOM_Node* node, DOM_String* value, uint32_t length);
-
-/// A text that can be copied.
-struct MeasuredText {
-  const DOM_String* text;
-  size_t bytes;      ///< of a copy, its NUL included
-  uint32_t columns;  ///< what character data of that text has as its length
-};
-
-/// Measures `text`. Returns false with errno EINVAL (null) or EILSEQ (undecodable) when it cannot
-/// be copied. Leaves the error cell alone.
-bool MeasureText(const DOM_String* text, MeasuredText& measured);
-
-/// A copy of `text` for a fresh `node`: behind the first `used` bytes of its room if that is large
-/// enough, otherwise in a block of its own. Returns null with errno set when memory ran out.
-DOM_String* CopyForNode(DOM_Node* node, size_t used, const MeasuredText& text);
 
 }  // namespace qvx::dom
 

@@ -24,69 +24,62 @@ constexpr bool kHasPages = true;
 constexpr size_t kSmallestPage = 1024;
 constexpr size_t kLargestPage = 32768;
 
+// What stands in a block that is not taken.
 struct FreeBlock {
+  FreeBlock* previous;
   FreeBlock* next;
+  uint16_t place;
 };
 
 // The blocks follow the page's own record.
 struct Page {
-  Page* previous;
-  Page* next;
-  FreeBlock* free_blocks;
   uint32_t size;
   uint32_t begun;  // bytes up to the first block that has never been taken
   uint32_t taken;  // blocks
 };
 
-constexpr size_t kPageRecord = (sizeof(Page) + kBlockUnit - 1) / kBlockUnit * kBlockUnit;
+constexpr uint32_t kPageRecord = (sizeof(Page) + kBlockUnit - 1) / kBlockUnit * kBlockUnit;
 static_assert(kLargestPage / kBlockUnit <= UINT16_MAX, "a place fits its field");
 
-using Pages = Chain<Page, &Page::previous, &Page::next>;
+using FreeBlocks = Chain<FreeBlock, &FreeBlock::previous, &FreeBlock::next>;
 
 // The pages with blocks of one size.
 struct BlockSize {
-  Pages with_room;
-  size_t bytes;  // of all pages, those without room included
+  FreeBlocks free;  // blocks that were given back
+  Page* newest;     // the only page with blocks that have never been taken; null: there is none
+  size_t bytes;     // of all pages
 };
 
 BlockSize block_sizes[kLargestBlock / kBlockUnit + 1];
-
-bool HasRoom(const Page* page, size_t size) {
-  return page->free_blocks != nullptr || page->begun + size <= page->size;
-}
-
-// Null with errno set when memory ran out.
-Page* AddPage(BlockSize& blocks) {
-  const size_t size = std::clamp(blocks.bytes, kSmallestPage, kLargestPage);
-  auto* page = static_cast<Page*>(std::malloc(size));
-  if (page != nullptr) {
-    *page = {nullptr, nullptr, nullptr, static_cast<uint32_t>(size), kPageRecord, 0};
-    blocks.with_room.Insert(page, nullptr);
-    blocks.bytes += size;
-  }
-  return page;
-}
-
-void* TakeFrom(Page* page, size_t size) {
-  ++page->taken;
-  if (page->free_blocks != nullptr) {
-    FreeBlock* const block = page->free_blocks;
-    page->free_blocks = block->next;
-    return block;
-  }
-  void* const block = reinterpret_cast<char*>(page) + page->begun;
-  page->begun += static_cast<uint32_t>(size);
-  return block;
-}
 
 Page* PageOf(const NodeBlock& block) {
   void* const page = static_cast<char*>(block.memory) - block.place * kBlockUnit;
   return static_cast<Page*>(page);
 }
 
-uint16_t PlaceIn(const Page* page, const void* block) {
-  const ptrdiff_t offset = static_cast<const char*>(block) - reinterpret_cast<const char*>(page);
-  return static_cast<uint16_t>(static_cast<size_t>(offset) / kBlockUnit);
+// Returns false with errno set when memory ran out.
+bool AddPage(BlockSize& blocks) {
+  const size_t size = std::clamp(blocks.bytes, kSmallestPage, kLargestPage);
+  blocks.newest = static_cast<Page*>(std::malloc(size));
+  if (blocks.newest == nullptr) {
+    return false;
+  }
+  *blocks.newest = {static_cast<uint32_t>(size), kPageRecord, 0};
+  blocks.bytes += size;
+  return true;
+}
+
+// Gives the page, of which no block is taken, back to malloc.
+void FreePage(BlockSize& blocks, Page* page, size_t size) {
+  for (size_t at = kPageRecord; at < page->begun; at += size) {
+    void* const block = reinterpret_cast<char*>(page) + at;
+    blocks.free.Remove(static_cast<FreeBlock*>(block));
+  }
+  if (blocks.newest == page) {
+    blocks.newest = nullptr;
+  }
+  blocks.bytes -= page->size;
+  std::free(page);
 }
 
 }  // namespace
@@ -96,18 +89,21 @@ NodeBlock TakeBlock(size_t size) {
     return {std::malloc(size), 0};
   }
   BlockSize& blocks = block_sizes[size / kBlockUnit];
-  Page* page = blocks.with_room.first;
-  if (page == nullptr) {
-    page = AddPage(blocks);
-    if (page == nullptr) {
-      return {nullptr, 0};
-    }
+  if (FreeBlock* const block = blocks.free.first) {
+    const NodeBlock taken{block, block->place};
+    blocks.free.Remove(block);
+    ++PageOf(taken)->taken;
+    return taken;
   }
-  void* const block = TakeFrom(page, size);
-  if (!HasRoom(page, size)) {
-    blocks.with_room.Remove(page);
+  if ((blocks.newest == nullptr || blocks.newest->begun + size > blocks.newest->size) &&
+      !AddPage(blocks)) {
+    return {nullptr, 0};
   }
-  return {block, PlaceIn(page, block)};
+  Page* const page = blocks.newest;
+  const uint32_t offset = page->begun;
+  page->begun += static_cast<uint32_t>(size);
+  ++page->taken;
+  return {reinterpret_cast<char*>(page) + offset, static_cast<uint16_t>(offset / kBlockUnit)};
 }
 
 void GiveBackBlock(NodeBlock block, size_t size) {
@@ -116,14 +112,10 @@ void GiveBackBlock(NodeBlock block, size_t size) {
   }
   BlockSize& blocks = block_sizes[size / kBlockUnit];
   Page* const page = PageOf(block);
-  if (!HasRoom(page, size)) {
-    blocks.with_room.Insert(page, blocks.with_room.first);
-  }
-  page->free_blocks = new (block.memory) FreeBlock{page->free_blocks};
+  auto* const freed = new (block.memory) FreeBlock{nullptr, nullptr, block.place};
+  blocks.free.Insert(freed, blocks.free.first);
   if (--page->taken == 0) {
-    blocks.with_room.Remove(page);
-    blocks.bytes -= page->size;
-    std::free(page);
+    FreePage(blocks, page, size);
   }
 }
 

@@ -1,11 +1,10 @@
 // Where the blocks of nodes come from. Internal to the document model.
 //
 // Blocks of one size stand side by side in pages, which spares every node the header of a block
-// from malloc and most of what malloc costs. A page knows its free blocks, so what is freed is
-// reused by the next node of that size, of whatever document; a page without a node in it goes back
-// to malloc. A document that shrinks may so keep pages with few nodes in them, which the next nodes
-// of those sizes fill. New pages are as large as those of that size are together, within bounds: a
-// small document has small ones.
+// from malloc and most of what malloc costs. What is freed is reused by the next node of that size,
+// of whatever document; a page without a node in it goes back to malloc. A document that shrinks
+// may so keep pages with few nodes in them, which the next nodes of those sizes fill. New pages are
+// as large as those of that size are together, within bounds: a small document has small ones.
 //
 // Sanitizers see a use of freed memory only in blocks from malloc, so their builds have no pages.
 #ifndef QVX_DOM_NODE_PAGES_H
@@ -26,7 +25,8 @@ struct NodeBlock {
   uint16_t place;
 };
 
-/// A block of `size` bytes, a multiple of kBlockUnit and at most kLargestBlock.
+/// A block of `size` bytes: a multiple of kBlockUnit, at least three of them, at most
+/// kLargestBlock.
 NodeBlock TakeBlock(size_t size);
 
 /// Gives back a block of TakeBlock(size).

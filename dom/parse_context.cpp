@@ -11,7 +11,6 @@
 
 #include "dom/factories.h"
 #include "dom/failure.h"
-#include "dom/linking.h"
 #include "dom/listeners.h"
 #include "dom/node_memory.h"
 #include "support/mbs.h"
@@ -21,6 +20,7 @@ namespace qvx::dom {
 namespace {
 
 constexpr const char* kModule = qvx::trace_modules::kLoadAndSave;
+constexpr char kTextHandler[] = "chardata_fn";
 
 // Makes the conversion buffer hold `size` bytes; what stands in it stays.
 bool Reserve(DOM_ParseContext& context, size_t size) {
@@ -53,26 +53,41 @@ bool Store(DOM_ParseContext& context, size_t offset, const char* source, size_t 
   return true;
 }
 
-// A text or CDATA section of the `length` bytes in the conversion buffer; null, recorded, when it
-// cannot be made.
+// What a public factory makes of the text in the conversion buffer, which is not ASCII.
+DOM_Node* CreateText(DOM_Document* document, uint16_t node_type, const char* text) {
+  return node_type == DOM_TEXT_NODE ? DOM_Document_createTextNode(document, text)
+                                    : DOM_Document_createCDATASection(document, text);
+}
+
+// Reports as the public factories do.
+void ReportUnmadeText(uint16_t node_type) {
+  ReportUnmade({trace_modules::kDom, node_type == DOM_TEXT_NODE
+                                         ? "DOM_Document_createTextNode"
+                                         : "DOM_Document_createCDATASection"});
+}
+
+// A node of the `length` bytes in the conversion buffer; null, recorded, when it cannot be made.
 DOM_Node* MakeText(DOM_Document* document, uint16_t node_type, const char* text, size_t length) {
-  const bool is_text = node_type == DOM_TEXT_NODE;
-  if (IsAscii(text, length)) {
-    const MeasuredText measured{text, length + 1, static_cast<uint32_t>(length)};
-    const char* const maker =
-        is_text ? "DOM_Document_createTextNode" : "DOM_Document_createCDATASection";
-    return MakeCharacterData({trace_modules::kDom, maker}, document, node_type, measured);
+  if (!IsAscii(text, length)) {
+    return CreateText(document, node_type, text);
   }
-  return is_text ? DOM_Document_createTextNode(document, text)
-                 : DOM_Document_createCDATASection(document, text);
+  DOM_Node* const node =
+      NewCharacterData(document, node_type, {text, length + 1, static_cast<uint32_t>(length)});
+  if (node == nullptr) {
+    ReportUnmadeText(node_type);
+  }
+  return node;
 }
 
 // Makes a node of the `length` bytes in the conversion buffer.
 void AddCharacterData(DOM_ParseContext& context, uint16_t node_type, size_t length) {
-  DOM_Node* top = Top({kModule, "chardata_fn"}, context, kNullParameter);
-  if (top != nullptr) {
-    Adopt({kModule, "chardata_fn"}, top,
-          MakeText(top->ownerDocument, node_type, context.buffer, length));
+  DOM_Node* const top = static_cast<DOM_Node*>(stack_peek(context.open_nodes));
+  if (top == nullptr) {
+    return Fail({kModule, kTextHandler}, kNullParameter);
+  }
+  DOM_Node* const node = MakeText(top->ownerDocument, node_type, context.buffer, length);
+  if (node == nullptr || !IsAdopted(top, node)) {
+    Refuse({kModule, kTextHandler}, top, node);
   }
 }
 
@@ -81,32 +96,41 @@ bool IsCollected(const DOM_ParseContext& context) {
   return !context.in_cdata && !MayBeHeard();
 }
 
+// Puts a piece of a text run behind those that are in the conversion buffer.
+void Collect(DOM_ParseContext& context, const char* bytes, size_t size) {
+  if (!Store(context, context.text_length, bytes, size)) {
+    return TracePropagation({kModule, kTextHandler});
+  }
+  context.text_length += size;
+}
+
+// Makes a node of a piece of text.
+void Add(DOM_ParseContext& context, const char* bytes, size_t size) {
+  if (!FinishText(context)) {
+    return;
+  }
+  if (!Store(context, 0, bytes, size)) {
+    return TracePropagation({kModule, kTextHandler});
+  }
+  AddCharacterData(context, context.in_cdata ? DOM_CDATA_SECTION_NODE : DOM_TEXT_NODE, size);
+}
+
 void chardata_fn(void* user_data, const XML_Char* bytes, int length) {
   if (_exception != 0) {
     return;
   }
   if (user_data == nullptr || bytes == nullptr || length <= 0) {
-    Fail({kModule, __func__}, kNullParameter);
-    return;
+    return Fail({kModule, __func__}, kNullParameter);
   }
   DOM_ParseContext& context = ContextOf(user_data);
-  if (Top({kModule, __func__}, context, kNullParameter) == nullptr) {
-    return;
-  }
-  const bool is_collected = IsCollected(context);
-  if (!is_collected && !FinishText(context)) {
-    return;
+  if (stack_peek(context.open_nodes) == nullptr) {
+    return Fail({kModule, __func__}, kNullParameter);
   }
   const auto size = static_cast<size_t>(length);
-  if (!Store(context, context.text_length, bytes, size)) {
-    TracePropagation({kModule, __func__});
-    return;
+  if (IsCollected(context)) {
+    return Collect(context, bytes, size);
   }
-  if (is_collected) {
-    context.text_length += size;
-    return;
-  }
-  AddCharacterData(context, context.in_cdata ? DOM_CDATA_SECTION_NODE : DOM_TEXT_NODE, size);
+  Add(context, bytes, size);
 }
 
 void cdata_start_fn(void* user_data) {
@@ -123,12 +147,9 @@ void cdata_end_fn(void* user_data) {
 
 }  // namespace
 
-DOM_Node* Top(const TraceSite& site, const DOM_ParseContext& context, const int32_t& code) {
-  DOM_Node* top = static_cast<DOM_Node*>(stack_peek(context.open_nodes));
-  if (top == nullptr) {
-    Fail(site, code);
-  }
-  return top;
+DOM_Node* FailWithoutTop(const TraceSite& site, const int32_t& code) {
+  Fail(site, code);
+  return nullptr;
 }
 
 void Push(const TraceSite& site, const DOM_ParseContext& context, DOM_Node* node) {
@@ -138,15 +159,7 @@ void Push(const TraceSite& site, const DOM_ParseContext& context, DOM_Node* node
   }
 }
 
-DOM_Node* Adopt(const TraceSite& site, DOM_Node* parent, DOM_Node* node) {
-  if (node != nullptr && parent->nodeType == DOM_ELEMENT_NODE && !MayBeHeard()) {
-    LinkChild(parent, node, nullptr);
-    updateCommonParent(parent);
-    return node;
-  }
-  if (node != nullptr && DOM_Node_appendChild(parent, node) != nullptr) {
-    return node;
-  }
+DOM_Node* Refuse(const TraceSite& site, const DOM_Node* parent, DOM_Node* node) {
   TracePropagation(site);
   DOM_Document_destroyNode(parent->ownerDocument, node);
   return nullptr;

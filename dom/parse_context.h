@@ -12,7 +12,10 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "dom/common_parent.h"
 #include "dom/dom.h"
+#include "dom/linking.h"
+#include "dom/listeners.h"
 #include "support/stack.h"
 #include "support/trace.h"
 
@@ -42,15 +45,37 @@ inline DOM_ParseContext& ContextOf(void* user_data) {
   return *static_cast<DOM_ParseContext*>(user_data);
 }
 
+/// Records `code` at `site`; returns null.
+DOM_Node* FailWithoutTop(const TraceSite& site, const int32_t& code);
+
 /// The innermost open node; null, with `code` recorded, when there is none.
-DOM_Node* Top(const TraceSite& site, const DOM_ParseContext& context, const int32_t& code);
+inline DOM_Node* Top(const TraceSite& site, const DOM_ParseContext& context, const int32_t& code) {
+  auto* top = static_cast<DOM_Node*>(stack_peek(context.open_nodes));
+  return top != nullptr ? top : FailWithoutTop(site, code);
+}
 
 /// Makes `node` the innermost open one.
 void Push(const TraceSite& site, const DOM_ParseContext& context, DOM_Node* node);
 
-/// Appends a node that was just made and fits under every element. Returns it; or null, with the
-/// node destroyed, when it is null or was refused.
-DOM_Node* Adopt(const TraceSite& site, DOM_Node* parent, DOM_Node* node);
+/// Appends a node that was just made and fits under every element. Returns whether it was not
+/// refused.
+inline bool IsAdopted(DOM_Node* parent, DOM_Node* node) {
+  if (parent->nodeType != DOM_ELEMENT_NODE || MayBeHeard()) {
+    return DOM_Node_appendChild(parent, node) != nullptr;
+  }
+  LinkChild(parent, node, nullptr);
+  NoteChange(parent);
+  return true;
+}
+
+/// Destroys `node` (may be null), which was not made or was refused. Returns null.
+DOM_Node* Refuse(const TraceSite& site, const DOM_Node* parent, DOM_Node* node);
+
+/// Appends a node that was just made. Returns it; or null, with the node destroyed, when it is null
+/// or was refused.
+inline DOM_Node* Adopt(const TraceSite& site, DOM_Node* parent, DOM_Node* node) {
+  return node != nullptr && IsAdopted(parent, node) ? node : Refuse(site, parent, node);
+}
 
 /// Makes a text node of what is being collected. Returns whether no failure is pending, be it of
 /// before or of now.

@@ -172,13 +172,16 @@ char* Position(const char* text, size_t offset) {
 
 bool qvx::IsAscii(const char* text, size_t length) {
   uint64_t bits = 0;
-  for (; length >= sizeof bits; length -= sizeof bits, text += sizeof bits) {
-    bits |= WordAt(text);
+  if (length < sizeof bits) {
+    for (; length > 0; --length) {
+      bits |= static_cast<unsigned char>(text[length - 1]);
+    }
+    return (bits & kHighBits) == 0;
   }
-  for (; length > 0; --length, ++text) {
-    bits |= static_cast<unsigned char>(*text);
+  for (size_t at = 0; at < length - sizeof bits; at += sizeof bits) {
+    bits |= WordAt(text + at);
   }
-  return (bits & kHighBits) == 0;
+  return ((bits | WordAt(text + length - sizeof bits)) & kHighBits) == 0;
 }
 
 int mbsnsize(const char* text, size_t byte_limit, int32_t column_limit) {
