@@ -22,18 +22,18 @@ namespace {
 constexpr const char* kModule = qvx::trace_modules::kLoadAndSave;
 constexpr char kTextHandler[] = "chardata_fn";
 
-// Makes the conversion buffer hold `size` bytes; what stands in it stays.
-bool Reserve(DOM_ParseContext& context, size_t size) {
-  if (size <= context.capacity) {
-    return true;
-  }
-  if (size > INT_MAX) {  // a document string is no longer than that
-    errno = ENOMEM;
-    return false;
-  }
+// Makes the conversion buffer larger, so that it holds `size` bytes; what stands in it stays.
+// Returns false, recorded, when it cannot grow.
+[[gnu::noinline]] bool Grow(DOM_ParseContext& context, size_t size) {
   const size_t capacity = std::max(size, 2 * context.capacity);
-  char* buffer = static_cast<char*>(std::realloc(context.buffer, capacity));
+  char* buffer = nullptr;
+  if (size <= INT_MAX) {  // a document string is no longer than that
+    buffer = static_cast<char*>(std::realloc(context.buffer, capacity));
+  } else {
+    errno = ENOMEM;
+  }
   if (buffer == nullptr) {
+    FailErrno({kModule, "utf8tods"});
     return false;
   }
   context.buffer = buffer;
@@ -41,16 +41,8 @@ bool Reserve(DOM_ParseContext& context, size_t size) {
   return true;
 }
 
-// Puts `length` bytes and a NUL behind the first `offset` bytes of the conversion buffer. Returns
-// false, recorded, when it cannot grow.
-bool Store(DOM_ParseContext& context, size_t offset, const char* source, size_t length) {
-  if (!Reserve(context, offset + length + 1)) {
-    FailErrno({kModule, "utf8tods"});
-    return false;
-  }
-  std::memcpy(context.buffer + offset, source, length);
-  context.buffer[offset + length] = '\0';
-  return true;
+bool Reserve(DOM_ParseContext& context, size_t size) {
+  return size <= context.capacity || Grow(context, size);
 }
 
 // What a public factory makes of the text in the conversion buffer, which is not ASCII.
@@ -60,7 +52,7 @@ DOM_Node* CreateText(DOM_Document* document, uint16_t node_type, const char* tex
 }
 
 // Reports as the public factories do.
-void ReportUnmadeText(uint16_t node_type) {
+[[gnu::noinline]] void ReportUnmadeText(uint16_t node_type) {
   ReportUnmade({trace_modules::kDom, node_type == DOM_TEXT_NODE
                                          ? "DOM_Document_createTextNode"
                                          : "DOM_Document_createCDATASection"});
@@ -79,16 +71,15 @@ DOM_Node* MakeText(DOM_Document* document, uint16_t node_type, const char* text,
   return node;
 }
 
-// Makes a node of the `length` bytes in the conversion buffer.
-void AddCharacterData(DOM_ParseContext& context, uint16_t node_type, size_t length) {
-  DOM_Node* const top = static_cast<DOM_Node*>(stack_peek(context.open_nodes));
-  if (top == nullptr) {
-    return Fail({kModule, kTextHandler}, kNullParameter);
-  }
-  DOM_Node* const node = MakeText(top->ownerDocument, node_type, context.buffer, length);
-  if (node == nullptr || !IsAdopted(top, node)) {
-    Refuse({kModule, kTextHandler}, top, node);
-  }
+// What is done when a text is lost.
+[[gnu::noinline]] void TraceText() {
+  TracePropagation({kModule, kTextHandler});
+}
+[[gnu::noinline]] void FailText() {
+  Fail({kModule, kTextHandler}, kNullParameter);
+}
+[[gnu::noinline]] void RefuseText(const DOM_Node* parent, DOM_Node* node) {
+  Refuse({kModule, kTextHandler}, parent, node);
 }
 
 // Whether the pieces of a text run may be put together before anyone sees them.
@@ -96,23 +87,36 @@ bool IsCollected(const DOM_ParseContext& context) {
   return !context.in_cdata && !MayBeHeard();
 }
 
-// Puts a piece of a text run behind those that are in the conversion buffer.
-void Collect(DOM_ParseContext& context, const char* bytes, size_t size) {
-  if (!Store(context, context.text_length, bytes, size)) {
-    return TracePropagation({kModule, kTextHandler});
+// Puts a piece of a text run behind those that are in the conversion buffer; records why it cannot.
+bool Collect(DOM_ParseContext& context, const char* bytes, size_t size) {
+  if (!Reserve(context, context.text_length + size + 1)) {
+    TraceText();
+    return false;
   }
+  std::memcpy(context.buffer + context.text_length, bytes, size);
   context.text_length += size;
+  return true;
 }
 
-// Makes a node of a piece of text.
-void Add(DOM_ParseContext& context, const char* bytes, size_t size) {
-  if (!FinishText(context)) {
-    return;
+// Makes a node of what has been collected.
+void AddCollected(DOM_ParseContext& context, uint16_t node_type) {
+  const size_t length = std::exchange(context.text_length, 0);
+  context.buffer[length] = '\0';
+  DOM_Node* const top = static_cast<DOM_Node*>(stack_peek(context.open_nodes));
+  if (top == nullptr) {
+    return FailText();
   }
-  if (!Store(context, 0, bytes, size)) {
-    return TracePropagation({kModule, kTextHandler});
+  DOM_Node* const node = MakeText(top->ownerDocument, node_type, context.buffer, length);
+  if (node == nullptr || !IsAdopted(top, node)) {
+    RefuseText(top, node);
   }
-  AddCharacterData(context, context.in_cdata ? DOM_CDATA_SECTION_NODE : DOM_TEXT_NODE, size);
+}
+
+// A piece that is a node of its own.
+void AddPiece(DOM_ParseContext& context, const char* bytes, size_t size) {
+  if (FinishText(context) && Collect(context, bytes, size)) {
+    AddCollected(context, context.in_cdata ? DOM_CDATA_SECTION_NODE : DOM_TEXT_NODE);
+  }
 }
 
 void chardata_fn(void* user_data, const XML_Char* bytes, int length) {
@@ -120,17 +124,18 @@ void chardata_fn(void* user_data, const XML_Char* bytes, int length) {
     return;
   }
   if (user_data == nullptr || bytes == nullptr || length <= 0) {
-    return Fail({kModule, __func__}, kNullParameter);
+    return FailText();
   }
   DOM_ParseContext& context = ContextOf(user_data);
   if (stack_peek(context.open_nodes) == nullptr) {
-    return Fail({kModule, __func__}, kNullParameter);
+    return FailText();
   }
   const auto size = static_cast<size_t>(length);
   if (IsCollected(context)) {
-    return Collect(context, bytes, size);
+    Collect(context, bytes, size);
+    return;
   }
-  Add(context, bytes, size);
+  AddPiece(context, bytes, size);
 }
 
 void cdata_start_fn(void* user_data) {
@@ -167,7 +172,7 @@ DOM_Node* Refuse(const TraceSite& site, const DOM_Node* parent, DOM_Node* node) 
 
 bool FinishText(DOM_ParseContext& context) {
   if (_exception == 0 && context.text_length > 0) {
-    AddCharacterData(context, DOM_TEXT_NODE, std::exchange(context.text_length, 0));
+    AddCollected(context, DOM_TEXT_NODE);
   }
   return _exception == 0;
 }
@@ -187,5 +192,10 @@ int utf8tods(const char* source, size_t maximum, DOM_ParseContext* context) {
     return -1;
   }
   const size_t length = strnlen(source, maximum);
-  return Store(*context, 0, source, length) ? static_cast<int>(length + 1) : -1;
+  if (!Reserve(*context, length + 1)) {
+    return -1;
+  }
+  std::memcpy(context->buffer, source, length);
+  context->buffer[length] = '\0';
+  return static_cast<int>(length + 1);
 }
