@@ -92,8 +92,8 @@ class EventText {
   bool lost_;
 };
 
-void DispatchAttribute(DOM_Element* element, DOM_Attr* attribute, const EventText& previous,
-                       const EventText& current, uint16_t change) {
+void DispatchValues(DOM_Element* element, DOM_Attr* attribute, const EventText& previous,
+                    const EventText& current, uint16_t change) {
   const EventText name(attribute->nodeName);
   if (previous.lost() || current.lost() || name.lost()) {
     return RecordLostEvent();
@@ -104,30 +104,21 @@ void DispatchAttribute(DOM_Element* element, DOM_Attr* attribute, const EventTex
 
 }  // namespace
 
-void AnnounceInsertion(DOM_Node* parent, DOM_Node* node) {
-  if (!MayBeHeard()) {
-    return;
-  }
+void DispatchInsertion(DOM_Node* parent, DOM_Node* node) {
   Dispatch(node, "DOMNodeInserted", Bubbling::kYes, {.related = parent});
   DispatchToSubtree<Preorder>(node, "DOMNodeInsertedIntoDocument");
 }
 
-void AnnounceRemoval(DOM_Node* parent, DOM_Node* node) {
-  if (!MayBeHeard()) {
-    return;
-  }
+void DispatchRemoval(DOM_Node* parent, DOM_Node* node) {
   Dispatch(node, "DOMNodeRemoved", Bubbling::kYes, {.related = parent});
   DispatchToSubtree<Postorder>(node, "DOMNodeRemovedFromDocument");
 }
 
-void AnnounceAttribute(DOM_Element* element, DOM_Attr* attribute, uint16_t change) {
-  if (!MayBeHeard()) {
-    return;
-  }
+void DispatchAttribute(DOM_Element* element, DOM_Attr* attribute, uint16_t change) {
   const bool added = change == DOM_ATTR_ADDITION;
   const EventText previous(added ? nullptr : attribute->nodeValue);
   const EventText current(added ? attribute->nodeValue : nullptr);
-  DispatchAttribute(element, attribute, previous, current, change);
+  DispatchValues(element, attribute, previous, current, change);
 }
 
 void AnnounceAttributeValue(DOM_Element* element, DOM_Attr* attribute, DOM_String* previous) {
@@ -137,7 +128,7 @@ void AnnounceAttributeValue(DOM_Element* element, DOM_Attr* attribute, DOM_Strin
   const EventText previous_copy(previous);
   const EventText current_copy(attribute->nodeValue);
   FreeText(attribute, previous);
-  DispatchAttribute(element, attribute, previous_copy, current_copy, DOM_ATTR_MODIFICATION);
+  DispatchValues(element, attribute, previous_copy, current_copy, DOM_ATTR_MODIFICATION);
 }
 
 void AnnounceData(DOM_CharacterData* node, DOM_String* previous) {

@@ -9,19 +9,35 @@
 #define QVX_DOM_ANNOUNCEMENTS_H
 
 #include "dom/dom.h"
+#include "dom/listeners.h"
 
 namespace qvx::dom {
 
 /// DOMNodeInserted at `node`, then DOMNodeInsertedIntoDocument over its subtree in preorder.
-void AnnounceInsertion(DOM_Node* parent, DOM_Node* node);
+void DispatchInsertion(DOM_Node* parent, DOM_Node* node);
+inline void AnnounceInsertion(DOM_Node* parent, DOM_Node* node) {
+  if (MayBeHeard()) {
+    DispatchInsertion(parent, node);
+  }
+}
 
 /// DOMNodeRemoved at `node`, then DOMNodeRemovedFromDocument over its subtree in postorder.
 /// Handlers may already have removed `node` from `parent` when this returns.
-void AnnounceRemoval(DOM_Node* parent, DOM_Node* node);
+void DispatchRemoval(DOM_Node* parent, DOM_Node* node);
+inline void AnnounceRemoval(DOM_Node* parent, DOM_Node* node) {
+  if (MayBeHeard()) {
+    DispatchRemoval(parent, node);
+  }
+}
 
 /// DOMAttrModified at `element` for an attribute that came (DOM_ATTR_ADDITION) or went
 /// (DOM_ATTR_REMOVAL).
-void AnnounceAttribute(DOM_Element* element, DOM_Attr* attribute, uint16_t change);
+void DispatchAttribute(DOM_Element* element, DOM_Attr* attribute, uint16_t change);
+inline void AnnounceAttribute(DOM_Element* element, DOM_Attr* attribute, uint16_t change) {
+  if (MayBeHeard()) {
+    DispatchAttribute(element, attribute, change);
+  }
+}
 
 /// DOMAttrModified at `element` for an attribute whose value was `previous` until now, which this
 /// releases: `attribute` itself may be gone when it returns.

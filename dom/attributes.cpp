@@ -5,6 +5,7 @@
 #include "dom/factories.h"
 #include "dom/failure.h"
 #include "dom/freeing.h"
+#include "dom/list_changes.h"
 #include "dom/named_maps.h"
 #include "dom/node_memory.h"
 #include "dom/node_records.h"
@@ -24,23 +25,35 @@ NamedNodeMap* MapOf(const DOM_Element* element) {
   return element == nullptr ? nullptr : element->attributes;
 }
 
+// What is said of an attribute that setAttribute cannot make.
+[[gnu::noinline]] void ReportBadName() {
+  FailErrno({kModule, "DOM_Document_createAttribute"});
+  TraceCreateFailed({kModule, kSetAttribute});
+}
+[[gnu::noinline]] void ReportBadValue() {
+  FailErrno({kModule, kSetAttribute});
+}
+[[gnu::noinline]] void ReportUnmadeAttribute() {
+  ReportUnallocated();
+  TraceCreateFailed({kModule, kSetAttribute});
+}
+
 // A new attribute, reported on as a failure of setAttribute when it cannot be made.
-DOM_Attr* NewAttribute(const DOM_Element* element, const DOM_String* name,
-                       const DOM_String* value) {
+DOM_Attr* MakeForElement(const DOM_Element* element, const DOM_String* name,
+                         const DOM_String* value) {
   MeasuredText measured_name;
   if (!MeasureText(name, measured_name)) {
-    FailErrno({kModule, "DOM_Document_createAttribute"});
-    TraceCreateFailed({kModule, kSetAttribute});
+    ReportBadName();
     return nullptr;
   }
   MeasuredText measured_value;
   if (!MeasureText(value, measured_value)) {
-    FailErrno({kModule, kSetAttribute});
+    ReportBadValue();
     return nullptr;
   }
-  DOM_Attr* attribute = MakeAttribute(element->ownerDocument, measured_name, measured_value);
+  DOM_Attr* attribute = NewAttribute(element->ownerDocument, measured_name, measured_value);
   if (attribute == nullptr) {
-    TraceCreateFailed({kModule, kSetAttribute});
+    ReportUnmadeAttribute();
   }
   return attribute;
 }
@@ -95,12 +108,12 @@ void qvx::dom::AddAttribute(DOM_Element* element, const DOM_String* name, const 
     return;
   }
   const Operation operation;
-  DOM_Attr* attribute = NewAttribute(element, name, value);
+  DOM_Attr* attribute = MakeForElement(element, name, value);
   if (attribute == nullptr) {
     return;
   }
-  if (!AppendToMap(element->attributes, attribute)) {
-    FailErrno({kModule, kSetAttribute});
+  if (!AppendAttribute(element, attribute)) {
+    ReportBadValue();
     return FreeNode(attribute);
   }
   AnnounceAttribute(element, attribute, DOM_ATTR_ADDITION);

@@ -13,8 +13,8 @@
 #include "dom/failure.h"
 #include "dom/handles.h"
 #include "dom/linking.h"
+#include "dom/list_changes.h"
 #include "dom/lists.h"
-#include "dom/named_maps.h"
 #include "dom/node_array.h"
 #include "dom/node_records.h"
 #include "support/mbs.h"
@@ -55,7 +55,7 @@ NodeHolder CloneElement(DOM_Document* document, const DOM_Node* source, int deep
     // No recursion over the depth: an attribute with anything else than texts below it cannot be
     // cloned.
     NodeHolder attribute = CloneWithDescendants(document, NodeOf(source->attributes, entry), deep);
-    if (attribute != nullptr && !AppendToMap(clone->attributes, attribute.get())) {
+    if (attribute != nullptr && !AppendAttribute(clone.get(), attribute.get())) {
       FailErrno({kModule, kInnerClone});
       attribute.reset();
     }

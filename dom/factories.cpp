@@ -35,7 +35,7 @@ bool MayBeMade(const DOM_Document* document, uint16_t node_type) {
 // Hands on a node that was to be made; records why there is none.
 DOM_Node* Allocated(DOM_Node* node) {
   if (node == nullptr) {
-    FailErrno({kModule, kCreateNode});
+    ReportUnallocated();
   }
   return node;
 }
@@ -82,17 +82,18 @@ DOM_Node* CreateNamed(const TraceSite& site, DOM_Document* document, uint16_t no
   return Made(site, Allocated(NewNamedNode(document, node_type, measured)));
 }
 
+void ReportUnallocated() {
+  FailErrno({kModule, kCreateNode});
+}
+
 void ReportUnmade(const TraceSite& site) {
-  Made(site, Allocated(nullptr));
+  ReportUnallocated();
+  TracePropagation(site);
 }
 
 DOM_Attr* MakeAttribute(DOM_Document* document, const MeasuredText& name,
                         const MeasuredText& value) {
-  DOM_Attr* attribute = Allocated(NewNamedNode(document, DOM_ATTRIBUTE_NODE, name, value));
-  if (attribute != nullptr) {
-    DOM_AttributePart(attribute).specified = 1;
-  }
-  return attribute;
+  return Allocated(NewAttribute(document, name, value));
 }
 
 }  // namespace qvx::dom

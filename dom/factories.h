@@ -14,7 +14,10 @@ namespace qvx::dom {
 DOM_Node* CreateNamed(const TraceSite& site, DOM_Document* document, uint16_t node_type,
                       const DOM_String* name);
 
-/// Records that memory ran out for a node, with a line of the factory at `site`.
+/// Records that memory ran out for a node, as Document_createNode does.
+void ReportUnallocated();
+
+/// The same, with a line of the factory at `site`.
 void ReportUnmade(const TraceSite& site);
 
 /// A new attribute of that name and value in `document`, which is not null. Reports, when memory

@@ -20,7 +20,7 @@ void FreeOwnPart(DOM_Node* node) {
     case DOM_ELEMENT_NODE:
       ClearList(node->attributes);
       ForgetCursor(RecordOf(node->attributes));
-      std::free(static_cast<ElementNode*>(node)->chain);
+      FreeAttributeChain(static_cast<ElementNode*>(node));
       break;
     case DOM_ENTITY_NODE:
     case DOM_NOTATION_NODE:

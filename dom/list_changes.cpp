@@ -9,6 +9,7 @@
 #include "dom/failure.h"
 #include "dom/linking.h"
 #include "dom/lists.h"
+#include "dom/node_memory.h"
 #include "dom/node_records.h"
 #include "support/trace_modules.h"
 
@@ -32,7 +33,8 @@ Entries EntriesOf(NodeList* list) {
 
 void SetEntries(NodeList* list, const Entries& entries) {
   if (KindOf(list) == ListKind::kAttributes) {
-    *ElementOfMap(list)->chain = {entries.first, entries.last};
+    ElementOfMap(list)->chain->first = entries.first;
+    ElementOfMap(list)->chain->last = entries.last;
     return;
   }
   AsEntryList(list)->first = entries.first;
@@ -55,27 +57,25 @@ void UnlinkEntry(NodeList* list, ListEntry* entry) {
   --list->length;
 }
 
-// Whether the map of `element` can take attributes; false with errno set when memory ran out.
-bool HasChain(ElementNode* element) {
-  if (element->chain == nullptr) {
-    element->chain = static_cast<AttributeChain*>(std::calloc(1, sizeof(AttributeChain)));
-  }
-  return element->chain != nullptr;
-}
-
 // Puts an attribute into the map of an element before `next`. Returns its entry, which is a part of
 // it, or null with errno set when memory ran out.
-ListEntry* EnterMap(NodeList* map, AttributeNode* attribute, ListEntry* next) {
-  ElementNode* const element = ElementOfMap(map);
-  if (!HasChain(element)) {
+ListEntry* EnterMap(ElementNode* element, AttributeNode* attribute, ListEntry* next) {
+  if (element->chain == nullptr && !MakeAttributeChain(element)) {
     return nullptr;
   }
   if (attribute->parentNode != nullptr) {
     TakeBack(attribute);
   }
+  AttributeMap* const map = element;
+  Entries entries{element->chain->first, element->chain->last};
+  entries.Insert(attribute, next);
+  KeepCursorOnInsertion(map, static_cast<ListEntry*>(attribute), attribute->previous, next);
+  element->chain->first = entries.first;
+  element->chain->last = entries.last;
+  ++map->length;
   attribute->holder = element;
+  attribute->ownerElement = element;
   ++attribute->placements;
-  LinkEntry(map, attribute, next);
   return attribute;
 }
 
@@ -199,14 +199,19 @@ NodeEntry* InsertEntry(NodeList* list, DOM_Node* node, NodeEntry* next) {
     LinkChild(ParentOfList(list), node, AsChild(next));
     return node;
   }
-  ListEntry* const entry =
-      KindOf(list) == ListKind::kAttributes
-          ? EnterMap(list, static_cast<AttributeNode*>(node), AsListEntry(next))
-          : EnterList(list, node, AsListEntry(next));
+  if (KindOf(list) == ListKind::kAttributes) {
+    return EnterMap(ElementOfMap(list), static_cast<AttributeNode*>(node), AsListEntry(next));
+  }
+  ListEntry* const entry = EnterList(list, node, AsListEntry(next));
   if (entry != nullptr) {
-    SetOwnerElement(node, DOM_NodeList_ownerElement(list));
+    SetOwnerElement(node, nullptr);
   }
   return entry;
+}
+
+bool AppendAttribute(DOM_Element* element, DOM_Attr* attribute) {
+  return EnterMap(static_cast<ElementNode*>(element), static_cast<AttributeNode*>(attribute),
+                  nullptr) != nullptr;
 }
 
 NodeEntry* ReplaceEntry(NodeList* list, NodeEntry* entry, DOM_Node* node) {

@@ -89,10 +89,6 @@ MapResult PutIntoMap(NamedNodeMap* map, DOM_Node* node, DOM_Node** displaced) {
   return MapResult::kReplaced;
 }
 
-bool AppendToMap(NamedNodeMap* map, DOM_Attr* attribute) {
-  return InsertEntry(map, attribute, nullptr) != nullptr;
-}
-
 bool TakeOutOfMap(NamedNodeMap* map, DOM_Node* node) {
   NodeEntry* const entry = map != nullptr && !IsView(map) ? FindEntry(map, node) : nullptr;
   if (entry == nullptr) {

@@ -13,9 +13,6 @@ enum class MapResult { kAdded, kReplaced, kRefused, kNoMemory };
 /// node that made way, which is `node` itself when it stood there already.
 MapResult PutIntoMap(NamedNodeMap* map, DOM_Node* node, DOM_Node** displaced);
 
-/// Appends an attribute whose name is known to be new to `map`. Returns false when memory ran out.
-bool AppendToMap(NamedNodeMap* map, DOM_Attr* attribute);
-
 /// Takes `node` itself, not one of its name, out of a map. Returns false when it is not there.
 bool TakeOutOfMap(NamedNodeMap* map, DOM_Node* node);
 

@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "dom/live_documents.h"
 #include "dom/node_pages.h"
@@ -110,6 +111,22 @@ DOM_String* CopyForNode(DOM_Node* node, size_t used, const MeasuredText& text) {
   return copy;
 }
 
+// Gives a fresh node, which may be null, its texts. Null, with the node freed and errno set, when
+// memory ran out.
+DOM_Node* WithTexts(DOM_Node* node, const MeasuredText& name, const MeasuredText& value) {
+  if (node == nullptr) {
+    return nullptr;
+  }
+  node->nodeName = CopyForNode(node, 0, name);
+  node->nodeValue = node->nodeName != nullptr ? CopyForNode(node, name.bytes, value) : nullptr;
+  if (node->nodeValue != nullptr) {
+    return node;
+  }
+  FreeText(node, node->nodeName);
+  FreeRecord(node);
+  return nullptr;
+}
+
 const DOM_String* ConstantName(uint16_t node_type) {
   switch (node_type) {
     case DOM_TEXT_NODE:
@@ -146,18 +163,31 @@ DOM_Node* NewNamedNode(DOM_Document* document, uint16_t node_type, const Measure
 
 DOM_Node* NewNamedNode(DOM_Document* document, uint16_t node_type, const MeasuredText& name,
                        const MeasuredText& value) {
-  DOM_Node* const node = NewRoomyNode(document, node_type, name.bytes + value.bytes);
-  if (node == nullptr) {
-    return nullptr;
+  return WithTexts(NewRoomyNode(document, node_type, name.bytes + value.bytes), name, value);
+}
+
+DOM_Attr* NewAttribute(DOM_Document* document, const MeasuredText& name,
+                       const MeasuredText& value) {
+  auto* attribute = static_cast<AttributeNode*>(
+      NewRecord<AttributeNode>(document, DOM_ATTRIBUTE_NODE, name.bytes + value.bytes));
+  if (attribute != nullptr) {
+    attribute->specified = 1;
   }
-  node->nodeName = CopyForNode(node, 0, name);
-  node->nodeValue = node->nodeName != nullptr ? CopyForNode(node, name.bytes, value) : nullptr;
-  if (node->nodeValue == nullptr) {
-    FreeText(node, node->nodeName);
-    FreeRecord(node);
-    return nullptr;
+  return WithTexts(attribute, name, value);
+}
+
+bool MakeAttributeChain(ElementNode* element) {
+  const NodeBlock block = TakeBlock(sizeof(AttributeChain));
+  if (block.memory != nullptr) {
+    element->chain = new (block.memory) AttributeChain{nullptr, nullptr, block.place};
   }
-  return node;
+  return block.memory != nullptr;
+}
+
+void FreeAttributeChain(ElementNode* element) {
+  if (element->chain != nullptr) {
+    GiveBackBlock({element->chain, element->chain->place}, sizeof(AttributeChain));
+  }
 }
 
 DOM_CharacterData* NewCharacterData(DOM_Document* document, uint16_t node_type,

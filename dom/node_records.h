@@ -74,6 +74,7 @@ struct ParentNode : MarkedNode, ChildList {};
 struct AttributeChain {
   ListEntry* first;
   ListEntry* last;
+  uint16_t place;  ///< of its own block in a page
 };
 
 struct ElementNode : ParentNode, AttributeMap {
