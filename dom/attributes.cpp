@@ -59,9 +59,19 @@ DOM_Attr* MakeForElement(const DOM_Element* element, const DOM_String* name,
 }
 
 void ChangeValue(DOM_Element* element, DOM_Attr* attribute, const DOM_String* value) {
-  DOM_String* copy = mbsdup(value);
+  MeasuredText measured;
+  if (!MeasureText(value, measured)) {
+    return ReportBadValue();
+  }
+  if (!MayBeHeard()) {
+    if (!ReplaceValue(attribute, measured)) {
+      return ReportBadValue();
+    }
+    return NoteChange(element->parentNode);
+  }
+  DOM_String* const copy = CopyOf(measured);
   if (copy == nullptr) {
-    return FailErrno({kModule, kSetAttribute});
+    return ReportBadValue();
   }
   AnnounceAttributeValue(element, attribute, ExchangeValue(attribute, copy, 0));
   NoteChange(element->parentNode);
@@ -125,7 +135,11 @@ DOM_String* DOM_Element_getAttribute(const DOM_Element* element, const DOM_Strin
     return nullptr;
   }
   const DOM_Attr* attribute = DOM_NamedNodeMap_getNamedItem(element->attributes, name);
-  DOM_String* copy = mbsdup(attribute == nullptr ? "" : attribute->nodeValue);
+  MeasuredText measured;
+  DOM_String* copy = nullptr;
+  if (MeasureText(attribute == nullptr ? "" : attribute->nodeValue, measured)) {
+    copy = CopyOf(measured);
+  }
   if (copy == nullptr) {
     FailErrno({kModule, __func__});
   }

@@ -1,6 +1,7 @@
 #include "dom/list_changes.h"
 
 #include <cstdlib>
+#include <new>
 
 #include "dom/aside.h"
 #include "dom/chain.h"
@@ -10,6 +11,7 @@
 #include "dom/linking.h"
 #include "dom/lists.h"
 #include "dom/node_memory.h"
+#include "dom/node_pages.h"
 #include "dom/node_records.h"
 #include "support/trace_modules.h"
 
@@ -89,19 +91,27 @@ void LeaveMap(AttributeNode* attribute) {
 // Puts a node into a list by itself before `next`. Returns its entry, or null with errno set when
 // memory ran out.
 ListEntry* EnterList(NodeList* list, DOM_Node* node, ListEntry* next) {
-  auto* entry = static_cast<HeapEntry*>(std::malloc(sizeof(HeapEntry)));
-  if (entry != nullptr) {
-    entry->node = node;
-    LinkEntry(list, entry, next);
+  const NodeBlock block = TakeBlock(sizeof(HeapEntry));
+  if (block.memory == nullptr) {
+    return nullptr;
   }
+  auto* entry = new (block.memory) HeapEntry{};
+  entry->node = node;
+  entry->place = block.place;
+  LinkEntry(list, entry, next);
   return entry;
+}
+
+void FreeEntry(NodeEntry* entry) {
+  auto* freed = static_cast<HeapEntry*>(AsListEntry(entry));
+  GiveBackBlock({freed, freed->place}, sizeof(HeapEntry));
 }
 
 void FreeEntries(NodeList* list) {
   NodeEntry* entry = FirstEntry(list);
   while (entry != nullptr) {
     NodeEntry* const next = AsListEntry(entry)->next;
-    std::free(AsListEntry(entry));
+    FreeEntry(entry);
     entry = next;
   }
   SetEntries(list, {});
@@ -235,7 +245,7 @@ void DropEntry(NodeList* list, NodeEntry* entry) {
     default:
       UnlinkEntry(list, AsListEntry(entry));
       SetOwnerElement(NodeOf(list, entry), nullptr);
-      std::free(AsListEntry(entry));
+      FreeEntry(entry);
   }
 }
 

@@ -2,6 +2,9 @@
 #include <cstring>
 
 #include "dom/dom.h"
+#include "dom/failure.h"
+#include "dom/list_changes.h"
+#include "dom/names.h"
 #include "dom/node_records.h"
 #include "dom/walks.h"
 #include "support/trace.h"
@@ -19,7 +22,7 @@ class WantedName {
   explicit WantedName(const DOM_String* name) : name_(name), any_(std::strcmp(name, "*") == 0) {}
 
   bool Matches(const DOM_Node* element) const {
-    return any_ || (element->nodeName != nullptr && std::strcoll(element->nodeName, name_) == 0);
+    return any_ || (element->nodeName != nullptr && NamesEqual(element->nodeName, name_));
   }
 
  private:
@@ -36,7 +39,7 @@ bool CollectElements(NodeList* found, const DOM_Node* root, DOM_Node* node,
       node = NextAfterSubtree(root, node);
       continue;
     }
-    if (name.Matches(node) && NodeList_append(found, node) == nullptr) {
+    if (name.Matches(node) && InsertEntry(found, node, nullptr) == nullptr) {
       return false;
     }
     node = NextInPreorder(root, node);
@@ -49,6 +52,9 @@ NodeList* ElementsByTagName(const qvx::TraceSite& site, DOM_Document* document,
   NodeList* const found = Document_createNodeList(document);
   if (found != nullptr && CollectElements(found, root, first, WantedName(name))) {
     return found;
+  }
+  if (found != nullptr) {
+    FailErrno({qvx::trace_modules::kNodeList, "NodeList_append"});
   }
   DOM_Document_destroyNodeList(document, found, 0);
   qvx::TracePropagation(site);

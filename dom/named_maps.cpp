@@ -1,10 +1,9 @@
 #include "dom/named_maps.h"
 
-#include <cstring>
-
 #include "dom/failure.h"
 #include "dom/list_changes.h"
 #include "dom/lists.h"
+#include "dom/names.h"
 #include "support/trace_modules.h"
 
 namespace qvx::dom {
@@ -14,13 +13,25 @@ constexpr const char* kModule = qvx::trace_modules::kNamedNodeMap;
 constexpr char kSetNamedItem[] = "DOM_NamedNodeMap_setNamedItem";
 
 bool IsNamed(const DOM_Node* node, const DOM_String* name) {
-  return node->nodeName != nullptr && std::strcoll(node->nodeName, name) == 0;
+  return node->nodeName != nullptr && NamesEqual(node->nodeName, name);
 }
 
-// The first entry of a plain map whose node has that name, or null.
+// The first attribute of the map of an element that has that name, or null.
+NodeEntry* FindAttribute(const ElementNode* element, const DOM_String* name) {
+  ListEntry* entry = element->chain != nullptr ? element->chain->first : nullptr;
+  while (entry != nullptr && !IsNamed(static_cast<AttributeNode*>(entry), name)) {
+    entry = entry->next;
+  }
+  return entry;
+}
+
+// The first entry of a map that is no view whose node has that name, or null.
 NodeEntry* FindNamed(const NamedNodeMap* map, const DOM_String* name) {
   if (name == nullptr) {
     return nullptr;
+  }
+  if (KindOf(map) == ListKind::kAttributes) {
+    return FindAttribute(ElementOfMap(map), name);
   }
   for (NodeEntry* entry = FirstEntry(map); entry != nullptr; entry = NextEntry(map, entry)) {
     if (IsNamed(NodeOf(map, entry), name)) {

@@ -96,19 +96,25 @@ DOM_Node* NewRoomyNode(DOM_Document* document, uint16_t node_type, size_t text_b
   }
 }
 
+DOM_String* CopyTo(char* memory, const MeasuredText& text) {
+  std::memmove(memory, text.text, text.bytes - 1);
+  memory[text.bytes - 1] = '\0';
+  return memory;
+}
+
+// The bytes from `place`, in the room of `node`, to the end of the room.
+size_t RoomFrom(DOM_Node* node, const char* place) {
+  return static_cast<size_t>(TextRoom(node) + static_cast<const NodeRecord*>(node)->text_room -
+                             place);
+}
+
 // A copy of `text` for a fresh node: behind the first `used` bytes of its room if that is large
 // enough, otherwise in a block of its own. Null with errno set when memory ran out.
 DOM_String* CopyForNode(DOM_Node* node, size_t used, const MeasuredText& text) {
-  char* copy = TextRoom(node) + used;
   if (used + text.bytes > static_cast<const NodeRecord*>(node)->text_room) {
-    copy = static_cast<char*>(std::malloc(text.bytes));
-    if (copy == nullptr) {
-      return nullptr;
-    }
+    return CopyOf(text);
   }
-  std::memcpy(copy, text.text, text.bytes - 1);
-  copy[text.bytes - 1] = '\0';
-  return copy;
+  return CopyTo(TextRoom(node) + used, text);
 }
 
 // Gives a fresh node, which may be null, its texts. Null, with the node freed and errno set, when
@@ -210,6 +216,24 @@ void FreeRecord(DOM_Node* node) {
   const auto* record = static_cast<const NodeRecord*>(node);
   const size_t size = kRecordSizes[node->nodeType] + record->text_room;
   GiveBackBlock({node, record->place}, size);
+}
+
+DOM_String* CopyOf(const MeasuredText& text) {
+  auto* copy = static_cast<char*>(std::malloc(text.bytes));
+  return copy != nullptr ? CopyTo(copy, text) : nullptr;
+}
+
+bool ReplaceValue(DOM_Node* node, const MeasuredText& value) {
+  if (StandsInRoom(node, node->nodeValue) && value.bytes <= RoomFrom(node, node->nodeValue)) {
+    ExchangeValue(node, CopyTo(node->nodeValue, value), value.columns);
+    return true;
+  }
+  DOM_String* const copy = CopyOf(value);
+  if (copy == nullptr) {
+    return false;
+  }
+  FreeText(node, ExchangeValue(node, copy, value.columns));
+  return true;
 }
 
 DOM_String* ExchangeValue(DOM_Node* node, DOM_String* value, uint32_t length) {

@@ -58,14 +58,26 @@ inline char* TextRoom(DOM_Node* node) {
   return reinterpret_cast<char*>(node) + kRecordSizes[node->nodeType];
 }
 
-/// Frees a name or value of `node`, unless it stands in the node's own block or is null.
-inline void FreeText(DOM_Node* node, const char* text) {
+/// Whether a name or value of `node` (may be null) stands in its room.
+inline bool StandsInRoom(DOM_Node* node, const char* text) {
   const char* const room = TextRoom(node);
   const char* const end = room + static_cast<const NodeRecord*>(node)->text_room;
-  if (std::less<>()(text, room) || !std::less<>()(text, end)) {
+  return !std::less<>()(text, room) && std::less<>()(text, end);
+}
+
+/// Frees a name or value of `node`, unless it stands in the node's room or is null.
+inline void FreeText(DOM_Node* node, const char* text) {
+  if (text != nullptr && !StandsInRoom(node, text)) {
     std::free(const_cast<char*>(text));
   }
 }
+
+/// Makes a copy of `value` the value of `node`, where the old one stood if it has room there.
+/// Returns false with errno set, and nothing changed, when memory ran out.
+bool ReplaceValue(DOM_Node* node, const MeasuredText& value);
+
+/// A copy of `text` from malloc; null with errno set when memory ran out.
+DOM_String* CopyOf(const MeasuredText& text);
 
 /// Makes `value` (from malloc, handed over) the value of `node`; for character data, `length` its
 /// length. The old value is returned and must be released with FreeText.

@@ -38,6 +38,7 @@ struct AttributeMap : ListRecord {};
 
 struct HeapEntry : ListEntry {
   DOM_Node* node;
+  uint16_t place;  ///< of its block in a page
 };
 
 struct EntryList : ListRecord {

@@ -3,7 +3,6 @@
 #include "dom/failure.h"
 #include "dom/node_memory.h"
 #include "dom/node_records.h"
-#include "support/mbs.h"
 #include "support/trace_modules.h"
 
 using namespace qvx::dom;
@@ -35,12 +34,10 @@ void DOM_Node_setNodeValue(DOM_Node* node, const DOM_String* value) {
   if (!HasSettableValue(node)) {
     return;
   }
-  DOM_String* const copy = mbsdup(value);
-  if (copy == nullptr) {
+  MeasuredText measured;
+  if (!MeasureText(value, measured) || !ReplaceValue(node, measured)) {
     FailErrno({kModule, __func__});
-    return;
   }
-  FreeText(node, ExchangeValue(node, copy, static_cast<uint32_t>(mbslen(copy))));
 }
 
 int DOM_Node_hasChildNodes(const DOM_Node* node) {
