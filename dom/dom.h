@@ -2,9 +2,8 @@
 // DOM Level 2 Events. This header is all that a user of the model includes. It declares only: each
 // subject has a source of its own (docs/design.md).
 //
-// Nodes. Every node is one heap block: the common record DOM_Node, then its type's own part
-// (DOM_DocumentNode, DOM_AttributeNode, ...), then, where they fit, the first copies of its name
-// and value. A handle is always a DOM_Node*; DOM_Document, DOM_Element and the like are other names
+// Nodes. Every node is one block: the common record DOM_Node, then its type's own part
+// (DOM_DocumentNode, DOM_AttributeNode, ...), then, where they fit, its name and value. A handle is always a DOM_Node*; DOM_Document, DOM_Element and the like are other names
 // for it that say what a parameter must be. A node's own part is reached through the functions
 // DOM_DocumentPart, DOM_AttributePart, ...
 //

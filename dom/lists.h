@@ -19,7 +19,7 @@ inline ListKind KindOf(const NodeList* list) {
   return static_cast<const ListRecord*>(list)->kind;
 }
 
-/// The three below that may be cast to: the caller makes sure of the kind.
+/// `list` as a list by itself. The caller makes sure of the kind, here and in the next two.
 inline EntryList* AsEntryList(NodeList* list) {
   return static_cast<EntryList*>(list);
 }

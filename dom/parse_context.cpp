@@ -21,6 +21,8 @@ namespace {
 
 constexpr const char* kModule = qvx::trace_modules::kLoadAndSave;
 constexpr char kTextHandler[] = "chardata_fn";
+// A text as long as that is not copied out of the conversion buffer, which would need it twice.
+constexpr size_t kHandedOver = 16384;
 
 // Makes the conversion buffer larger, so that it holds `size` bytes; what stands in it stays.
 // Returns false, recorded, when it cannot grow.
@@ -71,6 +73,25 @@ DOM_Node* MakeText(DOM_Document* document, uint16_t node_type, const char* text,
   return node;
 }
 
+// As MakeText, with the conversion buffer itself as the value.
+[[gnu::noinline]] DOM_Node* HandOverText(DOM_ParseContext& context, DOM_Document* document,
+                                         uint16_t node_type, size_t length) {
+  if (!IsAscii(context.buffer, length)) {
+    return CreateText(document, node_type, context.buffer);
+  }
+  DOM_Node* const node = NewCharacterData(document, node_type, {"", 1, 0});
+  if (node == nullptr) {
+    ReportUnmadeText(node_type);
+    return nullptr;
+  }
+  auto* shrunk = static_cast<char*>(std::realloc(context.buffer, length + 1));
+  char* const value = shrunk != nullptr ? shrunk : context.buffer;
+  context.buffer = nullptr;
+  context.capacity = 0;
+  FreeText(node, ExchangeValue(node, value, static_cast<uint32_t>(length)));
+  return node;
+}
+
 // What is done when a text is lost.
 [[gnu::noinline]] void TraceText() {
   TracePropagation({kModule, kTextHandler});
@@ -106,7 +127,9 @@ void AddCollected(DOM_ParseContext& context, uint16_t node_type) {
   if (top == nullptr) {
     return FailText();
   }
-  DOM_Node* const node = MakeText(top->ownerDocument, node_type, context.buffer, length);
+  DOM_Node* const node = length >= kHandedOver
+                             ? HandOverText(context, top->ownerDocument, node_type, length)
+                             : MakeText(top->ownerDocument, node_type, context.buffer, length);
   if (node == nullptr || !IsAdopted(top, node)) {
     RefuseText(top, node);
   }
