@@ -1,5 +1,5 @@
 // Almost every text that the document model measures is ASCII, which every locale decodes byte by
-// byte, so runs of it are skipped in words; all else goes through mbrtowc(3) and wcwidth(3) one
+// byte. Runs of ASCII are skipped in words. All else goes through mbrtowc(3) and wcwidth(3), one
 // character at a time.
 #include "support/mbs.h"
 
@@ -31,14 +31,14 @@ Word At(const char* text) {
   return word;
 }
 
-// The NUL, where every walk ends, is left out.
+/// Every walk ends at the NUL, so the NUL does not count as ASCII.
 bool IsAsciiCharacter(char byte) {
   return static_cast<signed char>(byte) > 0;
 }
 
-// The bytes of the ASCII run at the front of `text`, at most `limit` and never beyond the NUL. The
-// text is only known to be readable up to its NUL, so that is looked for first; a block at a time,
-// so that a short run costs little.
+/// The bytes of the ASCII run at the front of `text`, at most `limit` and never beyond the NUL.
+/// Nothing behind the NUL may be read, so the NUL is looked for first. It is looked for block by
+/// block, so a short run costs little.
 size_t AsciiRun(const char* text, size_t limit) {
   constexpr size_t kBlock = 256;
   size_t run = 0;
@@ -61,14 +61,14 @@ struct Limits {
   Limits(size_t byte_limit, int32_t count_limit)
       : bytes(std::min(byte_limit, kMaximum)), count(count_limit < 0 ? INT_MAX : count_limit) {}
 
-  // What ASCII characters, which count one each, must fit.
+  /// The limit for ASCII characters, each of which counts one byte and one column.
   size_t both() const { return std::min(bytes, static_cast<size_t>(count)); }
 
   size_t bytes;
   int count;
 };
 
-// Takes the characters of a text that fit the limits, one by one.
+/// Goes through the characters of a text that fit the limits, one by one.
 class Walk {
  public:
   enum class Step { kCharacter, kEnd, kFailure };
@@ -76,8 +76,8 @@ class Walk {
   Walk(const char* text, const Limits& limits, Unit unit)
       : text_(text), at_(text), limits_(limits), left_(limits), unit_(unit) {}
 
-  // An ASCII character is one character and one column, be it printable or, as a control character,
-  // without a width.
+  /// An ASCII character counts as one character and one column. This holds for control characters,
+  /// too, although they have no width.
   void SkipAscii() {
     if (at_ != nullptr) {
       const size_t run = AsciiRun(at_, left_.both());
@@ -85,7 +85,7 @@ class Walk {
     }
   }
 
-  // kFailure leaves errno.
+  /// Takes the next character. With kFailure, errno is set.
   Step Next() {
     if (at_ == nullptr) {
       errno = EINVAL;
@@ -132,13 +132,14 @@ class Walk {
   wchar_t value_ = 0;
 };
 
-// What the leading characters that fit the limits take; `count` is in the unit of the limit.
+/// The size of the leading characters that fit the limits; `count` is in the unit of the limit.
 struct Measured {
   size_t bytes;
   int count;
 };
 
-// Nothing, with the trace line of `site` and errno set, when the text cannot be decoded.
+/// Returns nothing, with errno set and the trace line of `site` written, when the text cannot be
+/// decoded.
 std::optional<Measured> MeasureByCharacter(const qvx::TraceSite& site, Walk walk) {
   Walk::Step step = Walk::Step::kCharacter;
   while (step == Walk::Step::kCharacter) {
@@ -164,7 +165,7 @@ std::optional<Measured> Measure(const qvx::TraceSite& site, const char* text, si
   return MeasureByCharacter(site, {text, limits, unit});
 }
 
-// A position in a text that the caller may write to, since it handed the text in.
+/// The caller knows whether its text may be written to, as with strchr(3).
 char* Position(const char* text, size_t offset) {
   return const_cast<char*>(text) + offset;
 }
