@@ -1,0 +1,117 @@
+// The document model that is measured: as it is, and with one listener on the root.
+#include <cstdlib>
+#include <memory>
+
+#include "bench/documents.h"
+#include "dom/handles.h"
+
+namespace qvx::bench {
+namespace {
+
+class Ours {
+ public:
+  using Node = DOM_Node*;
+  static constexpr char kName[] = "ours";
+
+  bool Load(const std::string& path) {
+    document_ = NewDocument();
+    return DOM_DocumentLS_load(document_.get(), path.c_str()) == 1;
+  }
+  bool Save(const std::string& path) {
+    return DOM_DocumentLS_save(document_.get(), path.c_str(), nullptr) == 0;
+  }
+  void Free() { document_.reset(); }
+
+  Node Root() { return DOM_Document_getDocumentElement(document_.get()); }
+  static Node FirstChild(Node node) { return node->firstChild; }
+  static Node NextSibling(Node node) { return node->nextSibling; }
+  Tally Count();
+
+  size_t FirstText(const char* name) {
+    const NodeListHolder found = ByName(name);
+    const DOM_Node* element = DOM_NodeList_item(found.get(), 0);
+    return std::string_view(element->firstChild->nodeValue).size();
+  }
+  size_t CountByName(const char* name) { return ByName(name)->length; }
+  size_t VisitByIndex() {
+    DOM_NodeList* children = Root()->childNodes;
+    int32_t index = 0;
+    while (DOM_NodeList_item(children, index) != nullptr) {
+      ++index;
+    }
+    return static_cast<size_t>(index);
+  }
+  static size_t AttributeLength(Node node, const char* name) {
+    const std::unique_ptr<char, decltype(&std::free)> value(DOM_Element_getAttribute(node, name),
+                                                            &std::free);
+    return std::string_view(value.get()).size();
+  }
+
+  Node NewElement(const char* name) { return DOM_Document_createElement(document_.get(), name); }
+  static void Append(Node parent, Node node) { DOM_Node_appendChild(parent, node); }
+  static void InsertBefore(Node parent, Node node, Node reference) {
+    DOM_Node_insertBefore(parent, node, reference);
+  }
+  void Replace(Node parent, Node node, Node old) {
+    DOM_Document_destroyNode(document_.get(), DOM_Node_replaceChild(parent, node, old));
+  }
+  void Remove(Node parent, Node node) {
+    DOM_Document_destroyNode(document_.get(), DOM_Node_removeChild(parent, node));
+  }
+  static void SetAttribute(Node node, const char* name, const char* value) {
+    DOM_Element_setAttribute(node, name, value);
+  }
+  static void SetText(Node node, const char* text) {
+    DOM_Node_setNodeValue(node->firstChild, text);
+  }
+  static void AppendClone(Node node) { DOM_Node_appendChild(node, DOM_Node_cloneNode(node, 1)); }
+
+ private:
+  NodeListHolder ByName(const char* name) {
+    return {DOM_Document_getElementsByTagName(document_.get(), name), {document_.get()}};
+  }
+
+  DocumentHolder document_;
+};
+
+class OursHeard : public Ours {
+ public:
+  static constexpr char kName[] = "ours-heard";
+
+  void Hear(const char* event) {
+    DOM_EventTarget_addEventListener(
+        Root(), event, &heard_, [](void* heard, DOM_Event*) { ++*static_cast<size_t*>(heard); }, 0);
+  }
+
+ private:
+  size_t heard_ = 0;
+};
+
+Tally Ours::Count() {
+  Tally tally;
+  const DOM_Node* root = Root();
+  for (const DOM_Node* node = root; node != nullptr;) {
+    tally.elements += node->nodeType == DOM_ELEMENT_NODE ? 1 : 0;
+    tally.attributes += node->attributes != nullptr ? node->attributes->length : 0;
+    tally.comments += node->nodeType == DOM_COMMENT_NODE ? 1 : 0;
+    tally.instructions += node->nodeType == DOM_PROCESSING_INSTRUCTION_NODE ? 1 : 0;
+    if (node->nodeType == DOM_TEXT_NODE || node->nodeType == DOM_CDATA_SECTION_NODE) {
+      tally.AddText(node->nodeValue);
+    }
+    if (node->firstChild != nullptr) {
+      node = node->firstChild;
+      continue;
+    }
+    while (node != root && node->nextSibling == nullptr) {
+      node = node->parentNode;
+    }
+    node = node == root ? nullptr : node->nextSibling;
+  }
+  return tally;
+}
+
+const bool kAdded = AddModel<Ours>();
+const bool kHeardAdded = (AddChanges<OursHeard>(), true);
+
+}  // namespace
+}  // namespace qvx::bench
