@@ -1,0 +1,2 @@
+// Stands in for the daemon that a start becomes, and ends at once.
+int main() {}
