@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
 """Measures every subject and prints a table for each.
 
-    report.py BUILD [SUBJECT] [--largest] [--json FILE] [--report DIRECTORY]
+    report.py BUILD [SUBJECT] [--largest] [--no-times] [--json FILE] [--report DIRECTORY]
 
 SUBJECT         the beginning of the names of the cases to measure: "load", "load/deep"
 --largest       of every input only the largest size, where its growth is not asked for
+--no-times      leaves out what a busy machine spoils: the times of the cases
 --json FILE     also writes the figures there
 --report DIR    also writes DIR/performance.md, and plots of cost against size beside it
 """
@@ -42,14 +43,14 @@ def chosen_cases(build, beginning, largest):
             (measure.split(name)[2] or 0) == tops[measure.split(name)[:2]]]
 
 
-def measured_cases(build, names, say):
+def measured_cases(build, names, with_times, say):
     found = {}
     for name in names:
         say(name)
         memory = measure.case_memory(build, name)
         found[name] = {'instructions': measure.case_instructions(build, name),
                        'peak': memory['peak'], 'faults': memory['faults']}
-    for subject in {measure.split(name)[0] for name in names}:
+    for subject in {measure.split(name)[0] for name in names if with_times}:
         say(f'{subject}: times')
         of_subject = [name for name in names if measure.split(name)[0] == subject]
         for name, seconds in measure.case_times(build, of_subject).items():
@@ -237,6 +238,7 @@ def main():
     parser.add_argument('build', type=os.path.abspath)
     parser.add_argument('subject', nargs='?', default='')
     parser.add_argument('--largest', action='store_true')
+    parser.add_argument('--no-times', action='store_true')
     parser.add_argument('--json')
     parser.add_argument('--report')
     options = parser.parse_args()
@@ -245,7 +247,7 @@ def main():
         print(what, file=sys.stderr, flush=True)
 
     names = chosen_cases(options.build, options.subject, options.largest)
-    found = measured_cases(options.build, names, say)
+    found = measured_cases(options.build, names, not options.no_times, say)
     found |= measured_commands(options.subject, say)
     if 'start/'.startswith(options.subject):
         found |= measured_starts(options.build, say)
