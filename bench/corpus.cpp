@@ -12,23 +12,13 @@ namespace {
 
 constexpr size_t kLevels = 490;
 
-std::string Settings(size_t size) {
-  std::string text = "<settings>\n";
-  for (size_t index = 0; index < size; ++index) {
-    const std::string name = SettingName(index);
-    text += '<' + name + '>' + SettingText(index) + "</" + name + ">\n";
+// `pattern` for each number below `size`, within the element `element`.
+std::string Numbers(size_t size, std::string_view element, std::string_view pattern) {
+  std::string text = "<" + std::string(element) + ">";
+  for (size_t number = 0; number < size; ++number) {
+    text += Numbered(pattern, number);
   }
-  return text + "</settings>\n";
-}
-
-std::string Attributes(size_t size) {
-  std::string text = "<hosts>\n";
-  for (size_t index = 0; index < size; ++index) {
-    const std::string number = std::to_string(index);
-    text += "<host name=\"host" + number + "\" address=\"10.0.0." + number +
-            "\" state=\"up\" trust=\"certificate\" rank=\"" + number + "\"></host>\n";
-  }
-  return text + "</hosts>\n";
+  return text + "</" + std::string(element) + ">\n";
 }
 
 std::string Deep(size_t size) {
@@ -40,19 +30,7 @@ std::string Deep(size_t size) {
   for (size_t level = 0; level < kLevels; ++level) {
     chain += "</level>";
   }
-  std::string text = "<chains>\n";
-  for (size_t index = 0; index < size; ++index) {
-    text += chain + '\n';
-  }
-  return text + "</chains>\n";
-}
-
-std::string Lines(size_t size) {
-  std::string text = "<log>";
-  for (size_t index = 0; index < size; ++index) {
-    text += "line " + std::to_string(index) + " of a long text\n";
-  }
-  return text + "</log>\n";
+  return Numbers(size, "chains", chain + '\n');
 }
 
 // Twenty references in a text.
@@ -67,33 +45,31 @@ std::string References(size_t size, std::string_view head, std::string_view refe
   return text + "</texts>\n";
 }
 
-std::string Mixed(size_t size) {
-  std::string text = "<mixed>\n";
-  for (size_t index = 0; index < size; ++index) {
-    const std::string number = std::to_string(index);
-    text += "<!-- remark " + number + " --><part>text " + number + "<![CDATA[raw > & " + number +
-            "]]></part><?do it " + number + "?>\n";
-  }
-  return text + "</mixed>\n";
-}
-
-std::string Children(size_t size) {
-  std::string text = "<root>";
-  for (size_t index = 0; index < size; ++index) {
-    const std::string number = std::to_string(index);
-    text += "<item name=\"name" + number + "\">text" + number + "</item>";
-  }
-  return text + "</root>\n";
-}
+constexpr char kSettings[] = "<setting#>value#</setting#>\n";
+constexpr char kAttributes[] =
+    "<host name=\"host#\" address=\"10.0.0.#\" state=\"up\" trust=\"certificate\" "
+    "rank=\"#\"></host>\n";
+constexpr char kLines[] = "line # of a long text\n";
+constexpr char kMixed[] = "<!-- remark # --><part>text #<![CDATA[raw > & #]]></part><?do it #?>\n";
+constexpr char kChildren[] = "<item name=\"name#\">text#</item>";
 
 }  // namespace
 
-std::string SettingName(size_t index) {
-  return "setting" + std::to_string(index);
+std::string Numbered(std::string_view pattern, size_t number) {
+  const std::string digits = std::to_string(number);
+  std::string text;
+  for (const char c : pattern) {
+    if (c == '#') {
+      text += digits;
+    } else {
+      text += c;
+    }
+  }
+  return text;
 }
 
-std::string SettingText(size_t index) {
-  return "value" + std::to_string(index);
+std::string SettingName(size_t index) {
+  return Numbered("setting#", index);
 }
 
 std::string CorpusText(std::string_view kind, size_t size) {
@@ -103,17 +79,17 @@ std::string CorpusText(std::string_view kind, size_t size) {
   };
   static constexpr Kind kKinds[] = {
       {"default", [](size_t) -> std::string { return QVX_XML_DEFAULT; }},
-      {"settings", Settings},
-      {"attributes", Attributes},
+      {"settings", [](size_t count) { return Numbers(count, "settings", kSettings); }},
+      {"attributes", [](size_t count) { return Numbers(count, "hosts", kAttributes); }},
       {"deep", Deep},
-      {"lines", Lines},
+      {"lines", [](size_t count) { return Numbers(count, "log", kLines); }},
       {"references", [](size_t count) { return References(count, "", "&amp;"); }},
       {"entities",
        [](size_t count) {
          return References(count, "<!DOCTYPE texts [<!ENTITY name \"value\">]>\n", "&name;");
        }},
-      {"mixed", Mixed},
-      {"children", Children}};
+      {"mixed", [](size_t count) { return Numbers(count, "mixed", kMixed); }},
+      {"children", [](size_t count) { return Numbers(count, "root", kChildren); }}};
   for (const Kind& known : kKinds) {
     if (known.name == kind) {
       return known.text(size);
@@ -123,7 +99,7 @@ std::string CorpusText(std::string_view kind, size_t size) {
 }
 
 std::string CorpusFile(std::string_view kind, size_t size) {
-  const std::string path =
+  std::string path =
       ScratchDirectory() + '/' + std::string(kind) + '-' + std::to_string(size) + ".xml";
   if (!std::ifstream(path)) {
     std::ofstream(path, std::ios::binary) << CorpusText(kind, size);

@@ -23,9 +23,11 @@ std::string CorpusText(std::string_view kind, size_t size);
 /// Writes the text to a file of this process. Returns its path.
 std::string CorpusFile(std::string_view kind, size_t size);
 
-/// The name and the text of an element of "settings".
+/// `pattern` with the number in the place of each "#".
+std::string Numbered(std::string_view pattern, size_t number);
+
+/// The name of an element of "settings".
 std::string SettingName(size_t index);
-std::string SettingText(size_t index);
 
 }  // namespace qvx::bench
 

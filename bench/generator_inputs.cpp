@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "bench/corpus.h"
+
 namespace qvx::bench {
 
 namespace {
@@ -13,6 +15,17 @@ std::string Dotted(uint32_t address) {
 
 constexpr uint32_t kFirstAddress = 10U << 24 | 1;
 constexpr uint32_t kRangeSize = 32768;
+
+// What the command prints in front of an address and behind it.
+constexpr char kInterface[] =
+    "#: eth#: <BROADCAST,MULTICAST,UP,LOWER_UP> mtu 1500 qdisc noqueue state UP group default\n"
+    "    link/ether 02:42:ac:11:00:02 brd ff:ff:ff:ff:ff:ff\n"
+    "    inet ";
+constexpr char kInterfaceEnd[] =
+    "/24 brd 10.255.255.255 scope global eth#\n"
+    "       valid_lft forever preferred_lft forever\n"
+    "    inet6 fe80::42:acff:fe11:2/64 scope link\n"
+    "       valid_lft forever preferred_lft forever\n";
 
 }  // namespace
 
@@ -36,7 +49,10 @@ std::string RangesApart(size_t size, char dash, char separator) {
   std::string entries;
   for (uint32_t index = 0; index < size; ++index) {
     const uint32_t first = index * kRangeSize;
-    entries += Dotted(first + 1) + dash + Dotted(first + kRangeSize - 2) + separator;
+    entries += Dotted(first + 1);
+    entries += dash;
+    entries += Dotted(first + kRangeSize - 2);
+    entries += separator;
   }
   return entries;
 }
@@ -44,15 +60,9 @@ std::string RangesApart(size_t size, char dash, char separator) {
 std::string InterfaceText(size_t size) {
   std::string text;
   for (uint32_t index = 0; index < size; ++index) {
-    const std::string number = std::to_string(index + 1);
-    const uint32_t address = kFirstAddress + index - (index % 10 == 9 ? 1 : 0);
-    text += number + ": eth" + number + ": <BROADCAST,MULTICAST,UP,LOWER_UP> mtu 1500 qdisc " +
-            "noqueue state UP group default qlen 1000\n" +
-            "    link/ether 02:42:ac:11:00:02 brd ff:ff:ff:ff:ff:ff\n    inet " + Dotted(address) +
-            "/24 brd 10.255.255.255 scope global eth" + number +
-            "\n       valid_lft forever preferred_lft forever\n" +
-            "    inet6 fe80::42:acff:fe11:2/64 scope link\n" +
-            "       valid_lft forever preferred_lft forever\n";
+    text += Numbered(kInterface, index + 1);
+    text += Dotted(kFirstAddress + index - (index % 10 == 9 ? 1 : 0));
+    text += Numbered(kInterfaceEnd, index + 1);
   }
   return text;
 }

@@ -57,7 +57,7 @@ def case_times(build, names, repetitions=5):
         return {}
     pattern = '|'.join(re.escape(name).replace('\\-', '-') for name in names)
     done = subprocess.run([program(build), f'--benchmark_filter=^({pattern})/manual_time$',
-                           f'--benchmark_repetitions={repetitions}', '--benchmark_min_time=0.02',
+                           f'--benchmark_repetitions={repetitions}', '--benchmark_min_time=0.005',
                            '--benchmark_enable_random_interleaving=true',
                            '--benchmark_format=json'], check=True, capture_output=True, text=True)
     return {run['run_name'].removesuffix('/manual_time'): run['real_time'] / 1e6
@@ -78,8 +78,8 @@ def process_costs(command, **process):
 
 
 def interleaved_costs(runs, rounds=5):
-    """The medians for several commands, each run once in each round. `runs` has functions that
-    prepare, run and return the costs."""
+    """The medians for several commands, each run once in each round. `runs` has a function for each
+    that runs it and returns what it took."""
     costs = {name: [] for name in runs}
     for _ in range(rounds):
         for name, run in runs.items():

@@ -91,10 +91,9 @@ def measured(installation, build, rounds):
         return once
 
     made_ready(installation, launcher)
-    costs = measure.interleaved_costs(
+    return measure.interleaved_costs(
         {f'{run}/{contender}': runner(run, command)
          for (run, contender), command in found.items()}, rounds)
-    return costs
 
 
 def counted(installation, build, run):
@@ -118,8 +117,8 @@ def main(build, addresses, rounds):
 
 def in_namespace(build, addresses, rounds):
     """What this program prints, when it is run in a network namespace of its own."""
-    done = subprocess.run(['unshare', '--net', sys.executable, __file__, os.path.abspath(build), str(addresses),
-                           str(rounds)], check=True, stdout=subprocess.PIPE, text=True)
+    done = subprocess.run(['unshare', '--net', sys.executable, __file__, os.path.abspath(build),
+                           str(addresses), str(rounds)], check=True, stdout=subprocess.PIPE, text=True)
     return json.loads(done.stdout)
 
 
