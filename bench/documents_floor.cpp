@@ -72,10 +72,11 @@ struct Bare {
   Bare* previous;
   Bare* next;
   Bare* first_attribute;
-  char* value;  // of an attribute, in a block of its own
+  char* value;  // of an attribute, or a text that was set later, in a block of its own
   bool is_text;
 
   char* words() { return reinterpret_cast<char*>(this + 1); }
+  char* text() { return value != nullptr ? value : words(); }
 };
 
 Bare* NewBare(std::string_view words, bool is_text) {
@@ -93,6 +94,7 @@ void FreeBare(Bare* node) {
     std::free(attribute->value);
     std::free(attribute);
   }
+  std::free(node->value);
   std::free(node);
 }
 
@@ -148,7 +150,7 @@ class Floor {
       for (Bare* attribute = node->first_attribute; attribute; attribute = attribute->next) {
         ++tally.attributes;
       }
-      tally.AddText(node->is_text ? node->words() : "");
+      tally.AddText(node->is_text ? node->text() : "");
     }
     return tally;
   }
@@ -158,7 +160,7 @@ class Floor {
     while (std::strcmp(node->words(), name) != 0) {
       node = Following(node);
     }
-    return std::strlen(node->first->words());
+    return std::strlen(node->first->text());
   }
   size_t CountByName(const char* name) {
     size_t count = 0;
@@ -214,9 +216,8 @@ class Floor {
     attribute->value = strdup(value);
   }
   static void SetText(Node node, const char* text) {
-    std::free(node->first);
-    node->first = node->last = nullptr;
-    Append(node, NewBare(text, true));
+    std::free(node->first->value);
+    node->first->value = strdup(text);
   }
   static void AppendClone(Node root) {
     Bare* copy = Copy(root);
@@ -262,7 +263,7 @@ class Floor {
     return attribute;
   }
   static Bare* Copy(Bare* node) {
-    Bare* copy = NewBare(node->words(), node->is_text);
+    Bare* copy = NewBare(node->is_text ? node->text() : node->words(), node->is_text);
     for (Bare* attribute = node->first_attribute; attribute; attribute = attribute->next) {
       SetAttribute(copy, attribute->words(), attribute->value);
     }

@@ -227,8 +227,9 @@ def write_report(found, directory, command):
     pictures = pathlib.Path(directory, 'performance')
     pictures.mkdir(parents=True, exist_ok=True)
     lines = ['# What it costs', '', f'Made by `{command}` on {os.cpu_count()} processors. The '
-             'floor is the least work that the job allows. Instructions are those of the work alone; '
-             'other programs are measured as processes, by their processor time.', '', text(found)]
+             'floor is the least work that the job allows. Instructions are those of the work '
+             'alone; other programs are measured as processes, by their processor time.', '',
+             text(found)]
     lines += [f'![{name}](performance/{name}.svg)' for name in plot(found, pictures)]
     pathlib.Path(directory, 'performance.md').write_text('\n'.join(lines) + '\n')
 

@@ -118,7 +118,8 @@ def main(build, addresses, rounds):
 def in_namespace(build, addresses, rounds):
     """What this program prints, when it is run in a network namespace of its own."""
     done = subprocess.run(['unshare', '--net', sys.executable, __file__, os.path.abspath(build),
-                           str(addresses), str(rounds)], check=True, stdout=subprocess.PIPE, text=True)
+                           str(addresses), str(rounds)],
+                          check=True, stdout=subprocess.PIPE, text=True)
     return json.loads(done.stdout)
 
 
