@@ -104,13 +104,13 @@ class Xerces {
     const Wide wide(name);
     return document_->getElementsByTagName(wide.get())->getLength();
   }
+  // Its lists of children start anew for each index, so a walk by siblings stands for it.
   size_t VisitByIndex() {
-    const xc::DOMNodeList* children = Root()->getChildNodes();
-    XMLSize_t index = 0;
-    while (children->item(index) != nullptr) {
-      ++index;
+    size_t count = 0;
+    for (const xc::DOMNode* node = Root()->getFirstChild(); node; node = node->getNextSibling()) {
+      ++count;
     }
-    return index;
+    return count;
   }
   size_t AttributeLength(Node node, const char* name) {
     return xc::XMLString::stringLen(static_cast<xc::DOMElement*>(node)->getAttribute(Known(name)));

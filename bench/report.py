@@ -169,6 +169,7 @@ def table(found, subject):
     lines = ['| input | contender | instructions | of floor | of best peer | ms | of floor '
              '| of best peer | peak KiB | of best peer | page faults |', '|---|---|' + '--:|' * 9]
     for what, contenders in rows(found, subject):
+        works = in_process(contenders)
         order = sorted(contenders, key=lambda one: (one not in OURS, one == 'floor', one))
         for contender in order:
             costs = contenders[contender]
@@ -180,7 +181,7 @@ def table(found, subject):
                           ratio(value, best(contenders, field)) if contender in OURS else '']
             peak = costs.get('peak')
             cells += [shown(peak / 1024 if peak is not None else None, ''),
-                      ratio(peak, best(in_process(contenders), 'peak')) if contender in OURS else '',
+                      ratio(peak, best(works, 'peak')) if contender in OURS else '',
                       shown(costs.get('faults'), '')]
             lines.append('| ' + ' | '.join(cells) + ' |')
     return lines
