@@ -3,9 +3,10 @@
 // subject has a source of its own (docs/design.md).
 //
 // Nodes. Every node is one block: the common record DOM_Node, then its type's own part
-// (DOM_DocumentNode, DOM_AttributeNode, ...), then, where they fit, its name and value. A handle is always a DOM_Node*; DOM_Document, DOM_Element and the like are other names
-// for it that say what a parameter must be. A node's own part is reached through the functions
-// DOM_DocumentPart, DOM_AttributePart, ...
+// (DOM_DocumentNode, DOM_AttributeNode, ...), then, where they fit, its name and value. A handle is
+// always a DOM_Node*. DOM_Document, DOM_Element and the like are other names for it that say what a
+// parameter must be. A node's own part is reached through the functions DOM_DocumentPart,
+// DOM_AttributePart, ...
 //
 // Lists. A parent is its own child list: its entries are the child nodes, linked by the sibling
 // chain, so an entry is found without a search and list and chain can never differ. Every other
