@@ -17,7 +17,7 @@ enum class Change { kCame, kWent };
 void KeepViewInStep(ViewList* view, const DOM_Node* declaration, Change change) {
   ForgetCursor(view);
   if (view->filter == declaration->nodeType) {
-    view->length += change == Change::kCame ? 1 : -1;
+    view->length = change == Change::kCame ? view->length + 1 : view->length - 1;
   }
 }
 

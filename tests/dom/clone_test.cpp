@@ -37,7 +37,7 @@ TEST(Clone, CopiesWhatItsTypeHas) {
   DOM_ExternalIdPart(entity) = {strdup("pub"), strdup("sys"), strdup("not")};
   const struct {
     DOM_Node* node;
-    std::string deep = "";  // the children of a deep clone
+    const char* deep = "";  // the children of a deep clone
     int32_t error = 0;      // of cloning, which gives null then
   } rows[] = {
       {element, "f{(x)}!y!"},

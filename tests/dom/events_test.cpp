@@ -113,7 +113,7 @@ TEST(Listeners, MayComeAndGoWhileTheyRun) {
     };
     listeners[1].act = [&](DOM_Event*) { log += '2'; };
     listeners[2].act = [&](DOM_Event*) { log += '3'; };
-    for (const size_t i : {0, 2, 1}) {
+    for (const size_t i : {0U, 2U, 1U}) {
       listeners[i].Hear(tree.root(), "x");
     }
     listeners[2].Leave(tree.root(), "x");

@@ -118,13 +118,23 @@ inline std::string Children(const DOM_Node* parent) {
   for (const DOM_Node* node = parent->firstChild; node != nullptr; node = node->nextSibling) {
     const std::string value = Text(node->nodeValue);
     const std::string name = Text(node->nodeName);
-    shape += node->nodeType == DOM_TEXT_NODE            ? "(" + value + ")"
-             : node->nodeType == DOM_COMMENT_NODE       ? "!" + value + "!"
-             : node->nodeType == DOM_CDATA_SECTION_NODE ? "[" + value + "]"
-             : node->nodeType == DOM_PROCESSING_INSTRUCTION_NODE
-                 ? "?" + name + " " + value + "?"
-                 : name + (node->nodeValue == nullptr ? "" : "=" + value) + Attributes(node) + "{" +
-                       Children(node) + "}";
+    switch (node->nodeType) {
+      case DOM_TEXT_NODE:
+        shape.append("(").append(value).append(")");
+        break;
+      case DOM_COMMENT_NODE:
+        shape.append("!").append(value).append("!");
+        break;
+      case DOM_CDATA_SECTION_NODE:
+        shape.append("[").append(value).append("]");
+        break;
+      case DOM_PROCESSING_INSTRUCTION_NODE:
+        shape.append("?").append(name).append(" ").append(value).append("?");
+        break;
+      default:
+        shape.append(name).append(node->nodeValue == nullptr ? "" : "=" + value);
+        shape.append(Attributes(node)).append("{").append(Children(node)).append("}");
+    }
   }
   return shape;
 }
