@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kModule = qvx::trace_modules::kEvents;
 
-// If memory runs out, the event is dropped.
+/// If memory runs out, the event is dropped.
 void RecordLostEvent() {
   FailErrno({kModule, "DOM_EventTarget_dispatchEvent"});
 }
@@ -40,7 +40,7 @@ void Dispatch(DOM_Node* target, const DOM_String* type, Bubbling bubbling,
   DOM_EventTarget_dispatchEvent(target, &event);
 }
 
-// The two orders in which a subtree is told of its fate.
+/// The two orders in which a subtree is told of its fate.
 struct Preorder {
   static DOM_Node* First(DOM_Node* root) { return root; }
   static DOM_Node* Next(const DOM_Node* root, DOM_Node* node) { return NextInPreorder(root, node); }
@@ -53,10 +53,10 @@ struct Postorder {
   }
 };
 
-// Dispatches an event of `type` to every node of the subtree. The nodes are gathered first, so
-// that handlers may change the tree: a node that has left the subtree when its turn comes was
-// announced by the operation that took it out, and one that came into it by the one that put it
-// in.
+/// Dispatches an event of `type` to every node of the subtree. The nodes are gathered first, so
+/// that handlers may change the tree: a node that has left the subtree when its turn comes was
+/// announced by the operation that took it out, and one that came into it by the one that put it
+/// in.
 template <typename Order>
 void DispatchToSubtree(DOM_Node* root, const DOM_String* type) {
   size_t count = 0;
@@ -65,7 +65,8 @@ void DispatchToSubtree(DOM_Node* root, const DOM_String* type) {
   }
   const MallocArray<DOM_Node*> nodes = NewArray<DOM_Node*>(count);
   if (nodes == nullptr) {
-    return RecordLostEvent();
+    RecordLostEvent();
+    return;
   }
   size_t gathered = 0;
   for (DOM_Node* node = Order::First(root); node != nullptr; node = Order::Next(root, node)) {
@@ -78,7 +79,7 @@ void DispatchToSubtree(DOM_Node* root, const DOM_String* type) {
   }
 }
 
-// A text of an event, copied because a handler may change the original.
+/// A text of an event, copied because a handler may change the original.
 class EventText {
  public:
   explicit EventText(const DOM_String* text)
@@ -96,7 +97,8 @@ void DispatchValues(DOM_Element* element, DOM_Attr* attribute, const EventText& 
                     const EventText& current, uint16_t change) {
   const EventText name(attribute->nodeName);
   if (previous.lost() || current.lost() || name.lost()) {
-    return RecordLostEvent();
+    RecordLostEvent();
+    return;
   }
   Dispatch(element, "DOMAttrModified", Bubbling::kYes,
            {attribute, previous.get(), current.get(), name.get(), change});
@@ -123,7 +125,8 @@ void DispatchAttribute(DOM_Element* element, DOM_Attr* attribute, uint16_t chang
 
 void AnnounceAttributeValue(DOM_Element* element, DOM_Attr* attribute, DOM_String* previous) {
   if (!MayBeHeard()) {
-    return FreeText(attribute, previous);
+    FreeText(attribute, previous);
+    return;
   }
   const EventText previous_copy(previous);
   const EventText current_copy(attribute->nodeValue);
@@ -133,13 +136,15 @@ void AnnounceAttributeValue(DOM_Element* element, DOM_Attr* attribute, DOM_Strin
 
 void AnnounceData(DOM_CharacterData* node, DOM_String* previous) {
   if (!MayBeHeard()) {
-    return FreeText(node, previous);
+    FreeText(node, previous);
+    return;
   }
   const EventText previous_copy(previous);
   const EventText current_copy(node->nodeValue);
   FreeText(node, previous);
   if (previous_copy.lost() || current_copy.lost()) {
-    return RecordLostEvent();
+    RecordLostEvent();
+    return;
   }
   Dispatch(node, "DOMCharacterDataModified", Bubbling::kYes,
            {.previous = previous_copy.get(), .current = current_copy.get()});

@@ -25,7 +25,7 @@ NamedNodeMap* MapOf(const DOM_Element* element) {
   return element == nullptr ? nullptr : element->attributes;
 }
 
-// What is said of an attribute that setAttribute cannot make.
+/// What is said of an attribute that setAttribute cannot make.
 [[gnu::noinline]] void ReportBadName() {
   FailErrno({kModule, "DOM_Document_createAttribute"});
   TraceCreateFailed({kModule, kSetAttribute});
@@ -38,7 +38,7 @@ NamedNodeMap* MapOf(const DOM_Element* element) {
   TraceCreateFailed({kModule, kSetAttribute});
 }
 
-// A new attribute, reported on as a failure of setAttribute when it cannot be made.
+/// A new attribute, reported on as a failure of setAttribute when it cannot be made.
 DOM_Attr* MakeForElement(const DOM_Element* element, const DOM_String* name,
                          const DOM_String* value) {
   MeasuredText measured_name;
@@ -61,17 +61,21 @@ DOM_Attr* MakeForElement(const DOM_Element* element, const DOM_String* name,
 void ChangeValue(DOM_Element* element, DOM_Attr* attribute, const DOM_String* value) {
   MeasuredText measured;
   if (!MeasureText(value, measured)) {
-    return ReportBadValue();
+    ReportBadValue();
+    return;
   }
   if (!MayBeHeard()) {
     if (!ReplaceValue(attribute, measured)) {
-      return ReportBadValue();
+      ReportBadValue();
+      return;
     }
-    return NoteChange(element->parentNode);
+    NoteChange(element->parentNode);
+    return;
   }
   DOM_String* const copy = CopyOf(measured);
   if (copy == nullptr) {
-    return ReportBadValue();
+    ReportBadValue();
+    return;
   }
   AnnounceAttributeValue(element, attribute, ExchangeValue(attribute, copy, 0));
   NoteChange(element->parentNode);
@@ -81,8 +85,8 @@ bool Holds(const DOM_Element* element, const DOM_Attr* attribute) {
   return static_cast<const AttributeNode*>(attribute)->holder == element;
 }
 
-// Tells whether handlers have put an attribute that was taken out of its element into one again. It
-// may be out of that by now, but then it belongs to the handler.
+/// Tells whether handlers have put an attribute that was taken out of its element into one again.
+/// It may be out of that by now, but then it belongs to the handler.
 class LooseAttribute {
  public:
   explicit LooseAttribute(DOM_Attr* attribute)
@@ -95,13 +99,13 @@ class LooseAttribute {
   uint32_t placements_;
 };
 
-// What follows when `attribute` has been taken out of the map of `element`.
+/// What follows when `attribute` has been taken out of the map of `element`.
 void NoteRemoval(DOM_Element* element, DOM_Attr* attribute) {
   AnnounceAttribute(element, attribute, DOM_ATTR_REMOVAL);
   NoteChange(element->parentNode);
 }
 
-// What follows when `attribute` has taken the place of `displaced` in the map of `element`.
+/// What follows when `attribute` has taken the place of `displaced` in the map of `element`.
 void NoteReplacement(DOM_Element* element, DOM_Attr* displaced, DOM_Attr* attribute) {
   AnnounceAttribute(element, displaced, DOM_ATTR_REMOVAL);
   // A handler that has removed it again has announced that.
@@ -124,7 +128,8 @@ void qvx::dom::AddAttribute(DOM_Element* element, const DOM_String* name, const 
   }
   if (!AppendAttribute(element, attribute)) {
     ReportBadValue();
-    return FreeNode(attribute);
+    FreeNode(attribute);
+    return;
   }
   AnnounceAttribute(element, attribute, DOM_ATTR_ADDITION);
   NoteChange(element->parentNode);
@@ -154,7 +159,8 @@ void DOM_Element_setAttribute(DOM_Element* element, const DOM_String* name,
   const Operation operation;
   DOM_Attr* attribute = DOM_NamedNodeMap_getNamedItem(element->attributes, name);
   if (attribute != nullptr) {
-    return ChangeValue(element, attribute, value);
+    ChangeValue(element, attribute, value);
+    return;
   }
   AddAttribute(element, name, value);
 }
@@ -165,7 +171,8 @@ void DOM_Element_removeAttribute(DOM_Element* element, const DOM_String* name) {
   }
   DOM_Attr* attribute = DOM_NamedNodeMap_removeNamedItem(element->attributes, name);
   if (attribute == nullptr) {
-    return TracePropagation({kModule, __func__});
+    TracePropagation({kModule, __func__});
+    return;
   }
   const Operation operation;
   const LooseAttribute loose(attribute);

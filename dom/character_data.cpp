@@ -29,7 +29,7 @@ constexpr const char* kModule = qvx::trace_modules::kDom;
 constexpr char kInsertData[] = "DOM_CharacterData_insertData";
 constexpr char kDeleteData[] = "DOM_CharacterData_deleteData";
 
-// Whether an operation on character data can be done at `offset`; records why not.
+/// Whether an operation on character data can be done at `offset`; records why not.
 bool CanWorkAt(const TraceSite& site, DOM_CharacterData* node, int32_t offset) {
   if (node == nullptr) {
     Fail(site, kNullParameter);
@@ -46,8 +46,8 @@ bool CanWorkAt(const TraceSite& site, DOM_CharacterData* node, int32_t offset) {
   return true;
 }
 
-// The bytes of `data`, the end of a C string, from its character `offset` on; false, recorded, if
-// it is undecodable.
+/// The bytes of `data`, the end of a C string, from its character `offset` on; false, recorded, if
+/// it is undecodable.
 bool SkipCharacters(const TraceSite& site, std::string_view& data, int32_t offset) {
   const char* at = mbsoff(data.data(), offset);
   if (at == nullptr) {
@@ -58,7 +58,7 @@ bool SkipCharacters(const TraceSite& site, std::string_view& data, int32_t offse
   return true;
 }
 
-// The columns of a text; false, recorded, if it is undecodable.
+/// The columns of a text; false, recorded, if it is undecodable.
 bool CountColumns(const TraceSite& site, std::string_view text, uint32_t& columns) {
   const int count = mbsnlen(text.data(), text.size(), -1);
   if (count < 0) {
@@ -69,13 +69,13 @@ bool CountColumns(const TraceSite& site, std::string_view text, uint32_t& column
   return true;
 }
 
-// A text to be put into data.
+/// A text to be put into data.
 struct Addition {
   std::string_view text;
   uint32_t columns;
 };
 
-// Measures `text`; false, recorded, if it is undecodable.
+/// Measures `text`; false, recorded, if it is undecodable.
 bool MeasureAddition(const TraceSite& site, const DOM_String* text, Addition& addition) {
   MeasuredText measured;
   if (!MeasureText(text, measured)) {
@@ -86,7 +86,7 @@ bool MeasureAddition(const TraceSite& site, const DOM_String* text, Addition& ad
   return true;
 }
 
-// A new text of these pieces, from malloc; null, recorded, when memory ran out.
+/// A new text of these pieces, from malloc; null, recorded, when memory ran out.
 DOM_String* Join(const TraceSite& site, std::initializer_list<std::string_view> pieces) {
   size_t size = 1;
   for (const std::string_view piece : pieces) {
@@ -105,7 +105,7 @@ DOM_String* Join(const TraceSite& site, std::initializer_list<std::string_view> 
   return text;
 }
 
-// Makes `pieces` the data of `node` and announces the change; false when nothing has changed.
+/// Makes `pieces` the data of `node` and announces the change; false when nothing has changed.
 bool Change(const TraceSite& site, DOM_CharacterData* node,
             std::initializer_list<std::string_view> pieces, uint32_t length) {
   DOM_String* fresh = Join(site, pieces);
@@ -143,7 +143,7 @@ bool Delete(DOM_CharacterData* node, int32_t offset, int32_t count) {
          Change({kModule, kDeleteData}, node, {head, tail}, length - std::min(columns, length));
 }
 
-// What an operation gives for a node of its own making that a handler has destroyed.
+/// What an operation gives for a node of its own making that a handler has destroyed.
 DOM_Node* Lost(const TraceSite& site) {
   Fail(site, DOM_NOT_FOUND_ERR);
   return nullptr;
@@ -227,7 +227,8 @@ void DOM_CharacterData_replaceData(DOM_CharacterData* node, int32_t offset, int3
   // changes.
   const qvx::MallocOwner<DOM_String> copy(text == nullptr ? nullptr : strdup(text));
   if (text != nullptr && copy == nullptr) {
-    return FailErrno({kModule, __func__});
+    FailErrno({kModule, __func__});
+    return;
   }
   if (!Delete(node, offset, count) || !InsertData(node, offset, copy.get())) {
     TracePropagation({kModule, __func__});

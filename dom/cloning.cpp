@@ -38,7 +38,7 @@ void TraceLevel() {
   TracePropagation({kModule, kInnerClone});
 }
 
-// Hands on what a factory made, with the line of the level that asked for it when it made nothing.
+/// Hands on what a factory made, with the line of the level that asked for it when it made nothing.
 DOM_Node* Made(DOM_Node* node) {
   if (node == nullptr) {
     TraceLevel();
@@ -122,7 +122,7 @@ DOM_Node* CloneDoctype(DOM_Document* document, const DOM_Node* source) {
   return clone;
 }
 
-// A clone of `source` without children. The clone of a document is `document` itself.
+/// A clone of `source` without children. The clone of a document is `document` itself.
 DOM_Node* CloneByType(DOM_Document* document, const DOM_Node* source, int deep) {
   switch (source->nodeType) {
     case DOM_ELEMENT_NODE:
@@ -153,14 +153,15 @@ DOM_Node* CloneByType(DOM_Document* document, const DOM_Node* source, int deep) 
   }
 }
 
-// The clones of the descendants of one node. As in a recursion, a clone gets all its children
-// before it is put under its parent; until then it waits.
+/// The clones of the descendants of one node. As in a recursion, a clone gets all its children
+/// before it is put under its parent; until then it waits.
 class DescendantsCloner {
  public:
   DescendantsCloner(DOM_Document* document, const DOM_Node* source, DOM_Node* clone)
       : document_(document), source_(source), clone_(clone), parent_(clone) {}
 
-  // Returns false when a node could not be cloned; what is not under `clone` yet is destroyed then.
+  /// Returns false when a node could not be cloned; what is not under `clone` yet is destroyed
+  /// then.
   bool Run() {
     const DOM_Node* from = source_->firstChild;
     while (from != nullptr) {
@@ -181,8 +182,8 @@ class DescendantsCloner {
   }
 
  private:
-  // Makes `child` the parent of what is cloned next. Returns false, with the child destroyed, when
-  // memory ran out.
+  /// Makes `child` the parent of what is cloned next. Returns false, with the child destroyed, when
+  /// memory ran out.
   bool Open(DOM_Node* child) {
     if (!outer_parents_.Push(parent_)) {
       FailErrno({kModule, kInnerClone});
@@ -198,7 +199,7 @@ class DescendantsCloner {
     NoteChange(parent_);
   }
 
-  // Places the clones whose last child was that of `from`. Returns the next node to clone.
+  /// Places the clones whose last child was that of `from`. Returns the next node to clone.
   const DOM_Node* CompleteParents(const DOM_Node* from) {
     while (from->nextSibling == nullptr) {
       from = from->parentNode;

@@ -17,12 +17,12 @@ void MoveMarkOn(DOM_Document* document) {
   mark = (mark + 1) & kMarkBits;
 }
 
-// What the document model keeps of a node that may have children.
+/// What the document model keeps of a node that may have children.
 ParentNode* ParentRecord(DOM_Node* node) {
   return static_cast<ParentNode*>(node);
 }
 
-// The next node in preorder whose flag and whose ancestors' flags below `root` are set.
+/// The next node in preorder whose flag and whose ancestors' flags below `root` are set.
 DOM_Node* NextFlagged(const DOM_Node* root, const DOM_Node* node) {
   for (DOM_Node* child = node->firstChild; child != nullptr; child = child->nextSibling) {
     if (child->subtreeModified != 0) {
@@ -40,8 +40,8 @@ DOM_Node* NextFlagged(const DOM_Node* root, const DOM_Node* node) {
   return nullptr;
 }
 
-// Only whole paths are marked: where a node takes no notes, ForgetPath would not see the path
-// break.
+/// Only whole paths are marked: where a node takes no notes, ForgetPath would not see the path
+/// break.
 void MarkPath(DOM_Node* from, const DOM_Node* to, DOM_Document* document) {
   for (const DOM_Node* node = from; node != to; node = node->parentNode) {
     if (!TakesNotes(node, document)) {
@@ -108,12 +108,14 @@ void updateCommonParent(DOM_Node* node) {
   DOM_Document* const document = node->ownerDocument;
   const DOM_Node* const common_parent = DOM_DocumentPart(document).commonParent;
   if (common_parent == nullptr) {
-    return SetCommonParent(document, node);
+    SetCommonParent(document, node);
+    return;
   }
   DOM_Node* flagged_already = nullptr;
   for (DOM_Node* at = node; at != nullptr; at = at->parentNode) {
     if (at == common_parent || LeadsToCommonParent(at, document)) {
-      return MarkPath(node, at, document);
+      MarkPath(node, at, document);
+      return;
     }
     if (at->subtreeModified == 0) {
       at->subtreeModified = 1;

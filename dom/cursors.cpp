@@ -18,7 +18,7 @@ uint32_t begun = 1;       // the first number that was never given out
 uint16_t first_free = 0;  // the number that was given up last; 0: none
 uint32_t next_loser = 1;  // whose cursor goes next when all are given out
 
-// Leaves the table as it was when memory ran out.
+/// Leaves the table as it was when memory ran out.
 bool Grow() {
   const uint32_t wanted = std::clamp(2 * room, kFirstRoom, kMostRoom);
   auto* grown = static_cast<Cursor*>(std::realloc(cursors, wanted * sizeof(Cursor)));
@@ -30,13 +30,13 @@ bool Grow() {
   return true;
 }
 
-// Lets the next list in turn lose its cursor.
+/// Lets the next list in turn lose its cursor.
 void TakeFromNext() {
   GiveUpCursor(cursors[next_loser].list);
   next_loser = next_loser + 1 < kMostRoom ? next_loser + 1 : 1;
 }
 
-// Returns a number that is nobody's, or 0 when memory ran out.
+/// Returns a number that is nobody's, or 0 when memory ran out.
 uint16_t FreeNumber() {
   if (first_free == 0 && begun == kMostRoom) {
     TakeFromNext();

@@ -18,7 +18,8 @@ void DOM_Document_destroyNode(DOM_Document* document, DOM_Node* node) {
   DOM_Document* const survivor = document != node && IsDocument(document) ? document : nullptr;
   if (!PutAside(node)) {
     node->nextSibling = nullptr;
-    return FreeNodes(node, survivor);
+    FreeNodes(node, survivor);
+    return;
   }
   if (survivor != nullptr && IsWithin(node, DOM_DocumentPart(survivor).commonParent)) {
     DOM_DocumentPart(survivor).commonParent = nullptr;

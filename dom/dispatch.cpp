@@ -23,7 +23,7 @@ namespace {
 constexpr const char* kModule = qvx::trace_modules::kEvents;
 constexpr char kDispatchEvent[] = "DOM_EventTarget_dispatchEvent";
 
-// The ancestors of `node`, the root first.
+/// The ancestors of `node`, the root first.
 MallocArray<DOM_Node*> AncestorsOf(const DOM_Node* node, size_t count) {
   MallocArray<DOM_Node*> ancestors = NewArray<DOM_Node*>(count);
   if (ancestors != nullptr) {
@@ -43,12 +43,12 @@ size_t CountAncestors(const DOM_Node* node) {
   return count;
 }
 
-// One dispatch of an event at a target.
+/// One dispatch of an event at a target.
 class Delivery {
  public:
   Delivery(DOM_Node* target, DOM_Event* event) : target_(target), event_(event) {}
 
-  // Calls the listeners of one node that belong to the phase.
+  /// Calls the listeners of one node that belong to the phase.
   void Trigger(DOM_Node* node, uint16_t phase) const;
 
  private:
@@ -58,7 +58,7 @@ class Delivery {
            std::strcmp(entry->type, event_->type) == 0;
   }
 
-  // A handler may have dispatched the same event elsewhere, so this is done before every call.
+  /// A handler may have dispatched the same event elsewhere, so this is done before every call.
   void Stamp(DOM_Node* current, uint16_t phase) const {
     event_->target = target_;
     event_->currentTarget = current;
@@ -77,7 +77,8 @@ void Delivery::Trigger(DOM_Node* node, uint16_t phase) const {
   }
   const MallocArray<DOM_EventHandler> noted = NewArray<DOM_EventHandler>(slots);
   if (noted == nullptr) {
-    return FailErrno({kModule, kDispatchEvent});
+    FailErrno({kModule, kDispatchEvent});
+    return;
   }
   for (uint32_t i = 0; i < slots; ++i) {
     noted[i] = node->listeners[i] == nullptr ? nullptr : node->listeners[i]->handler;

@@ -5,7 +5,7 @@
 namespace qvx::dom {
 namespace {
 
-// A clone that was named until now is so no longer.
+/// A clone that was named until now is so no longer.
 void NameDoctype(DOM_Document* document, DOM_DocumentType* doctype) {
   DOM_Node*& named = DOM_DocumentPart(document).doctype;
   if (named != nullptr) {

@@ -249,16 +249,16 @@ void DOM_Document_destroyNode(DOM_Document* document, DOM_Node* node);
 /// Puts `new_child`, taken out of its old place, at the end of the children of `parent`; of a
 /// fragment, the children one by one. Returns the new child (the fragment, now empty), or null with
 /// - the null-parameter code,
-/// - DOM_WRONG_DOCUMENT_ERR: neither of the same document, nor is the parent a document or the
-/// child a document type,
+/// - DOM_WRONG_DOCUMENT_ERR: the two belong to different documents. A document takes every child,
+///   and a document type goes everywhere,
 /// - DOM_HIERARCHY_REQUEST_ERR: the parent may not have such a child, has its one element or
-/// document type already, is
-///   the new child or below it; also a fragment that would be put into itself,
+///   document type already, is the new child or below it; also a fragment that would be put into
+///   itself,
 /// - DOM_NOT_FOUND_ERR: a handler has destroyed the child after it was put there. It is detached
-/// and the caller's, as
-///   after the other failures.
-/// A child of a fragment that is refused on its way is destroyed; those before it stay where they
-/// were put.
+///   and the caller's.
+/// A refused child stays where it was, unless handlers changed the tree while it was taken out:
+/// then it is detached and the caller's. A child of a fragment that is refused on its way is
+/// destroyed; those before it stay where they were put.
 DOM_Node* DOM_Node_appendChild(DOM_Node* parent, DOM_Node* new_child);
 
 /// As DOM_Node_appendChild, before `reference` (null: at the end), but only for a child whose

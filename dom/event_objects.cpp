@@ -13,7 +13,7 @@ namespace {
 constexpr const char* kModule = qvx::trace_modules::kEvents;
 constexpr uint32_t kModifiers = 8;
 
-// Sets what all kinds of events have; false for an event or type that is not to be used.
+/// Sets what all kinds of events have; false for an event or type that is not to be used.
 bool Init(DOM_Event* event, const DOM_String* type, int bubbles, int cancelable) {
   if (event == nullptr || type == nullptr || *type == '\0') {
     return false;

@@ -16,7 +16,7 @@ namespace {
 constexpr const char* kModule = qvx::trace_modules::kDom;
 constexpr char kCreateNode[] = "Document_createNode";
 
-// Whether a node of that type may be made in `document`; records why not.
+/// Whether a node of that type may be made in `document`; records why not.
 bool MayBeMade(const DOM_Document* document, uint16_t node_type) {
   RegisterCodes();
   if (document == nullptr && node_type != DOM_DOCUMENT_NODE &&
@@ -32,7 +32,7 @@ bool MayBeMade(const DOM_Document* document, uint16_t node_type) {
   return true;
 }
 
-// Hands on a node that was to be made; records why there is none.
+/// Hands on a node that was to be made; records why there is none.
 DOM_Node* Allocated(DOM_Node* node) {
   if (node == nullptr) {
     ReportUnallocated();
@@ -40,7 +40,7 @@ DOM_Node* Allocated(DOM_Node* node) {
   return node;
 }
 
-// Measures a text that the operation at `site` is to copy; records why it cannot.
+/// Measures a text that the operation at `site` is to copy; records why it cannot.
 bool Measure(const TraceSite& site, const DOM_String* text, MeasuredText& measured) {
   if (MeasureText(text, measured)) {
     return true;
@@ -49,7 +49,7 @@ bool Measure(const TraceSite& site, const DOM_String* text, MeasuredText& measur
   return false;
 }
 
-// Hands on what a factory made, with the trace line of the factory when it made nothing.
+/// Hands on what a factory made, with the trace line of the factory when it made nothing.
 DOM_Node* Made(const TraceSite& site, DOM_Node* node) {
   if (node == nullptr) {
     TracePropagation(site);

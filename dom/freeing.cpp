@@ -46,7 +46,7 @@ void FreeOwnPart(DOM_Node* node) {
   }
 }
 
-// The other types share constants.
+/// The other types share constants.
 bool HasPrivateName(uint16_t node_type) {
   switch (node_type) {
     case DOM_ELEMENT_NODE:
@@ -62,9 +62,9 @@ bool HasPrivateName(uint16_t node_type) {
   }
 }
 
-// The nodes that a destruction still has to free, chained by nextSibling: whoever is taken from it
-// puts its children and attributes there first, so no freed node is visited and nothing needs a
-// stack.
+/// The nodes that a destruction still has to free, chained by nextSibling: whoever is taken from it
+/// puts its children and attributes there first, so no freed node is visited and nothing needs a
+/// stack.
 class DoomedNodes {
  public:
   explicit DoomedNodes(DOM_Node* first) : next_(first) {}

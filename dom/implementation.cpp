@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kModule = qvx::trace_modules::kDom;
 
-// A private copy of an id that may be missing; false, recorded, when it cannot be copied.
+/// A private copy of an id that may be missing; false, recorded, when it cannot be copied.
 bool CopyId(const TraceSite& site, const DOM_String* id, DOM_String*& copy) {
   if (id == nullptr) {
     return true;

@@ -28,7 +28,7 @@ void SetOwnerElement(DOM_Node* node, DOM_Node* element) {
 
 using Entries = Chain<ListEntry, &ListEntry::previous, &ListEntry::next>;
 
-// The ends of `list`, which is no child list.
+/// The ends of `list`, which is no child list.
 Entries EntriesOf(NodeList* list) {
   return {AsListEntry(FirstEntry(list)), AsListEntry(LastEntry(list))};
 }
@@ -59,8 +59,8 @@ void UnlinkEntry(NodeList* list, ListEntry* entry) {
   --list->length;
 }
 
-// Puts an attribute into the map of an element before `next`. Returns its entry, which is a part of
-// it, or null with errno set when memory ran out.
+/// Puts an attribute into the map of an element before `next`. Returns its entry, which is a part
+/// of it, or null with errno set when memory ran out.
 ListEntry* EnterMap(ElementNode* element, AttributeNode* attribute, ListEntry* next) {
   if (element->chain == nullptr && !MakeAttributeChain(element)) {
     return nullptr;
@@ -81,15 +81,15 @@ ListEntry* EnterMap(ElementNode* element, AttributeNode* attribute, ListEntry* n
   return attribute;
 }
 
-// Takes an attribute out of the map of its element.
+/// Takes an attribute out of the map of its element.
 void LeaveMap(AttributeNode* attribute) {
   UnlinkEntry(attribute->holder->attributes, attribute);
   attribute->ownerElement = nullptr;
   attribute->holder = nullptr;
 }
 
-// Puts a node into a list by itself before `next`. Returns its entry, or null with errno set when
-// memory ran out.
+/// Puts a node into a list by itself before `next`. Returns its entry, or null with errno set when
+/// memory ran out.
 ListEntry* EnterList(NodeList* list, DOM_Node* node, ListEntry* next) {
   const NodeBlock block = TakeBlock(sizeof(HeapEntry));
   if (block.memory == nullptr) {
@@ -119,7 +119,7 @@ void FreeEntries(NodeList* list) {
   list->length = 0;
 }
 
-// The entry of `node` in a list by itself, or null.
+/// The entry of `node` in a list by itself, or null.
 HeapEntry* FindHeapEntry(const NodeList* list, const DOM_Node* node) {
   auto* entry = static_cast<HeapEntry*>(AsEntryList(list)->first);
   while (entry != nullptr && entry->node != node) {
@@ -239,9 +239,11 @@ NodeEntry* ReplaceEntry(NodeList* list, NodeEntry* entry, DOM_Node* node) {
 void DropEntry(NodeList* list, NodeEntry* entry) {
   switch (KindOf(list)) {
     case ListKind::kChildren:
-      return UnlinkChild(AsChild(entry));
+      UnlinkChild(AsChild(entry));
+      return;
     case ListKind::kAttributes:
-      return LeaveMap(static_cast<AttributeNode*>(AsListEntry(entry)));
+      LeaveMap(static_cast<AttributeNode*>(AsListEntry(entry)));
+      return;
     default:
       UnlinkEntry(list, AsListEntry(entry));
       SetOwnerElement(NodeOf(list, entry), nullptr);
@@ -251,7 +253,8 @@ void DropEntry(NodeList* list, NodeEntry* entry) {
 
 void ClearList(NodeList* list) {
   if (!IsPartOfNode(list)) {
-    return FreeEntries(list);
+    FreeEntries(list);
+    return;
   }
   while (NodeEntry* const first = FirstEntry(list)) {
     DropEntry(list, first);

@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char* kModule = qvx::trace_modules::kEvents;
 
-// What tells one listener of a node from another.
+/// What tells one listener of a node from another.
 struct ListenerKey {
   const DOM_String* type;
   DOM_EventListener* listener;
@@ -31,7 +31,7 @@ struct ListenerKey {
   }
 };
 
-// The slot that holds the listener, or null.
+/// The slot that holds the listener, or null.
 DOM_ListenerEntry** FindSlot(DOM_Node* node, const ListenerKey& key) {
   for (uint32_t i = 0; i < node->listenerCount; ++i) {
     if (key.Matches(node->listeners[i])) {
@@ -51,7 +51,7 @@ struct ListenerDeleter {
 };
 using OwnedListener = std::unique_ptr<DOM_ListenerEntry, ListenerDeleter>;
 
-// A listener record; null with errno set when it cannot be made.
+/// A listener record; null with errno set when it cannot be made.
 OwnedListener NewListener(const ListenerKey& key) {
   OwnedListener entry(static_cast<DOM_ListenerEntry*>(std::calloc(1, sizeof(DOM_ListenerEntry))));
   if (entry == nullptr) {
@@ -67,7 +67,7 @@ OwnedListener NewListener(const ListenerKey& key) {
   return entry;
 }
 
-// An empty slot, a new one when all are taken; null with errno set when memory ran out.
+/// An empty slot, a new one when all are taken; null with errno set when memory ran out.
 DOM_ListenerEntry** EmptySlot(DOM_Node* node) {
   for (uint32_t i = 0; i < node->listenerCount; ++i) {
     if (node->listeners[i] == nullptr) {
@@ -104,7 +104,8 @@ void DOM_EventTarget_addEventListener(DOM_Node* node, const DOM_String* type,
                                       DOM_EventListener* listener, DOM_EventHandler handler,
                                       int use_capture) {
   if (node == nullptr || type == nullptr || handler == nullptr) {
-    return Fail({kModule, __func__}, kNullParameter);
+    Fail({kModule, __func__}, kNullParameter);
+    return;
   }
   const ListenerKey key{type, listener, handler, use_capture != 0 ? 1U : 0U};
   if (FindSlot(node, key) != nullptr) {
@@ -113,7 +114,8 @@ void DOM_EventTarget_addEventListener(DOM_Node* node, const DOM_String* type,
   OwnedListener entry = NewListener(key);
   DOM_ListenerEntry** const slot = entry == nullptr ? nullptr : EmptySlot(node);
   if (slot == nullptr) {
-    return FailErrno({kModule, __func__});
+    FailErrno({kModule, __func__});
+    return;
   }
   *slot = entry.release();
   ++registered_listeners;
@@ -123,7 +125,8 @@ void DOM_EventTarget_removeEventListener(DOM_Node* node, const DOM_String* type,
                                          DOM_EventListener* listener, DOM_EventHandler handler,
                                          int use_capture) {
   if (node == nullptr || type == nullptr || handler == nullptr) {
-    return Fail({kModule, __func__}, kNullParameter);
+    Fail({kModule, __func__}, kNullParameter);
+    return;
   }
   DOM_ListenerEntry** const slot =
       FindSlot(node, {type, listener, handler, use_capture != 0 ? 1U : 0U});

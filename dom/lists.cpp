@@ -5,12 +5,12 @@
 namespace qvx::dom {
 namespace {
 
-// The document of a node that is none itself: a loading document is its own.
+/// The document of a node that is none itself: a loading document is its own.
 DOM_Document* OwnerOf(const DOM_Node* node) {
   return IsDocument(node) ? nullptr : node->ownerDocument;
 }
 
-// Moves from `entry`, which is at index `at`, to `index`.
+/// Moves from `entry`, which is at index `at`, to `index`.
 NodeEntry* Step(const NodeList* list, NodeEntry* entry, uint32_t at, uint32_t index) {
   for (; at < index; ++at) {
     entry = NextEntry(list, entry);
@@ -38,8 +38,8 @@ NodeEntry* EntryAt(const ListRecord* list, uint32_t index) {
 
 using Advance = DOM_Node* DOM_Node::*;
 
-// The first child from `child` on, in the direction of `advance`, that has the type; null when
-// there is none.
+/// The first child from `child` on, in the direction of `advance`, that has the type; null when
+/// there is none.
 DOM_Node* Passing(uint16_t type, DOM_Node* child, Advance advance) {
   while (child != nullptr && child->nodeType != type) {
     child = child->*advance;

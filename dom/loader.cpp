@@ -26,11 +26,11 @@ constexpr char kFread[] = "DOM_DocumentLS_fread";
 constexpr int kBlockSize = 8192;      // what is read and parsed at once
 constexpr uint32_t kOpenNodes = 500;  // the document and 499 levels below it
 
-// Why the last load failed, where neither its result nor the error cell tells.
+/// Why the last load failed, where neither its result nor the error cell tells.
 bool load_ran_out_of_memory = false;
 
-// Text that is still being collected belongs to the document, also when the load fails. Returns
-// whether no handler has failed, so that it is the caller's failure that has to be reported.
+/// Text that is still being collected belongs to the document, also when the load fails. Returns
+/// whether no handler has failed, so that it is the caller's failure that has to be reported.
 bool EndWithoutFailure(DOM_ParseContext& context) {
   if (FinishText(context)) {
     return true;
@@ -70,7 +70,7 @@ int FailToParse(DOM_ParseContext& context) {
   return 0;
 }
 
-// Returns 1, or 0 with the failure recorded.
+/// Returns 1, or 0 with the failure recorded.
 int ParseStream(DOM_ParseContext& context, std::FILE* stream) {
   bool is_last = false;
   while (!is_last) {
@@ -103,8 +103,8 @@ struct StackDelete {
 };
 using StackHandle = std::unique_ptr<stack, StackDelete>;
 
-// While it lives, the document is its own ownerDocument, so that a handler finds the document to
-// make nodes in at any open node. The parse context is released in the order of the destructor.
+/// While it lives, the document is its own ownerDocument, so that a handler finds the document to
+/// make nodes in at any open node. The parse context is released in the order of the destructor.
 class LoadScope {
  public:
   LoadScope(DOM_Document* document, ParserHandle parser)
@@ -131,7 +131,7 @@ class LoadScope {
   DOM_ParseContext& context() { return context_; }
 
  private:
-  // A handler may destroy what the parse still works on.
+  /// A handler may destroy what the parse still works on.
   Operation operation_;
   DOM_Document* document_;
   ParserHandle parser_;

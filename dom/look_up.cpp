@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kModule = qvx::trace_modules::kNode;
 
-// The tag name that a look-up asks for.
+/// The tag name that a look-up asks for.
 class WantedName {
  public:
   explicit WantedName(const DOM_String* name) : name_(name), any_(std::strcmp(name, "*") == 0) {}
@@ -30,8 +30,8 @@ class WantedName {
   bool any_;
 };
 
-// Appends the matching elements of the subtree of `root`, from `node` on, in document order.
-// Elements below nodes that are no elements are not looked at. Returns false when memory ran out.
+/// Appends the matching elements of the subtree of `root`, from `node` on, in document order.
+/// Elements below nodes that are no elements are not looked at. Returns false when memory ran out.
 bool CollectElements(NodeList* found, const DOM_Node* root, DOM_Node* node,
                      const WantedName& name) {
   while (node != nullptr) {

@@ -38,7 +38,7 @@ bool IsFragment(const DOM_Node* node) {
   return node->nodeType == DOM_DOCUMENT_FRAGMENT_NODE;
 }
 
-// A fragment cannot give its children to itself, not even when it has none.
+/// A fragment cannot give its children to itself, not even when it has none.
 bool MayHoldChildrenOf(const DOM_Node* parent, const DOM_Node* fragment) {
   if (parent == fragment) {
     return false;
@@ -51,8 +51,8 @@ bool MayHoldChildrenOf(const DOM_Node* parent, const DOM_Node* fragment) {
   return true;
 }
 
-// Removes `child`, events included. Returns false when it is not, or after the events no longer, a
-// child of `parent`.
+/// Removes `child`, events included. Returns false when it is not, or after the events no longer, a
+/// child of `parent`.
 bool Remove(DOM_Node* parent, DOM_Node* child) {
   if (child->parentNode != parent) {
     return false;
@@ -71,12 +71,12 @@ bool Remove(DOM_Node* parent, DOM_Node* child) {
   return true;
 }
 
-// Whether `node` is in no chain and may still become a child of `parent`.
+/// Whether `node` is in no chain and may still become a child of `parent`.
 bool IsReady(const DOM_Node* parent, const DOM_Node* node, const DOM_Node* replaced = nullptr) {
   return node->parentNode == nullptr && MayHold(parent, node, replaced);
 }
 
-// Checks the rules for `node` under `parent` and takes it out of its old place.
+/// Checks the rules for `node` under `parent` and takes it out of its old place.
 bool MakeReady(const TraceSite& site, DOM_Node* parent, DOM_Node* node,
                const DOM_Node* replaced = nullptr) {
   bool ready = MayHold(parent, node, replaced);
@@ -115,9 +115,9 @@ void DestroyUnplaced(DOM_Node* parent, DOM_Node* child) {
   }
 }
 
-// Moves the children of `fragment`, one by one, to the place that `put` gives them. Returns false
-// when one did not get there; it is destroyed then. Only as many are moved as there are now, so
-// that a handler that feeds the fragment cannot keep this going.
+/// Moves the children of `fragment`, one by one, to the place that `put` gives them. Returns false
+/// when one did not get there; it is destroyed then. Only as many are moved as there are now, so
+/// that a handler that feeds the fragment cannot keep this going.
 template <typename Put>
 bool MoveChildren(const TraceSite& site, DOM_Node* parent, DOM_Node* fragment, Put put) {
   for (uint32_t left = fragment->childNodes->length; left > 0 && fragment->firstChild != nullptr;

@@ -16,7 +16,7 @@ bool IsNamed(const DOM_Node* node, const DOM_String* name) {
   return node->nodeName != nullptr && NamesEqual(node->nodeName, name);
 }
 
-// The first attribute of the map of an element that has that name, or null.
+/// The first attribute of the map of an element that has that name, or null.
 NodeEntry* FindAttribute(const ElementNode* element, const DOM_String* name) {
   ListEntry* entry = element->chain != nullptr ? element->chain->first : nullptr;
   while (entry != nullptr && !IsNamed(static_cast<AttributeNode*>(entry), name)) {
@@ -25,7 +25,7 @@ NodeEntry* FindAttribute(const ElementNode* element, const DOM_String* name) {
   return entry;
 }
 
-// The first entry of a map that is no view whose node has that name, or null.
+/// The first entry of a map that is no view whose node has that name, or null.
 NodeEntry* FindNamed(const NamedNodeMap* map, const DOM_String* name) {
   if (name == nullptr) {
     return nullptr;

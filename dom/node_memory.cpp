@@ -14,7 +14,7 @@
 namespace qvx::dom {
 namespace {
 
-// Which parts of a node are to be set up tells its record; a child list needs nothing but zeros.
+/// Which parts of a node are to be set up tells its record; a child list needs nothing but zeros.
 void SetUpLists(NodeRecord* /*node*/) {}
 
 void SetUpLists(ParentNode* node) {
@@ -39,7 +39,7 @@ void SetUpLists(DocumentTypeNode* node) {
   SetUpLists(static_cast<ParentNode*>(node));
 }
 
-// The compiler zeroes a few words by vector stores, more by a slow loop.
+/// The compiler zeroes a few words by vector stores, more by a slow loop.
 template <size_t kSize>
 void ZeroFill(char* memory) {
   constexpr size_t kAtOnce = 64;
@@ -53,7 +53,7 @@ size_t BlockSizeFor(size_t size) {
   return (size + kBlockUnit - 1) / kBlockUnit * kBlockUnit;
 }
 
-// A node with room for `text_bytes` behind its record, or with none when that is too much.
+/// A node with room for `text_bytes` behind its record, or with none when that is too much.
 template <typename Record>
 DOM_Node* NewRecord(DOM_Document* document, uint16_t node_type, size_t text_bytes) {
   const bool fits = text_bytes <= kLargestBlock - sizeof(Record);
@@ -102,14 +102,14 @@ DOM_String* CopyTo(char* memory, const MeasuredText& text) {
   return memory;
 }
 
-// The bytes from `place`, in the room of `node`, to the end of the room.
+/// The bytes from `place`, in the room of `node`, to the end of the room.
 size_t RoomFrom(DOM_Node* node, const char* place) {
   return static_cast<size_t>(TextRoom(node) + static_cast<const NodeRecord*>(node)->text_room -
                              place);
 }
 
-// A copy of `text` for a fresh node: behind the first `used` bytes of its room if that is large
-// enough, otherwise in a block of its own. Null with errno set when memory ran out.
+/// A copy of `text` for a fresh node: behind the first `used` bytes of its room if that is large
+/// enough, otherwise in a block of its own. Null with errno set when memory ran out.
 DOM_String* CopyForNode(DOM_Node* node, size_t used, const MeasuredText& text) {
   if (used + text.bytes > static_cast<const NodeRecord*>(node)->text_room) {
     return CopyOf(text);
@@ -117,8 +117,8 @@ DOM_String* CopyForNode(DOM_Node* node, size_t used, const MeasuredText& text) {
   return CopyTo(TextRoom(node) + used, text);
 }
 
-// Gives a fresh node, which may be null, its texts. Null, with the node freed and errno set, when
-// memory ran out.
+/// Gives a fresh node, which may be null, its texts. Null, with the node freed and errno set, when
+/// memory ran out.
 DOM_Node* WithTexts(DOM_Node* node, const MeasuredText& name, const MeasuredText& value) {
   if (node == nullptr) {
     return nullptr;

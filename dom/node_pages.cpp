@@ -24,14 +24,14 @@ constexpr bool kHasPages = true;
 constexpr size_t kSmallestPage = 1024;
 constexpr size_t kLargestPage = 32768;
 
-// What stands in a block that is not taken.
+/// What stands in a block that is not taken.
 struct FreeBlock {
   FreeBlock* previous;
   FreeBlock* next;
   uint16_t place;
 };
 
-// The blocks follow the page's own record.
+/// The blocks follow the page's own record.
 struct Page {
   uint32_t size;
   uint32_t begun;  // bytes up to the first block that has never been taken
@@ -43,7 +43,7 @@ static_assert(kLargestPage / kBlockUnit <= UINT16_MAX, "a place fits its field")
 
 using FreeBlocks = Chain<FreeBlock, &FreeBlock::previous, &FreeBlock::next>;
 
-// The pages with blocks of one size.
+/// The pages with blocks of one size.
 struct BlockSize {
   FreeBlocks free;  // blocks that were given back
   Page* newest;     // the only page with blocks that have never been taken; null: there is none
@@ -57,7 +57,7 @@ Page* PageOf(const NodeBlock& block) {
   return static_cast<Page*>(page);
 }
 
-// Returns false with errno set when memory ran out.
+/// Returns false with errno set when memory ran out.
 bool AddPage(BlockSize& blocks) {
   const size_t size = std::clamp(blocks.bytes, kSmallestPage, kLargestPage);
   blocks.newest = static_cast<Page*>(std::malloc(size));
@@ -69,7 +69,7 @@ bool AddPage(BlockSize& blocks) {
   return true;
 }
 
-// Gives the page, of which no block is taken, back to malloc.
+/// Gives the page, of which no block is taken, back to malloc.
 void FreePage(BlockSize& blocks, Page* page, size_t size) {
   for (size_t at = kPageRecord; at < page->begun; at += size) {
     void* const block = reinterpret_cast<char*>(page) + at;
@@ -108,7 +108,8 @@ NodeBlock TakeBlock(size_t size) {
 
 void GiveBackBlock(NodeBlock block, size_t size) {
   if constexpr (!kHasPages) {
-    return std::free(block.memory);
+    std::free(block.memory);
+    return;
   }
   BlockSize& blocks = block_sizes[size / kBlockUnit];
   Page* const page = PageOf(block);

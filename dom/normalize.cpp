@@ -23,7 +23,7 @@ bool IsText(const DOM_Node* node) {
   return node != nullptr && node->nodeType == DOM_TEXT_NODE;
 }
 
-// The last of the texts that follow each other from `first` on.
+/// The last of the texts that follow each other from `first` on.
 DOM_Text* EndOfRun(DOM_Text* first) {
   while (IsText(first->nextSibling)) {
     first = first->nextSibling;
@@ -31,8 +31,8 @@ DOM_Text* EndOfRun(DOM_Text* first) {
   return first;
 }
 
-// The data of the texts from `first` to `last` with the length of it all; null, recorded, when
-// memory ran out.
+/// The data of the texts from `first` to `last` with the length of it all; null, recorded, when
+/// memory ran out.
 DOM_String* JoinRun(DOM_Text* first, const DOM_Text* last, uint32_t& length) {
   const DOM_Node* const end = last->nextSibling;
   size_t size = 1;
@@ -55,8 +55,8 @@ DOM_String* JoinRun(DOM_Text* first, const DOM_Text* last, uint32_t& length) {
   return joined;
 }
 
-// Merges the texts from `first` on into their last one, all at once: nobody is told. Returns the
-// text that the walk goes on from.
+/// Merges the texts from `first` on into their last one, all at once: nobody is told. Returns the
+/// text that the walk goes on from.
 DOM_Text* MergeRun(DOM_Text* first) {
   DOM_Text* const last = EndOfRun(first);
   if (last == first) {
@@ -81,7 +81,7 @@ DOM_Text* MergeRun(DOM_Text* first) {
   return last;
 }
 
-// Merges the text in front of `text`, if there is one, into it; every step is announced.
+/// Merges the text in front of `text`, if there is one, into it; every step is announced.
 void MergePrevious(DOM_Text* text) {
   DOM_Text* const previous = text->previousSibling;
   DOM_Node* const parent = text->parentNode;
@@ -95,7 +95,7 @@ void MergePrevious(DOM_Text* text) {
   }
 }
 
-// One line for each level from that of `node` up to that of the children of `root`.
+/// One line for each level from that of `node` up to that of the children of `root`.
 void TraceLevels(const DOM_Node* root, const DOM_Node* node) {
   for (; node != nullptr && node != root; node = node->parentNode) {
     TracePropagation({kModule, "DOM_Element_normalize"});
@@ -104,10 +104,10 @@ void TraceLevels(const DOM_Node* root, const DOM_Node* node) {
 
 }  // namespace
 
-// The walk is a preorder walk over the subtree that merges at every text. The error cell is looked
-// at after each child that has no children of its own; one with children is left, in this walk, by
-// way of its last child. A listener sees every merger in the step-by-step way, so that way costs
-// what its events cost.
+/// The walk is a preorder walk over the subtree that merges at every text. The error cell is looked
+/// at after each child that has no children of its own; one with children is left, in this walk, by
+/// way of its last child. A listener sees every merger in the step-by-step way, so that way costs
+/// what its events cost.
 void DOM_Element_normalize(DOM_Node* node) {
   if (node == nullptr) {
     return;
@@ -121,7 +121,8 @@ void DOM_Element_normalize(DOM_Node* node) {
       at = MergeRun(at);
     }
     if (at->firstChild == nullptr && *_DOM_Exception() != 0) {
-      return TraceLevels(node, at);
+      TraceLevels(node, at);
+      return;
     }
     // A handler that takes the text out of the subtree ends the walk.
     if (heard && !IsWithin(node, at)) {

@@ -25,7 +25,7 @@ void FreeAside() {
   FreeNodes(first, nullptr);
 }
 
-// The node that `node` is a child or an attribute of, or null.
+/// The node that `node` is a child or an attribute of, or null.
 const DOM_Node* HolderOf(const DOM_Node* node) {
   if (node->nodeType == DOM_ATTRIBUTE_NODE) {
     const ElementNode* const holder = static_cast<const AttributeNode*>(node)->holder;

@@ -21,11 +21,11 @@ namespace {
 
 constexpr const char* kModule = qvx::trace_modules::kLoadAndSave;
 constexpr char kTextHandler[] = "chardata_fn";
-// A text as long as that is not copied out of the conversion buffer, which would need it twice.
+/// A text as long as that is not copied out of the conversion buffer, which would need it twice.
 constexpr size_t kHandedOver = 16384;
 
-// Makes the conversion buffer larger, so that it holds `size` bytes; what stands in it stays.
-// Returns false, recorded, when it cannot grow.
+/// Makes the conversion buffer larger, so that it holds `size` bytes; what stands in it stays.
+/// Returns false, recorded, when it cannot grow.
 [[gnu::noinline]] bool Grow(DOM_ParseContext& context, size_t size) {
   const size_t capacity = std::max(size, 2 * context.capacity);
   char* buffer = nullptr;
@@ -47,20 +47,20 @@ bool Reserve(DOM_ParseContext& context, size_t size) {
   return size <= context.capacity || Grow(context, size);
 }
 
-// What a public factory makes of the text in the conversion buffer, which is not ASCII.
+/// What a public factory makes of the text in the conversion buffer, which is not ASCII.
 DOM_Node* CreateText(DOM_Document* document, uint16_t node_type, const char* text) {
   return node_type == DOM_TEXT_NODE ? DOM_Document_createTextNode(document, text)
                                     : DOM_Document_createCDATASection(document, text);
 }
 
-// Reports as the public factories do.
+/// Reports as the public factories do.
 [[gnu::noinline]] void ReportUnmadeText(uint16_t node_type) {
   ReportUnmade({trace_modules::kDom, node_type == DOM_TEXT_NODE
                                          ? "DOM_Document_createTextNode"
                                          : "DOM_Document_createCDATASection"});
 }
 
-// A node of the `length` bytes in the conversion buffer; null, recorded, when it cannot be made.
+/// A node of the `length` bytes in the conversion buffer; null, recorded, when it cannot be made.
 DOM_Node* MakeText(DOM_Document* document, uint16_t node_type, const char* text, size_t length) {
   if (!IsAscii(text, length)) {
     return CreateText(document, node_type, text);
@@ -73,7 +73,7 @@ DOM_Node* MakeText(DOM_Document* document, uint16_t node_type, const char* text,
   return node;
 }
 
-// As MakeText, with the conversion buffer itself as the value.
+/// As MakeText, with the conversion buffer itself as the value.
 [[gnu::noinline]] DOM_Node* HandOverText(DOM_ParseContext& context, DOM_Document* document,
                                          uint16_t node_type, size_t length) {
   if (!IsAscii(context.buffer, length)) {
@@ -92,7 +92,7 @@ DOM_Node* MakeText(DOM_Document* document, uint16_t node_type, const char* text,
   return node;
 }
 
-// What is done when a text is lost.
+/// What is done when a text is lost.
 [[gnu::noinline]] void TraceText() {
   TracePropagation({kModule, kTextHandler});
 }
@@ -103,12 +103,13 @@ DOM_Node* MakeText(DOM_Document* document, uint16_t node_type, const char* text,
   Refuse({kModule, kTextHandler}, parent, node);
 }
 
-// Whether the pieces of a text run may be put together before anyone sees them.
+/// Whether the pieces of a text run may be put together before anyone sees them.
 bool IsCollected(const DOM_ParseContext& context) {
   return !context.in_cdata && !MayBeHeard();
 }
 
-// Puts a piece of a text run behind those that are in the conversion buffer; records why it cannot.
+/// Puts a piece of a text run behind those that are in the conversion buffer; records why it
+/// cannot.
 bool Collect(DOM_ParseContext& context, const char* bytes, size_t size) {
   if (!Reserve(context, context.text_length + size + 1)) {
     TraceText();
@@ -119,13 +120,14 @@ bool Collect(DOM_ParseContext& context, const char* bytes, size_t size) {
   return true;
 }
 
-// Makes a node of what has been collected.
+/// Makes a node of what has been collected.
 void AddCollected(DOM_ParseContext& context, uint16_t node_type) {
   const size_t length = std::exchange(context.text_length, 0);
   context.buffer[length] = '\0';
   DOM_Node* const top = static_cast<DOM_Node*>(stack_peek(context.open_nodes));
   if (top == nullptr) {
-    return FailText();
+    FailText();
+    return;
   }
   DOM_Node* const node = length >= kHandedOver
                              ? HandOverText(context, top->ownerDocument, node_type, length)
@@ -135,7 +137,7 @@ void AddCollected(DOM_ParseContext& context, uint16_t node_type) {
   }
 }
 
-// A piece that is a node of its own.
+/// A piece that is a node of its own.
 void AddPiece(DOM_ParseContext& context, const char* bytes, size_t size) {
   if (FinishText(context) && Collect(context, bytes, size)) {
     AddCollected(context, context.in_cdata ? DOM_CDATA_SECTION_NODE : DOM_TEXT_NODE);
@@ -147,11 +149,13 @@ void chardata_fn(void* user_data, const XML_Char* bytes, int length) {
     return;
   }
   if (user_data == nullptr || bytes == nullptr || length <= 0) {
-    return FailText();
+    FailText();
+    return;
   }
   DOM_ParseContext& context = ContextOf(user_data);
   if (stack_peek(context.open_nodes) == nullptr) {
-    return FailText();
+    FailText();
+    return;
   }
   const auto size = static_cast<size_t>(length);
   if (IsCollected(context)) {

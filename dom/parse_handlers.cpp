@@ -25,23 +25,23 @@ constexpr const char* kModule = qvx::trace_modules::kLoadAndSave;
 constexpr size_t kVersionBytes = 16;   // of the XML declaration; what is longer is cut
 constexpr size_t kEncodingBytes = 64;  // likewise
 constexpr size_t kWhole = SIZE_MAX;
-// The parser goes one level deeper into its stack for each entity that another one's text refers
-// to.
+/// The parser goes one level deeper into its stack for each entity that another one's text refers
+/// to.
 constexpr uint32_t kNestedEntities = 4096;
-// A short declaration can give every element thousands of attributes, so a small file could ask for
-// any memory.
+/// A short declaration can give every element thousands of attributes, so a small file could ask
+/// for any memory.
 constexpr uint32_t kDefaultedAttributes = 100000;
 
-// What every handler that changes the tree does first. Returns the node to append to; null when the
-// handler must not do anything, since a failure is pending or there is no open node (`code` is
-// recorded).
+/// What every handler that changes the tree does first. Returns the node to append to; null when
+/// the handler must not do anything, since a failure is pending or there is no open node (`code` is
+/// recorded).
 DOM_Node* Enter(const TraceSite& site, void* user_data, const int32_t& code) {
   DOM_ParseContext& context = ContextOf(user_data);
   return FinishText(context) ? Top(site, context, code) : nullptr;
 }
 
-// Counts what the declarations added to the attributes of a start tag. Returns false, recorded,
-// when it is too much.
+/// Counts what the declarations added to the attributes of a start tag. Returns false, recorded,
+/// when it is too much.
 bool CountDefaulted(const TraceSite& site, DOM_ParseContext& context, const XML_Char** attributes) {
   const XML_Char** defaulted = attributes + XML_GetSpecifiedAttributeCount(context.parser);
   for (; *defaulted != nullptr; defaulted += 2) {
@@ -106,8 +106,8 @@ void processing_fn(void* user_data, const XML_Char* target, const XML_Char* data
   }
 }
 
-// Makes `field` a copy of at most `maximum` bytes of `source`, which may be none. Returns false
-// with the failure in the error cell.
+/// Makes `field` a copy of at most `maximum` bytes of `source`, which may be none. Returns false
+/// with the failure in the error cell.
 template <typename Text>
 bool CopyInto(Text*& field, DOM_ParseContext& context, const XML_Char* source, size_t maximum) {
   if (source == nullptr) {
@@ -168,7 +168,7 @@ void eldecl_fn(void* user_data, const XML_Char* /*name*/, XML_Content* model) {
 void attdecl_fn(void* /*user_data*/, const XML_Char* /*element*/, const XML_Char* /*attribute*/,
                 const XML_Char* /*type*/, const XML_Char* /*default_value*/, int /*is_required*/) {}
 
-// An entity or notation as it is declared; all but the name may be null.
+/// An entity or notation as it is declared; all but the name may be null.
 struct Declaration {
   uint16_t node_type;
   const XML_Char* name;
@@ -212,7 +212,8 @@ void entdecl_fn(void* user_data, const XML_Char* name, int is_parameter, const X
   const bool refers =
       value != nullptr && std::memchr(value, '&', static_cast<size_t>(value_length)) != nullptr;
   if (refers && ++ContextOf(user_data).nested_entities > kNestedEntities) {
-    return Fail({kModule, __func__}, DOM_PARSER_ERR);
+    Fail({kModule, __func__}, DOM_PARSER_ERR);
+    return;
   }
   Declare({kModule, __func__}, user_data,
           {DOM_ENTITY_NODE, name, value, static_cast<size_t>(value_length), public_id, system_id,

@@ -15,12 +15,12 @@ namespace {
 
 constexpr const char* kModule = qvx::trace_modules::kLoadAndSave;
 
-// Collects the first failure of the stream; nothing is written after it.
+/// Collects the first failure of the stream; nothing is written after it.
 class Output {
  public:
   explicit Output(std::FILE* stream) : stream_(stream) {}
 
-  // Null texts are skipped.
+  /// Null texts are skipped.
   Output& operator<<(const char* text) {
     if (text != nullptr && error_ == 0 && fputds(text, stream_) < 0) {
       error_ = errno != 0 ? errno : EIO;
@@ -107,11 +107,12 @@ void WriteNotation(Output& out, const char* name, const DOM_ExternalIdFields& id
   out << ">\n";
 }
 
-// Writes a node, or the front part of an element or document, whose children follow.
+/// Writes a node, or the front part of an element or document, whose children follow.
 void Open(Output& out, const DOM_Node* node) {
   switch (node->nodeType) {
     case DOM_ELEMENT_NODE:
-      return OpenElement(out, node);
+      OpenElement(out, node);
+      return;
     case DOM_TEXT_NODE:
       out << node->nodeValue;
       return;
@@ -122,13 +123,17 @@ void Open(Output& out, const DOM_Node* node) {
       out << "<?" << node->nodeName << " " << node->nodeValue << "?>";
       return;
     case DOM_DOCUMENT_NODE:
-      return OpenDocument(out, DOM_DocumentPart(node));
+      OpenDocument(out, DOM_DocumentPart(node));
+      return;
     case DOM_DOCUMENT_TYPE_NODE:
-      return WriteDocumentType(out, node->nodeName, DOM_DocumentTypePart(node));
+      WriteDocumentType(out, node->nodeName, DOM_DocumentTypePart(node));
+      return;
     case DOM_ENTITY_NODE:
-      return WriteEntity(out, node, DOM_ExternalIdPart(node));
+      WriteEntity(out, node, DOM_ExternalIdPart(node));
+      return;
     case DOM_NOTATION_NODE:
-      return WriteNotation(out, node->nodeName, DOM_ExternalIdPart(node));
+      WriteNotation(out, node->nodeName, DOM_ExternalIdPart(node));
+      return;
     default:
       return;  // CDATA sections, attributes, entity references and fragments are not written
   }
@@ -151,7 +156,7 @@ bool IsStopped(const Output& out) {
   return out.error() != 0 || _exception != 0;
 }
 
-// Writes the subtree of `root`. Returns the node at which a failure stopped it, or null.
+/// Writes the subtree of `root`. Returns the node at which a failure stopped it, or null.
 const DOM_Node* WriteTree(Output& out, const DOM_Node* root) {
   const DOM_Node* node = root;
   for (;;) {
