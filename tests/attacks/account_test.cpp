@@ -4,6 +4,7 @@
 #include "tests/attacks/scenes.h"
 
 namespace qvx::test {
+namespace {
 
 TEST(ServiceAccount, SessionDirectoryIsALinkToAFolderOfRoots) {
   const auto script = [](const std::string& attack) {
@@ -178,4 +179,5 @@ cat moved/conf/mod_proxy.conf)",
          "daemon\nmoved/logs:\n"}});
 }
 
+}  // namespace
 }  // namespace qvx::test

@@ -4,6 +4,7 @@
 #include "tests/attacks/scenes.h"
 
 namespace qvx::test {
+namespace {
 
 TEST(OldPair, StandsSomewhere) {
   const std::string closed_key = R"(
@@ -92,4 +93,5 @@ head -c 4000 $base/logs/qvx.log | cmp - old.log)",
          "daemon\n"}});
 }
 
+}  // namespace
 }  // namespace qvx::test

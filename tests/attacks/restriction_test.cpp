@@ -4,6 +4,7 @@
 #include "tests/attacks/scenes.h"
 
 namespace qvx::test {
+namespace {
 
 const std::string kRestrict = R"(good_pair; cat >$base/conf/qvxpd.xml <<'END'
 <a><ip-restricted-logins>True</ip-restricted-logins>
@@ -50,4 +51,5 @@ done)",
          "daemon\n"}});
 }
 
+}  // namespace
 }  // namespace qvx::test

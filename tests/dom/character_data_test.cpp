@@ -1,6 +1,7 @@
 #include "tests/dom/model.h"
 
 namespace qvx::test {
+namespace {
 
 using N = DOM_Node*;
 
@@ -153,4 +154,5 @@ TEST(Normalize, GoesByTheTreeThatHandlersLeave) {
   }
 }
 
+}  // namespace
 }  // namespace qvx::test

@@ -1,6 +1,7 @@
 #include "tests/dom/model.h"
 
 namespace qvx::test {
+namespace {
 
 TEST(Event, ModulesAreNamedExactly) {
   const Tree tree;
@@ -230,4 +231,5 @@ TEST(CommonParent, IsNeitherReachedFromASubtreeThatLeftNorFreedUnseen) {
   DOM_Document_destroyNode(tree.document(), nullptr);
 }
 
+}  // namespace
 }  // namespace qvx::test

@@ -1,6 +1,7 @@
 #include "tests/dom/model.h"
 
 namespace qvx::test {
+namespace {
 
 TEST(Factories, MakeNodesWithCopiesOfTheirTexts) {
   const Tree tree;
@@ -91,4 +92,5 @@ TEST(Factories, SayWhyTheyMakeNothing) {
   }
 }
 
+}  // namespace
 }  // namespace qvx::test

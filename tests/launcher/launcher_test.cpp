@@ -1,6 +1,8 @@
 #include "launcher/launcher.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -8,6 +10,7 @@
 #include "tests/harness/isolated.h"
 
 namespace qvx::test {
+namespace {
 
 namespace fs = std::filesystem;
 
@@ -209,4 +212,14 @@ TEST(Launcher, PermissionsFromTheEnvironment) {
   EXPECT_EQ(UnderDaemon("leader", 3), "status 0, signals 0\n");
 }
 
+TEST(Launcher, WithoutAShellNobodyIsTheDaemon) {
+  const Site site;
+  PassIsolated(CLONE_NEWNS, [] {
+    EXPECT_EQ(mount("/dev/null", "/bin/sh", nullptr, MS_BIND, nullptr), 0);
+    EXPECT_EQ(UnderDaemon("leader", 3), "status 1, signals 0\n");
+    EXPECT_EQ(UnderDaemon("leader", 2), "status 0, signals 0\n");
+  });
+}
+
+}  // namespace
 }  // namespace qvx::test

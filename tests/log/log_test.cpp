@@ -13,6 +13,7 @@
 #include "tests/harness/isolated.h"
 
 namespace qvx::test {
+namespace {
 
 constexpr size_t kHeading = 51;  // characters of the heading of an error record
 constexpr size_t kLimit = 200000;
@@ -161,4 +162,5 @@ TEST(DebugCategories, LinesFlipThem) {
   EXPECT_EQ(Categories, 0U);
 }
 
+}  // namespace
 }  // namespace qvx::test

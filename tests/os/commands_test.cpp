@@ -15,6 +15,7 @@
 #include "tests/harness/isolated.h"
 
 namespace qvx::test {
+namespace {
 
 // What a command leaves behind goes on until it is ended here, so whoever waited for it would never
 // return.
@@ -142,4 +143,5 @@ TEST(Commands, FailuresAreReported) {
   }
 }
 
+}  // namespace
 }  // namespace qvx::test

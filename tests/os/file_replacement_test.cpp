@@ -10,6 +10,7 @@
 #include "tests/harness/isolated.h"
 
 namespace qvx::test {
+namespace {
 
 namespace fs = std::filesystem;
 
@@ -89,4 +90,5 @@ TEST(FileReplacement, InPlaceWhereTheFileIsAMountOrTheDirectoryClosed) {
   });
 }
 
+}  // namespace
 }  // namespace qvx::test

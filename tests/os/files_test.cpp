@@ -15,6 +15,7 @@
 #include "tests/harness/isolated.h"
 
 namespace qvx::test {
+namespace {
 
 namespace fs = std::filesystem;
 
@@ -129,4 +130,5 @@ TEST(OpenDescriptor, LocksAndTruncates) {
   EXPECT_EQ(filelength(file.get()), 0) << "truncated, though the lock was refused";
 }
 
+}  // namespace
 }  // namespace qvx::test

@@ -17,6 +17,7 @@
 #include "tests/harness/isolated.h"
 
 namespace qvx::test {
+namespace {
 
 TEST(DirectoryResolvers, EnvironmentOrDefault) {
   const std::string base = "/opt/zx/zxqvx";
@@ -215,4 +216,5 @@ TEST(Host, LanguageOfTheEnvironment) {
   }
 }
 
+}  // namespace
 }  // namespace qvx::test

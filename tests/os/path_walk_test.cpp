@@ -12,6 +12,7 @@
 #include "tests/harness/installation.h"
 
 namespace qvx::test {
+namespace {
 
 /// Directories of root's and of another account, with files of both and every kind of link.
 class PathWalk : public testing::Test {
@@ -101,4 +102,5 @@ TEST_F(PathWalk, CreatingGoesThroughTrustedLinksOnly) {
   EXPECT_EQ(Contents("target"), "target\n");
 }
 
+}  // namespace
 }  // namespace qvx::test

@@ -8,6 +8,7 @@
 #include "tests/settings/fresh_machine.h"
 
 namespace qvx::test {
+namespace {
 
 namespace fs = std::filesystem;
 
@@ -104,4 +105,5 @@ TEST(SettingsDocument, ComparisonToleratesMissingTexts) {
   EXPECT_EQ(stricmp_chk("True", nullptr), 1);
 }
 
+}  // namespace
 }  // namespace qvx::test

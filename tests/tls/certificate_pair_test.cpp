@@ -16,6 +16,7 @@
 #include "tls/self_signed.h"
 
 namespace qvx::test {
+namespace {
 
 /// An installation with a running log, and the shell with the `openssl` program to make and read
 /// certificates.
@@ -253,4 +254,5 @@ TEST_F(CertificatePair, KeyThatCannotBeReplacedKeepsTheCertificate) {
   Shell("chattr -i file.pem");
 }
 
+}  // namespace
 }  // namespace qvx::test

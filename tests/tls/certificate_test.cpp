@@ -5,6 +5,7 @@
 #include "tls/pair_check.h"
 
 namespace qvx::test {
+namespace {
 
 constexpr int kSmallKey = 1024;
 
@@ -95,4 +96,25 @@ TEST(Certificate, ObjectsAreFilledOrMadeForTheCaller) {
   EXPECT_EQ(X509_check_private_key(certificate, key), 1);
 }
 
+TEST(PairFate, FromFacts) {
+  const struct {
+    const char* name;
+    bool loads, key_loads, match, names_host, ours;
+    PairFate fate;
+  } rows[] = {
+      {"no certificate", false, false, false, false, false, PairFate::kSetAside},
+      {"no key", true, false, false, false, false, PairFate::kSetAside},
+      {"key of another certificate", true, true, false, false, false, PairFate::kSetAside},
+      {"own, for another host", true, true, true, false, true, PairFate::kReplace},
+      {"foreign, for another host", true, true, true, false, false, PairFate::kKeep},
+      {"own, for this host", true, true, true, true, true, PairFate::kKeep},
+      {"foreign, for this host", true, true, true, true, false, PairFate::kKeep},
+  };
+  for (const auto& row : rows) {
+    const PairFacts facts{row.loads, row.key_loads, row.match, row.names_host, row.ours};
+    EXPECT_EQ(FateOf(facts), row.fate) << row.name;
+  }
+}
+
+}  // namespace
 }  // namespace qvx::test

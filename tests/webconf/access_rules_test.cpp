@@ -7,6 +7,7 @@
 #include "support/malloc_owner.h"
 
 namespace qvx::test {
+namespace {
 
 TEST(AccessRules, AddressesOfOneEntry) {
   const struct {
@@ -88,4 +89,5 @@ TEST(AccessRules, ListsAreCutAndTextsMayBeMissing) {
   EXPECT_STREQ(MallocOwner<char>(directives).get(), " 10.0.0.5\n");
 }
 
+}  // namespace
 }  // namespace qvx::test

@@ -7,6 +7,7 @@
 #include "webconf/webapp_extensions.h"
 
 namespace qvx::test {
+namespace {
 
 // Beside each descriptor there lies one that would hold up whoever opened it.
 TEST(ScriptEngine, ExtensionsThatADescriptorRequests) {
@@ -47,4 +48,5 @@ TEST(ScriptEngine, ExtensionsThatADescriptorRequests) {
   }
 }
 
+}  // namespace
 }  // namespace qvx::test
