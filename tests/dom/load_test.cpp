@@ -67,6 +67,21 @@ TEST(Loader, TextInPieces) {
   constexpr size_t kPieces = 1000000;
   EXPECT_EQ(Loaded("<a>" + Repeated("&lt;", kPieces) + "</a>").children,
             "a{(" + std::string(kPieces, '<') + ")}");
+  for (const size_t length : {16383U, 16384U, 40000U}) {
+    const std::string text(length, 'x');
+    const Loaded loaded("<a>" + text + "<b/>" + text + "</a>");
+    EXPECT_EQ(loaded.children, "a{(" + text + ")b{}(" + text + ")}");
+    EXPECT_EQ(DOM_CharacterData_getLength(loaded.document->firstChild->lastChild), length);
+  }
+}
+
+TEST(Loader, LeavesTheFlagsOfItsChanges) {
+  const Loaded loaded("<a><b><c/></b><d/></a>");
+  const DOM_Node* const a = loaded.document->firstChild;
+  EXPECT_EQ(DOM_DocumentPart(loaded.document.get()).commonParent, loaded.document.get());
+  EXPECT_EQ(a->subtreeModified, 1);
+  EXPECT_EQ(a->firstChild->subtreeModified, 1);
+  EXPECT_EQ(a->lastChild->subtreeModified, 0);
 }
 
 TEST(Loader, AttributesGiveWayToNoneOfTheirNameThatAListenerSet) {
@@ -135,7 +150,8 @@ TEST(Loader, FailuresAndWhatWasBuiltBefore) {
       {"empty", "", DOM_PARSER_ERR, parser + "no element found: line 1\n", ""},
       {"open", "<a>\n<b>x&amp;y", DOM_PARSER_ERR, parser + "no element found: line 2\n",
        "a{(\n)b{(x&y)}}"},
-      {"mismatched", "<a>x</b>", DOM_PARSER_ERR, parser + "mismatched tag: line 1\n", "a{(x)}"},
+      {"mismatched", "<a>x</b>", DOM_PARSER_ERR,
+       parser + "mismatched tag: line 1\n  src/dom.cpp:N:DOM_Element_normalize: \n", "a{(x)}"},
       {"binary", "\x7f\xff", DOM_PARSER_ERR, parser + "not well-formed (invalid token): line 1\n",
        ""},
       {"comment", "<!DOCTYPE a [<!--c-->]><a/>", DOM_HIERARCHY_REQUEST_ERR,

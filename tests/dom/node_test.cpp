@@ -74,6 +74,23 @@ TEST(Node, NeitherDepthNorPiecesMatter) {
                        std::string(kMany, 'x') + Repeated("</e>", kMany) + "</r>\n");
 }
 
+// A short value stands behind its node's record, where the next node's record begins.
+TEST(Node, ValueOfAnyLengthLeavesTheNextNodeAlone) {
+  constexpr size_t kLongest = 600;
+  const Tree tree;
+  DOM_Node* const text = tree.Add(tree.root(), "0123456");
+  DOM_Node* const next = tree.Add(tree.root(), "next");
+  for (size_t length = 0; length <= kLongest; ++length) {
+    const std::string value(length, 'v');
+    DOM_Node_setNodeValue(text, value.c_str());
+    ASSERT_EQ(text->nodeValue, value);
+    ASSERT_EQ(DOM_CharacterData_getLength(text), length);
+    ASSERT_STREQ(next->nodeValue, "next");
+  }
+  DOM_Node_setNodeValue(next, next->nodeValue + 1);
+  EXPECT_STREQ(next->nodeValue, "ext") << "a part of itself";
+}
+
 TEST(Node, Dumps) {
   const Tree tree;
   DOM_Element_setAttribute(tree.root(), "a", "1");

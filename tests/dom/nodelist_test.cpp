@@ -160,6 +160,36 @@ TEST(NodeList, EveryStepIsCheap) {
   }
 }
 
+// Only so many lists at a time remember what they delivered, and none that is gone.
+TEST(NodeList, MoreWalksThanAreRemembered) {
+  constexpr size_t kLists = 70000;
+  const Tree tree;
+  std::vector<DOM_Node*> parents;
+  for (size_t i = 0; i < kLists; ++i) {
+    DOM_Node* const element = tree.Add(tree.root(), "<e");
+    DOM_Element_setAttribute(element, "a", "");
+    tree.Add(element, "x");
+    tree.Add(element, "<y");
+    parents.push_back(element);
+    const OwnedList found(DOM_Element_getElementsByTagName(element, "y"));
+    EXPECT_EQ(DOM_NodeList_item(found.get(), 0), element->lastChild);
+    const Tree other;
+    DOM_Node* const doctype = other.AddDoctype();
+    DOM_Node_appendChild(doctype, Declaration(other.document(), DOM_NOTATION_NODE, "n"));
+    EXPECT_NE(DOM_NodeList_item(DOM_DocumentTypePart(doctype).notations, 0), nullptr);
+  }
+  for (const bool is_last : {false, true}) {
+    for (DOM_Node* const parent : parents) {
+      EXPECT_EQ(DOM_NodeList_item(parent->childNodes, 1), parent->lastChild);
+      EXPECT_NE(DOM_NodeList_item(parent->attributes, 0), nullptr);
+      if (is_last) {
+        DOM_Node_removeChild(tree.root(), parent);
+        DOM_Document_destroyNode(tree.document(), parent);
+      }
+    }
+  }
+}
+
 TEST(NamedNodeMap, HoldsOneElementsAttributesOnly) {
   const Tree tree;
   NamedNodeMap* const map = tree.root()->attributes;

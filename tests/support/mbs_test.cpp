@@ -104,6 +104,19 @@ TEST(MultibyteStrings, FailuresAreTraced) {
   ExpectTrace(":mbsnchr: Invalid or incomplete multibyte or wide character");
 }
 
+TEST(MultibyteStrings, AsciiAtEveryPlace) {
+  for (size_t length = 0; length <= 40; ++length) {
+    SCOPED_TRACE(length);
+    std::string text(length, 'a');
+    EXPECT_TRUE(qvx::IsAscii(text.data(), length));
+    for (char& byte : text) {
+      byte = '\x80';
+      EXPECT_FALSE(qvx::IsAscii(text.data(), length));
+      byte = 'a';
+    }
+  }
+}
+
 TEST(Timestamp, IsInMilliseconds) {
   using std::chrono::system_clock;  // and not time(2), which may be a moment behind it
   const auto before = system_clock::now().time_since_epoch();
