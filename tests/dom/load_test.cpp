@@ -69,8 +69,9 @@ TEST(Loader, TextInPieces) {
             "a{(" + std::string(kPieces, '<') + ")}");
   for (const size_t length : {16383U, 16384U, 40000U}) {
     const std::string text(length, 'x');
-    const Loaded loaded("<a>" + text + "<b/>" + text + "</a>");
-    EXPECT_EQ(loaded.children, "a{(" + text + ")b{}(" + text + ")}");
+    const Loaded loaded(std::string("<a>").append(text).append("<b/>").append(text).append("</a>"));
+    EXPECT_EQ(loaded.children,
+              std::string("a{(").append(text).append(")b{}(").append(text).append(")}"));
     EXPECT_EQ(DOM_CharacterData_getLength(loaded.document->firstChild->lastChild), length);
   }
 }
