@@ -5,28 +5,27 @@
 // Nodes. Every node is one block: the common record DOM_Node, then its type's own part
 // (DOM_DocumentNode, DOM_AttributeNode, ...), then, where they fit, its name and value. A handle is
 // always a DOM_Node*. DOM_Document, DOM_Element and the like are other names for it that say what a
-// parameter must be. A node's own part is reached through the functions DOM_DocumentPart,
-// DOM_AttributePart, ...
+// parameter must be. The functions DOM_DocumentPart, DOM_AttributePart, ... give a node's own part.
 //
-// Lists. A parent is its own child list: its entries are the child nodes, linked by the sibling
-// chain, so an entry is found without a search and list and chain can never differ. Every other
-// list (attribute maps, results of a look-up) has entries of its own. A list remembers the entry
-// that it delivered last, so a walk by index is linear.
+// Lists. A parent is its own child list: the entries are the child nodes, linked by the sibling
+// chain. So an entry is found without a search, and list and chain cannot differ. Every other list
+// (attribute maps, results of a look-up) has entries of its own. A list remembers the entry that it
+// delivered last, so a walk by index is linear.
 //
-// Ownership. Strings handed in are copied. What a factory makes is the caller's until it is put
-// into a tree; what a removal returns is the caller's again, and is released with
-// DOM_Document_destroyNode.
+// Ownership. Operations copy the strings that they get. A new node belongs to the caller until it
+// is put into a tree, and a removed node belongs to the caller again. DOM_Document_destroyNode
+// releases it.
 //
-// Handlers. A handler of an event may call every operation, also one that destroys what an
-// operation further out works on: merges its text, removes its attribute, destroys its node. What
-// is destroyed while handlers may run leaves its place at once, can be read until the outermost
-// operation has ended and is freed then, unless it was put into a tree again. So a node that a
-// program has put into a tree may be gone when the operation returns: what it returns is not.
+// Handlers. A handler of an event may call every operation. It may also destroy what an outer
+// operation works on: merge its text, remove its attribute, destroy its node. A node that is
+// destroyed while handlers may run leaves its place at once. It can be read until the outermost
+// operation has ended. Then it is freed, unless it was put into a tree again. So a program's node
+// may be gone when an operation returns, but the node that the operation returns is not.
 //
 // Failures. An operation returns null or -1, leaves a code in the error cell and a line in the
-// trace buffer (support/msgno.h). No success clears the cell, only the start of a load does.
+// trace buffer (support/msgno.h). Only the start of a load clears the cell.
 //
-// One thread only.
+// The model serves one thread.
 #ifndef QVX_DOM_DOM_H
 #define QVX_DOM_DOM_H
 
@@ -158,27 +157,28 @@ const DOM_DocumentTypeFields& DOM_DocumentTypePart(const DOM_DocumentType* docty
 
 // --------------------------------------------------------------------------------- list operations
 
-/// A new, empty list for `document` (may be null), the caller's to release with
-/// DOM_Document_destroyNodeList. Returns null when memory ran out.
+/// Returns a new, empty list for `document` (may be null); null when memory ran out. The caller
+/// releases it with DOM_Document_destroyNodeList.
 NodeList* Document_createNodeList(DOM_Document* document);
 NamedNodeMap* Document_createNamedNodeMap(DOM_Document* document);
 
-/// The document that a list was made for (may be null); the element whose attribute map it is, or
-/// null.
+/// Returns the document that the list was made for (may be null); the element whose attribute map
+/// it is, or null.
 DOM_Document* DOM_NodeList_ownerDocument(const NodeList* list);
 DOM_Element* DOM_NodeList_ownerElement(const NodeList* list);
 
-/// Change a list that has entries of its own, or link a node into a child list, or take it out. An
-/// attribute's ownerElement follows what is appended, inserted and removed. All of them give null
-/// with the null-parameter code for a null list or node, and with DOM_FILTERED_LIST_ERR for a view.
-/// What would break a tree is refused: DOM_HIERARCHY_REQUEST_ERR for a child list and a node that
-/// has a parent or may not be its child, and for the attribute map of an element and another type
-/// of node; DOM_INUSE_ATTRIBUTE_ERR for an attribute that is in such a map already. NodeList_insert
-/// puts the node before `reference` (at the end when that is null; DOM_NOT_FOUND_ERR when it is not
-/// in the list). NodeList_remove returns an entry that the caller releases with free(), null with
-/// nothing recorded when the node is not there. NodeList_replace puts `new_node` into the place of
-/// `old_node` (DOM_NOT_FOUND_ERR when that is not there) and clears the ownerElement of that; the
-/// new node's follows only in a child list or an element's map.
+/// Change a list that has entries of its own, or link a node into a child list or out of it. Append
+/// puts the node at the end, insert before `reference` (at the end when that is null), replace into
+/// the place of `old_node`. They return the entry of the node. The entry that remove returns is
+/// released by the caller with free(); it is null, with nothing recorded, when the node is not in
+/// the list. Append, insert and remove set an attribute's ownerElement. Replace clears that of the
+/// old node, and sets that of the new one only in a child list or an element's map. Null with
+/// - the null-parameter code: the list or a node is null,
+/// - DOM_FILTERED_LIST_ERR: the list is a view,
+/// - DOM_HIERARCHY_REQUEST_ERR: the list is a child list, and the node has a parent or may not be
+///   its child; or it is the map of an element, and the node is no attribute,
+/// - DOM_INUSE_ATTRIBUTE_ERR: the attribute is in the map of an element already,
+/// - DOM_NOT_FOUND_ERR: `reference` or `old_node` is not in the list.
 NodeEntry* NodeList_append(NodeList* list, DOM_Node* node);
 NodeEntry* NodeList_insert(NodeList* list, DOM_Node* node, DOM_Node* reference);
 NodeEntry* NodeList_remove(NodeList* list, DOM_Node* node);
@@ -187,13 +187,13 @@ NodeEntry* NodeList_replace(NodeList* list, DOM_Node* new_node, DOM_Node* old_no
 /// Returns 1 if a plain list holds the node, else 0; always 0 for a view.
 int NodeList_exists(const NodeList* list, const DOM_Node* node);
 
-/// Returns the node at `index`, or null. The list remembers it, so a walk costs a constant time for
-/// each step.
+/// Returns the node at `index`, or null. The list remembers the place, so each step of a walk costs
+/// a constant time.
 DOM_Node* DOM_NodeList_item(NodeList* list, int32_t index);
 
-/// Frees a list; a non-zero flag destroys its nodes first. Null is ignored; a view's nodes are
-/// never touched. A list that is a part of a node (its children, its attributes) is emptied
-/// instead; without the flag its nodes are detached and the caller's.
+/// Frees a list; a non-zero flag destroys its nodes first. Null is ignored. The nodes of a view are
+/// never touched. A list that is part of a node (its children, its attributes) is emptied instead;
+/// without the flag its nodes are detached and belong to the caller.
 void DOM_Document_destroyNodeList(DOM_Document* document, NodeList* list, int destroy_nodes);
 
 // NamedNodeMap (DOM Level 2 Core, interface NamedNodeMap). Names are compared with strcoll(3).
@@ -202,23 +202,26 @@ DOM_Node* DOM_NamedNodeMap_item(NamedNodeMap* map, int32_t index);
 /// Returns the first node of that name, or null.
 DOM_Node* DOM_NamedNodeMap_getNamedItem(const NamedNodeMap* map, const DOM_String* name);
 
-/// Puts `node` into the map, in the place of one of the same name. Returns the displaced node, now
-/// the caller's. A node that stands in that place already is returned itself and stays there: do
-/// not destroy a result that is `node`. Null when nothing was displaced and when the node was
-/// refused: a view (DOM_NO_MODIFICATION_ALLOWED_ERR), another document's node
-/// (DOM_WRONG_DOCUMENT_ERR), another element's attribute (DOM_INUSE_ATTRIBUTE_ERR), another type of
-/// node for an element (DOM_HIERARCHY_REQUEST_ERR). Null arguments give null with nothing recorded.
+/// Puts `node` into the map, in the place of one of the same name. Returns the displaced node,
+/// which then belongs to the caller. A node that stands in that place already is returned itself
+/// and stays there, so do not destroy a result that is `node`. Null, with nothing recorded, when
+/// nothing was displaced or an argument is null. Null with
+/// - DOM_NO_MODIFICATION_ALLOWED_ERR: the map is a view,
+/// - DOM_WRONG_DOCUMENT_ERR: the node belongs to another document,
+/// - DOM_INUSE_ATTRIBUTE_ERR: the attribute belongs to another element,
+/// - DOM_HIERARCHY_REQUEST_ERR: the map is an element's, and the node is no attribute.
 DOM_Node* DOM_NamedNodeMap_setNamedItem(NamedNodeMap* map, DOM_Node* node);
 
-/// Takes the first node of that name out; it is the caller's. Null with DOM_NOT_FOUND_ERR when
-/// there is none.
+/// Takes out the first node of that name, which then belongs to the caller. Null with
+/// DOM_NOT_FOUND_ERR when there is none.
 DOM_Node* DOM_NamedNodeMap_removeNamedItem(NamedNodeMap* map, const DOM_String* name);
 
 void DOM_Document_destroyNamedNodeMap(DOM_Document* document, NamedNodeMap* map, int destroy_nodes);
 
 // --------------------------------------------------------------------------------- node operations
 
-/// Borrowed; null with the null-parameter code for a null node.
+/// Returns the node's value, which stays the node's; null with the null-parameter code for a null
+/// node.
 DOM_String* DOM_Node_getNodeValue(const DOM_Node* node);
 
 /// Replaces the value of an attribute, text, CDATA section, comment or processing instruction by a
@@ -230,25 +233,26 @@ DOM_DocumentType* DOM_Document_getDoctype(DOM_Document* document);
 DOM_Element* DOM_Document_getDocumentElement(DOM_Document* document);
 uint32_t DOM_CharacterData_getLength(DOM_CharacterData* node);
 
-/// A snapshot of the elements called `name` ("*": all) in document order, the caller's to release
-/// with DOM_Document_destroyNodeList (document, list, 0). The second one leaves out the element
-/// itself. Null with nothing recorded for null arguments or another type of node, with ENOMEM when
-/// memory ran out.
+/// Return the elements called `name` ("*": all) in document order. The second one leaves out the
+/// element itself. The list does not follow later changes; the caller releases it with
+/// DOM_Document_destroyNodeList (document, list, 0). Null, with nothing recorded, for null
+/// arguments or another type of node; null with ENOMEM when memory ran out.
 NodeList* DOM_Document_getElementsByTagName(DOM_Document* document, const DOM_String* name);
 NodeList* DOM_Element_getElementsByTagName(DOM_Element* element, const DOM_String* name);
 
-/// Frees `node` with all that it owns, without recursion. It is not unlinked from a parent: remove
-/// it first, or destroy the whole document with (document, document). `document` is the document
-/// that it belongs to, or null; when it lives on, its references to what is freed are cleared.
-/// Within a handler the node is unlinked and freed later, and a second call for it does nothing;
-/// that it is gone for whoever else holds it is the handler's doing.
+/// Frees `node` with all that it owns, without recursion. The node is not unlinked from a parent:
+/// remove it first, or destroy the whole document with (document, document). `document` is the
+/// document that the node belongs to, or null; if it lives on, its references to freed nodes are
+/// cleared. Within a handler the node is unlinked and freed later, and a second call for it does
+/// nothing. The handler answers for others that still hold the node.
 void DOM_Document_destroyNode(DOM_Document* document, DOM_Node* node);
 
 // The four tree changes and cloning (DOM Level 2 Core, interface Node).
 
-/// Puts `new_child`, taken out of its old place, at the end of the children of `parent`; of a
-/// fragment, the children one by one. Returns the new child (the fragment, now empty), or null with
-/// - the null-parameter code,
+/// Takes `new_child` out of its old place and puts it at the end of the children of `parent`. The
+/// children of a fragment are put there one by one. Returns the new child (the fragment, now
+/// empty), or null with
+/// - the null-parameter code: an argument is null,
 /// - DOM_WRONG_DOCUMENT_ERR: the two belong to different documents. A document takes every child,
 ///   and a document type goes everywhere,
 /// - DOM_HIERARCHY_REQUEST_ERR: the parent may not have such a child, has its one element or
@@ -256,54 +260,54 @@ void DOM_Document_destroyNode(DOM_Document* document, DOM_Node* node);
 ///   itself,
 /// - DOM_NOT_FOUND_ERR: a handler has destroyed the child after it was put there. It is detached
 ///   and the caller's.
-/// A refused child stays where it was, unless handlers changed the tree while it was taken out:
-/// then it is detached and the caller's. A child of a fragment that is refused on its way is
-/// destroyed; those before it stay where they were put.
+/// A refused child stays where it was. If handlers changed the tree while it was taken out, it is
+/// detached and the caller's. A child of a fragment that is refused on its way is destroyed; the
+/// children before it stay where they were put.
 DOM_Node* DOM_Node_appendChild(DOM_Node* parent, DOM_Node* new_child);
 
-/// As DOM_Node_appendChild, before `reference` (null: at the end), but only for a child whose
-/// document is that of the parent or the parent itself. DOM_HIERARCHY_REQUEST_ERR also for a
-/// reference that is no child of `parent`. A child that would be put before itself is removed and,
-/// having lost its place, stays the caller's: null with DOM_NOT_FOUND_ERR.
+/// As DOM_Node_appendChild, but puts the child before `reference` (null: at the end). The document
+/// of the child must be that of the parent, or the parent itself. DOM_HIERARCHY_REQUEST_ERR also
+/// for a reference that is no child of `parent`. A child that would be put before itself is
+/// removed, and belongs to the caller: null with DOM_NOT_FOUND_ERR.
 DOM_Node* DOM_Node_insertBefore(DOM_Node* parent, DOM_Node* new_child, DOM_Node* reference);
 
 /// Puts `new_child` (or the children of a fragment, which may be none) in the place of `old_child`.
 /// The rules are those of DOM_Node_insertBefore: a document with an element takes no other, not
-/// even in its place. Returns the old child, detached and the caller's, unless a handler has put it
-/// into a tree again, as its parentNode tells; null on failure, DOM_NOT_FOUND_ERR when it is no
-/// child of `parent`. A child that would replace itself is removed and stays the caller's: null,
-/// with nothing recorded.
+/// even in its place. Returns the old child, which is detached and the caller's. If a handler has
+/// put it into a tree again, its parentNode tells. Returns null on failure, with DOM_NOT_FOUND_ERR
+/// when the old child is no child of `parent`. A child that would replace itself is removed, and
+/// belongs to the caller: null, with nothing recorded.
 DOM_Node* DOM_Node_replaceChild(DOM_Node* parent, DOM_Node* new_child, DOM_Node* old_child);
 
-/// Returns the old child, detached and the caller's; null with the null-parameter code,
-/// DOM_WRONG_DOCUMENT_ERR or DOM_NOT_FOUND_ERR. A document type that is removed belongs to no
-/// document any more.
+/// Returns the old child, which is detached and the caller's; null with the null-parameter code,
+/// DOM_WRONG_DOCUMENT_ERR or DOM_NOT_FOUND_ERR. A removed document type belongs to no document.
 DOM_Node* DOM_Node_removeChild(DOM_Node* parent, DOM_Node* old_child);
 
-/// A copy, the caller's, always with the attributes, and with all descendants when `deep` is not 0.
-/// A document is cloned into a new document (its XML declaration is not copied), everything else
-/// into its own; the clone of a document type becomes what the doctype of that document names,
-/// until it is destroyed with that document as the argument. Null on failure, with the tree as it
-/// was: the null-parameter code, DOM_NOT_SUPPORTED_ERR for an entity reference, or the system's
-/// code for a text that could not be copied (EINVAL: an entity without a value).
+/// Returns a copy, which belongs to the caller: with the attributes, and with all descendants when
+/// `deep` is not 0. The clone of a document is a new document, without the XML declaration. Every
+/// other clone belongs to the document of its original. The doctype field of that document names
+/// the clone of a document type, until the clone is destroyed with that document as the argument.
+/// Null on failure, with the tree as it was: the null-parameter code, DOM_NOT_SUPPORTED_ERR for an
+/// entity reference, or the system's code for a text that could not be copied (EINVAL: an entity
+/// without a value).
 DOM_Node* DOM_Node_cloneNode(DOM_Node* node, int deep);
 
-/// Debugging dumps to standard output: one node; a whole tree.
+/// Print one node, or a whole tree, to standard output.
 void DOM_Node_printNode(const DOM_Node* node);
 void DOM_Node_printNode2(const DOM_Node* node);
 
 // --------------------------------------------------------------------------------------- factories
 
-/// A zero-filled node of that type. Null with the null-parameter code for a null document, with
-/// which only a document and a document type may be made, and with DOM_NOT_SUPPORTED_ERR for a type
-/// that there is not.
+/// Returns a zero-filled node of that type. Only a document and a document type may be made with a
+/// null document; every other type gives null with the null-parameter code. An unknown type gives
+/// null with DOM_NOT_SUPPORTED_ERR.
 DOM_Node* Document_createNode(DOM_Document* document, uint16_t node_type);
 
 /// Always 0.
 int DOM_Implementation_hasFeature(const DOM_String* feature, const DOM_String* version);
 
-/// An empty document; `doctype`, when given, becomes its first child. The other arguments are
-/// ignored.
+/// Returns an empty document; `doctype`, when given, becomes its first child. The other arguments
+/// are ignored.
 DOM_Document* DOM_Implementation_createDocument(const DOM_String* namespace_uri,
                                                 const DOM_String* qualified_name,
                                                 DOM_DocumentType* doctype);
@@ -324,8 +328,8 @@ DOM_DocumentFragment* DOM_Document_createDocumentFragment(DOM_Document* document
 
 // -------------------------------------------------------------------------------------- attributes
 
-/// A copy of the value, released by the caller with free(); an empty text when there is no such
-/// attribute; null for null arguments or a node without attributes.
+/// Returns a copy of the value, which the caller releases with free(). Returns an empty text when
+/// there is no such attribute; null for null arguments or a node that never has attributes.
 DOM_String* DOM_Element_getAttribute(const DOM_Element* element, const DOM_String* name);
 void DOM_Element_setAttribute(DOM_Element* element, const DOM_String* name,
                               const DOM_String* value);
@@ -336,19 +340,20 @@ void DOM_Element_removeAttribute(DOM_Element* element, const DOM_String* name);
 DOM_Attr* DOM_Element_getAttributeNode(const DOM_Element* element, const DOM_String* name);
 
 /// Puts `attribute` into the element, in the place of one of the same name. Returns the displaced
-/// attribute, now the caller's. An attribute that stands in that place already is announced as
-/// removed and as added, stays the element's and is returned itself: do not destroy a result that
-/// is `attribute`. Null when nothing was displaced, when a handler has put the displaced one into
-/// an element again, and when the attribute was refused as by DOM_NamedNodeMap_setNamedItem.
+/// attribute, which then belongs to the caller. An attribute that stands in that place already is
+/// announced as removed and as added, stays the element's and is returned itself, so do not destroy
+/// a result that is `attribute`. Null when nothing was displaced, when a handler has put the
+/// displaced one into an element again, and when the attribute was refused
+/// (DOM_NamedNodeMap_setNamedItem).
 DOM_Attr* DOM_Element_setAttributeNode(DOM_Element* element, DOM_Attr* attribute);
 
-/// Returns the attribute, now the caller's. Null when it is not the element's (DOM_NOT_FOUND_ERR)
-/// and, with nothing recorded, when a handler has put it into an element again.
+/// Returns the attribute, which then belongs to the caller. Null with DOM_NOT_FOUND_ERR when it is
+/// not the element's; null, with nothing recorded, when a handler has put it into an element again.
 DOM_Attr* DOM_Element_removeAttributeNode(DOM_Element* element, DOM_Attr* attribute);
 
-/// Merges neighbouring text nodes below `node`; CDATA sections are not merged, empty text nodes
-/// stay. Linear in the text, however many pieces it arrived in, as long as no listener is
-/// registered anywhere.
+/// Merges neighbouring text nodes below `node`. CDATA sections are not merged, and empty text nodes
+/// stay. As long as no listener is registered anywhere, the cost is linear in the text, however
+/// many pieces it is in.
 void DOM_Element_normalize(DOM_Node* node);
 
 // ---------------------------------------------------------------------------------- character data
@@ -361,29 +366,30 @@ void DOM_CharacterData_deleteData(DOM_CharacterData* node, int32_t offset, int32
 void DOM_CharacterData_replaceData(DOM_CharacterData* node, int32_t offset, int32_t count,
                                    const DOM_String* text);
 
-/// Returns the new text behind `node`, which the tree owns. Null also when a handler has taken the
-/// node out of the tree (it keeps its data) or has destroyed the new text (DOM_NOT_FOUND_ERR).
+/// Returns the new text behind `node`, which belongs to the tree. Null also when a handler has
+/// taken the node out of the tree (it keeps its data) or has destroyed the new text
+/// (DOM_NOT_FOUND_ERR).
 DOM_Text* DOM_Text_splitText(DOM_Text* node, int32_t offset);
 
 // ----------------------------------------------------------------------------------- load and save
 
-/// Reads the file at `path` into an empty document. Returns 1 when the whole file was parsed; 0
-/// when it was opened but reading or parsing failed (what had been built stays: destroy the
-/// document); -1 when an argument is null, the file cannot be opened or the load cannot start. The
-/// error cell is ENOMEM when the document model ran out of memory, but DOM_PARSER_ERR also when the
-/// parser did: qvx::dom::LoadRanOutOfMemory tells.
+/// Reads the file at `path` into an empty document. Returns 1 when the whole file was parsed. -1:
+/// an argument is null, the file cannot be opened, or the load cannot start. 0: the reading or
+/// parsing of the opened file failed; the nodes made until then stay, so destroy the document. The
+/// error cell is ENOMEM when the document model ran out of memory. It is DOM_PARSER_ERR also when
+/// the parser ran out of memory, which qvx::dom::LoadRanOutOfMemory tells.
 int DOM_DocumentLS_load(DOM_Document* document, const char* path);
 int DOM_DocumentLS_fread(DOM_Document* document, std::FILE* stream);
 
 namespace qvx::dom {
-/// Whether the last load failed for want of memory, its own or the parser's, and not because of
-/// what it read.
+/// Returns whether the last load failed because the model or the parser ran out of memory, and not
+/// because of the text that it read.
 bool LoadRanOutOfMemory();
 }  // namespace qvx::dom
 
 /// Writes `document`, or `node` when that is null, to the file at `path`. Nothing is escaped.
-/// Returns 0 or -1. A failure that is pending in the error cell refuses the save before the file is
-/// touched.
+/// Returns 0 or -1. If a failure is pending in the error cell, the save is refused before the file
+/// is touched.
 int DOM_DocumentLS_save(DOM_Document* document, const char* path, const DOM_Node* node);
 int DOM_DocumentLS_fwrite(const DOM_Node* node, std::FILE* stream);
 
@@ -444,8 +450,8 @@ struct DOM_ListenerEntry {
   uint32_t useCapture;
 };
 
-/// A new event for the module "Events", "UIEvents" or "TextEvents", the caller's to destroy; null
-/// with DOM_NOT_SUPPORTED_ERR for any other name.
+/// Returns a new event for the module "Events", "UIEvents" or "TextEvents", which the caller
+/// destroys; null with DOM_NOT_SUPPORTED_ERR for any other name.
 DOM_Event* DOM_DocumentEvent_createEvent(DOM_Document* document, const DOM_String* module_name);
 void DOM_DocumentEvent_destroyEvent(DOM_Document* document, DOM_Event* event);
 
