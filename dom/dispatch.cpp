@@ -11,6 +11,7 @@
 
 #include "dom/dom.h"
 #include "dom/failure.h"
+#include "dom/listeners.h"
 #include "dom/node_array.h"
 #include "dom/operation.h"
 #include "support/timestamp.h"
@@ -71,7 +72,8 @@ class Delivery {
 
 void Delivery::Trigger(DOM_Node* node, uint16_t phase) const {
   event_->eventPhase = phase;
-  const uint32_t slots = node->listenerCount;
+  const NodeListeners* const listeners = ListenersOf(node);
+  const uint32_t slots = listeners != nullptr ? listeners->count : 0;
   if (slots == 0 || event_->propagationStopped != 0) {
     return;
   }
@@ -81,11 +83,11 @@ void Delivery::Trigger(DOM_Node* node, uint16_t phase) const {
     return;
   }
   for (uint32_t i = 0; i < slots; ++i) {
-    noted[i] = node->listeners[i] == nullptr ? nullptr : node->listeners[i]->handler;
+    noted[i] = listeners->slots[i] == nullptr ? nullptr : listeners->slots[i]->handler;
   }
   event_->currentTarget = node;
   for (uint32_t i = 0; i < slots; ++i) {
-    const DOM_ListenerEntry* const entry = node->listeners[i];
+    const DOM_ListenerEntry* const entry = listeners->slots[i];
     if (IsMeant(entry, noted[i], phase)) {
       Stamp(node, phase);
       entry->handler(entry->listener, event_);

@@ -93,9 +93,6 @@ using DOM_NamedNodeMap = NodeList;
 struct DOM_Node : NodeEntry {
   const DOM_String* nodeName;
   DOM_String* nodeValue;  ///< null for types without a value
-  uint16_t nodeType;
-  uint16_t subtreeModified;  ///< flag: a mutation is pending aggregation
-  uint32_t listenerCount;    ///< slots of `listeners`
   DOM_Node* parentNode;
   NodeList* childNodes;  ///< null for types that never have children
   DOM_Node* firstChild;
@@ -104,7 +101,9 @@ struct DOM_Node : NodeEntry {
   DOM_Node* nextSibling;
   NamedNodeMap* attributes;  ///< elements only
   DOM_Node* ownerDocument;   ///< null for a document and for a document type outside any document
-  DOM_ListenerEntry** listeners;
+  // Behind the pointers, so that what a node has besides fits into their word.
+  uint16_t nodeType;
+  uint16_t subtreeModified;  ///< flag: a mutation is pending aggregation
 };
 
 /// The own part of a document.
@@ -479,6 +478,11 @@ void DOM_EventTarget_addEventListener(DOM_Node* node, const DOM_String* type,
 void DOM_EventTarget_removeEventListener(DOM_Node* node, const DOM_String* type,
                                          DOM_EventListener* listener, DOM_EventHandler handler,
                                          int use_capture);
+
+/// The slots of a node's listeners, and what stands in one of them: a listener, borrowed, or null
+/// when the slot is empty or there is no such slot.
+uint32_t DOM_EventTarget_listenerCount(const DOM_Node* node);
+const DOM_ListenerEntry* DOM_EventTarget_listener(const DOM_Node* node, uint32_t slot);
 
 /// Dispatches an event at a node: capture, target, bubble. Handlers may add and remove listeners
 /// meanwhile. Returns 0 when the default was prevented, else 1, also on failure.

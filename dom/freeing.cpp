@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "dom/attribute_chains.h"
 #include "dom/common_parent.h"
 #include "dom/cursors.h"
 #include "dom/document_references.h"

@@ -4,13 +4,13 @@
 #include <new>
 
 #include "dom/aside.h"
+#include "dom/attribute_chains.h"
 #include "dom/chain.h"
 #include "dom/child_rules.h"
 #include "dom/cursors.h"
 #include "dom/failure.h"
 #include "dom/linking.h"
 #include "dom/lists.h"
-#include "dom/node_memory.h"
 #include "dom/node_pages.h"
 #include "dom/node_records.h"
 #include "support/trace_modules.h"
@@ -35,8 +35,9 @@ Entries EntriesOf(NodeList* list) {
 
 void SetEntries(NodeList* list, const Entries& entries) {
   if (KindOf(list) == ListKind::kAttributes) {
-    ElementOfMap(list)->chain->first = entries.first;
-    ElementOfMap(list)->chain->last = entries.last;
+    AttributeChain& chain = ChainOf(ElementOfMap(list));
+    chain.first = entries.first;
+    chain.last = entries.last;
     return;
   }
   AsEntryList(list)->first = entries.first;
@@ -62,18 +63,19 @@ void UnlinkEntry(NodeList* list, ListEntry* entry) {
 /// Puts an attribute into the map of an element before `next`. Returns its entry, which is a part
 /// of it, or null with errno set when memory ran out.
 ListEntry* EnterMap(ElementNode* element, AttributeNode* attribute, ListEntry* next) {
-  if (element->chain == nullptr && !MakeAttributeChain(element)) {
+  if (element->chain == 0 && !MakeAttributeChain(element)) {
     return nullptr;
   }
   if (attribute->parentNode != nullptr) {
     TakeBack(attribute);
   }
   AttributeMap* const map = element;
-  Entries entries{element->chain->first, element->chain->last};
+  AttributeChain& chain = ChainOf(element);
+  Entries entries{chain.first, chain.last};
   entries.Insert(attribute, next);
   KeepCursorOnInsertion(map, static_cast<ListEntry*>(attribute), attribute->previous, next);
-  element->chain->first = entries.first;
-  element->chain->last = entries.last;
+  chain.first = entries.first;
+  chain.last = entries.last;
   ++map->length;
   attribute->holder = element;
   attribute->ownerElement = element;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "dom/failure.h"
+#include "dom/hash_index.h"
 #include "dom/node_array.h"
 #include "support/mbs.h"
 #include "support/trace_modules.h"
@@ -17,6 +18,12 @@ size_t registered_listeners = 0;
 namespace {
 
 constexpr const char* kModule = qvx::trace_modules::kEvents;
+
+size_t HashOf(const NodeListeners& listeners) {
+  return HashOfAddress(listeners.node);
+}
+
+HashIndex<NodeListeners, HashOf> nodes_with_listeners;
 
 /// What tells one listener of a node from another.
 struct ListenerKey {
@@ -32,10 +39,11 @@ struct ListenerKey {
 };
 
 /// The slot that holds the listener, or null.
-DOM_ListenerEntry** FindSlot(DOM_Node* node, const ListenerKey& key) {
-  for (uint32_t i = 0; i < node->listenerCount; ++i) {
-    if (key.Matches(node->listeners[i])) {
-      return &node->listeners[i];
+DOM_ListenerEntry** FindSlot(const DOM_Node* node, const ListenerKey& key) {
+  const NodeListeners* const listeners = ListenersOf(node);
+  for (uint32_t i = 0; listeners != nullptr && i < listeners->count; ++i) {
+    if (key.Matches(listeners->slots[i])) {
+      return &listeners->slots[i];
     }
   }
   return nullptr;
@@ -67,33 +75,58 @@ OwnedListener NewListener(const ListenerKey& key) {
   return entry;
 }
 
+/// What `node` has; what it gets when it has nothing. Null with errno set when memory ran out.
+NodeListeners* MakeListeners(DOM_Node* node) {
+  if (NodeListeners* const known = ListenersOf(node)) {
+    return known;
+  }
+  if (!nodes_with_listeners.Reserve(nodes_with_listeners.count() + 1)) {
+    return nullptr;
+  }
+  auto* made = static_cast<NodeListeners*>(std::calloc(1, sizeof(NodeListeners)));
+  if (made != nullptr) {
+    made->node = node;
+    nodes_with_listeners.Insert(made);
+    static_cast<NodeRecord*>(node)->has_listeners = 1;
+  }
+  return made;
+}
+
 /// An empty slot, a new one when all are taken; null with errno set when memory ran out.
-DOM_ListenerEntry** EmptySlot(DOM_Node* node) {
-  for (uint32_t i = 0; i < node->listenerCount; ++i) {
-    if (node->listeners[i] == nullptr) {
-      return &node->listeners[i];
+DOM_ListenerEntry** EmptySlot(NodeListeners* listeners) {
+  for (uint32_t i = 0; i < listeners->count; ++i) {
+    if (listeners->slots[i] == nullptr) {
+      return &listeners->slots[i];
     }
   }
-  DOM_ListenerEntry** const grown = ResizeArray(node->listeners, size_t{node->listenerCount} + 1);
+  DOM_ListenerEntry** const grown = ResizeArray(listeners->slots, size_t{listeners->count} + 1);
   if (grown == nullptr) {
     return nullptr;
   }
-  node->listeners = grown;
-  DOM_ListenerEntry** const slot = &node->listeners[node->listenerCount++];
+  listeners->slots = grown;
+  DOM_ListenerEntry** const slot = &grown[listeners->count++];
   *slot = nullptr;
   return slot;
 }
 
 }  // namespace
 
-void FreeListeners(DOM_Node* node) {
-  for (uint32_t i = 0; i < node->listenerCount; ++i) {
-    if (node->listeners[i] != nullptr) {
-      FreeListener(node->listeners[i]);
+NodeListeners* FindListeners(const DOM_Node* node) {
+  return nodes_with_listeners.Find(
+      HashOfAddress(node), [&](const NodeListeners& listeners) { return listeners.node == node; });
+}
+
+void FreeListenersOf(const DOM_Node* node) {
+  NodeListeners* const listeners = FindListeners(node);
+  for (uint32_t i = 0; i < listeners->count; ++i) {
+    if (listeners->slots[i] != nullptr) {
+      FreeListener(listeners->slots[i]);
       --registered_listeners;
     }
   }
-  std::free(node->listeners);
+  nodes_with_listeners.Remove(listeners);
+  std::free(listeners->slots);
+  std::free(listeners);
 }
 
 }  // namespace qvx::dom
@@ -112,7 +145,8 @@ void DOM_EventTarget_addEventListener(DOM_Node* node, const DOM_String* type,
     return;
   }
   OwnedListener entry = NewListener(key);
-  DOM_ListenerEntry** const slot = entry == nullptr ? nullptr : EmptySlot(node);
+  NodeListeners* const listeners = entry == nullptr ? nullptr : MakeListeners(node);
+  DOM_ListenerEntry** const slot = listeners == nullptr ? nullptr : EmptySlot(listeners);
   if (slot == nullptr) {
     FailErrno({kModule, __func__});
     return;
@@ -134,4 +168,13 @@ void DOM_EventTarget_removeEventListener(DOM_Node* node, const DOM_String* type,
     FreeListener(std::exchange(*slot, nullptr));
     --registered_listeners;
   }
+}
+
+uint32_t DOM_EventTarget_listenerCount(const DOM_Node* node) {
+  const NodeListeners* const listeners = node != nullptr ? ListenersOf(node) : nullptr;
+  return listeners != nullptr ? listeners->count : 0;
+}
+
+const DOM_ListenerEntry* DOM_EventTarget_listener(const DOM_Node* node, uint32_t slot) {
+  return slot < DOM_EventTarget_listenerCount(node) ? ListenersOf(node)->slots[slot] : nullptr;
 }

@@ -77,7 +77,7 @@ NodeEntry* LastEntry(const NodeList* list) {
     case ListKind::kChildren:
       return ParentOfList(list)->lastChild;
     case ListKind::kAttributes:
-      return ElementOfMap(list)->chain != nullptr ? ElementOfMap(list)->chain->last : nullptr;
+      return ElementOfMap(list)->chain != 0 ? ChainOf(ElementOfMap(list)).last : nullptr;
     default:
       return AsEntryList(list)->last;
   }

@@ -7,6 +7,7 @@
 #ifndef QVX_DOM_LISTS_H
 #define QVX_DOM_LISTS_H
 
+#include "dom/attribute_chains.h"
 #include "dom/node_records.h"
 
 namespace qvx::dom {
@@ -69,7 +70,7 @@ inline NodeEntry* FirstEntry(const NodeList* list) {
     case ListKind::kChildren:
       return ParentOfList(list)->firstChild;
     case ListKind::kAttributes:
-      return ElementOfMap(list)->chain != nullptr ? ElementOfMap(list)->chain->first : nullptr;
+      return FirstAttribute(ElementOfMap(list));
     default:
       return AsEntryList(list)->first;
   }

@@ -18,7 +18,7 @@ bool IsNamed(const DOM_Node* node, const DOM_String* name) {
 
 /// The first attribute of the map of an element that has that name, or null.
 NodeEntry* FindAttribute(const ElementNode* element, const DOM_String* name) {
-  ListEntry* entry = element->chain != nullptr ? element->chain->first : nullptr;
+  ListEntry* entry = FirstAttribute(element);
   while (entry != nullptr && !IsNamed(static_cast<AttributeNode*>(entry), name)) {
     entry = entry->next;
   }

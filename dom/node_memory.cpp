@@ -5,7 +5,6 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 
 #include "dom/live_documents.h"
 #include "dom/node_pages.h"
@@ -49,6 +48,8 @@ void ZeroFill(char* memory) {
   }
 }
 
+constexpr uint16_t kMostTextRoom = 0x7fff;  // that its field holds
+
 size_t BlockSizeFor(size_t size) {
   return (size + kBlockUnit - 1) / kBlockUnit * kBlockUnit;
 }
@@ -66,7 +67,8 @@ DOM_Node* NewRecord(DOM_Document* document, uint16_t node_type, size_t text_byte
   auto* node = static_cast<Record*>(block.memory);
   node->nodeType = node_type;
   node->ownerDocument = document;
-  node->text_room = static_cast<uint16_t>(size - sizeof(Record));
+  static_assert(kLargestBlock <= kMostTextRoom);
+  node->text_room = (size - sizeof(Record)) & kMostTextRoom;
   node->place = block.place;
   SetUpLists(node);
   return node;
@@ -181,20 +183,6 @@ DOM_Attr* NewAttribute(DOM_Document* document, const MeasuredText& name,
     attribute->specified = 1;
   }
   return WithTexts(attribute, name, value);
-}
-
-bool MakeAttributeChain(ElementNode* element) {
-  const NodeBlock block = TakeBlock(sizeof(AttributeChain));
-  if (block.memory != nullptr) {
-    element->chain = new (block.memory) AttributeChain{nullptr, nullptr, block.place};
-  }
-  return block.memory != nullptr;
-}
-
-void FreeAttributeChain(ElementNode* element) {
-  if (element->chain != nullptr) {
-    GiveBackBlock({element->chain, element->chain->place}, sizeof(AttributeChain));
-  }
 }
 
 DOM_CharacterData* NewCharacterData(DOM_Document* document, uint16_t node_type,

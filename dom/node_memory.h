@@ -43,13 +43,6 @@ DOM_CharacterData* NewCharacterData(DOM_Document* document, uint16_t node_type,
 /// Makes an attribute.
 DOM_Attr* NewAttribute(DOM_Document* document, const MeasuredText& name, const MeasuredText& value);
 
-/// Makes the ends of the attribute map of `element`, which has none. Returns false with errno set
-/// when memory ran out.
-bool MakeAttributeChain(ElementNode* element);
-
-/// Frees them, if there are any.
-void FreeAttributeChain(ElementNode* element);
-
 /// Gives back the block of `node`.
 void FreeRecord(DOM_Node* node);
 

@@ -57,8 +57,9 @@ struct NotationView : ViewList {};
 
 /// What every node has behind its public fields.
 struct NodeRecord : DOM_Node {
-  uint16_t text_room;  ///< the bytes of the room for texts behind the record
-  uint16_t place;      ///< of its block in a page (node_pages.h)
+  uint16_t text_room : 15;     ///< the bytes of the room for texts behind the record
+  uint16_t has_listeners : 1;  ///< now or formerly (listeners.h)
+  uint16_t place;              ///< of its block in a page (node_pages.h)
 };
 
 /// The mark stands in front of the list record: behind it, it would cost 8 bytes.
@@ -71,21 +72,18 @@ struct MarkedNode : NodeRecord {
 /// A node that may have children: it is its own child list.
 struct ParentNode : MarkedNode, ChildList {};
 
-/// The ends of an attribute map that has or had attributes.
-struct AttributeChain {
-  ListEntry* first;
-  ListEntry* last;
-  uint16_t place;  ///< of its own block in a page
-};
-
 struct ElementNode : ParentNode, AttributeMap {
-  AttributeChain* chain;  ///< null until there is an attribute
+  uint32_t chain;  ///< the number of its attribute chain (attribute_chains.h); 0: none
 };
 
-struct AttributeNode : ParentNode, ListEntry, DOM_AttributeFields {
+/// In front of what is aligned to 8 bytes, where it costs none.
+struct PlacedNode : ParentNode {
+  uint32_t placements;  ///< how often the entry of an attribute has been linked into a map
+};
+
+struct AttributeNode : PlacedNode, ListEntry, DOM_AttributeFields {
   ElementNode* holder;  ///< the element whose attribute map the entry is linked into; null while it
                         ///< is unused
-  uint32_t placements;  ///< how often the entry has been linked into a map
 };
 
 struct CharacterDataNode : NodeRecord, DOM_CharacterDataFields {};

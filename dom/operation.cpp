@@ -16,7 +16,7 @@ namespace {
 
 void FreeAside() {
   DOM_Node* const first = aside.firstChild;
-  if (first == nullptr && aside.listeners == nullptr) {
+  if (first == nullptr && !HasListeners(&aside)) {
     return;
   }
   ForgetCommonParent(&aside);

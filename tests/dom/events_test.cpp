@@ -84,8 +84,28 @@ TEST(Listeners, AreToldApartAndSlotsReused) {
   one.Leave(tree.root(), "X");
   one.Leave(tree.root(), "x", 7);
   two.Hear(tree.root(), "z");
-  EXPECT_EQ(tree.root()->listenerCount, 3U);
-  EXPECT_EQ(Text(tree.root()->listeners[1]->type), "z");
+  EXPECT_EQ(DOM_EventTarget_listenerCount(tree.root()), 3U);
+  EXPECT_EQ(Text(DOM_EventTarget_listener(tree.root(), 1)->type), "z");
+  EXPECT_EQ(DOM_EventTarget_listener(tree.root(), 3), nullptr);
+}
+
+TEST(Listeners, AreFoundWhileOthersAreFreed) {
+  const Tree tree;
+  Listener listener;
+  std::vector<DOM_Node*> nodes;
+  for (int i = 0; i < 300; ++i) {
+    nodes.push_back(tree.Add(tree.root(), "<e"));
+    listener.Hear(nodes.back(), std::to_string(i).c_str());
+  }
+  for (size_t i = 0; i < nodes.size(); i += 3) {
+    OwnedNode(DOM_Node_removeChild(tree.root(), nodes[i])).reset();
+  }
+  for (size_t i = 0; i < nodes.size(); ++i) {
+    SCOPED_TRACE(i);
+    if (i % 3 != 0) {
+      EXPECT_EQ(Text(DOM_EventTarget_listener(nodes[i], 0)->type), std::to_string(i));
+    }
+  }
 }
 
 TEST(Listeners, MayComeAndGoWhileTheyRun) {
