@@ -20,7 +20,6 @@ void FreeOwnPart(DOM_Node* node) {
   switch (node->nodeType) {
     case DOM_ELEMENT_NODE:
       ClearList(node->attributes);
-      ForgetCursor(RecordOf(node->attributes));
       FreeAttributeChain(static_cast<ElementNode*>(node));
       break;
     case DOM_ENTITY_NODE:
