@@ -1,17 +1,16 @@
 #include "dom/list_changes.h"
 
 #include <cstdlib>
-#include <new>
 
 #include "dom/aside.h"
 #include "dom/attribute_chains.h"
 #include "dom/chain.h"
 #include "dom/child_rules.h"
 #include "dom/cursors.h"
+#include "dom/entry_arrays.h"
 #include "dom/failure.h"
 #include "dom/linking.h"
 #include "dom/lists.h"
-#include "dom/node_pages.h"
 #include "dom/node_records.h"
 #include "support/trace_modules.h"
 
@@ -26,39 +25,7 @@ void SetOwnerElement(DOM_Node* node, DOM_Node* element) {
   }
 }
 
-using Entries = Chain<ListEntry, &ListEntry::previous, &ListEntry::next>;
-
-/// The ends of `list`, which is no child list.
-Entries EntriesOf(NodeList* list) {
-  return {AsListEntry(FirstEntry(list)), AsListEntry(LastEntry(list))};
-}
-
-void SetEntries(NodeList* list, const Entries& entries) {
-  if (KindOf(list) == ListKind::kAttributes) {
-    AttributeChain& chain = ChainOf(ElementOfMap(list));
-    chain.first = entries.first;
-    chain.last = entries.last;
-    return;
-  }
-  AsEntryList(list)->first = entries.first;
-  AsEntryList(list)->last = entries.last;
-}
-
-void LinkEntry(NodeList* list, ListEntry* entry, ListEntry* next) {
-  Entries entries = EntriesOf(list);
-  entries.Insert(entry, next);
-  KeepCursorOnInsertion(RecordOf(list), entry, entry->previous, next);
-  SetEntries(list, entries);
-  ++list->length;
-}
-
-void UnlinkEntry(NodeList* list, ListEntry* entry) {
-  KeepCursorOnRemoval(RecordOf(list), entry, entry->previous, entry->next);
-  Entries entries = EntriesOf(list);
-  entries.Remove(entry);
-  SetEntries(list, entries);
-  --list->length;
-}
+using Attributes = Chain<ListEntry, &ListEntry::previous, &ListEntry::next>;
 
 /// Puts an attribute into the map of an element before `next`. Returns its entry, which is a part
 /// of it, or null with errno set when memory ran out.
@@ -71,11 +38,11 @@ ListEntry* EnterMap(ElementNode* element, AttributeNode* attribute, ListEntry* n
   }
   AttributeMap* const map = element;
   AttributeChain& chain = ChainOf(element);
-  Entries entries{chain.first, chain.last};
-  entries.Insert(attribute, next);
+  Attributes attributes{chain.first, chain.last};
+  attributes.Insert(attribute, next);
   KeepCursorOnInsertion(map, static_cast<ListEntry*>(attribute), attribute->previous, next);
-  chain.first = entries.first;
-  chain.last = entries.last;
+  chain.first = attributes.first;
+  chain.last = attributes.last;
   ++map->length;
   attribute->holder = element;
   attribute->ownerElement = element;
@@ -85,49 +52,37 @@ ListEntry* EnterMap(ElementNode* element, AttributeNode* attribute, ListEntry* n
 
 /// Takes an attribute out of the map of its element.
 void LeaveMap(AttributeNode* attribute) {
-  UnlinkEntry(attribute->holder->attributes, attribute);
+  ElementNode* const element = attribute->holder;
+  ListEntry* const entry = attribute;
+  AttributeMap* const map = element;
+  KeepCursorOnRemoval(map, entry, entry->previous, entry->next);
+  AttributeChain& chain = ChainOf(element);
+  Attributes attributes{chain.first, chain.last};
+  attributes.Remove(entry);
+  chain.first = attributes.first;
+  chain.last = attributes.last;
+  --map->length;
   attribute->ownerElement = nullptr;
   attribute->holder = nullptr;
 }
 
+/// The entry of `node` in a list by itself, or null.
+ArrayEntry* FindArrayEntry(const EntryList* list, const DOM_Node* node) {
+  for (uint32_t i = 0; i < list->length; ++i) {
+    if (list->first[i].node == node) {
+      return &list->first[i];
+    }
+  }
+  return nullptr;
+}
+
 /// Puts a node into a list by itself before `next`. Returns its entry, or null with errno set when
 /// memory ran out.
-ListEntry* EnterList(NodeList* list, DOM_Node* node, ListEntry* next) {
-  const NodeBlock block = TakeBlock(sizeof(HeapEntry));
-  if (block.memory == nullptr) {
-    return nullptr;
+ArrayEntry* EnterList(EntryList* list, DOM_Node* node, const ArrayEntry* next) {
+  if (next == nullptr) {
+    return PutLast(list, node);
   }
-  auto* entry = new (block.memory) HeapEntry{};
-  entry->node = node;
-  entry->place = block.place;
-  LinkEntry(list, entry, next);
-  return entry;
-}
-
-void FreeEntry(NodeEntry* entry) {
-  auto* freed = static_cast<HeapEntry*>(AsListEntry(entry));
-  GiveBackBlock({freed, freed->place}, sizeof(HeapEntry));
-}
-
-void FreeEntries(NodeList* list) {
-  NodeEntry* entry = FirstEntry(list);
-  while (entry != nullptr) {
-    NodeEntry* const next = AsListEntry(entry)->next;
-    FreeEntry(entry);
-    entry = next;
-  }
-  SetEntries(list, {});
-  ForgetCursor(RecordOf(list));
-  list->length = 0;
-}
-
-/// The entry of `node` in a list by itself, or null.
-HeapEntry* FindHeapEntry(const NodeList* list, const DOM_Node* node) {
-  auto* entry = static_cast<HeapEntry*>(AsEntryList(list)->first);
-  while (entry != nullptr && entry->node != node) {
-    entry = static_cast<HeapEntry*>(entry->next);
-  }
-  return entry;
+  return PutAt(list, static_cast<uint32_t>(next - list->first), node);
 }
 
 bool IsInMap(const DOM_Node* node, const NodeList* map) {
@@ -142,7 +97,7 @@ bool Holds(const NodeList* list, const DOM_Node* node) {
     case ListKind::kAttributes:
       return IsInMap(node, list);
     default:
-      return FindHeapEntry(list, node) != nullptr;
+      return FindArrayEntry(AsEntryList(list), node) != nullptr;
   }
 }
 
@@ -179,7 +134,7 @@ NodeEntry* FindEntry(const NodeList* list, DOM_Node* node) {
       return IsInMap(node, list) ? static_cast<ListEntry*>(static_cast<AttributeNode*>(node))
                                  : nullptr;
     default:
-      return FindHeapEntry(list, node);
+      return FindArrayEntry(AsEntryList(list), node);
   }
 }
 
@@ -214,7 +169,7 @@ NodeEntry* InsertEntry(NodeList* list, DOM_Node* node, NodeEntry* next) {
   if (KindOf(list) == ListKind::kAttributes) {
     return EnterMap(ElementOfMap(list), static_cast<AttributeNode*>(node), AsListEntry(next));
   }
-  ListEntry* const entry = EnterList(list, node, AsListEntry(next));
+  ArrayEntry* const entry = EnterList(AsEntryList(list), node, AsArrayEntry(next));
   if (entry != nullptr) {
     SetOwnerElement(node, nullptr);
   }
@@ -232,7 +187,7 @@ NodeEntry* ReplaceEntry(NodeList* list, NodeEntry* entry, DOM_Node* node) {
     DropEntry(list, entry);
     return InsertEntry(list, node, next);
   }
-  auto* replaced = static_cast<HeapEntry*>(AsListEntry(entry));
+  ArrayEntry* const replaced = AsArrayEntry(entry);
   SetOwnerElement(replaced->node, nullptr);
   replaced->node = node;
   return entry;
@@ -247,15 +202,14 @@ void DropEntry(NodeList* list, NodeEntry* entry) {
       LeaveMap(static_cast<AttributeNode*>(AsListEntry(entry)));
       return;
     default:
-      UnlinkEntry(list, AsListEntry(entry));
       SetOwnerElement(NodeOf(list, entry), nullptr);
-      FreeEntry(entry);
+      TakeOut(AsEntryList(list), AsArrayEntry(entry));
   }
 }
 
 void ClearList(NodeList* list) {
   if (!IsPartOfNode(list)) {
-    FreeEntries(list);
+    FreeEntries(AsEntryList(list));
     return;
   }
   while (NodeEntry* const first = FirstEntry(list)) {
@@ -309,8 +263,8 @@ NodeEntry* NodeList_remove(NodeList* list, DOM_Node* node) {
   if (entry == nullptr) {
     return nullptr;
   }
-  // The entry itself may be a part of a node, which the caller could not free.
-  auto* removed = static_cast<HeapEntry*>(std::calloc(1, sizeof(HeapEntry)));
+  // The entry itself is a part of a node or of an array, which the caller could not free.
+  auto* removed = static_cast<ArrayEntry*>(std::calloc(1, sizeof(ArrayEntry)));
   if (removed == nullptr) {
     FailErrno({kModule, __func__});
     return nullptr;

@@ -10,6 +10,23 @@ DOM_Document* OwnerOf(const DOM_Node* node) {
   return IsDocument(node) ? nullptr : node->ownerDocument;
 }
 
+// What follows is for lists whose entries are linked.
+
+/// The last entry of a list that has one.
+NodeEntry* LastEntry(const NodeList* list) {
+  if (KindOf(list) == ListKind::kChildren) {
+    return ParentOfList(list)->lastChild;
+  }
+  return ChainOf(ElementOfMap(list)).last;
+}
+
+NodeEntry* PreviousEntry(const NodeList* list, NodeEntry* entry) {
+  if (KindOf(list) == ListKind::kChildren) {
+    return AsChild(entry)->previousSibling;
+  }
+  return AsListEntry(entry)->previous;
+}
+
 /// Moves from `entry`, which is at index `at`, to `index`.
 NodeEntry* Step(const NodeList* list, NodeEntry* entry, uint32_t at, uint32_t index) {
   for (; at < index; ++at) {
@@ -34,6 +51,13 @@ NodeEntry* EntryAt(const ListRecord* list, uint32_t index) {
     return Step(list, FirstEntry(list), 0, index);
   }
   return Step(list, LastEntry(list), list->length - 1, index);
+}
+
+/// The entry at `index`, which the list has. The cursor of the list stands there then.
+NodeEntry* MoveCursorTo(ListRecord* list, uint32_t index) {
+  NodeEntry* const entry = EntryAt(list, index);
+  SetCursor(list, entry, index);
+  return entry;
 }
 
 using Advance = DOM_Node* DOM_Node::*;
@@ -70,17 +94,6 @@ const DocumentTypeNode* DoctypeOfView(const NodeList* list) {
     return static_cast<const DocumentTypeNode*>(static_cast<const EntityView*>(list));
   }
   return static_cast<const DocumentTypeNode*>(static_cast<const NotationView*>(list));
-}
-
-NodeEntry* LastEntry(const NodeList* list) {
-  switch (KindOf(list)) {
-    case ListKind::kChildren:
-      return ParentOfList(list)->lastChild;
-    case ListKind::kAttributes:
-      return ElementOfMap(list)->chain != 0 ? ChainOf(ElementOfMap(list)).last : nullptr;
-    default:
-      return AsEntryList(list)->last;
-  }
 }
 
 }  // namespace qvx::dom
@@ -122,7 +135,8 @@ DOM_Node* DOM_NodeList_item(NodeList* list, int32_t index) {
   if (position >= list->length) {
     return nullptr;
   }
-  NodeEntry* const entry = EntryAt(RecordOf(list), position);
-  SetCursor(RecordOf(list), entry, position);
-  return NodeOf(list, entry);
+  if (KindOf(list) == ListKind::kEntries) {
+    return AsEntryList(list)->first[position].node;
+  }
+  return NodeOf(list, MoveCursorTo(RecordOf(list), position));
 }

@@ -1,9 +1,8 @@
 // Reading lists, whatever kind their entries are. Internal to the document model.
 //
-// The entries of a child list are the children, linked by the sibling chain. All other lists are
-// chains of ListEntry: on the heap, except that an attribute brings its own entry for the map of an
-// element. So a child and an attribute of an element are found without a search, and only a heap
-// entry is searched for.
+// The entries of a child list are the children, linked by the sibling chain, and an attribute
+// brings its own entry for the map of an element. So both are found without a search. Lists by
+// themselves have arrays of entries, which are searched.
 #ifndef QVX_DOM_LISTS_H
 #define QVX_DOM_LISTS_H
 
@@ -59,6 +58,9 @@ inline bool IsView(const NodeList* list) {
 inline ListEntry* AsListEntry(NodeEntry* entry) {
   return static_cast<ListEntry*>(entry);
 }
+inline ArrayEntry* AsArrayEntry(NodeEntry* entry) {
+  return static_cast<ArrayEntry*>(entry);
+}
 inline DOM_Node* AsChild(NodeEntry* entry) {
   return static_cast<DOM_Node*>(entry);
 }
@@ -72,11 +74,9 @@ inline NodeEntry* FirstEntry(const NodeList* list) {
     case ListKind::kAttributes:
       return FirstAttribute(ElementOfMap(list));
     default:
-      return AsEntryList(list)->first;
+      return list->length != 0 ? AsEntryList(list)->first : nullptr;
   }
 }
-
-NodeEntry* LastEntry(const NodeList* list);
 
 inline DOM_Node* NodeOf(const NodeList* list, NodeEntry* entry) {
   switch (KindOf(list)) {
@@ -85,22 +85,20 @@ inline DOM_Node* NodeOf(const NodeList* list, NodeEntry* entry) {
     case ListKind::kAttributes:
       return static_cast<AttributeNode*>(AsListEntry(entry));
     default:
-      return static_cast<HeapEntry*>(AsListEntry(entry))->node;
+      return AsArrayEntry(entry)->node;
   }
 }
 
 inline NodeEntry* NextEntry(const NodeList* list, NodeEntry* entry) {
-  if (KindOf(list) == ListKind::kChildren) {
-    return AsChild(entry)->nextSibling;
+  switch (KindOf(list)) {
+    case ListKind::kChildren:
+      return AsChild(entry)->nextSibling;
+    case ListKind::kAttributes:
+      return AsListEntry(entry)->next;
+    default:
+      const ArrayEntry* const last = AsEntryList(list)->first + list->length - 1;
+      return entry != last ? AsArrayEntry(entry) + 1 : nullptr;
   }
-  return AsListEntry(entry)->next;
-}
-
-inline NodeEntry* PreviousEntry(const NodeList* list, NodeEntry* entry) {
-  if (KindOf(list) == ListKind::kChildren) {
-    return AsChild(entry)->previousSibling;
-  }
-  return AsListEntry(entry)->previous;
 }
 
 }  // namespace qvx::dom

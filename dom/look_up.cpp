@@ -2,8 +2,9 @@
 #include <cstring>
 
 #include "dom/dom.h"
+#include "dom/entry_arrays.h"
 #include "dom/failure.h"
-#include "dom/list_changes.h"
+#include "dom/lists.h"
 #include "dom/names.h"
 #include "dom/node_records.h"
 #include "dom/walks.h"
@@ -32,14 +33,14 @@ class WantedName {
 
 /// Appends the matching elements of the subtree of `root`, from `node` on, in document order.
 /// Elements below nodes that are no elements are not looked at. Returns false when memory ran out.
-bool CollectElements(NodeList* found, const DOM_Node* root, DOM_Node* node,
+bool CollectElements(EntryList* found, const DOM_Node* root, DOM_Node* node,
                      const WantedName& name) {
   while (node != nullptr) {
     if (node->nodeType != DOM_ELEMENT_NODE) {
       node = NextAfterSubtree(root, node);
       continue;
     }
-    if (name.Matches(node) && InsertEntry(found, node, nullptr) == nullptr) {
+    if (name.Matches(node) && PutLast(found, node) == nullptr) {
       return false;
     }
     node = NextInPreorder(root, node);
@@ -50,7 +51,7 @@ bool CollectElements(NodeList* found, const DOM_Node* root, DOM_Node* node,
 NodeList* ElementsByTagName(const qvx::TraceSite& site, DOM_Document* document,
                             const DOM_Node* root, DOM_Node* first, const DOM_String* name) {
   NodeList* const found = Document_createNodeList(document);
-  if (found != nullptr && CollectElements(found, root, first, WantedName(name))) {
+  if (found != nullptr && CollectElements(AsEntryList(found), root, first, WantedName(name))) {
     return found;
   }
   if (found != nullptr) {

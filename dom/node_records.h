@@ -14,7 +14,7 @@ namespace qvx::dom {
 enum class ListKind : uint16_t {
   kChildren,    ///< of a node, which the list is a part of
   kAttributes,  ///< of an element, likewise
-  kEntries,     ///< a list by itself, with entries on the heap
+  kEntries,     ///< a list by itself, with entries in an array
   kView         ///< of the children of a document type, which it is a part of
 };
 
@@ -27,24 +27,25 @@ struct ListRecord : NodeList {
 /// The entries of a child list are the children themselves.
 struct ChildList : ListRecord {};
 
-/// An entry of an attribute map or a list by itself.
+/// An entry of an attribute map. It is a part of the attribute.
 struct ListEntry : NodeEntry {
   ListEntry* previous;
   ListEntry* next;
 };
 
-/// The entries of an attribute map are parts of the attributes.
 struct AttributeMap : ListRecord {};
 
-struct HeapEntry : ListEntry {
+/// An entry of a list by itself.
+struct ArrayEntry : NodeEntry {
   DOM_Node* node;
-  uint16_t place;  ///< of its block in a page
 };
 
+/// The entries stand in an array (entry_arrays.h).
 struct EntryList : ListRecord {
   DOM_Document* owner_document;  ///< may be null
-  ListEntry* first;
-  ListEntry* last;
+  ArrayEntry* first;             ///< null: there is no array
+  uint32_t free_before;
+  uint32_t free_behind;
 };
 
 /// A view has no entries of its own.
