@@ -55,6 +55,12 @@ NodeEntry* EntryAt(const ListRecord* list, uint32_t index) {
 
 /// The entry at `index`, which the list has. The cursor of the list stands there then.
 NodeEntry* MoveCursorTo(ListRecord* list, uint32_t index) {
+  Cursor* const cursor = CursorOf(list);
+  if (cursor != nullptr && index == cursor->index + 1) {
+    cursor->entry = NextEntry(list, cursor->entry);
+    cursor->index = index;
+    return cursor->entry;
+  }
   NodeEntry* const entry = EntryAt(list, index);
   SetCursor(list, entry, index);
   return entry;
