@@ -1,4 +1,5 @@
 // Look-up by tag name (DOM Level 2 Core, interfaces Document and Element).
+#include <clocale>
 #include <cstring>
 
 #include "dom/dom.h"
@@ -17,18 +18,33 @@ namespace {
 
 constexpr const char* kModule = qvx::trace_modules::kNode;
 
+/// Whether only the same bytes are equal in the order of the locale.
+bool IsOrderedByBytes() {
+  const char* const locale = std::setlocale(LC_COLLATE, nullptr);
+  return locale != nullptr && std::strcmp(locale, "C") == 0;
+}
+
 /// The tag name that a look-up asks for.
 class WantedName {
  public:
-  explicit WantedName(const DOM_String* name) : name_(name), any_(std::strcmp(name, "*") == 0) {}
+  explicit WantedName(const DOM_String* name)
+      : name_(name), any_(std::strcmp(name, "*") == 0), by_bytes_(IsOrderedByBytes()) {}
 
   bool Matches(const DOM_Node* element) const {
-    return any_ || (element->nodeName != nullptr && NamesEqual(element->nodeName, name_));
+    return any_ || (element->nodeName != nullptr && IsEqual(element->nodeName));
   }
 
  private:
+  bool IsEqual(const DOM_String* name) const {
+    if (by_bytes_) {
+      return *name == *name_ && std::strcmp(name, name_) == 0;
+    }
+    return NamesEqual(name, name_);
+  }
+
   const DOM_String* name_;
   bool any_;
+  bool by_bytes_;
 };
 
 /// Appends the matching elements of the subtree of `root`, from `node` on, in document order.
