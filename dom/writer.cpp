@@ -7,6 +7,7 @@
 
 #include "dom/dom.h"
 #include "dom/failure.h"
+#include "dom/lists.h"
 #include "support/trace_modules.h"
 
 using namespace qvx::dom;
@@ -15,15 +16,28 @@ namespace {
 
 constexpr const char* kModule = qvx::trace_modules::kLoadAndSave;
 
-/// Collects the first failure of the stream; nothing is written after it.
+/// Collects the first failure of the stream; nothing is written after it. The stream is locked once
+/// for the whole output and not for each piece of it.
 class Output {
  public:
-  explicit Output(std::FILE* stream) : stream_(stream) {}
+  explicit Output(std::FILE* stream) : stream_(stream) { flockfile(stream_); }
+  ~Output() { funlockfile(stream_); }
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+  Output(Output&&) = delete;
+  Output& operator=(Output&&) = delete;
 
   /// Null texts are skipped.
   Output& operator<<(const char* text) {
-    if (text != nullptr && error_ == 0 && fputds(text, stream_) < 0) {
-      error_ = errno != 0 ? errno : EIO;
+    if (text != nullptr && error_ == 0 && fputs_unlocked(text, stream_) < 0) {
+      NoteError();
+    }
+    return *this;
+  }
+
+  Output& operator<<(char character) {
+    if (error_ == 0 && putc_unlocked(character, stream_) == EOF) {
+      NoteError();
     }
     return *this;
   }
@@ -31,6 +45,8 @@ class Output {
   int error() const { return error_; }
 
  private:
+  [[gnu::noinline]] void NoteError() { error_ = errno != 0 ? errno : EIO; }
+
   std::FILE* stream_;
   int error_ = 0;
 };
@@ -40,17 +56,21 @@ struct Quoted {
 };
 
 Output& operator<<(Output& out, const Quoted& quoted) {
-  return out << "\"" << quoted.text << "\"";
+  return out << '"' << quoted.text << '"';
 }
 
 void OpenElement(Output& out, const DOM_Element* element) {
-  out << "<" << element->nodeName;
-  const uint32_t count = element->attributes != nullptr ? element->attributes->length : 0;
-  for (uint32_t i = 0; i < count; ++i) {
-    const DOM_Attr* attribute = DOM_NamedNodeMap_item(element->attributes, static_cast<int32_t>(i));
-    out << " " << attribute->nodeName << "=" << Quoted{attribute->nodeValue};
+  out << '<' << element->nodeName;
+  NamedNodeMap* const map = element->attributes;
+  for (NodeEntry* entry = map != nullptr ? FirstEntry(map) : nullptr; entry != nullptr;
+       entry = NextEntry(map, entry)) {
+    const DOM_Attr* const attribute = NodeOf(map, entry);
+    out << ' ' << attribute->nodeName << '=' << Quoted{attribute->nodeValue};
   }
-  out << (element->firstChild != nullptr ? ">" : "/>");
+  if (element->firstChild == nullptr) {
+    out << '/';
+  }
+  out << '>';
 }
 
 void OpenDocument(Output& out, const DOM_DocumentFields& document) {
@@ -120,7 +140,7 @@ void Open(Output& out, const DOM_Node* node) {
       out << "<!--" << node->nodeValue << "-->";
       return;
     case DOM_PROCESSING_INSTRUCTION_NODE:
-      out << "<?" << node->nodeName << " " << node->nodeValue << "?>";
+      out << "<?" << node->nodeName << ' ' << node->nodeValue << "?>";
       return;
     case DOM_DOCUMENT_NODE:
       OpenDocument(out, DOM_DocumentPart(node));
@@ -146,9 +166,9 @@ bool HasContent(const DOM_Node* node) {
 
 void Close(Output& out, const DOM_Node* node) {
   if (node->nodeType == DOM_DOCUMENT_NODE) {
-    out << "\n";
+    out << '\n';
   } else if (HasContent(node)) {
-    out << "</" << node->nodeName << ">";
+    out << "</" << node->nodeName << '>';
   }
 }
 
