@@ -4,8 +4,6 @@
 #include <cstdlib>
 #include <new>
 
-#include "dom/chain.h"
-
 namespace qvx::dom {
 namespace {
 
@@ -24,33 +22,8 @@ constexpr bool kHasPages = true;
 constexpr size_t kSmallestPage = 1024;
 constexpr size_t kLargestPage = 32768;
 
-/// What stands in a block that is not taken.
-struct FreeBlock {
-  FreeBlock* previous;
-  FreeBlock* next;
-  uint16_t place;
-};
-
-/// The blocks follow the page's own record.
-struct Page {
-  uint32_t size;
-  uint32_t begun;  // bytes up to the first block that has never been taken
-  uint32_t taken;  // blocks
-};
-
 constexpr uint32_t kPageRecord = (sizeof(Page) + kBlockUnit - 1) / kBlockUnit * kBlockUnit;
 static_assert(kLargestPage / kBlockUnit <= UINT16_MAX, "a place fits its field");
-
-using FreeBlocks = Chain<FreeBlock, &FreeBlock::previous, &FreeBlock::next>;
-
-/// The pages with blocks of one size.
-struct BlockSize {
-  FreeBlocks free;  // blocks that were given back
-  Page* newest;     // the only page with blocks that have never been taken; null: there is none
-  size_t bytes;     // of all pages
-};
-
-BlockSize block_sizes[kLargestBlock / kBlockUnit + 1];
 
 Page* PageOf(const NodeBlock& block) {
   void* const page = static_cast<char*>(block.memory) - block.place * kBlockUnit;
@@ -84,7 +57,9 @@ void FreePage(BlockSize& blocks, Page* page, size_t size) {
 
 }  // namespace
 
-NodeBlock TakeBlock(size_t size) {
+BlockSize block_sizes[kLargestBlock / kBlockUnit + 1];
+
+NodeBlock TakeOtherBlock(size_t size) {
   if constexpr (!kHasPages) {
     return {std::malloc(size), 0};
   }
@@ -95,15 +70,7 @@ NodeBlock TakeBlock(size_t size) {
     ++PageOf(taken)->taken;
     return taken;
   }
-  if ((blocks.newest == nullptr || blocks.newest->begun + size > blocks.newest->size) &&
-      !AddPage(blocks)) {
-    return {nullptr, 0};
-  }
-  Page* const page = blocks.newest;
-  const uint32_t offset = page->begun;
-  page->begun += static_cast<uint32_t>(size);
-  ++page->taken;
-  return {reinterpret_cast<char*>(page) + offset, static_cast<uint16_t>(offset / kBlockUnit)};
+  return AddPage(blocks) ? TakeBlock(size) : NodeBlock{nullptr, 0};
 }
 
 void GiveBackBlock(NodeBlock block, size_t size) {

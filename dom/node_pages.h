@@ -13,6 +13,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "dom/chain.h"
+
 namespace qvx::dom {
 
 /// The size of the largest block, and what the sizes of all are a multiple of.
@@ -25,9 +27,45 @@ struct NodeBlock {
   uint16_t place;
 };
 
+/// The blocks follow the page's own record.
+struct Page {
+  uint32_t size;
+  uint32_t begun;  ///< bytes up to the first block that has never been taken
+  uint32_t taken;  ///< blocks
+};
+
+/// What stands in a block that is not taken.
+struct FreeBlock {
+  FreeBlock* previous;
+  FreeBlock* next;
+  uint16_t place;
+};
+
+/// The pages with blocks of one size.
+struct BlockSize {
+  Chain<FreeBlock, &FreeBlock::previous, &FreeBlock::next> free;  ///< blocks that were given back
+  Page* newest;  ///< the only page with blocks that have never been taken; null: there is none
+  size_t bytes;  ///< of all pages
+};
+
+extern BlockSize block_sizes[kLargestBlock / kBlockUnit + 1];
+
+/// TakeBlock when the newest page does not do.
+NodeBlock TakeOtherBlock(size_t size);
+
 /// A block of `size` bytes: a multiple of kBlockUnit, at least three of them, at most
 /// kLargestBlock.
-NodeBlock TakeBlock(size_t size);
+[[gnu::always_inline]] inline NodeBlock TakeBlock(size_t size) {
+  BlockSize& blocks = block_sizes[size / kBlockUnit];
+  Page* const page = blocks.newest;
+  if (page == nullptr || blocks.free.first != nullptr || page->size - page->begun < size) {
+    return TakeOtherBlock(size);
+  }
+  const uint32_t offset = page->begun;
+  page->begun += static_cast<uint32_t>(size);
+  ++page->taken;
+  return {reinterpret_cast<char*>(page) + offset, static_cast<uint16_t>(offset / kBlockUnit)};
+}
 
 /// Gives back a block of TakeBlock(size).
 void GiveBackBlock(NodeBlock block, size_t size);
