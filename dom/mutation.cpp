@@ -16,7 +16,6 @@
 #include "dom/operation.h"
 #include "support/trace_modules.h"
 
-using qvx::TraceSite;
 using namespace qvx::dom;
 
 namespace {
@@ -77,7 +76,7 @@ bool IsReady(const DOM_Node* parent, const DOM_Node* node, const DOM_Node* repla
 }
 
 /// Checks the rules for `node` under `parent` and takes it out of its old place.
-bool MakeReady(const TraceSite& site, DOM_Node* parent, DOM_Node* node,
+bool MakeReady(const char* function, DOM_Node* parent, DOM_Node* node,
                const DOM_Node* replaced = nullptr) {
   bool ready = MayHold(parent, node, replaced);
   if (ready && node->parentNode != nullptr) {
@@ -89,17 +88,17 @@ bool MakeReady(const TraceSite& site, DOM_Node* parent, DOM_Node* node,
     ready = !may_change_meanwhile || IsReady(parent, node, replaced);
   }
   if (!ready) {
-    Fail(site, DOM_HIERARCHY_REQUEST_ERR);
+    Fail({kModule, function}, DOM_HIERARCHY_REQUEST_ERR);
   }
   return ready;
 }
 
-DOM_Node* Insert(const TraceSite& site, DOM_Node* parent, DOM_Node* node, DOM_Node* reference) {
-  if (!MakeReady(site, parent, node)) {
+DOM_Node* Insert(const char* function, DOM_Node* parent, DOM_Node* node, DOM_Node* reference) {
+  if (!MakeReady(function, parent, node)) {
     return nullptr;
   }
   if (reference != nullptr && reference->parentNode != parent) {
-    Fail(site, DOM_NOT_FOUND_ERR);
+    Fail({kModule, function}, DOM_NOT_FOUND_ERR);
     return nullptr;
   }
   LinkChild(parent, node, reference);
@@ -119,7 +118,7 @@ void DestroyUnplaced(DOM_Node* parent, DOM_Node* child) {
 /// when one did not get there; it is destroyed then. Only as many are moved as there are now, so
 /// that a handler that feeds the fragment cannot keep this going.
 template <typename Put>
-bool MoveChildren(const TraceSite& site, DOM_Node* parent, DOM_Node* fragment, Put put) {
+bool MoveChildren(const char* function, DOM_Node* parent, DOM_Node* fragment, Put put) {
   for (uint32_t left = fragment->childNodes->length; left > 0 && fragment->firstChild != nullptr;
        --left) {
     DOM_Node* const child = fragment->firstChild;
@@ -128,7 +127,7 @@ bool MoveChildren(const TraceSite& site, DOM_Node* parent, DOM_Node* fragment, P
     }
     if (put(child) == nullptr) {
       DestroyUnplaced(parent, child);
-      qvx::TracePropagation(site);
+      qvx::TracePropagation({kModule, function});
       return false;
     }
   }
@@ -145,19 +144,19 @@ DOM_Node* Append(DOM_Node* parent, DOM_Node* new_child) {
     return nullptr;
   }
   if (!IsFragment(new_child)) {
-    return Insert({kModule, kAppendChild}, parent, new_child, nullptr);
+    return Insert(kAppendChild, parent, new_child, nullptr);
   }
   if (!MayHoldChildrenOf(parent, new_child)) {
     Fail({kModule, kAppendChild}, DOM_HIERARCHY_REQUEST_ERR);
     return nullptr;
   }
-  const bool moved = MoveChildren({kModule, kAppendChild}, parent, new_child,
+  const bool moved = MoveChildren(kAppendChild, parent, new_child,
                                   [&](DOM_Node* child) { return Append(parent, child); });
   return moved ? new_child : nullptr;
 }
 
-DOM_Node* ReplaceByNode(const TraceSite& site, DOM_Node* parent, DOM_Node* node, DOM_Node* old) {
-  if (!MakeReady(site, parent, node, old) || old->parentNode != parent) {
+DOM_Node* ReplaceByNode(const char* function, DOM_Node* parent, DOM_Node* node, DOM_Node* old) {
+  if (!MakeReady(function, parent, node, old) || old->parentNode != parent) {
     return nullptr;
   }
   AnnounceRemoval(parent, old);
@@ -165,7 +164,7 @@ DOM_Node* ReplaceByNode(const TraceSite& site, DOM_Node* parent, DOM_Node* node,
     return nullptr;
   }
   if (!IsReady(parent, node, old)) {
-    Fail(site, DOM_HIERARCHY_REQUEST_ERR);
+    Fail({kModule, function}, DOM_HIERARCHY_REQUEST_ERR);
     return nullptr;
   }
   DOM_Node* const next = old->nextSibling;
@@ -180,14 +179,15 @@ DOM_Node* ReplaceByNode(const TraceSite& site, DOM_Node* parent, DOM_Node* node,
   return old;
 }
 
-DOM_Node* ReplaceByChildrenOf(const TraceSite& site, DOM_Node* parent, DOM_Node* fragment,
+DOM_Node* ReplaceByChildrenOf(const char* function, DOM_Node* parent, DOM_Node* fragment,
                               DOM_Node* old) {
   if (!MayHoldChildrenOf(parent, fragment)) {
-    Fail(site, DOM_HIERARCHY_REQUEST_ERR);
+    Fail({kModule, function}, DOM_HIERARCHY_REQUEST_ERR);
     return nullptr;
   }
-  const bool moved = MoveChildren(
-      site, parent, fragment, [&](DOM_Node* child) { return InsertBefore(parent, child, old); });
+  const bool moved = MoveChildren(function, parent, fragment, [&](DOM_Node* child) {
+    return InsertBefore(parent, child, old);
+  });
   return moved && Remove(parent, old) ? old : nullptr;
 }
 
@@ -207,15 +207,15 @@ DOM_Node* qvx::dom::InsertBefore(DOM_Node* parent, DOM_Node* new_child, DOM_Node
     return nullptr;
   }
   if (!IsFragment(new_child)) {
-    return Insert({kModule, kInsertBefore}, parent, new_child, reference);
+    return Insert(kInsertBefore, parent, new_child, reference);
   }
   if (!MayHoldChildrenOf(parent, new_child)) {
     Fail({kModule, kInsertBefore}, DOM_HIERARCHY_REQUEST_ERR);
     return nullptr;
   }
-  const bool moved =
-      MoveChildren({kModule, kInsertBefore}, parent, new_child,
-                   [&](DOM_Node* child) { return InsertBefore(parent, child, reference); });
+  const bool moved = MoveChildren(kInsertBefore, parent, new_child, [&](DOM_Node* child) {
+    return InsertBefore(parent, child, reference);
+  });
   return moved ? new_child : nullptr;
 }
 
@@ -245,7 +245,7 @@ DOM_Node* DOM_Node_replaceChild(DOM_Node* parent, DOM_Node* new_child, DOM_Node*
   const Operation operation;
   const bool is_callers = new_child->parentNode == nullptr;
   const auto replace = IsFragment(new_child) ? ReplaceByChildrenOf : ReplaceByNode;
-  DOM_Node* const replaced = replace({kModule, __func__}, parent, new_child, old_child);
+  DOM_Node* const replaced = replace(__func__, parent, new_child, old_child);
   if (replaced == nullptr && is_callers) {
     Released(new_child);  // and stays so
   }
