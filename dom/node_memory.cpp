@@ -57,8 +57,9 @@ size_t BlockSizeFor(size_t size) {
 /// A node with room for `text_bytes` behind its record, or with none when that is too much.
 template <typename Record>
 DOM_Node* NewRecord(DOM_Document* document, uint16_t node_type, size_t text_bytes) {
-  const bool fits = text_bytes <= kLargestBlock - sizeof(Record);
-  const size_t size = BlockSizeFor(sizeof(Record) + (fits ? text_bytes : 0));
+  constexpr size_t kSize = kRecordSize<Record>;
+  const bool fits = text_bytes <= kLargestBlock - kSize;
+  const size_t size = BlockSizeFor(kSize + (fits ? text_bytes : 0));
   const NodeBlock block = TakeBlock(size);
   if (block.memory == nullptr) {
     return nullptr;
@@ -68,7 +69,7 @@ DOM_Node* NewRecord(DOM_Document* document, uint16_t node_type, size_t text_byte
   node->nodeType = node_type;
   node->ownerDocument = document;
   static_assert(kLargestBlock <= kMostTextRoom);
-  node->text_room = (size - sizeof(Record)) & kMostTextRoom;
+  node->text_room = (size - kSize) & kMostTextRoom;
   node->place = block.place;
   SetUpLists(node);
   return node;

@@ -106,20 +106,29 @@ struct DocumentTypeNode : ParentNode, EntityView, NotationView, DOM_DocumentType
                         ///< it; a clone only
 };
 
-/// The size of a record by the type of its node.
+/// The size of a record, up to where the room for texts begins.
+template <typename Record>
+inline constexpr size_t kRecordSize = sizeof(Record);
+
+/// Texts begin right behind the last field, not behind the padding that follows it.
+template <>
+inline constexpr size_t kRecordSize<CharacterDataNode> = sizeof(NodeRecord) +
+                                                         sizeof(DOM_CharacterDataFields);
+
+/// The same by the type of the node.
 inline constexpr size_t kRecordSizes[13] = {0,
-                                            sizeof(ElementNode),
-                                            sizeof(AttributeNode),
-                                            sizeof(CharacterDataNode),
-                                            sizeof(CharacterDataNode),
-                                            sizeof(ParentNode),
-                                            sizeof(EntityNode),
-                                            sizeof(ProcessingInstructionNode),
-                                            sizeof(CharacterDataNode),
-                                            sizeof(DocumentNode),
-                                            sizeof(DocumentTypeNode),
-                                            sizeof(ParentNode),
-                                            sizeof(NotationNode)};
+                                            kRecordSize<ElementNode>,
+                                            kRecordSize<AttributeNode>,
+                                            kRecordSize<CharacterDataNode>,
+                                            kRecordSize<CharacterDataNode>,
+                                            kRecordSize<ParentNode>,
+                                            kRecordSize<EntityNode>,
+                                            kRecordSize<ProcessingInstructionNode>,
+                                            kRecordSize<CharacterDataNode>,
+                                            kRecordSize<DocumentNode>,
+                                            kRecordSize<DocumentTypeNode>,
+                                            kRecordSize<ParentNode>,
+                                            kRecordSize<NotationNode>};
 
 /// Whether `node` (may be null) is a document.
 inline bool IsDocument(const DOM_Node* node) {
