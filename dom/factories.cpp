@@ -40,59 +40,66 @@ DOM_Node* Allocated(DOM_Node* node) {
   return node;
 }
 
-/// Measures a text that the operation at `site` is to copy; records why it cannot.
-bool Measure(const TraceSite& site, const DOM_String* text, MeasuredText& measured) {
+// What fails is told out of line, so that it costs the factories nothing.
+[[gnu::noinline]] void FailUnmeasured(const char* factory) {
+  FailErrno({kModule, factory});
+}
+[[gnu::noinline]] void TraceUnmade(const char* factory) {
+  TracePropagation({kModule, factory});
+}
+
+/// Measures a text that the factory is to copy; records why it cannot.
+bool Measure(const char* factory, const DOM_String* text, MeasuredText& measured) {
   if (MeasureText(text, measured)) {
     return true;
   }
-  FailErrno(site);
+  FailUnmeasured(factory);
   return false;
 }
 
 /// Hands on what a factory made, with the trace line of the factory when it made nothing.
-DOM_Node* Made(const TraceSite& site, DOM_Node* node) {
+DOM_Node* Made(const char* factory, DOM_Node* node) {
   if (node == nullptr) {
-    TracePropagation(site);
+    TraceUnmade(factory);
   }
   return node;
 }
 
-DOM_CharacterData* CreateCharacterData(const TraceSite& site, DOM_Document* document,
+DOM_CharacterData* CreateCharacterData(const char* factory, DOM_Document* document,
                                        uint16_t node_type, const DOM_String* data) {
   if (!MayBeMade(document, node_type)) {
-    return Made(site, nullptr);
+    return Made(factory, nullptr);
   }
   MeasuredText measured;
-  return Measure(site, data, measured)
-             ? Made(site, Allocated(NewCharacterData(document, node_type, measured)))
+  return Measure(factory, data, measured)
+             ? Made(factory, Allocated(NewCharacterData(document, node_type, measured)))
              : nullptr;
 }
 
 }  // namespace
 
-DOM_Node* CreateNamed(const TraceSite& site, DOM_Document* document, uint16_t node_type,
+DOM_Node* CreateNamed(const char* factory, DOM_Document* document, uint16_t node_type,
                       const DOM_String* name) {
   if (!MayBeMade(document, node_type)) {
-    return Made(site, nullptr);
+    return Made(factory, nullptr);
   }
   MeasuredText measured;
-  if (!Measure(site, name, measured)) {
+  if (!Measure(factory, name, measured)) {
     return nullptr;
   }
-  return Made(site, Allocated(NewNamedNode(document, node_type, measured)));
+  return Made(factory, Allocated(NewNamedNode(document, node_type, measured)));
 }
 
 void ReportUnallocated() {
   FailErrno({kModule, kCreateNode});
 }
 
-void ReportUnmade(const TraceSite& site) {
+void ReportUnmade(const char* factory) {
   ReportUnallocated();
-  TracePropagation(site);
+  TracePropagation({kModule, factory});
 }
 
-DOM_Attr* MakeAttribute(DOM_Document* document, const MeasuredText& name,
-                        const MeasuredText& value) {
+DOM_Attr* MakeAttribute(DOM_Document* document, MeasuredText name, MeasuredText value) {
   return Allocated(NewAttribute(document, name, value));
 }
 
@@ -105,55 +112,53 @@ DOM_Node* Document_createNode(DOM_Document* document, uint16_t node_type) {
 }
 
 DOM_Element* DOM_Document_createElement(DOM_Document* document, const DOM_String* tag_name) {
-  return CreateNamed({kModule, __func__}, document, DOM_ELEMENT_NODE, tag_name);
+  return CreateNamed(__func__, document, DOM_ELEMENT_NODE, tag_name);
 }
 
 DOM_Attr* DOM_Document_createAttribute(DOM_Document* document, const DOM_String* name) {
   if (!MayBeMade(document, DOM_ATTRIBUTE_NODE)) {
-    return Made({kModule, __func__}, nullptr);
+    return Made(__func__, nullptr);
   }
   MeasuredText measured;
-  if (!Measure({kModule, __func__}, name, measured)) {
+  if (!Measure(__func__, name, measured)) {
     return nullptr;
   }
-  return Made({kModule, __func__}, MakeAttribute(document, measured, {"", 1, 0}));
+  return Made(__func__, MakeAttribute(document, measured, {"", 1, 0}));
 }
 
 DOM_Text* DOM_Document_createTextNode(DOM_Document* document, const DOM_String* data) {
-  return CreateCharacterData({kModule, __func__}, document, DOM_TEXT_NODE, data);
+  return CreateCharacterData(__func__, document, DOM_TEXT_NODE, data);
 }
 
 DOM_CDATASection* DOM_Document_createCDATASection(DOM_Document* document, const DOM_String* data) {
-  return CreateCharacterData({kModule, __func__}, document, DOM_CDATA_SECTION_NODE, data);
+  return CreateCharacterData(__func__, document, DOM_CDATA_SECTION_NODE, data);
 }
 
 DOM_Comment* DOM_Document_createComment(DOM_Document* document, const DOM_String* data) {
-  return CreateCharacterData({kModule, __func__}, document, DOM_COMMENT_NODE, data);
+  return CreateCharacterData(__func__, document, DOM_COMMENT_NODE, data);
 }
 
 DOM_ProcessingInstruction* DOM_Document_createProcessingInstruction(DOM_Document* document,
                                                                     const DOM_String* target,
                                                                     const DOM_String* data) {
   if (!MayBeMade(document, DOM_PROCESSING_INSTRUCTION_NODE)) {
-    return Made({kModule, __func__}, nullptr);
+    return Made(__func__, nullptr);
   }
   MeasuredText name;
   MeasuredText value;
-  if (!Measure({kModule, __func__}, target, name) || !Measure({kModule, __func__}, data, value)) {
+  if (!Measure(__func__, target, name) || !Measure(__func__, data, value)) {
     return nullptr;
   }
-  return Made({kModule, __func__},
-              Allocated(NewNamedNode(document, DOM_PROCESSING_INSTRUCTION_NODE, name, value)));
+  return Made(__func__, Allocated(NewInstruction(document, name, value)));
 }
 
 DOM_EntityReference* DOM_Document_createEntityReference(DOM_Document* document,
                                                         const DOM_String* name) {
-  return CreateNamed({kModule, __func__}, document, DOM_ENTITY_REFERENCE_NODE, name);
+  return CreateNamed(__func__, document, DOM_ENTITY_REFERENCE_NODE, name);
 }
 
 DOM_DocumentFragment* DOM_Document_createDocumentFragment(DOM_Document* document) {
-  DOM_Node* fragment =
-      Made({kModule, __func__}, Document_createNode(document, DOM_DOCUMENT_FRAGMENT_NODE));
+  DOM_Node* fragment = Made(__func__, Document_createNode(document, DOM_DOCUMENT_FRAGMENT_NODE));
   if (fragment != nullptr) {
     fragment->nodeName = "#document-fragment";
   }

@@ -63,8 +63,8 @@ DOM_Document* DOM_Implementation_createDocument(const DOM_String* /*namespace_ur
 DOM_DocumentType* DOM_Implementation_createDocumentType(const DOM_String* qualified_name,
                                                         const DOM_String* public_id,
                                                         const DOM_String* system_id) {
-  NodeHolder doctype(
-      CreateNamed({kModule, __func__}, nullptr, DOM_DOCUMENT_TYPE_NODE, qualified_name), {nullptr});
+  NodeHolder doctype(CreateNamed(__func__, nullptr, DOM_DOCUMENT_TYPE_NODE, qualified_name),
+                     {nullptr});
   if (doctype == nullptr) {
     return nullptr;
   }

@@ -13,6 +13,20 @@ namespace qvx::dom {
 /// checked.
 void LinkChild(DOM_Node* parent, DOM_Node* node, DOM_Node* reference);
 
+/// As LinkChild, for a node that was just made, at the end of `element`, where it fits.
+inline void LinkFresh(DOM_Element* element, DOM_Node* node) {
+  DOM_Node* const last = element->lastChild;
+  if (last != nullptr) {
+    last->nextSibling = node;
+  } else {
+    element->firstChild = node;
+  }
+  node->previousSibling = last;
+  node->parentNode = element;
+  element->lastChild = node;
+  ++element->childNodes->length;
+}
+
 /// Unlinks `node` from its parent, everything kept in step likewise. A document type no longer
 /// belongs to the document.
 void UnlinkChild(DOM_Node* node);

@@ -56,7 +56,8 @@ size_t BlockSizeFor(size_t size) {
 
 /// A node with room for `text_bytes` behind its record, or with none when that is too much.
 template <typename Record>
-DOM_Node* NewRecord(DOM_Document* document, uint16_t node_type, size_t text_bytes) {
+[[gnu::always_inline]] inline Record* NewRecord(DOM_Document* document, uint16_t node_type,
+                                                size_t text_bytes) {
   constexpr size_t kSize = kRecordSize<Record>;
   const bool fits = text_bytes <= kLargestBlock - kSize;
   const size_t size = BlockSizeFor(kSize + (fits ? text_bytes : 0));
@@ -75,32 +76,58 @@ DOM_Node* NewRecord(DOM_Document* document, uint16_t node_type, size_t text_byte
   return node;
 }
 
-DOM_Node* NewRoomyNode(DOM_Document* document, uint16_t node_type, size_t text_bytes) {
+DOM_Node* NewBareNode(DOM_Document* document, uint16_t node_type) {
   switch (node_type) {
     case DOM_ELEMENT_NODE:
-      return NewRecord<ElementNode>(document, node_type, text_bytes);
+      return NewRecord<ElementNode>(document, node_type, 0);
     case DOM_ATTRIBUTE_NODE:
-      return NewRecord<AttributeNode>(document, node_type, text_bytes);
+      return NewRecord<AttributeNode>(document, node_type, 0);
     case DOM_ENTITY_NODE:
-      return NewRecord<EntityNode>(document, node_type, text_bytes);
+      return NewRecord<EntityNode>(document, node_type, 0);
     case DOM_PROCESSING_INSTRUCTION_NODE:
-      return NewRecord<ProcessingInstructionNode>(document, node_type, text_bytes);
+      return NewRecord<ProcessingInstructionNode>(document, node_type, 0);
     case DOM_DOCUMENT_NODE:
-      return NewRecord<DocumentNode>(document, node_type, text_bytes);
+      return NewRecord<DocumentNode>(document, node_type, 0);
     case DOM_DOCUMENT_TYPE_NODE:
-      return NewRecord<DocumentTypeNode>(document, node_type, text_bytes);
+      return NewRecord<DocumentTypeNode>(document, node_type, 0);
     case DOM_NOTATION_NODE:
-      return NewRecord<NotationNode>(document, node_type, text_bytes);
+      return NewRecord<NotationNode>(document, node_type, 0);
     case DOM_ENTITY_REFERENCE_NODE:
     case DOM_DOCUMENT_FRAGMENT_NODE:
-      return NewRecord<ParentNode>(document, node_type, text_bytes);
+      return NewRecord<ParentNode>(document, node_type, 0);
     default:
-      return NewRecord<CharacterDataNode>(document, node_type, text_bytes);
+      return NewRecord<CharacterDataNode>(document, node_type, 0);
   }
 }
 
-DOM_String* CopyTo(char* memory, const MeasuredText& text) {
-  std::memmove(memory, text.text, text.bytes - 1);
+/// Copies the first and the last word, which may overlap, of `length` bytes.
+template <typename Word>
+void CopyEnds(char* to, const char* from, size_t length) {
+  Word first = 0;
+  Word last = 0;
+  std::memcpy(&first, from, sizeof first);
+  std::memcpy(&last, from + length - sizeof last, sizeof last);
+  std::memcpy(to, &first, sizeof first);
+  std::memcpy(to + length - sizeof last, &last, sizeof last);
+}
+
+/// Most texts are so short that the call of memmove would cost more than the copy.
+void CopyBytes(char* to, const char* from, size_t length) {
+  if (length > 2 * sizeof(uint64_t)) {
+    std::memmove(to, from, length);
+  } else if (length >= sizeof(uint64_t)) {
+    CopyEnds<uint64_t>(to, from, length);
+  } else if (length >= sizeof(uint32_t)) {
+    CopyEnds<uint32_t>(to, from, length);
+  } else if (length >= sizeof(uint16_t)) {
+    CopyEnds<uint16_t>(to, from, length);
+  } else if (length == 1) {
+    *to = *from;
+  }
+}
+
+DOM_String* CopyTo(char* memory, MeasuredText text) {
+  CopyBytes(memory, text.text, text.bytes - 1);
   memory[text.bytes - 1] = '\0';
   return memory;
 }
@@ -113,16 +140,32 @@ size_t RoomFrom(DOM_Node* node, const char* place) {
 
 /// A copy of `text` for a fresh node: behind the first `used` bytes of its room if that is large
 /// enough, otherwise in a block of its own. Null with errno set when memory ran out.
-DOM_String* CopyForNode(DOM_Node* node, size_t used, const MeasuredText& text) {
-  if (used + text.bytes > static_cast<const NodeRecord*>(node)->text_room) {
+template <typename Record>
+DOM_String* CopyForNode(Record* node, size_t used, MeasuredText text) {
+  if (used + text.bytes > node->text_room) {
     return CopyOf(text);
   }
-  return CopyTo(TextRoom(node) + used, text);
+  return CopyTo(reinterpret_cast<char*>(node) + kRecordSize<Record> + used, text);
 }
 
-/// Gives a fresh node, which may be null, its texts. Null, with the node freed and errno set, when
+/// Gives a fresh node, which may be null, its name. Null, with the node freed and errno set, when
 /// memory ran out.
-DOM_Node* WithTexts(DOM_Node* node, const MeasuredText& name, const MeasuredText& value) {
+template <typename Record>
+DOM_Node* WithName(Record* node, MeasuredText name) {
+  if (node == nullptr) {
+    return nullptr;
+  }
+  node->nodeName = CopyForNode(node, 0, name);
+  if (node->nodeName == nullptr) {
+    FreeRecord(node);
+    return nullptr;
+  }
+  return node;
+}
+
+/// The same with its name and value.
+template <typename Record>
+DOM_Node* WithTexts(Record* node, MeasuredText name, MeasuredText value) {
   if (node == nullptr) {
     return nullptr;
   }
@@ -151,50 +194,48 @@ const DOM_String* ConstantName(uint16_t node_type) {
 }  // namespace
 
 DOM_Node* NewNode(DOM_Document* document, uint16_t node_type) {
-  DOM_Node* const node = NewRoomyNode(document, node_type, 0);
+  DOM_Node* const node = NewBareNode(document, node_type);
   if (node != nullptr && node_type == DOM_DOCUMENT_NODE) {
     AddToLive(static_cast<DocumentNode*>(node));
   }
   return node;
 }
 
-DOM_Node* NewNamedNode(DOM_Document* document, uint16_t node_type, const MeasuredText& name) {
-  DOM_Node* const node = NewRoomyNode(document, node_type, name.bytes);
-  if (node == nullptr) {
-    return nullptr;
+DOM_Node* NewNamedNode(DOM_Document* document, uint16_t node_type, MeasuredText name) {
+  switch (node_type) {
+    case DOM_ELEMENT_NODE:
+      return WithName(NewRecord<ElementNode>(document, node_type, name.bytes), name);
+    case DOM_DOCUMENT_TYPE_NODE:
+      return WithName(NewRecord<DocumentTypeNode>(document, node_type, name.bytes), name);
+    default:
+      return WithName(NewRecord<ParentNode>(document, node_type, name.bytes), name);
   }
-  node->nodeName = CopyForNode(node, 0, name);
-  if (node->nodeName == nullptr) {
-    FreeRecord(node);
-    return nullptr;
-  }
-  return node;
 }
 
-DOM_Node* NewNamedNode(DOM_Document* document, uint16_t node_type, const MeasuredText& name,
-                       const MeasuredText& value) {
-  return WithTexts(NewRoomyNode(document, node_type, name.bytes + value.bytes), name, value);
+DOM_ProcessingInstruction* NewInstruction(DOM_Document* document, MeasuredText target,
+                                          MeasuredText data) {
+  return WithTexts(NewRecord<ProcessingInstructionNode>(document, DOM_PROCESSING_INSTRUCTION_NODE,
+                                                        size_t{target.bytes} + data.bytes),
+                   target, data);
 }
 
-DOM_Attr* NewAttribute(DOM_Document* document, const MeasuredText& name,
-                       const MeasuredText& value) {
-  auto* attribute = static_cast<AttributeNode*>(
-      NewRecord<AttributeNode>(document, DOM_ATTRIBUTE_NODE, name.bytes + value.bytes));
+DOM_Attr* NewAttribute(DOM_Document* document, MeasuredText name, MeasuredText value) {
+  AttributeNode* const attribute =
+      NewRecord<AttributeNode>(document, DOM_ATTRIBUTE_NODE, size_t{name.bytes} + value.bytes);
   if (attribute != nullptr) {
     attribute->specified = 1;
   }
   return WithTexts(attribute, name, value);
 }
 
-DOM_CharacterData* NewCharacterData(DOM_Document* document, uint16_t node_type,
-                                    const MeasuredText& data) {
-  DOM_Node* const node = NewRecord<CharacterDataNode>(document, node_type, data.bytes);
+DOM_CharacterData* NewCharacterData(DOM_Document* document, uint16_t node_type, MeasuredText data) {
+  auto* const node = NewRecord<CharacterDataNode>(document, node_type, data.bytes);
   if (node == nullptr) {
     return nullptr;
   }
   node->nodeName = ConstantName(node_type);
   node->nodeValue = CopyForNode(node, 0, data);
-  static_cast<CharacterDataNode*>(node)->length = data.columns;
+  node->length = data.columns;
   if (node->nodeValue == nullptr) {
     FreeRecord(node);
     return nullptr;
@@ -208,12 +249,12 @@ void FreeRecord(DOM_Node* node) {
   GiveBackBlock({node, record->place}, size);
 }
 
-DOM_String* CopyOf(const MeasuredText& text) {
+DOM_String* CopyOf(MeasuredText text) {
   auto* copy = static_cast<char*>(std::malloc(text.bytes));
   return copy != nullptr ? CopyTo(copy, text) : nullptr;
 }
 
-bool ReplaceValue(DOM_Node* node, const MeasuredText& value) {
+bool ReplaceValue(DOM_Node* node, MeasuredText value) {
   if (StandsInRoom(node, node->nodeValue) && value.bytes <= RoomFrom(node, node->nodeValue)) {
     ExchangeValue(node, CopyTo(node->nodeValue, value), value.columns);
     return true;
@@ -235,22 +276,21 @@ DOM_String* ExchangeValue(DOM_Node* node, DOM_String* value, uint32_t length) {
   return previous;
 }
 
-bool MeasureText(const DOM_String* text, MeasuredText& measured) {
+MeasuredText Measured(const DOM_String* text) {
+  constexpr MeasuredText kNone{nullptr, 0, 0};
   if (text == nullptr) {
     errno = EINVAL;
-    return false;
+    return kNone;
   }
   const size_t length = std::strlen(text);
   if (length <= INT_MAX && IsAscii(text, length)) {
-    measured = {text, length + 1, static_cast<uint32_t>(length)};
-    return true;
+    return {text, static_cast<uint32_t>(length) + 1, static_cast<uint32_t>(length)};
   }
   const int bytes = mbssize(text);
   if (bytes < 0) {
-    return false;
+    return kNone;
   }
-  measured = {text, static_cast<size_t>(bytes) + 1, static_cast<uint32_t>(mbslen(text))};
-  return true;
+  return {text, static_cast<uint32_t>(bytes) + 1, static_cast<uint32_t>(mbslen(text))};
 }
 
 }  // namespace qvx::dom

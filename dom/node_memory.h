@@ -14,16 +14,22 @@
 
 namespace qvx::dom {
 
-/// A text that can be copied.
+/// A text that can be copied. It is small enough to be handed on in registers.
 struct MeasuredText {
   const DOM_String* text;
-  size_t bytes;      ///< of a copy, its NUL included
+  uint32_t bytes;    ///< of a copy, its NUL included
   uint32_t columns;  ///< what character data of that text has as its length
 };
 
-/// Measures `text`. Returns false with errno EINVAL (null) or EILSEQ (undecodable) when it cannot
-/// be copied. Leaves the error cell alone.
-bool MeasureText(const DOM_String* text, MeasuredText& measured);
+/// Measures `text`. The text of the result is null, with errno EINVAL (null) or EILSEQ
+/// (undecodable), when it cannot be copied. Leaves the error cell alone.
+MeasuredText Measured(const DOM_String* text);
+
+/// The same; returns false when the text cannot be copied.
+inline bool MeasureText(const DOM_String* text, MeasuredText& measured) {
+  measured = Measured(text);
+  return measured.text != nullptr;
+}
 
 // These return null with errno set when memory ran out, and record nothing.
 
@@ -31,17 +37,18 @@ bool MeasureText(const DOM_String* text, MeasuredText& measured);
 /// document type views set up.
 DOM_Node* NewNode(DOM_Document* document, uint16_t node_type);
 
-/// Makes a node with copies of its name, or of its name and value.
-DOM_Node* NewNamedNode(DOM_Document* document, uint16_t node_type, const MeasuredText& name);
-DOM_Node* NewNamedNode(DOM_Document* document, uint16_t node_type, const MeasuredText& name,
-                       const MeasuredText& value);
+/// Makes an element, document type or entity reference with a copy of its name.
+DOM_Node* NewNamedNode(DOM_Document* document, uint16_t node_type, MeasuredText name);
+
+/// Makes a processing instruction with copies of its target and data.
+DOM_ProcessingInstruction* NewInstruction(DOM_Document* document, MeasuredText target,
+                                          MeasuredText data);
 
 /// Makes a text, CDATA section or comment with a copy of its data.
-DOM_CharacterData* NewCharacterData(DOM_Document* document, uint16_t node_type,
-                                    const MeasuredText& data);
+DOM_CharacterData* NewCharacterData(DOM_Document* document, uint16_t node_type, MeasuredText data);
 
 /// Makes an attribute.
-DOM_Attr* NewAttribute(DOM_Document* document, const MeasuredText& name, const MeasuredText& value);
+DOM_Attr* NewAttribute(DOM_Document* document, MeasuredText name, MeasuredText value);
 
 /// Gives back the block of `node`.
 void FreeRecord(DOM_Node* node);
@@ -67,10 +74,10 @@ inline void FreeText(DOM_Node* node, const char* text) {
 
 /// Makes a copy of `value` the value of `node`, where the old one stood if it has room there.
 /// Returns false with errno set, and nothing changed, when memory ran out.
-bool ReplaceValue(DOM_Node* node, const MeasuredText& value);
+bool ReplaceValue(DOM_Node* node, MeasuredText value);
 
 /// A copy of `text` from malloc; null with errno set when memory ran out.
-DOM_String* CopyOf(const MeasuredText& text);
+DOM_String* CopyOf(MeasuredText text);
 
 /// Makes `value` (from malloc, handed over) the value of `node`; for character data, `length` its
 /// length. The old value is returned and must be released with FreeText.

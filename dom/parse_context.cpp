@@ -55,22 +55,25 @@ DOM_Node* CreateText(DOM_Document* document, uint16_t node_type, const char* tex
 
 /// Reports as the public factories do.
 [[gnu::noinline]] void ReportUnmadeText(uint16_t node_type) {
-  ReportUnmade({trace_modules::kDom, node_type == DOM_TEXT_NODE
-                                         ? "DOM_Document_createTextNode"
-                                         : "DOM_Document_createCDATASection"});
+  ReportUnmade(node_type == DOM_TEXT_NODE ? "DOM_Document_createTextNode"
+                                          : "DOM_Document_createCDATASection");
 }
 
-/// A node of the `length` bytes in the conversion buffer; null, recorded, when it cannot be made.
-DOM_Node* MakeText(DOM_Document* document, uint16_t node_type, const char* text, size_t length) {
-  if (!IsAscii(text, length)) {
-    return CreateText(document, node_type, text);
-  }
-  DOM_Node* const node =
-      NewCharacterData(document, node_type, {text, length + 1, static_cast<uint32_t>(length)});
+/// A node of `length` bytes, which are ASCII; null, recorded, when it cannot be made.
+DOM_Node* MakeAsciiText(DOM_Document* document, uint16_t node_type, const char* bytes,
+                        size_t length) {
+  const auto columns = static_cast<uint32_t>(length);
+  DOM_Node* const node = NewCharacterData(document, node_type, {bytes, columns + 1, columns});
   if (node == nullptr) {
     ReportUnmadeText(node_type);
   }
   return node;
+}
+
+/// A node of what is in the conversion buffer; null, recorded, when it cannot be made.
+DOM_Node* MakeText(DOM_Document* document, uint16_t node_type, const char* text, size_t length) {
+  return IsAscii(text, length) ? MakeAsciiText(document, node_type, text, length)
+                               : CreateText(document, node_type, text);
 }
 
 /// As MakeText, with the conversion buffer itself as the value.
@@ -100,7 +103,7 @@ DOM_Node* MakeText(DOM_Document* document, uint16_t node_type, const char* text,
   Fail({kModule, kTextHandler}, kNullParameter);
 }
 [[gnu::noinline]] void RefuseText(const DOM_Node* parent, DOM_Node* node) {
-  Refuse({kModule, kTextHandler}, parent, node);
+  Refuse(kTextHandler, parent, node);
 }
 
 /// Whether the pieces of a text run may be put together before anyone sees them.
@@ -120,6 +123,13 @@ bool Collect(DOM_ParseContext& context, const char* bytes, size_t size) {
   return true;
 }
 
+/// Appends a text, which may not have been made, to the open node.
+inline void AddText(DOM_Node* top, DOM_Node* node) {
+  if (node == nullptr || !IsAdopted(top, node)) {
+    RefuseText(top, node);
+  }
+}
+
 /// Makes a node of what has been collected.
 void AddCollected(DOM_ParseContext& context, uint16_t node_type) {
   const size_t length = std::exchange(context.text_length, 0);
@@ -129,18 +139,23 @@ void AddCollected(DOM_ParseContext& context, uint16_t node_type) {
     FailText();
     return;
   }
-  DOM_Node* const node = length >= kHandedOver
-                             ? HandOverText(context, top->ownerDocument, node_type, length)
-                             : MakeText(top->ownerDocument, node_type, context.buffer, length);
-  if (node == nullptr || !IsAdopted(top, node)) {
-    RefuseText(top, node);
-  }
+  AddText(top, length >= kHandedOver
+                   ? HandOverText(context, top->ownerDocument, node_type, length)
+                   : MakeText(top->ownerDocument, node_type, context.buffer, length));
 }
 
-/// A piece that is a node of its own.
-void AddPiece(DOM_ParseContext& context, const char* bytes, size_t size) {
-  if (FinishText(context) && Collect(context, bytes, size)) {
-    AddCollected(context, context.in_cdata ? DOM_CDATA_SECTION_NODE : DOM_TEXT_NODE);
+/// A piece that is a node of its own. ASCII needs no way through the conversion buffer, since its
+/// end is known.
+[[gnu::noinline]] void AddPiece(DOM_ParseContext& context, DOM_Node* top, const char* bytes,
+                                size_t size) {
+  if (!FinishText(context)) {
+    return;
+  }
+  const uint16_t node_type = context.in_cdata ? DOM_CDATA_SECTION_NODE : DOM_TEXT_NODE;
+  if (IsAscii(bytes, size)) {
+    AddText(top, MakeAsciiText(top->ownerDocument, node_type, bytes, size));
+  } else if (Collect(context, bytes, size)) {
+    AddCollected(context, node_type);
   }
 }
 
@@ -153,7 +168,8 @@ void chardata_fn(void* user_data, const XML_Char* bytes, int length) {
     return;
   }
   DOM_ParseContext& context = ContextOf(user_data);
-  if (stack_peek(context.open_nodes) == nullptr) {
+  auto* const top = static_cast<DOM_Node*>(stack_peek(context.open_nodes));
+  if (top == nullptr) {
     FailText();
     return;
   }
@@ -162,7 +178,7 @@ void chardata_fn(void* user_data, const XML_Char* bytes, int length) {
     Collect(context, bytes, size);
     return;
   }
-  AddPiece(context, bytes, size);
+  AddPiece(context, top, bytes, size);
 }
 
 void cdata_start_fn(void* user_data) {
@@ -179,20 +195,24 @@ void cdata_end_fn(void* user_data) {
 
 }  // namespace
 
-DOM_Node* FailWithoutTop(const TraceSite& site, const int32_t& code) {
-  Fail(site, code);
+[[gnu::noinline]] DOM_Node* FailWithoutTop(const char* handler, const int32_t& code) {
+  Fail({kModule, handler}, code);
   return nullptr;
 }
 
-void Push(const TraceSite& site, const DOM_ParseContext& context, DOM_Node* node) {
+void Push(const char* handler, const DOM_ParseContext& context, DOM_Node* node) {
   if (stack_push(context.open_nodes, node) != 0) {
-    _exception = errno;
-    TracePropagation(site);
+    FailWithErrno(handler);
   }
 }
 
-DOM_Node* Refuse(const TraceSite& site, const DOM_Node* parent, DOM_Node* node) {
-  TracePropagation(site);
+[[gnu::noinline]] void FailWithErrno(const char* handler) {
+  _exception = errno;
+  TracePropagation({kModule, handler});
+}
+
+[[gnu::noinline]] DOM_Node* Refuse(const char* handler, const DOM_Node* parent, DOM_Node* node) {
+  TracePropagation({kModule, handler});
   DOM_Document_destroyNode(parent->ownerDocument, node);
   return nullptr;
 }

@@ -17,7 +17,6 @@
 #include "dom/linking.h"
 #include "dom/listeners.h"
 #include "support/stack.h"
-#include "support/trace.h"
 
 struct XML_ParserStruct;
 
@@ -29,6 +28,7 @@ struct DOM_ParseContext {
   bool in_cdata;             ///< between the start and the end of a CDATA section
   size_t text_length;        ///< bytes of the text run that is being collected in the buffer
   XML_ParserStruct* parser;  ///< borrowed
+  bool has_attribute_lists;  ///< declared ones, which may add attributes to start tags
   uint32_t nested_entities;  ///< declared entities that refer to others
   uint32_t defaulted_attributes;  ///< attributes that came from declarations
 };
@@ -45,17 +45,22 @@ inline DOM_ParseContext& ContextOf(void* user_data) {
   return *static_cast<DOM_ParseContext*>(user_data);
 }
 
-/// Records `code` at `site`; returns null.
-DOM_Node* FailWithoutTop(const TraceSite& site, const int32_t& code);
+// A handler hands its name on and not a site, which would be built at every call.
+
+/// Records `code` for that handler; returns null.
+DOM_Node* FailWithoutTop(const char* handler, const int32_t& code);
 
 /// The innermost open node; null, with `code` recorded, when there is none.
-inline DOM_Node* Top(const TraceSite& site, const DOM_ParseContext& context, const int32_t& code) {
+inline DOM_Node* Top(const char* handler, const DOM_ParseContext& context, const int32_t& code) {
   auto* top = static_cast<DOM_Node*>(stack_peek(context.open_nodes));
-  return top != nullptr ? top : FailWithoutTop(site, code);
+  return top != nullptr ? top : FailWithoutTop(handler, code);
 }
 
+/// Puts errno into the error cell and appends the line of the handler.
+void FailWithErrno(const char* handler);
+
 /// Makes `node` the innermost open one.
-void Push(const TraceSite& site, const DOM_ParseContext& context, DOM_Node* node);
+void Push(const char* handler, const DOM_ParseContext& context, DOM_Node* node);
 
 /// Appends a node that was just made and fits under every element. Returns whether it was not
 /// refused.
@@ -63,18 +68,20 @@ inline bool IsAdopted(DOM_Node* parent, DOM_Node* node) {
   if (parent->nodeType != DOM_ELEMENT_NODE || MayBeHeard()) {
     return DOM_Node_appendChild(parent, node) != nullptr;
   }
-  LinkChild(parent, node, nullptr);
-  NoteChange(parent);
+  LinkFresh(parent, node);
+  if (!LeadsToCommonParent(parent, parent->ownerDocument)) {
+    updateCommonParent(parent);
+  }
   return true;
 }
 
 /// Destroys `node` (may be null), which was not made or was refused. Returns null.
-DOM_Node* Refuse(const TraceSite& site, const DOM_Node* parent, DOM_Node* node);
+DOM_Node* Refuse(const char* handler, const DOM_Node* parent, DOM_Node* node);
 
 /// Appends a node that was just made. Returns it; or null, with the node destroyed, when it is null
 /// or was refused.
-inline DOM_Node* Adopt(const TraceSite& site, DOM_Node* parent, DOM_Node* node) {
-  return node != nullptr && IsAdopted(parent, node) ? node : Refuse(site, parent, node);
+inline DOM_Node* Adopt(const char* handler, DOM_Node* parent, DOM_Node* node) {
+  return node != nullptr && IsAdopted(parent, node) ? node : Refuse(handler, parent, node);
 }
 
 /// Makes a text node of what is being collected. Returns whether no failure is pending, be it of

@@ -32,17 +32,28 @@ constexpr uint32_t kNestedEntities = 4096;
 /// for any memory.
 constexpr uint32_t kDefaultedAttributes = 100000;
 
+// What fails is told out of line, so that it costs the handlers nothing.
+[[gnu::noinline]] void TraceElement(const char* handler, const XML_Char* name) {
+  qvx::TracePropagationDetails({kModule, handler}, "name=%s", name);
+}
+[[gnu::noinline]] void TraceAttribute(const char* handler) {
+  TracePropagation({kModule, handler});
+}
+
 /// What every handler that changes the tree does first. Returns the node to append to; null when
 /// the handler must not do anything, since a failure is pending or there is no open node (`code` is
 /// recorded).
-DOM_Node* Enter(const TraceSite& site, void* user_data, const int32_t& code) {
+DOM_Node* Enter(const char* handler, void* user_data, const int32_t& code) {
   DOM_ParseContext& context = ContextOf(user_data);
-  return FinishText(context) ? Top(site, context, code) : nullptr;
+  return FinishText(context) ? Top(handler, context, code) : nullptr;
 }
 
 /// Counts what the declarations added to the attributes of a start tag. Returns false, recorded,
 /// when it is too much.
-bool CountDefaulted(const TraceSite& site, DOM_ParseContext& context, const XML_Char** attributes) {
+bool CountDefaulted(const char* handler, DOM_ParseContext& context, const XML_Char** attributes) {
+  if (!context.has_attribute_lists) {
+    return true;
+  }
   const XML_Char** defaulted = attributes + XML_GetSpecifiedAttributeCount(context.parser);
   for (; *defaulted != nullptr; defaulted += 2) {
     ++context.defaulted_attributes;
@@ -50,13 +61,13 @@ bool CountDefaulted(const TraceSite& site, DOM_ParseContext& context, const XML_
   if (context.defaulted_attributes <= kDefaultedAttributes) {
     return true;
   }
-  Fail(site, DOM_PARSER_ERR);
+  Fail({kModule, handler}, DOM_PARSER_ERR);
   return false;
 }
 
 void start_fn(void* user_data, const XML_Char* name, const XML_Char** attributes) {
-  DOM_Node* top = Enter({kModule, __func__}, user_data, kNullParameter);
-  if (top == nullptr || !CountDefaulted({kModule, __func__}, ContextOf(user_data), attributes)) {
+  DOM_Node* top = Enter(__func__, user_data, kNullParameter);
+  if (top == nullptr || !CountDefaulted(__func__, ContextOf(user_data), attributes)) {
     return;
   }
   // Only a handler, at the element's insertion, can have set attributes that the look-up would
@@ -64,44 +75,43 @@ void start_fn(void* user_data, const XML_Char* name, const XML_Char** attributes
   const auto set_attribute = MayBeHeard() ? DOM_Element_setAttribute : AddAttribute;
   DOM_Element* element = DOM_Document_createElement(top->ownerDocument, name);
   if (element == nullptr && _exception == ENOMEM) {
-    qvx::TracePropagationDetails({kModule, __func__}, "name=%s", name);
+    TraceElement(__func__, name);
     return;
   }
-  if (Adopt({kModule, __func__}, top, element) == nullptr) {
+  if (Adopt(__func__, top, element) == nullptr) {
     return;
   }
   for (; *attributes != nullptr; attributes += 2) {
     set_attribute(element, attributes[0], attributes[1]);
     if (_exception != 0) {
-      TracePropagation({kModule, __func__});
+      TraceAttribute(__func__);
       return;
     }
   }
-  Push({kModule, __func__}, ContextOf(user_data), element);
+  Push(__func__, ContextOf(user_data), element);
 }
 
-void Pop(const TraceSite& site, void* user_data) {
+void Pop(const char* handler, void* user_data) {
   DOM_ParseContext& context = ContextOf(user_data);
   // A node that stays open, because memory ran out, would get what belongs behind it.
   if (FinishText(context) && stack_pop(context.open_nodes) == nullptr) {
-    _exception = errno;
-    TracePropagation(site);
+    FailWithErrno(handler);
   }
 }
 
 void end_fn(void* user_data, const XML_Char* /*name*/) {
-  Pop({kModule, __func__}, user_data);
+  Pop(__func__, user_data);
 }
 
 void comment_fn(void* user_data, const XML_Char* data) {
-  if (DOM_Node* top = Enter({kModule, __func__}, user_data, DOM_PARSER_ERR)) {
-    Adopt({kModule, __func__}, top, DOM_Document_createComment(top->ownerDocument, data));
+  if (DOM_Node* top = Enter(__func__, user_data, DOM_PARSER_ERR)) {
+    Adopt(__func__, top, DOM_Document_createComment(top->ownerDocument, data));
   }
 }
 
 void processing_fn(void* user_data, const XML_Char* target, const XML_Char* data) {
-  if (DOM_Node* top = Enter({kModule, __func__}, user_data, DOM_PARSER_ERR)) {
-    Adopt({kModule, __func__}, top,
+  if (DOM_Node* top = Enter(__func__, user_data, DOM_PARSER_ERR)) {
+    Adopt(__func__, top,
           DOM_Document_createProcessingInstruction(top->ownerDocument, target, data));
   }
 }
@@ -125,7 +135,7 @@ bool CopyInto(Text*& field, DOM_ParseContext& context, const XML_Char* source, s
 
 void xmldecl_fn(void* user_data, const XML_Char* version, const XML_Char* encoding,
                 int standalone) {
-  DOM_Node* top = Enter({kModule, __func__}, user_data, DOM_PARSER_ERR);
+  DOM_Node* top = Enter(__func__, user_data, DOM_PARSER_ERR);
   if (top == nullptr) {
     return;
   }
@@ -143,7 +153,7 @@ void xmldecl_fn(void* user_data, const XML_Char* version, const XML_Char* encodi
 
 void doctype_start_fn(void* user_data, const XML_Char* name, const XML_Char* system_id,
                       const XML_Char* public_id, int /*has_internal_subset*/) {
-  DOM_Node* top = Enter({kModule, __func__}, user_data, DOM_PARSER_ERR);
+  DOM_Node* top = Enter(__func__, user_data, DOM_PARSER_ERR);
   if (top == nullptr) {
     return;
   }
@@ -152,21 +162,23 @@ void doctype_start_fn(void* user_data, const XML_Char* name, const XML_Char* sys
     return;
   }
   DOM_DocumentType* doctype = DOM_Implementation_createDocumentType(name, public_id, system_id);
-  if (Adopt({kModule, __func__}, top, doctype) != nullptr) {
-    Push({kModule, __func__}, ContextOf(user_data), doctype);
+  if (Adopt(__func__, top, doctype) != nullptr) {
+    Push(__func__, ContextOf(user_data), doctype);
   }
 }
 
 void doctype_end_fn(void* user_data) {
-  Pop({kModule, __func__}, user_data);
+  Pop(__func__, user_data);
 }
 
 void eldecl_fn(void* user_data, const XML_Char* /*name*/, XML_Content* model) {
   XML_FreeContentModel(ContextOf(user_data).parser, model);
 }
 
-void attdecl_fn(void* /*user_data*/, const XML_Char* /*element*/, const XML_Char* /*attribute*/,
-                const XML_Char* /*type*/, const XML_Char* /*default_value*/, int /*is_required*/) {}
+void attdecl_fn(void* user_data, const XML_Char* /*element*/, const XML_Char* /*attribute*/,
+                const XML_Char* /*type*/, const XML_Char* /*default_value*/, int /*is_required*/) {
+  ContextOf(user_data).has_attribute_lists = true;
+}
 
 /// An entity or notation as it is declared; all but the name may be null.
 struct Declaration {
@@ -179,15 +191,15 @@ struct Declaration {
   const XML_Char* notation_name;
 };
 
-void Declare(const TraceSite& site, void* user_data, const Declaration& declaration) {
-  DOM_Node* top = Enter(site, user_data, DOM_PARSER_ERR);
+void Declare(const char* handler, void* user_data, const Declaration& declaration) {
+  DOM_Node* top = Enter(handler, user_data, DOM_PARSER_ERR);
   if (top == nullptr) {
     return;
   }
   DOM_ParseContext& context = ContextOf(user_data);
   DOM_Node* node = Document_createNode(top->ownerDocument, declaration.node_type);
   if (node == nullptr) {
-    TracePropagation(site);
+    TracePropagation({kModule, handler});
     return;
   }
   DOM_ExternalIdFields& ids = DOM_ExternalIdPart(node);
@@ -196,11 +208,11 @@ void Declare(const TraceSite& site, void* user_data, const Declaration& declarat
       !CopyInto(ids.publicId, context, declaration.public_id, kWhole) ||
       !CopyInto(ids.systemId, context, declaration.system_id, kWhole) ||
       !CopyInto(ids.notationName, context, declaration.notation_name, kWhole)) {
-    TracePropagation(site);
+    TracePropagation({kModule, handler});
     DOM_Document_destroyNode(top->ownerDocument, node);
     return;
   }
-  Adopt(site, top, node);
+  Adopt(handler, top, node);
 }
 
 void entdecl_fn(void* user_data, const XML_Char* name, int is_parameter, const XML_Char* value,
@@ -215,14 +227,14 @@ void entdecl_fn(void* user_data, const XML_Char* name, int is_parameter, const X
     Fail({kModule, __func__}, DOM_PARSER_ERR);
     return;
   }
-  Declare({kModule, __func__}, user_data,
+  Declare(__func__, user_data,
           {DOM_ENTITY_NODE, name, value, static_cast<size_t>(value_length), public_id, system_id,
            notation_name});
 }
 
 void notationdecl_fn(void* user_data, const XML_Char* name, const XML_Char* /*base*/,
                      const XML_Char* system_id, const XML_Char* public_id) {
-  Declare({kModule, __func__}, user_data,
+  Declare(__func__, user_data,
           {DOM_NOTATION_NODE, name, nullptr, 0, public_id, system_id, nullptr});
 }
 
