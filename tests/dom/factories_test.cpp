@@ -53,6 +53,19 @@ TEST(Factories, MakeNodesWithCopiesOfTheirTexts) {
   }
 }
 
+TEST(Factories, CopyTextsOfEveryLength) {
+  const Tree tree;
+  const std::string letters = "abcdefghijklmnopqrstuvwxyz";
+  for (size_t length = 0; length <= letters.size(); ++length) {
+    SCOPED_TRACE(length);
+    const std::string text = letters.substr(0, length);
+    const OwnedNode node(DOM_Document_createTextNode(tree.document(), text.c_str()));
+    EXPECT_EQ(Text(node->nodeValue), text);
+    DOM_Node_setNodeValue(node.get(), node->nodeValue + length / 3);
+    EXPECT_EQ(Text(node->nodeValue), text.substr(length / 3));
+  }
+}
+
 TEST(Factories, DocumentTakesItsDocumentType) {
   DOM_DocumentType* const doctype = DOM_Implementation_createDocumentType("t", "public", nullptr);
   const OwnedNode document(DOM_Implementation_createDocument("uri", "name", doctype));
