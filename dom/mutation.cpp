@@ -159,11 +159,12 @@ DOM_Node* ReplaceByNode(const char* function, DOM_Node* parent, DOM_Node* node, 
   if (!MakeReady(function, parent, node, old) || old->parentNode != parent) {
     return nullptr;
   }
+  const bool may_change_meanwhile = MayBeHeard();
   AnnounceRemoval(parent, old);
   if (old->parentNode != parent) {
     return nullptr;
   }
-  if (!IsReady(parent, node, old)) {
+  if (may_change_meanwhile && !IsReady(parent, node, old)) {
     Fail({kModule, function}, DOM_HIERARCHY_REQUEST_ERR);
     return nullptr;
   }
