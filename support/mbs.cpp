@@ -22,15 +22,6 @@ constexpr size_t kMaximum = INT_MAX;  // every result has to fit an int
 
 enum class Unit { kColumns, kCharacters };
 
-constexpr uint64_t kHighBits = 0x8080808080808080;
-
-template <typename Word>
-Word At(const char* text) {
-  Word word = 0;
-  std::memcpy(&word, text, sizeof word);
-  return word;
-}
-
 /// Every walk ends at the NUL, so the NUL does not count as ASCII.
 bool IsAsciiCharacter(char byte) {
   return static_cast<signed char>(byte) > 0;
@@ -44,7 +35,8 @@ size_t AsciiRun(const char* text, size_t limit) {
   size_t run = 0;
   while (run < limit && IsAsciiCharacter(text[run])) {
     const size_t end = run + strnlen(text + run, std::min(limit - run, kBlock));
-    while (end - run >= sizeof(uint64_t) && (At<uint64_t>(text + run) & kHighBits) == 0) {
+    while (end - run >= sizeof(uint64_t) &&
+           (qvx::NumberAt<uint64_t>(text + run) & qvx::kHighBits) == 0) {
       run += sizeof(uint64_t);
     }
     while ((run < end) && IsAsciiCharacter(text[run])) {
@@ -171,23 +163,6 @@ char* Position(const char* text, size_t offset) {
 }
 
 }  // namespace
-
-bool qvx::IsAscii(const char* text, size_t length) {
-  uint64_t bits = 0;
-  if (length >= sizeof bits) {
-    for (size_t at = 0; at < length - sizeof bits; at += sizeof bits) {
-      bits |= At<uint64_t>(text + at);
-    }
-    bits |= At<uint64_t>(text + length - sizeof bits);
-  } else if (length >= sizeof(uint32_t)) {
-    bits = At<uint32_t>(text) | At<uint32_t>(text + length - sizeof(uint32_t));
-  } else {
-    for (; length > 0; --length) {
-      bits |= At<uint8_t>(text + length - 1);
-    }
-  }
-  return (bits & kHighBits) == 0;
-}
 
 int mbsnsize(const char* text, size_t byte_limit, int32_t column_limit) {
   const auto measured =

@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 /// Returns the bytes of the leading characters that fit both limits, without the NUL. The count
 /// limit is in columns; a character without a width (a control character) counts 1. Returns -1 on
@@ -49,9 +50,35 @@ char* mbschr(const char* text, wchar_t wanted);
 
 namespace qvx {
 
+/// What no byte of an ASCII text has.
+inline constexpr uint64_t kHighBits = 0x8080808080808080;
+
+/// The number that stands at `place`, which need not be aligned.
+template <typename Number>
+Number NumberAt(const char* place) {
+  Number number = 0;
+  std::memcpy(&number, place, sizeof number);
+  return number;
+}
+
 /// Whether `length` bytes are all ASCII. Every locale decodes such a text byte by byte: it has as
 /// many characters and, as the operations above count them, columns as bytes.
-bool IsAscii(const char* text, size_t length);
+inline bool IsAscii(const char* text, size_t length) {
+  uint64_t bits = 0;
+  if (length >= sizeof bits) {
+    for (size_t at = 0; at < length - sizeof bits; at += sizeof bits) {
+      bits |= NumberAt<uint64_t>(text + at);
+    }
+    bits |= NumberAt<uint64_t>(text + length - sizeof bits);
+  } else if (length >= sizeof(uint32_t)) {
+    bits = NumberAt<uint32_t>(text) | NumberAt<uint32_t>(text + length - sizeof(uint32_t));
+  } else {
+    for (; length > 0; --length) {
+      bits |= NumberAt<uint8_t>(text + length - 1);
+    }
+  }
+  return (bits & kHighBits) == 0;
+}
 
 }  // namespace qvx
 
