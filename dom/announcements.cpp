@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "dom/common_parent.h"
+#include "dom/dispatch.h"
 #include "dom/failure.h"
 #include "dom/listeners.h"
 #include "dom/node_array.h"
@@ -15,6 +16,10 @@ namespace qvx::dom {
 namespace {
 
 constexpr const char* kModule = qvx::trace_modules::kEvents;
+
+// What is put into a tree is mostly small, and so are the texts of events.
+constexpr size_t kUsualSubtree = 32;
+constexpr size_t kUsualText = 128;
 
 /// If memory runs out, the event is dropped.
 void RecordLostEvent() {
@@ -31,12 +36,14 @@ struct Details {
   uint16_t change = 0;
 };
 
-void Dispatch(DOM_Node* target, const DOM_String* type, Bubbling bubbling,
-              const Details& details = {}) {
+void Dispatch(DOM_Node* target, EventType type, Bubbling bubbling, const Details& details = {}) {
+  if (!IsAwaited(target, type)) {
+    return;
+  }
   DOM_MutationEvent event{};
-  DOM_MutationEvent_initMutationEvent(&event, type, bubbling == Bubbling::kYes ? 1 : 0, 0,
-                                      details.related, details.previous, details.current,
-                                      details.name, details.change);
+  DOM_MutationEvent_initMutationEvent(
+      &event, event_type_names[type], bubbling == Bubbling::kYes ? 1 : 0, 0, details.related,
+      details.previous, details.current, details.name, details.change);
   DOM_EventTarget_dispatchEvent(target, &event);
 }
 
@@ -58,23 +65,27 @@ struct Postorder {
 /// announced by the operation that took it out, and one that came into it by the one that put it
 /// in.
 template <typename Order>
-void DispatchToSubtree(DOM_Node* root, const DOM_String* type) {
+void DispatchToSubtree(DOM_Node* root, EventType type) {
+  if (!MayBeHeard(type)) {
+    return;
+  }
   size_t count = 0;
   for (DOM_Node* node = Order::First(root); node != nullptr; node = Order::Next(root, node)) {
     ++count;
   }
-  const MallocArray<DOM_Node*> nodes = NewArray<DOM_Node*>(count);
-  if (nodes == nullptr) {
+  const FrameArray<DOM_Node*, kUsualSubtree> nodes(count);
+  if (nodes.get() == nullptr) {
     RecordLostEvent();
     return;
   }
   size_t gathered = 0;
   for (DOM_Node* node = Order::First(root); node != nullptr; node = Order::Next(root, node)) {
-    nodes[gathered++] = node;
+    nodes.get()[gathered++] = node;
   }
   for (size_t i = 0; i < count; ++i) {
-    if (IsWithin(root, nodes[i])) {
-      Dispatch(nodes[i], type, Bubbling::kNo);
+    DOM_Node* const node = nodes.get()[i];
+    if (IsWithin(root, node)) {
+      Dispatch(node, type, Bubbling::kNo);
     }
   }
 }
@@ -83,71 +94,84 @@ void DispatchToSubtree(DOM_Node* root, const DOM_String* type) {
 class EventText {
  public:
   explicit EventText(const DOM_String* text)
-      : copy_(text == nullptr ? nullptr : strdup(text)),
-        lost_(text != nullptr && copy_ == nullptr) {}
-  const DOM_String* get() const { return copy_.get(); }
-  bool lost() const { return lost_; }
+      : is_null_(text == nullptr), size_(is_null_ ? 0 : std::strlen(text) + 1), copy_(size_) {
+    if (!is_null_ && copy_.get() != nullptr) {
+      std::memcpy(copy_.get(), text, size_);
+    }
+  }
+  const DOM_String* get() const { return is_null_ ? nullptr : copy_.get(); }
+  bool lost() const { return copy_.get() == nullptr; }
 
  private:
-  MallocOwner<DOM_String> copy_;
-  bool lost_;
+  bool is_null_;
+  size_t size_;
+  FrameArray<DOM_String, kUsualText> copy_;
 };
 
-void DispatchValues(DOM_Element* element, DOM_Attr* attribute, const EventText& previous,
-                    const EventText& current, uint16_t change) {
-  const EventText name(attribute->nodeName);
-  if (previous.lost() || current.lost() || name.lost()) {
+/// The attribute keeps its name, and lives until the operation ends.
+void DispatchValues(DOM_Element* element, DOM_Attr* attribute, const DOM_String* previous,
+                    const DOM_String* current, uint16_t change) {
+  Dispatch(element, kAttrModified, Bubbling::kYes,
+           {attribute, previous, current, attribute->nodeName, change});
+}
+
+void DispatchAttributeValue(DOM_Element* element, DOM_Attr* attribute, const DOM_String* previous) {
+  const EventText current(attribute->nodeValue);
+  if (current.lost()) {
     RecordLostEvent();
     return;
   }
-  Dispatch(element, "DOMAttrModified", Bubbling::kYes,
-           {attribute, previous.get(), current.get(), name.get(), change});
+  DispatchValues(element, attribute, previous, current.get(), DOM_ATTR_MODIFICATION);
+}
+
+void DispatchData(DOM_CharacterData* node, const DOM_String* previous) {
+  const EventText current(node->nodeValue);
+  if (current.lost()) {
+    RecordLostEvent();
+    return;
+  }
+  Dispatch(node, kCharacterDataModified, Bubbling::kYes,
+           {.previous = previous, .current = current.get()});
 }
 
 }  // namespace
 
 void DispatchInsertion(DOM_Node* parent, DOM_Node* node) {
-  Dispatch(node, "DOMNodeInserted", Bubbling::kYes, {.related = parent});
-  DispatchToSubtree<Preorder>(node, "DOMNodeInsertedIntoDocument");
+  Dispatch(node, kNodeInserted, Bubbling::kYes, {.related = parent});
+  DispatchToSubtree<Preorder>(node, kNodeInsertedIntoDocument);
 }
 
 void DispatchRemoval(DOM_Node* parent, DOM_Node* node) {
-  Dispatch(node, "DOMNodeRemoved", Bubbling::kYes, {.related = parent});
-  DispatchToSubtree<Postorder>(node, "DOMNodeRemovedFromDocument");
+  Dispatch(node, kNodeRemoved, Bubbling::kYes, {.related = parent});
+  DispatchToSubtree<Postorder>(node, kNodeRemovedFromDocument);
 }
 
 void DispatchAttribute(DOM_Element* element, DOM_Attr* attribute, uint16_t change) {
-  const bool added = change == DOM_ATTR_ADDITION;
-  const EventText previous(added ? nullptr : attribute->nodeValue);
-  const EventText current(added ? attribute->nodeValue : nullptr);
-  DispatchValues(element, attribute, previous, current, change);
-}
-
-void AnnounceAttributeValue(DOM_Element* element, DOM_Attr* attribute, DOM_String* previous) {
-  if (!MayBeHeard()) {
-    FreeText(attribute, previous);
+  if (!IsAwaited(element, kAttrModified)) {
     return;
   }
-  const EventText previous_copy(previous);
-  const EventText current_copy(attribute->nodeValue);
-  FreeText(attribute, previous);
-  DispatchValues(element, attribute, previous_copy, current_copy, DOM_ATTR_MODIFICATION);
-}
-
-void AnnounceData(DOM_CharacterData* node, DOM_String* previous) {
-  if (!MayBeHeard()) {
-    FreeText(node, previous);
-    return;
-  }
-  const EventText previous_copy(previous);
-  const EventText current_copy(node->nodeValue);
-  FreeText(node, previous);
-  if (previous_copy.lost() || current_copy.lost()) {
+  const EventText value(attribute->nodeValue);
+  if (value.lost()) {
     RecordLostEvent();
     return;
   }
-  Dispatch(node, "DOMCharacterDataModified", Bubbling::kYes,
-           {.previous = previous_copy.get(), .current = current_copy.get()});
+  const bool added = change == DOM_ATTR_ADDITION;
+  DispatchValues(element, attribute, added ? nullptr : value.get(), added ? value.get() : nullptr,
+                 change);
+}
+
+void AnnounceAttributeValue(DOM_Element* element, DOM_Attr* attribute, DOM_String* previous) {
+  if (IsAwaited(element, kAttrModified)) {
+    DispatchAttributeValue(element, attribute, previous);
+  }
+  FreeText(attribute, previous);
+}
+
+void AnnounceData(DOM_CharacterData* node, DOM_String* previous) {
+  if (IsAwaited(node, kCharacterDataModified)) {
+    DispatchData(node, previous);
+  }
+  FreeText(node, previous);
 }
 
 }  // namespace qvx::dom
@@ -157,6 +181,6 @@ using namespace qvx::dom;
 void DOM_MutationEvent_processSubtreeModified(DOM_Document* document) {
   DOM_Node* const common_parent = IsDocument(document) ? TakeCommonParent(document) : nullptr;
   if (common_parent != nullptr && MayBeHeard()) {
-    Dispatch(common_parent, "DOMSubtreeModified", Bubbling::kYes);
+    Dispatch(common_parent, kSubtreeModified, Bubbling::kYes);
   }
 }

@@ -1,10 +1,11 @@
 // What the operations announce: mutation events. Internal to the document model.
 //
-// As long as no listener is registered, nobody can see an event, so none is dispatched and a change
-// costs nothing but its bookkeeping. Where there are listeners, they may change the tree, the
-// attributes and the texts while an operation is under way. So the operations look again at the
-// tree after each announcement, what handlers destroy stays until the outermost operation has ended
-// (operation.h), and the texts of an event are copies of its own.
+// As long as no listener of its type is registered at the target or above it, nobody can see an
+// event, so none is dispatched and a change costs nothing but its bookkeeping. Where there are
+// listeners, they may change the tree, the attributes and the texts while an operation is under
+// way. So the operations look again at the tree after each announcement, what handlers destroy
+// stays until the outermost operation has ended (operation.h), and what handlers could change of
+// the texts of an event are copies of its own.
 #ifndef QVX_DOM_ANNOUNCEMENTS_H
 #define QVX_DOM_ANNOUNCEMENTS_H
 
@@ -40,11 +41,11 @@ inline void AnnounceAttribute(DOM_Element* element, DOM_Attr* attribute, uint16_
 }
 
 /// DOMAttrModified at `element` for an attribute whose value was `previous` until now, which this
-/// releases: `attribute` itself may be gone when it returns.
+/// releases. An operation is under way: it keeps `attribute`, which handlers may have destroyed.
 void AnnounceAttributeValue(DOM_Element* element, DOM_Attr* attribute, DOM_String* previous);
 
 /// DOMCharacterDataModified at `node`, whose data was `previous` (may be null) until now, which
-/// this releases.
+/// this releases. An operation is under way.
 void AnnounceData(DOM_CharacterData* node, DOM_String* previous);
 
 }  // namespace qvx::dom

@@ -2,6 +2,7 @@
 
 #include "dom/announcements.h"
 #include "dom/common_parent.h"
+#include "dom/dispatch.h"
 #include "dom/factories.h"
 #include "dom/failure.h"
 #include "dom/freeing.h"
@@ -64,7 +65,7 @@ void ChangeValue(DOM_Element* element, DOM_Attr* attribute, const DOM_String* va
     ReportBadValue();
     return;
   }
-  if (!MayBeHeard()) {
+  if (!IsAwaited(element, kAttrModified)) {
     if (!ReplaceValue(attribute, measured)) {
       ReportBadValue();
       return;

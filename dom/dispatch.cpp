@@ -7,9 +7,10 @@
 //
 // Handlers may also change the tree. Whom an event reaches is settled when its dispatch starts; a
 // node that a handler destroys stays until the operation that dispatched the event has ended.
+#include "dom/dispatch.h"
+
 #include <cstring>
 
-#include "dom/dom.h"
 #include "dom/failure.h"
 #include "dom/listeners.h"
 #include "dom/node_array.h"
@@ -24,16 +25,9 @@ namespace {
 constexpr const char* kModule = qvx::trace_modules::kEvents;
 constexpr char kDispatchEvent[] = "DOM_EventTarget_dispatchEvent";
 
-/// The ancestors of `node`, the root first.
-MallocArray<DOM_Node*> AncestorsOf(const DOM_Node* node, size_t count) {
-  MallocArray<DOM_Node*> ancestors = NewArray<DOM_Node*>(count);
-  if (ancestors != nullptr) {
-    for (DOM_Node* ancestor = node->parentNode; count > 0; ancestor = ancestor->parentNode) {
-      ancestors[--count] = ancestor;
-    }
-  }
-  return ancestors;
-}
+// Few trees are deeper, and few nodes have more listeners.
+constexpr size_t kUsualDepth = 32;
+constexpr size_t kUsualSlots = 16;
 
 size_t CountAncestors(const DOM_Node* node) {
   size_t count = 0;
@@ -44,6 +38,25 @@ size_t CountAncestors(const DOM_Node* node) {
   return count;
 }
 
+/// The ancestors of a node, the root first.
+class Ancestors {
+ public:
+  explicit Ancestors(const DOM_Node* node) : count_(CountAncestors(node)), nodes_(count_) {
+    size_t left = nodes_.get() != nullptr ? count_ : 0;
+    for (DOM_Node* ancestor = node->parentNode; left > 0; ancestor = ancestor->parentNode) {
+      nodes_.get()[--left] = ancestor;
+    }
+  }
+  /// Whether memory was left for them; errno tells.
+  bool are_known() const { return nodes_.get() != nullptr; }
+  size_t count() const { return count_; }
+  DOM_Node* operator[](size_t index) const { return nodes_.get()[index]; }
+
+ private:
+  size_t count_;
+  FrameArray<DOM_Node*, kUsualDepth> nodes_;
+};
+
 /// One dispatch of an event at a target.
 class Delivery {
  public:
@@ -53,17 +66,21 @@ class Delivery {
   void Trigger(DOM_Node* node, uint16_t phase) const;
 
  private:
-  bool IsMeant(const DOM_ListenerEntry* entry, DOM_EventHandler noted, uint16_t phase) const {
-    return entry != nullptr && entry->handler == noted &&
-           (entry->useCapture != 0) == (phase == DOM_CAPTURING_PHASE) &&
+  bool IsMeant(const DOM_ListenerEntry* entry, uint16_t phase) const {
+    return entry != nullptr && (entry->useCapture != 0) == (phase == DOM_CAPTURING_PHASE) &&
            std::strcmp(entry->type, event_->type) == 0;
   }
 
-  /// A handler may have dispatched the same event elsewhere, so this is done before every call.
-  void Stamp(DOM_Node* current, uint16_t phase) const {
+  /// Calls those from the slot `first` on, which is meant, to the slot in front of `end`.
+  void CallFrom(uint32_t first, uint32_t end, const NodeListeners& listeners, DOM_Node* node,
+                uint16_t phase) const;
+
+  void Call(const DOM_ListenerEntry& entry, DOM_Node* current, uint16_t phase) const {
+    // A handler may have dispatched the same event elsewhere.
     event_->target = target_;
     event_->currentTarget = current;
     event_->eventPhase = phase;
+    entry.handler(entry.listener, event_);
   }
 
   DOM_Node* target_;
@@ -77,25 +94,44 @@ void Delivery::Trigger(DOM_Node* node, uint16_t phase) const {
   if (slots == 0 || event_->propagationStopped != 0) {
     return;
   }
-  const MallocArray<DOM_EventHandler> noted = NewArray<DOM_EventHandler>(slots);
-  if (noted == nullptr) {
+  event_->currentTarget = node;
+  uint32_t first = 0;
+  while (first < slots && !IsMeant(listeners->slots[first], phase)) {
+    ++first;
+  }
+  if (first < slots) {
+    CallFrom(first, slots, *listeners, node, phase);
+  }
+}
+
+void Delivery::CallFrom(uint32_t first, uint32_t end, const NodeListeners& listeners,
+                        DOM_Node* node, uint16_t phase) const {
+  const FrameArray<DOM_EventHandler, kUsualSlots> noted(end - first);
+  if (noted.get() == nullptr) {
     FailErrno({kModule, kDispatchEvent});
     return;
   }
-  for (uint32_t i = 0; i < slots; ++i) {
-    noted[i] = listeners->slots[i] == nullptr ? nullptr : listeners->slots[i]->handler;
+  for (uint32_t i = first; i < end; ++i) {
+    noted.get()[i - first] = listeners.slots[i] == nullptr ? nullptr : listeners.slots[i]->handler;
   }
-  event_->currentTarget = node;
-  for (uint32_t i = 0; i < slots; ++i) {
-    const DOM_ListenerEntry* const entry = listeners->slots[i];
-    if (IsMeant(entry, noted[i], phase)) {
-      Stamp(node, phase);
-      entry->handler(entry->listener, event_);
+  for (uint32_t i = first; i < end; ++i) {
+    const DOM_ListenerEntry* const entry = listeners.slots[i];
+    if (IsMeant(entry, phase) && entry->handler == noted.get()[i - first]) {
+      Call(*entry, node, phase);
     }
   }
 }
 
 }  // namespace
+
+bool qvx::dom::IsAwaitedAbove(const DOM_Node* target, EventType type) {
+  for (const DOM_Node* node = target; node != nullptr; node = node->parentNode) {
+    if (HasListeners(node) && FindListeners(node)->counts.of_type[type] != 0) {
+      return true;
+    }
+  }
+  return false;
+}
 
 int DOM_EventTarget_dispatchEvent(DOM_Node* node, DOM_Event* event) {
   const Operation operation;
@@ -111,20 +147,19 @@ int DOM_EventTarget_dispatchEvent(DOM_Node* node, DOM_Event* event) {
   event->timeStamp = timestamp();
   event->defaultPrevented = 0;
   event->propagationStopped = 0;
-  const size_t depth = CountAncestors(node);
-  const MallocArray<DOM_Node*> ancestors = AncestorsOf(node, depth);
-  if (ancestors == nullptr) {
+  const Ancestors ancestors(node);
+  if (!ancestors.are_known()) {
     FailErrno({kModule, kDispatchEvent});
     return 1;
   }
 
   const Delivery delivery(node, event);
-  for (size_t i = 0; i < depth; ++i) {
+  for (size_t i = 0; i < ancestors.count(); ++i) {
     delivery.Trigger(ancestors[i], DOM_CAPTURING_PHASE);
   }
   delivery.Trigger(node, DOM_AT_TARGET);
   event->eventPhase = DOM_BUBBLING_PHASE;
-  for (size_t i = depth; i > 0 && event->bubbles != 0; --i) {
+  for (size_t i = ancestors.count(); i > 0 && event->bubbles != 0; --i) {
     delivery.Trigger(ancestors[i - 1], DOM_BUBBLING_PHASE);
   }
   return event->defaultPrevented != 0 ? 0 : 1;

@@ -351,8 +351,9 @@ DOM_Attr* DOM_Element_setAttributeNode(DOM_Element* element, DOM_Attr* attribute
 DOM_Attr* DOM_Element_removeAttributeNode(DOM_Element* element, DOM_Attr* attribute);
 
 /// Merges neighbouring text nodes below `node`. CDATA sections are not merged, and empty text nodes
-/// stay. As long as no listener is registered anywhere, the cost is linear in the text, however
-/// many pieces it is in.
+/// stay. As long as no listener of changed data or removed nodes is registered anywhere, the cost is
+/// linear in the text, however many pieces it is in. Such a listener gets the whole text at every
+/// piece, and the merged texts can be read until the outermost operation has ended.
 void DOM_Element_normalize(DOM_Node* node);
 
 // ---------------------------------------------------------------------------------- character data

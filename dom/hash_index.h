@@ -12,8 +12,7 @@
 namespace qvx::dom {
 
 /// An index of items of others, which `kHash` gives a hash. An item stands in the first place that
-/// was free from that of its hash on. The places go when the last item does, so an index of the
-/// process needs no destructor.
+/// was free from that of its hash on. The user calls Clear in the end.
 template <typename Item, size_t (*kHash)(const Item&)>
 class HashIndex {
  public:
@@ -82,11 +81,10 @@ class HashIndex {
       }
     }
     places_[hole] = nullptr;
-    if (--count_ == 0) {
-      Clear();
-    }
+    --count_;
   }
 
+  /// Leaves no item and gives the memory back.
   void Clear() {
     std::free(static_cast<void*>(places_));
     *this = {};
@@ -104,11 +102,25 @@ class HashIndex {
   size_t count_ = 0;
 };
 
-/// The bits of an address, mixed, since addresses are even.
-inline size_t HashOfAddress(const void* address) {
+/// The bits of a number, mixed.
+inline size_t MixedBits(uint64_t number) {
   constexpr uint64_t kOddFraction = 0x9e3779b97f4a7c15;
   constexpr int kHalf = 32;
-  return static_cast<size_t>(reinterpret_cast<uintptr_t>(address) * kOddFraction >> kHalf);
+  return static_cast<size_t>(number * kOddFraction >> kHalf);
+}
+
+inline size_t HashOfAddress(const void* address) {
+  return MixedBits(reinterpret_cast<uintptr_t>(address));
+}
+
+inline size_t HashOfText(const char* text) {
+  constexpr uint64_t kStart = 0xcbf29ce484222325;
+  constexpr uint64_t kFactor = 0x100000001b3;
+  uint64_t hash = kStart;
+  for (; *text != '\0'; ++text) {
+    hash = (hash ^ static_cast<unsigned char>(*text)) * kFactor;
+  }
+  return MixedBits(hash);
 }
 
 }  // namespace qvx::dom

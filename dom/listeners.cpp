@@ -1,19 +1,25 @@
 #include "dom/listeners.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <memory>
-#include <utility>
 
 #include "dom/failure.h"
-#include "dom/hash_index.h"
 #include "dom/node_array.h"
 #include "support/mbs.h"
 #include "support/trace_modules.h"
 
 namespace qvx::dom {
 
-size_t registered_listeners = 0;
+ListenerCounts registered_listeners = {};
+
+const DOM_String* const event_type_names[kOtherType] = {
+    "DOMNodeInserted",   "DOMNodeInsertedIntoDocument",
+    "DOMNodeRemoved",    "DOMNodeRemovedFromDocument",
+    "DOMAttrModified",   "DOMCharacterDataModified",
+    "DOMSubtreeModified"};
 
 namespace {
 
@@ -25,6 +31,14 @@ size_t HashOf(const NodeListeners& listeners) {
 
 HashIndex<NodeListeners, HashOf> nodes_with_listeners;
 
+EventType TypeNamed(const DOM_String* name) {
+  uint8_t type = 0;
+  while (type < kOtherType && std::strcmp(event_type_names[type], name) != 0) {
+    ++type;
+  }
+  return static_cast<EventType>(type);
+}
+
 /// What tells one listener of a node from another.
 struct ListenerKey {
   const DOM_String* type;
@@ -32,36 +46,36 @@ struct ListenerKey {
   DOM_EventHandler handler;
   uint32_t use_capture;
 
-  bool Matches(const DOM_ListenerEntry* entry) const {
-    return entry != nullptr && entry->listener == listener && entry->handler == handler &&
-           entry->useCapture == use_capture && std::strcmp(entry->type, type) == 0;
+  size_t Hash() const {
+    return HashOfText(type) + HashOfAddress(listener) +
+           HashOfAddress(reinterpret_cast<const void*>(handler)) + use_capture;
+  }
+  bool Matches(const ListenerRecord& entry) const {
+    return entry.listener == listener && entry.handler == handler &&
+           entry.useCapture == use_capture && std::strcmp(entry.type, type) == 0;
   }
 };
 
-/// The slot that holds the listener, or null.
-DOM_ListenerEntry** FindSlot(const DOM_Node* node, const ListenerKey& key) {
-  const NodeListeners* const listeners = ListenersOf(node);
-  for (uint32_t i = 0; listeners != nullptr && i < listeners->count; ++i) {
-    if (key.Matches(listeners->slots[i])) {
-      return &listeners->slots[i];
-    }
+/// The listener of `node` with that key, or null.
+ListenerRecord* FindListener(const NodeListeners* listeners, const ListenerKey& key) {
+  if (listeners == nullptr) {
+    return nullptr;
   }
-  return nullptr;
-}
-
-void FreeListener(DOM_ListenerEntry* entry) {
-  std::free(entry->type);
-  std::free(entry);
+  return listeners->index.Find(key.Hash(),
+                               [&](const ListenerRecord& entry) { return key.Matches(entry); });
 }
 
 struct ListenerDeleter {
-  void operator()(DOM_ListenerEntry* entry) const { FreeListener(entry); }
+  void operator()(ListenerRecord* entry) const {
+    std::free(entry->type);
+    std::free(entry);
+  }
 };
-using OwnedListener = std::unique_ptr<DOM_ListenerEntry, ListenerDeleter>;
+using OwnedListener = std::unique_ptr<ListenerRecord, ListenerDeleter>;
 
 /// A listener record; null with errno set when it cannot be made.
 OwnedListener NewListener(const ListenerKey& key) {
-  OwnedListener entry(static_cast<DOM_ListenerEntry*>(std::calloc(1, sizeof(DOM_ListenerEntry))));
+  OwnedListener entry(static_cast<ListenerRecord*>(std::calloc(1, sizeof(ListenerRecord))));
   if (entry == nullptr) {
     return nullptr;
   }
@@ -69,6 +83,8 @@ OwnedListener NewListener(const ListenerKey& key) {
   entry->listener = key.listener;
   entry->handler = key.handler;
   entry->useCapture = key.use_capture;
+  entry->hash = key.Hash();
+  entry->event_type = TypeNamed(key.type);
   if (entry->type == nullptr) {
     entry.reset();
   }
@@ -92,21 +108,48 @@ NodeListeners* MakeListeners(DOM_Node* node) {
   return made;
 }
 
-/// An empty slot, a new one when all are taken; null with errno set when memory ran out.
-DOM_ListenerEntry** EmptySlot(NodeListeners* listeners) {
-  for (uint32_t i = 0; i < listeners->count; ++i) {
-    if (listeners->slots[i] == nullptr) {
-      return &listeners->slots[i];
-    }
+/// Makes `array` as large as `room` allows; false with errno set when memory ran out.
+template <typename T>
+bool Enlarge(T*& array, uint32_t room) {
+  T* const grown = ResizeArray(array, room);
+  if (grown != nullptr) {
+    array = grown;
   }
-  DOM_ListenerEntry** const grown = ResizeArray(listeners->slots, size_t{listeners->count} + 1);
-  if (grown == nullptr) {
-    return nullptr;
+  return grown != nullptr;
+}
+
+/// Makes sure of an empty slot and of a place in the index. Returns false with errno set when
+/// memory ran out.
+bool MakeRoom(NodeListeners* listeners) {
+  if (!listeners->index.Reserve(listeners->index.count() + 1)) {
+    return false;
   }
-  listeners->slots = grown;
-  DOM_ListenerEntry** const slot = &grown[listeners->count++];
-  *slot = nullptr;
-  return slot;
+  if (listeners->empty_count != 0 || listeners->count < listeners->room) {
+    return true;
+  }
+  const uint32_t room = std::max(2 * listeners->room, uint32_t{1});
+  if (!Enlarge(listeners->slots, room) || !Enlarge(listeners->empty_slots, room)) {
+    return false;
+  }
+  listeners->room = room;
+  return true;
+}
+
+/// The number of the first empty slot, which is empty no longer.
+uint32_t TakeSlot(NodeListeners* listeners) {
+  if (listeners->empty_count == 0) {
+    return listeners->count++;
+  }
+  uint32_t* const empty = listeners->empty_slots;
+  std::pop_heap(empty, empty + listeners->empty_count, std::greater<>());
+  return empty[--listeners->empty_count];
+}
+
+void EmptySlot(NodeListeners* listeners, uint32_t slot) {
+  uint32_t* const empty = listeners->empty_slots;
+  listeners->slots[slot] = nullptr;
+  empty[listeners->empty_count++] = slot;
+  std::push_heap(empty, empty + listeners->empty_count, std::greater<>());
 }
 
 }  // namespace
@@ -118,14 +161,18 @@ NodeListeners* FindListeners(const DOM_Node* node) {
 
 void FreeListenersOf(const DOM_Node* node) {
   NodeListeners* const listeners = FindListeners(node);
+  nodes_with_listeners.Remove(listeners);
+  if (nodes_with_listeners.count() == 0) {
+    nodes_with_listeners.Clear();
+  }
   for (uint32_t i = 0; i < listeners->count; ++i) {
-    if (listeners->slots[i] != nullptr) {
-      FreeListener(listeners->slots[i]);
-      --registered_listeners;
+    if (const OwnedListener entry{listeners->slots[i]}) {
+      registered_listeners.Remove(entry->event_type);
     }
   }
-  nodes_with_listeners.Remove(listeners);
-  std::free(listeners->slots);
+  listeners->index.Clear();
+  std::free(static_cast<void*>(listeners->slots));
+  std::free(listeners->empty_slots);
   std::free(listeners);
 }
 
@@ -141,18 +188,21 @@ void DOM_EventTarget_addEventListener(DOM_Node* node, const DOM_String* type,
     return;
   }
   const ListenerKey key{type, listener, handler, use_capture != 0 ? 1U : 0U};
-  if (FindSlot(node, key) != nullptr) {
+  if (FindListener(ListenersOf(node), key) != nullptr) {
     return;
   }
   OwnedListener entry = NewListener(key);
   NodeListeners* const listeners = entry == nullptr ? nullptr : MakeListeners(node);
-  DOM_ListenerEntry** const slot = listeners == nullptr ? nullptr : EmptySlot(listeners);
-  if (slot == nullptr) {
+  if (listeners == nullptr || !MakeRoom(listeners)) {
     FailErrno({kModule, __func__});
     return;
   }
-  *slot = entry.release();
-  ++registered_listeners;
+  ListenerRecord* const added = entry.release();
+  added->slot = TakeSlot(listeners);
+  listeners->slots[added->slot] = added;
+  listeners->index.Insert(added);
+  listeners->counts.Add(added->event_type);
+  registered_listeners.Add(added->event_type);
 }
 
 void DOM_EventTarget_removeEventListener(DOM_Node* node, const DOM_String* type,
@@ -162,11 +212,14 @@ void DOM_EventTarget_removeEventListener(DOM_Node* node, const DOM_String* type,
     Fail({kModule, __func__}, kNullParameter);
     return;
   }
-  DOM_ListenerEntry** const slot =
-      FindSlot(node, {type, listener, handler, use_capture != 0 ? 1U : 0U});
-  if (slot != nullptr) {
-    FreeListener(std::exchange(*slot, nullptr));
-    --registered_listeners;
+  NodeListeners* const listeners = ListenersOf(node);
+  const OwnedListener removed(
+      FindListener(listeners, {type, listener, handler, use_capture != 0 ? 1U : 0U}));
+  if (removed != nullptr) {
+    listeners->index.Remove(removed.get());
+    EmptySlot(listeners, removed->slot);
+    listeners->counts.Remove(removed->event_type);
+    registered_listeners.Remove(removed->event_type);
   }
 }
 

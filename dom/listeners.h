@@ -9,26 +9,76 @@
 
 #include <cstddef>
 
+#include "dom/hash_index.h"
 #include "dom/node_records.h"
 
 namespace qvx::dom {
 
-/// The listeners of all nodes of the process.
-extern size_t registered_listeners;
+/// The types of the events that operations announce, and all others together.
+enum EventType : uint8_t {
+  kNodeInserted,
+  kNodeInsertedIntoDocument,
+  kNodeRemoved,
+  kNodeRemovedFromDocument,
+  kAttrModified,
+  kCharacterDataModified,
+  kSubtreeModified,
+  kOtherType
+};
+
+/// What an event has as its type.
+extern const DOM_String* const event_type_names[kOtherType];
+
+/// How many listeners there are of each type.
+struct ListenerCounts {
+  size_t all;
+  size_t of_type[kOtherType + 1];
+
+  void Add(EventType type) {
+    ++all;
+    ++of_type[type];
+  }
+  void Remove(EventType type) {
+    --all;
+    --of_type[type];
+  }
+};
+
+/// Those of all nodes of the process.
+extern ListenerCounts registered_listeners;
 
 /// Whether an event could reach a listener. The launcher never registers one, so it pays for no
-/// event at all. Where there is one anywhere, every event is dispatched: whether it is above some
-/// node costs a walk to find out, like the dispatch itself. What an operation must know after its
-/// first event it asks before: a handler may remove the last one.
+/// event at all. What an operation must know after its first event it asks before: a handler may
+/// remove the last one.
 inline bool MayBeHeard() {
-  return registered_listeners != 0;
+  return registered_listeners.all != 0;
+}
+
+/// Whether an event of `type` could reach a listener.
+inline bool MayBeHeard(EventType type) {
+  return registered_listeners.of_type[type] != 0;
+}
+
+struct ListenerRecord : DOM_ListenerEntry {
+  size_t hash;
+  uint32_t slot;
+  EventType event_type;
+};
+
+inline size_t HashOfListener(const ListenerRecord& listener) {
+  return listener.hash;
 }
 
 /// What a node has that has or had listeners.
 struct NodeListeners {
   const DOM_Node* node;
-  DOM_ListenerEntry** slots;
-  uint32_t count;  ///< of slots
+  ListenerRecord** slots;
+  uint32_t* empty_slots;  ///< a heap whose front is the first of them
+  uint32_t count;         ///< of slots
+  uint32_t room;          ///< of both arrays
+  uint32_t empty_count;
+  ListenerCounts counts;
+  HashIndex<ListenerRecord, HashOfListener> index;
 };
 
 inline bool HasListeners(const DOM_Node* node) {

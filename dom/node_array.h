@@ -26,6 +26,29 @@ T* ResizeArray(T* array, size_t count) {
   return static_cast<T*>(std::realloc(static_cast<void*>(array), count * sizeof(T)));
 }
 
+/// An array that stands on the frame unless it has more than `kFew` elements. The elements are not
+/// set.
+template <typename T, size_t kFew>
+class FrameArray {
+ public:
+  explicit FrameArray(size_t count) : many_(count > kFew ? NewArray<T>(count) : nullptr) {
+    elements_ = count > kFew ? many_.get() : few_;
+  }
+  ~FrameArray() = default;
+  FrameArray(const FrameArray&) = delete;
+  FrameArray& operator=(const FrameArray&) = delete;
+  FrameArray(FrameArray&&) = delete;
+  FrameArray& operator=(FrameArray&&) = delete;
+
+  /// Null with errno set when memory ran out.
+  T* get() const { return elements_; }
+
+ private:
+  MallocArray<T> many_;
+  T few_[kFew];
+  T* elements_;
+};
+
 /// A stack of pointers.
 template <typename T>
 class PointerStack {

@@ -95,6 +95,11 @@ void MergePrevious(DOM_Text* text) {
   }
 }
 
+bool MergersMayBeHeard() {
+  return MayBeHeard(kCharacterDataModified) || MayBeHeard(kNodeRemoved) ||
+         MayBeHeard(kNodeRemovedFromDocument);
+}
+
 /// One line for each level from that of `node` up to that of the children of `root`.
 void TraceLevels(const DOM_Node* root, const DOM_Node* node) {
   for (; node != nullptr && node != root; node = node->parentNode) {
@@ -106,14 +111,14 @@ void TraceLevels(const DOM_Node* root, const DOM_Node* node) {
 
 /// The walk is a preorder walk over the subtree that merges at every text. The error cell is looked
 /// at after each child that has no children of its own; one with children is left, in this walk, by
-/// way of its last child. A listener sees every merger in the step-by-step way, so that way costs
-/// what its events cost.
+/// way of its last child. Where a listener could see a merger, every step is done and announced: an
+/// event of it has the whole text so far, before and after.
 void DOM_Element_normalize(DOM_Node* node) {
   if (node == nullptr) {
     return;
   }
   const Operation operation;
-  const bool heard = MayBeHeard();
+  const bool heard = MergersMayBeHeard();
   for (DOM_Node* at = NextInPreorder(node, node); at != nullptr; at = NextInPreorder(node, at)) {
     if (IsText(at) && heard) {
       MergePrevious(at);
