@@ -6,7 +6,7 @@
 namespace qvx::dom {
 namespace {
 
-constexpr uint32_t kMarkBits = 0x7fffffff;  // a node has no room for more
+constexpr uint32_t kMarkBits = 0x3fffffff;  // a node has no room for more
 
 uint32_t CurrentMark(const DOM_Document* document) {
   return static_cast<const DocumentNode*>(document)->current_mark;
@@ -53,12 +53,44 @@ void MarkPath(DOM_Node* from, const DOM_Node* to, DOM_Document* document) {
   }
 }
 
+void Unname(DocumentNode* document) {
+  if (document->named == nullptr) {
+    return;
+  }
+  if (document->is_indexed != 0) {
+    UnindexDocument(document);
+  } else {
+    ParentRecord(document->named)->is_named_by_owner = 0;
+  }
+  document->named = nullptr;
+}
+
+void Name(DocumentNode* document, DOM_Node* node) {
+  document->named = node;
+  document->is_indexed = TakesNotes(node, document) ? 0 : 1;
+  if (document->is_indexed != 0) {
+    ParentRecord(node)->has_been_named_by_others = 1;
+    IndexDocument(document);
+  } else {
+    ParentRecord(node)->is_named_by_owner = 1;
+  }
+}
+
 void SetCommonParent(DOM_Document* document, DOM_Node* node) {
-  DOM_DocumentPart(document).commonParent = node;
+  auto* record = static_cast<DocumentNode*>(document);
+  Unname(record);
+  record->commonParent = node;
   MoveMarkOn(document);
   if (node != nullptr && node->childNodes != nullptr) {
-    ParentRecord(node)->has_been_common_parent = 1;
+    Name(record, node);
   }
+}
+
+void ForgetNamed(DocumentNode* document) {
+  if (document->commonParent == document->named) {
+    document->commonParent = nullptr;
+  }
+  Unname(document);
 }
 
 }  // namespace
@@ -70,17 +102,24 @@ void ForgetPath(DOM_Node* node) {
   }
 }
 
-void ForgetCommonParent(const DOM_Node* node) {
-  if (node->childNodes == nullptr ||
-      static_cast<const ParentNode*>(node)->has_been_common_parent == 0) {
+void ForgetCommonParent(DOM_Node* node) {
+  if (node->childNodes == nullptr) {
     return;
   }
-  for (DocumentNode* document = FirstLiveDocument(); document != nullptr;
-       document = document->next_live) {
-    if (document->commonParent == node) {
-      document->commonParent = nullptr;
-    }
+  if (ParentRecord(node)->is_named_by_owner != 0) {
+    ForgetNamed(static_cast<DocumentNode*>(IsDocument(node) ? node : node->ownerDocument));
   }
+  if (ParentRecord(node)->has_been_named_by_others == 0) {
+    return;
+  }
+  while (DocumentNode* const document = IndexedDocument(node)) {
+    ForgetNamed(document);
+  }
+}
+
+void ForgetDocument(DOM_Document* document) {
+  Unname(static_cast<DocumentNode*>(document));
+  RemoveDocument();
 }
 
 DOM_Node* TakeCommonParent(DOM_Document* document) {

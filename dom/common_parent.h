@@ -41,7 +41,10 @@ inline void NoteChange(DOM_Node* node) {
 void ForgetPath(DOM_Node* node);
 
 /// Clears the commonParent of every document that names `node`, which is about to be freed.
-void ForgetCommonParent(const DOM_Node* node);
+void ForgetCommonParent(DOM_Node* node);
+
+/// Lets `document`, which is about to be freed, name no common parent.
+void ForgetDocument(DOM_Document* document);
 
 /// Takes the flags off and the common parent out of `document`. Returns it; null when none is
 /// pending.

@@ -9,7 +9,6 @@
 #include "dom/list_changes.h"
 #include "dom/listeners.h"
 #include "dom/lists.h"
-#include "dom/live_documents.h"
 #include "dom/node_memory.h"
 #include "dom/node_records.h"
 
@@ -29,7 +28,7 @@ void FreeOwnPart(DOM_Node* node) {
       FreeText(node, DOM_ExternalIdPart(node).notationName);
       break;
     case DOM_DOCUMENT_NODE:
-      RemoveFromLive(static_cast<DocumentNode*>(node));
+      ForgetDocument(node);
       ReleaseClone(node);
       FreeText(node, DOM_DocumentPart(node).version);
       FreeText(node, DOM_DocumentPart(node).encoding);

@@ -1,24 +1,44 @@
 #include "dom/live_documents.h"
 
-#include "dom/chain.h"
+#include "dom/hash_index.h"
 
 namespace qvx::dom {
 namespace {
 
-Chain<DocumentNode, &DocumentNode::previous_live, &DocumentNode::next_live> live_documents;
+size_t HashOf(const DocumentNode& document) {
+  return HashOfAddress(document.named);
+}
+
+size_t document_count = 0;
+HashIndex<DocumentNode, HashOf> documents;
 
 }  // namespace
 
-DocumentNode* FirstLiveDocument() {
-  return live_documents.first;
+bool AddDocument() {
+  if (!documents.Reserve(document_count + 1)) {
+    return false;
+  }
+  ++document_count;
+  return true;
 }
 
-void AddToLive(DocumentNode* document) {
-  live_documents.Insert(document, live_documents.first);
+void RemoveDocument() {
+  if (--document_count == 0) {
+    documents.Clear();
+  }
 }
 
-void RemoveFromLive(DocumentNode* document) {
-  live_documents.Remove(document);
+void IndexDocument(DocumentNode* document) {
+  documents.Insert(document);
+}
+
+void UnindexDocument(const DocumentNode* document) {
+  documents.Remove(document);
+}
+
+DocumentNode* IndexedDocument(const DOM_Node* node) {
+  return documents.Find(HashOfAddress(node),
+                        [&](const DocumentNode& document) { return document.named == node; });
 }
 
 }  // namespace qvx::dom

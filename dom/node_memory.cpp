@@ -195,8 +195,9 @@ const DOM_String* ConstantName(uint16_t node_type) {
 
 DOM_Node* NewNode(DOM_Document* document, uint16_t node_type) {
   DOM_Node* const node = NewBareNode(document, node_type);
-  if (node != nullptr && node_type == DOM_DOCUMENT_NODE) {
-    AddToLive(static_cast<DocumentNode*>(node));
+  if (node != nullptr && node_type == DOM_DOCUMENT_NODE && !AddDocument()) {
+    FreeRecord(node);
+    return nullptr;
   }
   return node;
 }

@@ -66,8 +66,9 @@ struct NodeRecord : DOM_Node {
 /// The mark stands in front of the list record: behind it, it would cost 8 bytes.
 struct MarkedNode : NodeRecord {
   uint32_t
-      path_mark : 31;  ///< equals the document's while the path up to the commonParent is known
-  uint32_t has_been_common_parent : 1;  ///< of some document
+      path_mark : 30;  ///< equals the document's while the path up to the commonParent is known
+  uint32_t is_named_by_owner : 1;         ///< as the commonParent of its own document
+  uint32_t has_been_named_by_others : 1;  ///< as that of another document
 };
 
 /// A node that may have children: it is its own child list.
@@ -97,8 +98,8 @@ struct NotationNode : NodeRecord, DOM_ExternalIdFields {};
 
 struct DocumentNode : ParentNode, DOM_DocumentFields {
   uint32_t current_mark;  ///< what marks a path to the present commonParent
-  DocumentNode* previous_live;
-  DocumentNode* next_live;
+  uint32_t is_indexed;    ///< flag: `named` belongs to another document (live_documents.h)
+  DOM_Node* named;        ///< the commonParent that the model has set, if it may have children
 };
 
 struct DocumentTypeNode : ParentNode, EntityView, NotationView, DOM_DocumentTypeFields {
