@@ -140,7 +140,7 @@ DOM_String* DOM_Element_getAttribute(const DOM_Element* element, const DOM_Strin
   if (MapOf(element) == nullptr || name == nullptr) {
     return nullptr;
   }
-  const DOM_Attr* attribute = DOM_NamedNodeMap_getNamedItem(element->attributes, name);
+  const DOM_Attr* attribute = AttributeNamed(element, name);
   MeasuredText measured;
   DOM_String* copy = nullptr;
   if (MeasureText(attribute == nullptr ? "" : attribute->nodeValue, measured)) {
@@ -158,7 +158,7 @@ void DOM_Element_setAttribute(DOM_Element* element, const DOM_String* name,
     return;
   }
   const Operation operation;
-  DOM_Attr* attribute = DOM_NamedNodeMap_getNamedItem(element->attributes, name);
+  DOM_Attr* attribute = AttributeNamed(element, name);
   if (attribute != nullptr) {
     ChangeValue(element, attribute, value);
     return;

@@ -4,6 +4,7 @@
 
 #include "dom/aside.h"
 #include "dom/attribute_chains.h"
+#include "dom/attribute_index.h"
 #include "dom/chain.h"
 #include "dom/child_rules.h"
 #include "dom/cursors.h"
@@ -44,6 +45,9 @@ ListEntry* EnterMap(ElementNode* element, AttributeNode* attribute, ListEntry* n
   chain.first = attributes.first;
   chain.last = attributes.last;
   ++map->length;
+  if (map->length > kManyAttributes) {
+    IndexAttribute(element, attribute);
+  }
   attribute->holder = element;
   attribute->ownerElement = element;
   ++attribute->placements;
@@ -55,6 +59,9 @@ void LeaveMap(AttributeNode* attribute) {
   ElementNode* const element = attribute->holder;
   ListEntry* const entry = attribute;
   AttributeMap* const map = element;
+  if (map->length >= kManyAttributes) {
+    UnindexAttribute(element, attribute);
+  }
   KeepCursorOnRemoval(map, entry, entry->previous, entry->next);
   AttributeChain& chain = ChainOf(element);
   Attributes attributes{chain.first, chain.last};

@@ -1,5 +1,6 @@
 #include "dom/named_maps.h"
 
+#include "dom/attribute_index.h"
 #include "dom/failure.h"
 #include "dom/list_changes.h"
 #include "dom/lists.h"
@@ -16,13 +17,23 @@ bool IsNamed(const DOM_Node* node, const DOM_String* name) {
   return node->nodeName != nullptr && NamesEqual(node->nodeName, name);
 }
 
-/// The first attribute of the map of an element that has that name, or null.
-NodeEntry* FindAttribute(const ElementNode* element, const DOM_String* name) {
+AttributeNode* SearchMap(const ElementNode* element, const DOM_String* name) {
   ListEntry* entry = FirstAttribute(element);
   while (entry != nullptr && !IsNamed(static_cast<AttributeNode*>(entry), name)) {
     entry = entry->next;
   }
-  return entry;
+  return static_cast<AttributeNode*>(entry);
+}
+
+[[gnu::noinline]] AttributeNode* FindAmongMany(const ElementNode* element, const DOM_String* name) {
+  const AttributeIndex* const index = IndexFor(element);
+  return index != nullptr ? FindByIndex(index, name) : SearchMap(element, name);
+}
+
+/// The first attribute of the map of an element that has that name, or null.
+AttributeNode* FindAttribute(const ElementNode* element, const DOM_String* name) {
+  const AttributeMap* const map = element;
+  return map->length < kManyAttributes ? SearchMap(element, name) : FindAmongMany(element, name);
 }
 
 /// The first entry of a map that is no view whose node has that name, or null.
@@ -31,7 +42,7 @@ NodeEntry* FindNamed(const NamedNodeMap* map, const DOM_String* name) {
     return nullptr;
   }
   if (KindOf(map) == ListKind::kAttributes) {
-    return FindAttribute(ElementOfMap(map), name);
+    return static_cast<ListEntry*>(FindAttribute(ElementOfMap(map), name));
   }
   for (NodeEntry* entry = FirstEntry(map); entry != nullptr; entry = NextEntry(map, entry)) {
     if (IsNamed(NodeOf(map, entry), name)) {
@@ -98,6 +109,10 @@ MapResult PutIntoMap(NamedNodeMap* map, DOM_Node* node, DOM_Node** displaced) {
   }
   *displaced = previous;
   return MapResult::kReplaced;
+}
+
+DOM_Attr* AttributeNamed(const DOM_Element* element, const DOM_String* name) {
+  return FindAttribute(static_cast<const ElementNode*>(element), name);
 }
 
 bool TakeOutOfMap(NamedNodeMap* map, DOM_Node* node) {

@@ -13,6 +13,9 @@ enum class MapResult { kAdded, kReplaced, kRefused, kNoMemory };
 /// node that made way, which is `node` itself when it stood there already.
 MapResult PutIntoMap(NamedNodeMap* map, DOM_Node* node, DOM_Node** displaced);
 
+/// The first attribute of that name of an element that has an attribute map, or null.
+DOM_Attr* AttributeNamed(const DOM_Element* element, const DOM_String* name);
+
 /// Takes `node` itself, not one of its name, out of a map. Returns false when it is not there.
 bool TakeOutOfMap(NamedNodeMap* map, DOM_Node* node);
 

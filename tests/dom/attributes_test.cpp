@@ -104,6 +104,37 @@ TEST(Attributes, ChangesTellTheirListeners) {
   }
 }
 
+TEST(Attributes, AreFoundAmongMany) {
+  const Tree tree;
+  std::string expected;
+  for (int i = 0; i < 100; ++i) {
+    DOM_Element_setAttribute(tree.root(), std::to_string(i).c_str(), "old");
+  }
+  for (int i = 0; i < 100; ++i) {
+    const std::string name = std::to_string(i);
+    if (i % 3 == 0) {
+      DOM_Element_removeAttribute(tree.root(), name.c_str());
+    } else {
+      DOM_Element_setAttribute(tree.root(), name.c_str(), "new");
+      expected += " " + name + "=new";
+    }
+    EXPECT_EQ(DOM_Element_getAttributeNode(tree.root(), name.c_str()) == nullptr, i % 3 == 0);
+  }
+  EXPECT_EQ(Attributes(tree.root()), expected);
+
+  // Of equal names the first counts. They come in by way of the list only.
+  DOM_Attr* const second = DOM_Document_createAttribute(tree.document(), "1");
+  DOM_Attr* const first = DOM_NamedNodeMap_getNamedItem(tree.root()->attributes, "1");
+  NodeList_append(tree.root()->attributes, second);
+  EXPECT_EQ(DOM_Element_getAttributeNode(tree.root(), "1"), first);
+  OwnedNode(DOM_Element_removeAttributeNode(tree.root(), first)).reset();
+  EXPECT_EQ(DOM_Element_getAttributeNode(tree.root(), "1"), second);
+  // Nameless ones have no place in an index.
+  NodeList_append(tree.root()->attributes,
+                  Document_createNode(tree.document(), DOM_ATTRIBUTE_NODE));
+  EXPECT_EQ(DOM_Element_getAttributeNode(tree.root(), "none"), nullptr);
+}
+
 TEST(Attributes, ValueIsHandedOutToBeFreed) {
   const Fixture f;
   EXPECT_EQ(Taken(DOM_Element_getAttribute(f.e, "a")), "1");
