@@ -1,18 +1,25 @@
 // Character data (DOM Level 2 Core, interfaces CharacterData and Text).
 //
-// Data is never changed in place: the new data is built in a block of its own, takes the place of
-// the old, and the change is announced. Offsets count characters, the length of a node counts
+// The new data is built in a block of its own, takes the place of the old, and the change is
+// announced. Only ASCII that is appended while nobody hears of it is put behind the old data in
+// place: its block doubles when it is full, and has the size of the next power of two, so that the
+// length alone tells where the data and its block end. A bit in the record marks such data.
+// Offsets count characters, the length of a node counts
 // columns, as support/mbs.h tells them apart; they differ for characters that are not one column
 // wide, so a length is always brought up to date by the columns that came or went.
 #include "dom/character_data.h"
 
 #include <algorithm>
+#include <bit>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <initializer_list>
 
 #include "dom/announcements.h"
 #include "dom/common_parent.h"
+#include "dom/dispatch.h"
 #include "dom/failure.h"
 #include "dom/mutation.h"
 #include "dom/node_memory.h"
@@ -28,6 +35,7 @@ namespace {
 constexpr const char* kModule = qvx::trace_modules::kDom;
 constexpr char kInsertData[] = "DOM_CharacterData_insertData";
 constexpr char kDeleteData[] = "DOM_CharacterData_deleteData";
+constexpr size_t kLongest = INT_MAX / 2;  // of data that grows in place
 
 /// Whether an operation on character data can be done at `offset`; records why not.
 bool CanWorkAt(const TraceSite& site, DOM_CharacterData* node, int32_t offset) {
@@ -103,6 +111,66 @@ DOM_String* Join(const TraceSite& site, std::initializer_list<std::string_view> 
   }
   *end = '\0';
   return text;
+}
+
+/// What a block for `length` characters that may grow has for them and the NUL.
+size_t GrowingRoom(size_t length) {
+  return std::bit_ceil(length + 1);
+}
+
+/// Makes sure that the data of `node`, ASCII of its length, can grow to `length` characters in
+/// place. Returns false with errno set when memory ran out.
+bool MakeRoom(DOM_CharacterData* node, size_t length) {
+  auto* record = static_cast<CharacterDataNode*>(node);
+  const bool grows = record->has_growing_value != 0;
+  const size_t room = GrowingRoom(length);
+  if (grows && room == GrowingRoom(record->length)) {
+    return true;
+  }
+  auto* data = static_cast<char*>(std::realloc(grows ? node->nodeValue : nullptr, room));
+  if (data == nullptr) {
+    return false;
+  }
+  if (grows) {
+    node->nodeValue = data;
+    return true;
+  }
+  std::memcpy(data, node->nodeValue, size_t{record->length} + 1);
+  FreeText(node, ExchangeValue(node, data, record->length));
+  record->has_growing_value = 1;
+  return true;
+}
+
+bool IsAsciiText(std::string_view text) {
+  return IsAscii(text.data(), text.size());
+}
+
+/// Whether the data of `node` is ASCII, and `addition` too and no part of it.
+bool CanGrowBy(const DOM_CharacterData* node, const Addition& addition) {
+  const auto* record = static_cast<const CharacterDataNode*>(node);
+  const char* const data = node->nodeValue;
+  if (data == nullptr || record->length > kLongest || addition.text.size() > kLongest ||
+      !IsAsciiText(addition.text)) {
+    return false;
+  }
+  const bool is_ascii =
+      record->has_growing_value != 0 || (std::strlen(data) == record->length && IsAsciiText(data));
+  return is_ascii && (std::less<>()(addition.text.data(), data) ||
+                      std::less<>()(data + record->length, addition.text.data()));
+}
+
+/// Puts `addition` behind the data of `node`, which CanGrowBy; nobody is told.
+void Grow(const TraceSite& site, DOM_CharacterData* node, const Addition& addition) {
+  auto* record = static_cast<CharacterDataNode*>(node);
+  const size_t length = record->length + addition.text.size();
+  if (!MakeRoom(node, length)) {
+    FailErrno(site);
+    return;
+  }
+  char* const end = node->nodeValue + record->length;
+  std::memcpy(end, addition.text.data(), addition.text.size() + 1);
+  record->length = static_cast<uint32_t>(length);
+  NoteChange(node->parentNode);
 }
 
 /// Makes `pieces` the data of `node` and announces the change; false when nothing has changed.
@@ -204,7 +272,12 @@ void DOM_CharacterData_appendData(DOM_CharacterData* node, const DOM_String* tex
     return;
   }
   Addition addition{};
-  if (MeasureAddition({kModule, __func__}, text, addition)) {
+  if (!MeasureAddition({kModule, __func__}, text, addition)) {
+    return;
+  }
+  if (!IsAwaited(node, kCharacterDataModified) && CanGrowBy(node, addition)) {
+    Grow({kModule, __func__}, node, addition);
+  } else {
     Change({kModule, __func__}, node, {DataOf(node), addition.text},
            DOM_CharacterDataPart(node).length + addition.columns);
   }

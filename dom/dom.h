@@ -359,6 +359,8 @@ void DOM_Element_normalize(DOM_Node* node);
 // ---------------------------------------------------------------------------------- character data
 
 // Offsets and counts are characters (support/mbs.h). DOM_INDEX_SIZE_ERR for one that lies outside.
+// An appendData costs what it appends, if all of the text is ASCII and no listener hears of it;
+// every other change costs what the text is long.
 DOM_String* DOM_CharacterData_substringData(DOM_CharacterData* node, int32_t offset, int32_t count);
 void DOM_CharacterData_appendData(DOM_CharacterData* node, const DOM_String* text);
 void DOM_CharacterData_insertData(DOM_CharacterData* node, int32_t offset, const DOM_String* text);

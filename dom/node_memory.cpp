@@ -48,7 +48,7 @@ void ZeroFill(char* memory) {
   }
 }
 
-constexpr uint16_t kMostTextRoom = 0x7fff;  // that its field holds
+constexpr uint16_t kMostTextRoom = 0x3fff;  // that its field holds
 
 size_t BlockSizeFor(size_t size) {
   return (size + kBlockUnit - 1) / kBlockUnit * kBlockUnit;
@@ -271,6 +271,7 @@ bool ReplaceValue(DOM_Node* node, MeasuredText value) {
 DOM_String* ExchangeValue(DOM_Node* node, DOM_String* value, uint32_t length) {
   DOM_String* const previous = node->nodeValue;
   node->nodeValue = value;
+  static_cast<NodeRecord*>(node)->has_growing_value = 0;
   if (IsCharacterData(node)) {
     DOM_CharacterDataPart(node).length = length;
   }

@@ -58,9 +58,10 @@ struct NotationView : ViewList {};
 
 /// What every node has behind its public fields.
 struct NodeRecord : DOM_Node {
-  uint16_t text_room : 15;     ///< the bytes of the room for texts behind the record
-  uint16_t has_listeners : 1;  ///< now or formerly (listeners.h)
-  uint16_t place;              ///< of its block in a page (node_pages.h)
+  uint16_t text_room : 14;         ///< the bytes of the room for texts behind the record
+  uint16_t has_listeners : 1;      ///< now or formerly (listeners.h)
+  uint16_t has_growing_value : 1;  ///< the value has room to grow (character_data.cpp)
+  uint16_t place;                  ///< of its block in a page (node_pages.h)
 };
 
 /// The mark stands in front of the list record: behind it, it would cost 8 bytes.

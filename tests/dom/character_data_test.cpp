@@ -57,6 +57,32 @@ TEST(CharacterData, ChangesByCharacters) {
   }
 }
 
+TEST(CharacterData, GrowsUnheardAsItDoesHeard) {
+  void (*const operations[])(DOM_Node*) = {
+      [](DOM_Node* n) { DOM_CharacterData_appendData(n, "abc"); },
+      [](DOM_Node* n) { DOM_CharacterData_appendData(n, "a text of more than thirty-two bytes"); },
+      [](DOM_Node* n) { DOM_CharacterData_appendData(n, n->nodeValue); },
+      [](DOM_Node* n) { DOM_CharacterData_appendData(n, n->nodeValue + 1); },
+      [](DOM_Node* n) { DOM_CharacterData_appendData(n, "ä漢"); },
+      [](DOM_Node* n) { DOM_CharacterData_appendData(n, ""); },
+      [](DOM_Node* n) { DOM_CharacterData_deleteData(n, 3, -1); },
+      [](DOM_Node* n) { DOM_Node_setNodeValue(n, "new"); }};
+  const Locale locale(std::setlocale(LC_ALL, "C.UTF-8"));
+  const Tree tree;
+  DOM_Node* const unheard = tree.Add(tree.root(), "x");
+  DOM_Node* const heard = tree.Add(tree.root(), "x");
+  Listener listener;
+  listener.Hear(heard, "DOMCharacterDataModified");
+  for (size_t step = 0; step < 200; ++step) {
+    const size_t index = (3 * step + step / 8) % std::size(operations);
+    SCOPED_TRACE(testing::Message() << step << ": " << index);
+    operations[index](unheard);
+    operations[index](heard);
+    ASSERT_EQ(Text(unheard->nodeValue), heard->nodeValue);
+    ASSERT_EQ(DOM_CharacterData_getLength(unheard), DOM_CharacterData_getLength(heard));
+  }
+}
+
 TEST(CharacterData, SubstringIsACopyOfCharacters) {
   const Locale locale(std::setlocale(LC_ALL, "C.UTF-8"));
   const Tree tree;
