@@ -2,12 +2,15 @@
 
 #include <apr_thread_rwlock.h>
 #include <apr_time.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <new>
+#include <string>
 #include <string_view>
 
 #include "log/debug_categories.h"
@@ -51,73 +54,100 @@ LogLock LockLog() {
 /// Opens the log for update and creates it when it is missing. The new file belongs to the service
 /// account from the start, so a launcher that is killed on the way leaves no log that the account
 /// cannot use.
-qvx::File OpenLog() {
-  if (qvx::File file = qvx::OpenFile(QvxLogFile, "rb+")) {
+qvx::Descriptor OpenLog() {
+  qvx::Descriptor file = qvx::OpenDescriptor(QvxLogFile, O_RDWR);
+  if (file || errno != ENOENT) {
     return file;
-  }
-  if (errno != ENOENT) {
-    return nullptr;
   }
   qvx::RemoveLeftovers(QvxLogFile);
   if (qvx::FileReplacement(QvxLogFile, qvx::ServiceFile()).CommitNew()) {
     OsProtectLogFile(QvxLogFile);
   }
-  return qvx::OpenFile(QvxLogFile, "rb+");
+  return qvx::OpenDescriptor(QvxLogFile, O_RDWR);
+}
+
+bool WriteAt(const qvx::Descriptor& file, std::string_view text, off_t offset) {
+  while (!text.empty()) {
+    const ssize_t count = pwrite(file.get(), text.data(), text.size(), offset);
+    if (count < 0 && errno != EINTR) {
+      return false;
+    }
+    text.remove_prefix(count < 0 ? 0 : static_cast<size_t>(count));
+    offset += count < 0 ? 0 : count;
+  }
+  return true;
 }
 
 /// Returns the header's offset for the next record; 0 when there is no header.
-uint64_t ReadHeader(std::FILE* file) {
+uint64_t ReadHeader(const qvx::Descriptor& file) {
   char header[kHeaderSize + 1] = "";
-  return std::fread(header, 1, kHeaderSize, file) == kHeaderSize
+  return pread(file.get(), header, kHeaderSize, 0) == static_cast<ssize_t>(kHeaderSize)
              ? std::strtoull(header, nullptr, 16)
              : 0;
 }
 
-void WriteHeader(std::FILE* file, uint64_t offset) {
-  std::rewind(file);
-  std::fprintf(file, "%08X\n", static_cast<unsigned>(offset));
+bool WriteHeader(const qvx::Descriptor& file, uint64_t offset) {
+  char header[kHeaderSize + 1];
+  std::snprintf(header, sizeof header, "%08X\n", static_cast<unsigned>(offset));
+  return WriteAt(file, {header, kHeaderSize}, 0);
 }
 
-void GoToNextRecord(std::FILE* file) {
+/// Returns where the next record begins, behind a new header when a new cycle starts.
+uint64_t PlaceOfNextRecord(const qvx::Descriptor& file) {
   const uint64_t offset = ReadHeader(file);
   if (offset == 0 || offset > static_cast<uint64_t>(MaximumLogFileSize)) {
     WriteHeader(file, kHeaderSize);
-    return;
+    return kHeaderSize;
   }
-  fseeko(file, static_cast<off_t>(offset), SEEK_SET);
+  return offset;
 }
 
-void WriteHeading(std::FILE* file, const LogType& type) {
+std::string Heading(const LogType& type) {
   char time[APR_CTIME_LEN] = "";
   apr_ctime(time, apr_time_now());
-  std::fprintf(file, "\n\n%s (severity=%d)  %s\n", type.name, type.severity, time);
+  std::string heading = "\n\n";
+  heading.append(type.name).append(" (severity=").append(std::to_string(type.severity));
+  return heading.append(")  ").append(time).append("\n");
 }
 
-/// Moves the header behind the record when the record has been written. Returns whether it has.
-bool EndRecord(std::FILE* file) {
-  const off_t position = ftello(file);
-  if (std::fflush(file) != 0 || std::ferror(file) != 0) {
+/// Appends the message. Returns its characters, or -1 when it cannot be formatted.
+[[gnu::format(printf, 2, 0)]] int AppendMessage(std::string& record, const char* format,
+                                                va_list arguments) {
+  va_list again;
+  va_copy(again, arguments);
+  // A false alarm when one run reads several files.
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
+  const int count = std::vsnprintf(nullptr, 0, format, again);
+  va_end(again);
+  if (count > 0) {
+    const size_t begin = record.size();
+    record.resize(begin + static_cast<size_t>(count));
+    std::vsnprintf(record.data() + begin, static_cast<size_t>(count) + 1, format, arguments);
+  }
+  return count;
+}
+
+/// Writes the record, and moves the header behind it when it has been written. A record that
+/// crosses the limit ends the file.
+bool WriteRecord(const qvx::Descriptor& file, std::string_view record) {
+  const uint64_t begin = PlaceOfNextRecord(file);
+  const uint64_t end = begin + record.size();
+  if (!WriteAt(file, record, static_cast<off_t>(begin))) {
     return false;
   }
-  if (position > MaximumLogFileSize) {
-    chsize(fileno(file), position);
+  if (end > static_cast<uint64_t>(MaximumLogFileSize)) {
+    chsize(file.get(), static_cast<int64_t>(end));
   }
-  WriteHeader(file, static_cast<uint64_t>(position));
+  WriteHeader(file, end);
   return true;
 }
 
 [[gnu::format(printf, 2, 0)]] int AppendRecord(int severity, const char* format,
                                                va_list arguments) {
-  const qvx::File file = OpenLog();
-  if (!file) {
-    return -1;
-  }
-  GoToNextRecord(file.get());
-  WriteHeading(file.get(), logType[severity]);
-  // A false alarm when one run reads several files.
-  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
-  const int count = std::vfprintf(file.get(), format, arguments);
-  return EndRecord(file.get()) ? count : -1;
+  std::string record = Heading(logType[severity]);
+  const int count = AppendMessage(record, format, arguments);
+  const qvx::Descriptor file = OpenLog();
+  return file && WriteRecord(file, record) ? count : -1;
 }
 
 }  // namespace

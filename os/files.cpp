@@ -130,8 +130,11 @@ Descriptor OpenDescriptor(const std::string& path, int flags, mode_t mode) {
       return file;
     }
   }
-  const std::optional<Place> place =
-      FindPlace(path, IsForReading(flags) ? Access::kRead : Access::kChange);
+  const bool reads = IsForReading(flags);
+  std::optional<Place> place = reads ? std::nullopt : FindPlainPlace(path);
+  if (!place) {
+    place = FindPlace(path, reads ? Access::kRead : Access::kChange);
+  }
   if (!place) {
     return Descriptor();
   }

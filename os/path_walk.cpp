@@ -1,6 +1,8 @@
 #include "os/path_walk.h"
 
 #include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/syscall.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -162,6 +164,20 @@ class Walk {
   Place place_;
 };
 
+/// Opens the directory of an absolute path, or one below the working directory. Fails when a
+/// symbolic link is on the way.
+Descriptor OpenPlainDirectory(const std::string& path) {
+  open_how how{};
+  how.flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+  how.resolve = RESOLVE_NO_SYMLINKS;
+  return Descriptor(
+      static_cast<int>(syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how)));
+}
+
+bool Examine(const Descriptor& file, struct stat& status) {
+  return file && fstat(file.get(), &status) == 0;
+}
+
 }  // namespace
 
 std::string PathOf(const Descriptor& file) {
@@ -175,6 +191,26 @@ std::optional<Place> FindPlace(const std::string& path, Access access, LastLink 
     return std::nullopt;
   }
   return Walk(path, access, last_link).Run();
+}
+
+std::optional<Place> FindPlainPlace(const std::string& path) {
+  const size_t name = path.rfind('/') + 1;
+  if (name == 0 || name == path.size() || path.size() >= PATH_MAX) {
+    return std::nullopt;
+  }
+  Place place;
+  place.name = path.substr(name);
+  place.is_held = false;
+  place.directory = OpenPlainDirectory(path.substr(0, name));
+  if (!Examine(place.directory, place.directory_status)) {
+    return std::nullopt;
+  }
+  place.entry = Descriptor(
+      openat(place.directory.get(), place.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  if (!Examine(place.entry, place.entry_status) || place.IsA(S_IFLNK)) {
+    return std::nullopt;
+  }
+  return place;
 }
 
 bool MayStep(const Place& place, const struct stat& file, Access access) {
