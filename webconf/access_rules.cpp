@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -41,8 +42,20 @@ void AppendText(std::string& directives, std::string_view address) {
   directives += address;
 }
 
+/// The digits are written by hand, because a range can become many blocks, and inet_ntoa(3) formats
+/// each number with printf(3).
+void AppendAddress(std::string& directives, uint32_t address) {
+  char text[sizeof " 255.255.255.255"];
+  char* end = text;
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    *end++ = shift == 24 ? ' ' : '.';
+    end = std::to_chars(end, end + std::strlen("255"), address >> shift & 255).ptr;
+  }
+  directives.append(text, end);
+}
+
 void AppendBlock(std::string& directives, uint32_t first, int size_bits) {
-  AppendText(directives, OSInt_to_Address(first));
+  AppendAddress(directives, first);
   directives += '/';
   directives += std::to_string(32 - size_bits);
 }
@@ -52,7 +65,7 @@ void AppendBlock(std::string& directives, uint32_t first, int size_bits) {
 /// here wraps.
 void AppendBlocks(std::string& directives, uint32_t first, uint32_t last) {
   if (first % 2 != 0) {
-    AppendText(directives, OSInt_to_Address(first));
+    AppendAddress(directives, first);
     ++first;
   }
   int size_bits = std::countr_zero(first);
@@ -81,15 +94,16 @@ void AppendWalk(std::string& directives, uint32_t first, uint32_t last,
   const uint32_t walk_last = last == kTopAddress ? kTopAddress - 1 : last;
   if (walk_first < walk_last) {
     AppendBlocks(directives, walk_first, walk_last);
+  } else if (walk_last == last) {
+    AppendText(directives, last_text);
   } else {
-    AppendText(directives,
-               walk_last == last ? last_text : std::string_view(OSInt_to_Address(walk_last)));
+    AppendAddress(directives, walk_last);
   }
   if (walk_last != last) {
-    AppendText(directives, OSInt_to_Address(kTopAddress));
+    AppendAddress(directives, kTopAddress);
   }
   if (walk_first != first) {
-    AppendText(directives, OSInt_to_Address(0));
+    AppendAddress(directives, 0);
   }
 }
 
