@@ -87,20 +87,24 @@ int OpenWithPatience(const qvx::Place& place, int flags, mode_t mode) {
 }
 
 /// Opens a file with a single hard link through a path without symbolic links. Most paths are of
-/// this kind, and the rules judge no step of such a path. Returns an invalid descriptor for any
-/// other path.
-qvx::Descriptor OpenPlainFile(const std::string& path) {
+/// this kind, and the rules judge no step of such a path. Returns an invalid descriptor with errno
+/// set when such a path leads to nothing, and nothing for any other path.
+std::optional<qvx::Descriptor> OpenPlainFile(const std::string& path) {
   open_how how{};
   how.flags = O_PATH | O_CLOEXEC;
   how.resolve = RESOLVE_NO_SYMLINKS;
   const qvx::Descriptor entry(
       static_cast<int>(syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how)));
+  if (!entry && errno == ENOENT) {
+    return qvx::Descriptor();
+  }
   struct stat status {};
   if (!entry || fstat(entry.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
       status.st_nlink != 1) {
-    return qvx::Descriptor();
+    return std::nullopt;
   }
-  return qvx::Descriptor(open(qvx::PathOf(entry).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  qvx::Descriptor file(open(qvx::PathOf(entry).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  return file ? std::optional(std::move(file)) : std::nullopt;
 }
 
 }  // namespace
@@ -126,8 +130,8 @@ Descriptor OpenEntry(const Place& place, int flags) {
 
 Descriptor OpenDescriptor(const std::string& path, int flags, mode_t mode) {
   if (flags == O_RDONLY) {
-    if (Descriptor file = OpenPlainFile(path)) {
-      return file;
+    if (std::optional<Descriptor> file = OpenPlainFile(path)) {
+      return std::move(*file);
     }
   }
   const bool reads = IsForReading(flags);
