@@ -1,17 +1,18 @@
 // The cases of the benchmark. A case is one contender's work on an input, "subject/input/contender"
 // or, where the input has a size, "subject/input-size/contender". Contenders of the same subject
-// and input do the same job, and tell it in the same words.
+// and input do the same job, and tell it in the same words. A source adds its cases when the
+// program starts:
 //
-// A source adds its cases when the program starts:
-//
-//   const Addition kAddition({.subject = "save", .input = "deep", .contender = "ours", ...});
+//   const Addition kAddition({"save", "deep", "ours", {20, 200}, [](size_t size) { ... }});
 #ifndef QVX_BENCH_CASES_H
 #define QVX_BENCH_CASES_H
 
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace qvx::bench {
@@ -20,8 +21,16 @@ namespace qvx::bench {
 /// with them, so neither making nor releasing it is measured.
 struct Prepared {
   std::function<void()> work;
-  std::function<std::string()> result;  ///< an empty text is compared with nothing
+  std::function<std::string()> result = [] { return std::string(); };  ///< empty: not compared
 };
+
+/// A work whose result is the number that it returns.
+template <typename Work>
+Prepared Counted(Work work) {
+  const auto number = std::make_shared<size_t>(0);
+  return {[work = std::move(work), number] { *number = static_cast<size_t>(work()); },
+          [number] { return std::to_string(*number); }};
+}
 
 struct Case {
   std::string subject;
@@ -29,7 +38,6 @@ struct Case {
   std::string contender;
   std::vector<size_t> sizes;  ///< those of the report; none: the input has no size
   std::function<Prepared(size_t)> prepare;
-  size_t small_size = 20;  ///< for a check of the results
 
   std::string Name(size_t size) const;
 };
@@ -39,14 +47,7 @@ struct Addition {
 };
 
 /// All cases, in the order of their names.
-std::vector<Case> AllCases();
-
-/// A case and the size that a name asks for, which need not be one of the report.
-struct SizedCase {
-  const Case* chosen;  ///< null: there is no such case
-  size_t size;
-};
-SizedCase FindCase(const std::vector<Case>& cases, std::string_view name);
+const std::vector<Case>& AllCases();
 
 /// Does the work. The only caller of it, so that a profiler can be told to count in here alone.
 void DoMeasuredWork(const Prepared& prepared);

@@ -1,7 +1,7 @@
 #include "bench/corpus.h"
 
+#include <cstdint>
 #include <fstream>
-#include <stdexcept>
 
 #include "bench/cases.h"
 #include "settings/document.h"
@@ -10,101 +10,139 @@ namespace qvx::bench {
 
 namespace {
 
-constexpr size_t kLevels = 490;
-
-// `pattern` for each number below `size`, within the element `element`.
-std::string Numbers(size_t size, std::string_view element, std::string_view pattern) {
-  std::string text = "<" + std::string(element) + ">";
-  for (size_t number = 0; number < size; ++number) {
-    text += Numbered(pattern, number);
-  }
-  return text + "</" + std::string(element) + ">\n";
-}
-
-std::string Deep(size_t size) {
-  std::string chain;
-  for (size_t level = 0; level < kLevels; ++level) {
-    chain += "<level>";
-  }
-  chain += "end";
-  for (size_t level = 0; level < kLevels; ++level) {
-    chain += "</level>";
-  }
-  return Numbers(size, "chains", chain + '\n');
-}
-
-// Twenty references in a text.
-std::string References(size_t size, std::string_view head, std::string_view reference) {
-  std::string text(head);
-  text += "<texts>\n";
-  for (size_t index = 0; index < size; ++index) {
-    text += index % 20 == 0 ? "<text>one " : " and ";
-    text += reference;
-    text += index % 20 == 19 || index + 1 == size ? "</text>\n" : "";
-  }
-  return text + "</texts>\n";
-}
-
-constexpr char kSettings[] = "<setting#>value#</setting#>\n";
-constexpr char kAttributes[] =
-    "<host name=\"host#\" address=\"10.0.0.#\" state=\"up\" trust=\"certificate\" "
-    "rank=\"#\"></host>\n";
-constexpr char kLines[] = "line # of a long text\n";
-constexpr char kMixed[] = "<!-- remark # --><part>text #<![CDATA[raw > & #]]></part><?do it #?>\n";
-constexpr char kChildren[] = "<item name=\"name#\">text#</item>";
-
-}  // namespace
+constexpr uint32_t kFirstAddress = 10U << 24 | 1;
+constexpr uint32_t kRangeSize = 32768;
 
 std::string Numbered(std::string_view pattern, size_t number) {
   const std::string digits = std::to_string(number);
   std::string text;
   for (const char c : pattern) {
-    if (c == '#') {
-      text += digits;
-    } else {
-      text += c;
-    }
+    text += c == '#' ? digits : std::string(1, c);
   }
   return text;
+}
+
+std::string Numbers(size_t size, std::string_view pattern) {
+  std::string text;
+  for (size_t number = 0; number < size; ++number) {
+    text += Numbered(pattern, number);
+  }
+  return text;
+}
+
+std::string Element(const std::string& name, const std::string& content) {
+  return '<' + name + '>' + content + "</" + name + '>';
+}
+
+std::string Chain(size_t levels) {
+  std::string chain = "end";
+  for (size_t level = 0; level < levels; ++level) {
+    chain = Element("level", chain);
+  }
+  return chain + '\n';
+}
+
+// A text of twenty references.
+std::string References(const std::string& reference) {
+  std::string text = "one";
+  for (int index = 0; index < 20; ++index) {
+    text += ' ' + reference + " and";
+  }
+  return Element("text", text) + '\n';
+}
+
+std::string Dotted(uint32_t address) {
+  return std::to_string(address >> 24) + '.' + std::to_string(address >> 16 & 255) + '.' +
+         std::to_string(address >> 8 & 255) + '.' + std::to_string(address & 255);
+}
+
+// What the interface command prints in front of an address and behind it.
+constexpr char kInterface[] =
+    "#: eth#: <BROADCAST,MULTICAST,UP,LOWER_UP> mtu 1500 qdisc noqueue state UP group default\n"
+    "    link/ether 02:42:ac:11:00:02 brd ff:ff:ff:ff:ff:ff\n"
+    "    inet ";
+constexpr char kInterfaceEnd[] =
+    "/24 brd 10.255.255.255 scope global eth#\n"
+    "       valid_lft forever preferred_lft forever\n"
+    "    inet6 fe80::42:acff:fe11:2/64 scope link\n"
+    "       valid_lft forever preferred_lft forever\n";
+
+}  // namespace
+
+const std::vector<Document>& Documents() {
+  static const std::vector<Document> documents = {
+      {"default", QVX_XML_DEFAULT, "", "", {}},
+      {"settings", "", "settings", "<setting#>value#</setting#>\n", {1000, 10000, 100000}},
+      {"attributes",
+       "",
+       "hosts",
+       "<host name=\"host#\" address=\"10.0.0.#\" state=\"up\" trust=\"certificate\" "
+       "rank=\"#\"/>\n",
+       {500, 5000, 50000}},
+      {"deep", "", "chains", Chain(490), {2, 20, 200}},
+      {"lines", "", "log", "line # of a long text\n", {10000, 100000, 400000}},
+      {"references", "", "texts", References("&amp;"), {100, 1000, 10000}},
+      {"entities",
+       "<!DOCTYPE texts [<!ENTITY name \"value\">]>\n",
+       "texts",
+       References("&name;"),
+       {100, 1000, 10000}},
+      {"mixed",
+       "",
+       "mixed",
+       "<!-- remark # --><part>text #<![CDATA[raw > & #]]></part><?do it #?>\n",
+       {1300, 13000, 130000}},
+      {"children", "", "root", "<item name=\"name#\">text#</item>", {1000, 10000, 100000}}};
+  return documents;
+}
+
+std::string DocumentFile(std::string_view kind, size_t size) {
+  std::string path =
+      ScratchDirectory() + '/' + std::string(kind) + '-' + std::to_string(size) + ".xml";
+  for (const Document& document : Documents()) {
+    if (document.kind == kind && !std::ifstream(path)) {
+      std::ofstream stream(path, std::ios::binary);
+      stream << document.head;
+      if (!document.element.empty()) {
+        stream << Element(document.element, Numbers(size, document.pattern));
+      }
+    }
+  }
+  return path;
 }
 
 std::string SettingName(size_t index) {
   return Numbered("setting#", index);
 }
 
-std::string CorpusText(std::string_view kind, size_t size) {
-  struct Kind {
-    std::string_view name;
-    std::string (*text)(size_t size);
-  };
-  static constexpr Kind kKinds[] = {
-      {"default", [](size_t) -> std::string { return QVX_XML_DEFAULT; }},
-      {"settings", [](size_t count) { return Numbers(count, "settings", kSettings); }},
-      {"attributes", [](size_t count) { return Numbers(count, "hosts", kAttributes); }},
-      {"deep", Deep},
-      {"lines", [](size_t count) { return Numbers(count, "log", kLines); }},
-      {"references", [](size_t count) { return References(count, "", "&amp;"); }},
-      {"entities",
-       [](size_t count) {
-         return References(count, "<!DOCTYPE texts [<!ENTITY name \"value\">]>\n", "&name;");
-       }},
-      {"mixed", [](size_t count) { return Numbers(count, "mixed", kMixed); }},
-      {"children", [](size_t count) { return Numbers(count, "root", kChildren); }}};
-  for (const Kind& known : kKinds) {
-    if (known.name == kind) {
-      return known.text(size);
-    }
+std::vector<std::string> DottedAddresses(size_t size) {
+  std::vector<std::string> addresses;
+  for (uint32_t index = 0; index < size; ++index) {
+    addresses.push_back(Dotted(kFirstAddress + index));
   }
-  throw std::invalid_argument("no such kind of document");
+  return addresses;
 }
 
-std::string CorpusFile(std::string_view kind, size_t size) {
-  std::string path =
-      ScratchDirectory() + '/' + std::string(kind) + '-' + std::to_string(size) + ".xml";
-  if (!std::ifstream(path)) {
-    std::ofstream(path, std::ios::binary) << CorpusText(kind, size);
+std::string WidestRanges(size_t size) {
+  return Numbers(size, "0.0.0.1-255.255.255.254;");
+}
+
+std::string RangesApart(size_t size) {
+  std::string entries;
+  for (uint32_t first = 0; first < size * kRangeSize; first += kRangeSize) {
+    entries += Dotted(first + 1) + '-' + Dotted(first + kRangeSize - 2) + ';';
   }
-  return path;
+  return entries;
+}
+
+std::string InterfaceText(size_t size) {
+  std::string text;
+  for (uint32_t index = 0; index < size; ++index) {
+    text += Numbered(kInterface, index + 1);
+    text += Dotted(kFirstAddress + index - (index % 10 == 9 ? 1 : 0));
+    text += Numbered(kInterfaceEnd, index + 1);
+  }
+  return text;
 }
 
 }  // namespace qvx::bench

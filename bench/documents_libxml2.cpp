@@ -1,25 +1,16 @@
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 
-#include <memory>
-
 #include "bench/documents.h"
 
 namespace qvx::bench {
 namespace {
 
-struct DocumentFree {
-  void operator()(xmlDoc* document) const { xmlFreeDoc(document); }
-};
-struct TextFree {
-  void operator()(xmlChar* text) const { xmlFree(text); }
-};
-
 const xmlChar* In(const char* text) {
   return reinterpret_cast<const xmlChar*>(text);
 }
 
-std::string_view Out(const xmlChar* text) {
+const char* Out(const xmlChar* text) {
   return reinterpret_cast<const char*>(text);
 }
 
@@ -38,48 +29,20 @@ class Libxml2 {
   Node Root() { return xmlDocGetRootElement(document_.get()); }
   static Node FirstChild(Node node) { return node->children; }
   static Node NextSibling(Node node) { return node->next; }
-  Tally Count() {
-    Tally tally;
-    for (const xmlNode* node = Root(); node != nullptr; node = Following(node)) {
-      tally.comments += node->type == XML_COMMENT_NODE ? 1 : 0;
-      tally.instructions += node->type == XML_PI_NODE ? 1 : 0;
-      if (node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE) {
-        tally.AddText(Out(node->content));
-      }
-      if (node->type == XML_ELEMENT_NODE) {
-        ++tally.elements;
-        for (const xmlAttr* attribute = node->properties; attribute; attribute = attribute->next) {
-          ++tally.attributes;
-        }
-      }
-    }
-    return tally;
-  }
-
-  size_t FirstText(const char* name) {
-    const xmlNode* node = Root();
-    while (!IsCalled(node, name)) {
-      node = Following(node);
-    }
-    return Out(node->children->content).size();
-  }
-  size_t CountByName(const char* name) {
+  static Node Parent(Node node) { return node->parent; }
+  static int TypeOf(Node node) { return node->type; }
+  static const char* Name(Node node) { return Out(node->name); }
+  static std::string_view Value(Node node) { return Out(node->content); }
+  static size_t AttributeCount(Node node) {
     size_t count = 0;
-    for (const xmlNode* node = Root(); node != nullptr; node = Following(node)) {
-      count += IsCalled(node, name) ? 1 : 0;
-    }
-    return count;
-  }
-  size_t VisitByIndex() {
-    size_t count = 0;
-    for (const xmlNode* node = Root()->children; node != nullptr; node = node->next) {
+    for (const xmlAttr* attribute = node->properties; attribute; attribute = attribute->next) {
       ++count;
     }
     return count;
   }
   static size_t AttributeLength(Node node, const char* name) {
-    const std::unique_ptr<xmlChar, TextFree> value(xmlGetProp(node, In(name)));
-    return Out(value.get()).size();
+    const std::unique_ptr<xmlChar, void (*)(void*)> value(xmlGetProp(node, In(name)), xmlFree);
+    return std::string_view(Out(value.get())).size();
   }
 
   Node NewElement(const char* name) {
@@ -99,21 +62,7 @@ class Libxml2 {
   void AppendClone(Node node) { xmlAddChild(node, xmlDocCopyNode(node, document_.get(), 1)); }
 
  private:
-  static bool IsCalled(const xmlNode* node, const char* name) {
-    return node->type == XML_ELEMENT_NODE && xmlStrEqual(node->name, In(name)) != 0;
-  }
-  const xmlNode* Following(const xmlNode* node) {
-    if (node->type == XML_ELEMENT_NODE && node->children != nullptr) {
-      return node->children;
-    }
-    const xmlNode* root = Root();
-    while (node != root && node->next == nullptr) {
-      node = node->parent;
-    }
-    return node == root ? nullptr : node->next;
-  }
-
-  std::unique_ptr<xmlDoc, DocumentFree> document_;
+  std::unique_ptr<xmlDoc, void (*)(xmlDoc*)> document_{nullptr, xmlFreeDoc};
 };
 
 const bool kAdded = AddModel<Libxml2>();

@@ -1,6 +1,5 @@
 // The document model that is measured: as it is, and with one listener on the root.
 #include <cstdlib>
-#include <memory>
 
 #include "bench/documents.h"
 #include "dom/handles.h"
@@ -25,21 +24,16 @@ class Ours {
   Node Root() { return DOM_Document_getDocumentElement(document_.get()); }
   static Node FirstChild(Node node) { return node->firstChild; }
   static Node NextSibling(Node node) { return node->nextSibling; }
-  Tally Count();
+  static Node Parent(Node node) { return node->parentNode; }
+  static int TypeOf(Node node) { return node->nodeType; }
+  static const char* Name(Node node) { return node->nodeName; }
+  static std::string_view Value(Node node) { return node->nodeValue; }
+  static size_t AttributeCount(Node node) { return node->attributes->length; }
 
-  size_t FirstText(const char* name) {
-    const NodeListHolder found = ByName(name);
-    const DOM_Node* element = DOM_NodeList_item(found.get(), 0);
-    return std::string_view(element->firstChild->nodeValue).size();
-  }
+  Node FirstByName(const char* name) { return DOM_NodeList_item(ByName(name).get(), 0); }
   size_t CountByName(const char* name) { return ByName(name)->length; }
-  size_t VisitByIndex() {
-    DOM_NodeList* children = Root()->childNodes;
-    int32_t index = 0;
-    while (DOM_NodeList_item(children, index) != nullptr) {
-      ++index;
-    }
-    return static_cast<size_t>(index);
+  static Node Child(Node node, size_t index) {
+    return DOM_NodeList_item(node->childNodes, static_cast<int32_t>(index));
   }
   static size_t AttributeLength(Node node, const char* name) {
     const std::unique_ptr<char, decltype(&std::free)> value(DOM_Element_getAttribute(node, name),
@@ -86,29 +80,6 @@ class OursHeard : public Ours {
  private:
   size_t heard_ = 0;
 };
-
-Tally Ours::Count() {
-  Tally tally;
-  const DOM_Node* root = Root();
-  for (const DOM_Node* node = root; node != nullptr;) {
-    tally.elements += node->nodeType == DOM_ELEMENT_NODE ? 1 : 0;
-    tally.attributes += node->attributes != nullptr ? node->attributes->length : 0;
-    tally.comments += node->nodeType == DOM_COMMENT_NODE ? 1 : 0;
-    tally.instructions += node->nodeType == DOM_PROCESSING_INSTRUCTION_NODE ? 1 : 0;
-    if (node->nodeType == DOM_TEXT_NODE || node->nodeType == DOM_CDATA_SECTION_NODE) {
-      tally.AddText(node->nodeValue);
-    }
-    if (node->firstChild != nullptr) {
-      node = node->firstChild;
-      continue;
-    }
-    while (node != root && node->nextSibling == nullptr) {
-      node = node->parentNode;
-    }
-    node = node == root ? nullptr : node->nextSibling;
-  }
-  return tally;
-}
 
 const bool kAdded = AddModel<Ours>();
 const bool kHeardAdded = (AddChanges<OursHeard>(), true);

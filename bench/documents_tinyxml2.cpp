@@ -21,39 +21,18 @@ class Tinyxml2 {
   Node Root() { return document_.RootElement(); }
   static Node FirstChild(Node node) { return node->FirstChild(); }
   static Node NextSibling(Node node) { return node->NextSibling(); }
-  Tally Count() {
-    Tally tally;
-    for (Node node = Root(); node != nullptr; node = Following(node)) {
-      tally.comments += node->ToComment() != nullptr ? 1 : 0;
-      tally.instructions += node->ToDeclaration() != nullptr ? 1 : 0;
-      tally.AddText(node->ToText() != nullptr ? node->Value() : "");
-      if (const tinyxml2::XMLElement* element = node->ToElement()) {
-        ++tally.elements;
-        for (auto attribute = element->FirstAttribute(); attribute; attribute = attribute->Next()) {
-          ++tally.attributes;
-        }
-      }
+  static Node Parent(Node node) { return node->Parent(); }
+  static int TypeOf(Node node) {
+    if (node->ToElement() != nullptr) {
+      return kElement;
     }
-    return tally;
+    return node->ToText() != nullptr ? kText : kComment;
   }
-
-  size_t FirstText(const char* name) {
-    Node node = Root();
-    while (!IsCalled(node, name)) {
-      node = Following(node);
-    }
-    return std::string_view(node->FirstChild()->Value()).size();
-  }
-  size_t CountByName(const char* name) {
+  static const char* Name(Node node) { return node->Value(); }
+  static std::string_view Value(Node node) { return node->Value(); }
+  static size_t AttributeCount(Node node) {
     size_t count = 0;
-    for (Node node = Root(); node != nullptr; node = Following(node)) {
-      count += IsCalled(node, name) ? 1 : 0;
-    }
-    return count;
-  }
-  size_t VisitByIndex() {
-    size_t count = 0;
-    for (Node node = Root()->FirstChild(); node != nullptr; node = node->NextSibling()) {
+    for (auto one = node->ToElement()->FirstAttribute(); one != nullptr; one = one->Next()) {
       ++count;
     }
     return count;
@@ -84,20 +63,6 @@ class Tinyxml2 {
   void AppendClone(Node node) { node->InsertEndChild(node->DeepClone(&document_)); }
 
  private:
-  static bool IsCalled(Node node, const char* name) {
-    return node->ToElement() != nullptr && std::string_view(node->Value()) == name;
-  }
-  Node Following(Node node) {
-    if (node->FirstChild() != nullptr) {
-      return node->FirstChild();
-    }
-    const Node root = Root();
-    while (node != root && node->NextSibling() == nullptr) {
-      node = node->Parent();
-    }
-    return node == root ? nullptr : node->NextSibling();
-  }
-
   tinyxml2::XMLDocument document_;
 };
 

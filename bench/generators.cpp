@@ -1,17 +1,15 @@
 // What is made of settings and addresses: the configuration, the access directives, the bind list.
 #include <arpa/inet.h>
+#include <fcntl.h>
 
-#include <array>
-#include <cstdio>
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <string>
-#include <string_view>
-#include <vector>
+#include <filesystem>
 
 #include "bench/cases.h"
-#include "bench/generator_inputs.h"
+#include "bench/corpus.h"
+#include "os/file_replacement.h"
 #include "settings/bind_addresses.h"
 #include "settings/interface_addresses.h"
 #include "webconf/access_rules.h"
@@ -20,21 +18,12 @@
 namespace qvx::bench {
 namespace {
 
-using Texts = std::shared_ptr<std::string>;
-
-struct FileCloser {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using FileHolder = std::unique_ptr<std::FILE, FileCloser>;
-
-FileHolder OutputFile() {
-  return FileHolder(std::fopen((ScratchDirectory() + "/output").c_str(), "w"));
+std::string OutputPath() {
+  return ScratchDirectory() + "/output";
 }
 
 std::string SizeOfOutput() {
-  const FileHolder file(std::fopen((ScratchDirectory() + "/output").c_str(), "r"));
-  std::fseek(file.get(), 0, SEEK_END);
-  return std::to_string(std::ftell(file.get())) + " bytes";
+  return std::to_string(std::filesystem::file_size(OutputPath()));
 }
 
 ServerConfValues DefaultValues() {
@@ -44,156 +33,126 @@ ServerConfValues DefaultValues() {
           .log_level = "error"};
 }
 
-bool Write(std::FILE* file, std::string_view text) {
-  return std::fwrite(text.data(), 1, text.size(), file) == text.size();
+Prepared Generate(size_t size) {
+  return {[addresses = DottedAddresses(size)] {
+            FileReplacement file(OutputPath(), OwnFile(0644));
+            GenerateServerConf(DefaultValues(), addresses,
+                               [&file](std::string_view piece) { return file.Write(piece); });
+            file.Commit();
+          },
+          SizeOfOutput};
 }
 
-Prepared GenerateOurs(size_t size) {
-  const auto addresses = std::make_shared<std::vector<std::string>>(DottedAddresses(size));
-  return {.work =
-              [addresses] {
-                const FileHolder file = OutputFile();
-                GenerateServerConf(DefaultValues(), *addresses, [&file](std::string_view piece) {
-                  return Write(file.get(), piece);
-                });
-              },
-          .result = SizeOfOutput};
+// One write(2) of the same bytes.
+Prepared WriteConfiguration(size_t size) {
+  return {[text = ServerConfText(DefaultValues(), DottedAddresses(size))] {
+            const Descriptor file(open(OutputPath().c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644));
+            [[maybe_unused]] const ssize_t count = write(file.get(), text.data(), text.size());
+          },
+          SizeOfOutput};
 }
 
-Prepared GenerateFloor(size_t size) {
-  const Texts text =
-      std::make_shared<std::string>(ServerConfText(DefaultValues(), DottedAddresses(size)));
-  return {.work = [text] { static_cast<void>(Write(OutputFile().get(), *text)); },
-          .result = SizeOfOutput};
+template <std::string (*entries)(size_t)>
+Prepared Restrict(size_t size) {
+  return Counted([list = entries(size)] { return AccessDirectives(list, "").size(); });
 }
 
-const Addition kGenerateOurs({"generate", "addresses", "ours", {1, 100, 10000}, GenerateOurs});
-const Addition kGenerateFloor({"generate", "addresses", "floor", {1, 100, 10000}, GenerateFloor});
-
-Prepared RestrictOurs(const std::string& entries) {
-  const auto directives = std::make_shared<std::string>();
-  return {.work = [entries, directives] { *directives = AccessDirectives(entries, ""); },
-          .result = [directives] { return std::to_string(directives->size()) + " bytes"; }};
+template <std::string (*entries)(size_t)>
+Prepared CopyDirectives(size_t size) {
+  return Counted([text = AccessDirectives(entries(size), "")] {
+    return std::make_unique<std::string>(text)->size();
+  });
 }
 
-Prepared RestrictFloor(const std::string& entries) {
-  const Texts whole = std::make_shared<std::string>(AccessDirectives(entries, ""));
-  const auto directives = std::make_shared<std::string>();
-  return {.work = [whole, directives] { directives->append(*whole); },
-          .result = [directives] { return std::to_string(directives->size()) + " bytes"; }};
-}
-
-const std::vector<size_t> kEntries = {1, 1000, 100000};
-const Addition kRestrictOurs({"restrict", "widest", "ours", kEntries,
-                              [](size_t size) { return RestrictOurs(WidestRanges(size)); }});
-const Addition kRestrictFloor({"restrict", "widest", "floor", kEntries,
-                               [](size_t size) { return RestrictFloor(WidestRanges(size)); }});
-const Addition kApartOurs({"restrict", "apart", "ours", kEntries,
-                           [](size_t size) { return RestrictOurs(RangesApart(size, '-', ';')); }});
-const Addition kApartFloor({"restrict", "apart", "floor", kEntries, [](size_t size) {
-                              return RestrictFloor(RangesApart(size, '-', ';'));
-                            }});
-
-Prepared ParseOurs(size_t size) {
-  const Texts text = std::make_shared<std::string>(InterfaceText(size));
-  const auto count = std::make_shared<size_t>(0);
-  return {.work = [text, count] { *count = ParseInterfaceAddresses(*text).size(); },
-          .result = [count] { return std::to_string(*count) + " addresses"; }};
+Prepared Parse(size_t size) {
+  return Counted([text = InterfaceText(size)] { return ParseInterfaceAddresses(text).size(); });
 }
 
 // One pass over the text, which converts what follows each keyword.
-Prepared ParseFloor(size_t size) {
-  const Texts text = std::make_shared<std::string>(InterfaceText(size));
-  const auto count = std::make_shared<size_t>(0);
-  return {.work =
-              [text, count] {
-                const char* place = text->c_str();
-                while ((place = std::strstr(place, "inet ")) != nullptr) {
-                  place += std::strlen("inet ");
-                  uint32_t address = 0;
-                  for (uint32_t number = 0; *place != '/'; ++place) {
-                    number = *place == '.' ? 0 : number * 10 + static_cast<uint32_t>(*place - '0');
-                    address = *place == '.' ? address << 8 : (address & ~255U) | number;
-                  }
-                  *count += address != 0 ? 1 : 0;
-                }
-              },
-          .result = [count] { return std::to_string(*count) + " addresses"; }};
+Prepared ConvertAddresses(size_t size) {
+  return Counted([text = InterfaceText(size)] {
+    size_t count = 0;
+    const char* place = text.c_str();
+    while ((place = std::strstr(place, "inet ")) != nullptr) {
+      place += std::strlen("inet ");
+      uint32_t address = 0;
+      for (uint32_t number = 0; *place != '/'; ++place) {
+        number = *place == '.' ? 0 : number * 10 + static_cast<uint32_t>(*place - '0');
+        address = *place == '.' ? address << 8 : (address & ~255U) | number;
+      }
+      count += address != 0 ? 1 : 0;
+    }
+    return count;
+  });
 }
 
-const std::vector<size_t> kInterfaces = {10, 1000, 100000};
-const Addition kParseOurs({"addresses", "parse", "ours", kInterfaces, ParseOurs});
-const Addition kParseFloor({"addresses", "parse", "floor", kInterfaces, ParseFloor});
-
-struct Selecting {
-  std::vector<uint32_t> available;
-  std::string binding_list;
-  size_t selected = 0;
-};
+std::vector<uint32_t> Numbers(size_t size) {
+  std::vector<uint32_t> numbers;
+  for (const std::string& address : DottedAddresses(size)) {
+    numbers.push_back(inet_addr(address.c_str()));
+  }
+  return numbers;
+}
 
 // As many entries as addresses, each of which selects one.
-std::shared_ptr<Selecting> NewSelecting(size_t size) {
-  auto selecting = std::make_shared<Selecting>();
+std::string BindingList(size_t size) {
+  std::string list;
   for (const std::string& address : DottedAddresses(size)) {
-    selecting->available.push_back(inet_addr(address.c_str()));
-    selecting->binding_list += address + "/255.255.255.255;";
+    list += address + "/255.255.255.255;";
   }
-  return selecting;
+  return list;
 }
 
-Prepared SelectOurs(size_t size) {
-  const auto selecting = NewSelecting(size);
-  return {.work =
-              [selecting] {
-                selecting->selected = SelectBindAddresses(selecting->available,
-                                                          {.is_to_selected = true,
-                                                           .is_to_wildcard = false,
-                                                           .binding_list = selecting->binding_list})
-                                          .size();
-              },
-          .result = [selecting] { return std::to_string(selecting->selected) + " selected"; }};
+Prepared Select(size_t size) {
+  return Counted([available = Numbers(size), list = BindingList(size)] {
+    return SelectBindAddresses(
+               available, {.is_to_selected = true, .is_to_wildcard = false, .binding_list = list})
+        .size();
+  });
 }
 
 // One pass over the list, and the texts of the addresses. The loopback address is always one.
-Prepared SelectFloor(size_t size) {
-  const auto selecting = NewSelecting(size);
-  return {.work =
-              [selecting] {
-                for (const char c : selecting->binding_list) {
-                  selecting->selected += c == ';' ? 1 : 0;
-                }
-                std::vector<std::string> texts = {"127.0.0.1"};
-                for (const uint32_t address : selecting->available) {
-                  std::array<char, INET_ADDRSTRLEN> text{};
-                  texts.emplace_back(inet_ntop(AF_INET, &address, text.data(), text.size()));
-                }
-                selecting->selected = texts.size();
-              },
-          .result = [selecting] { return std::to_string(selecting->selected) + " selected"; }};
+Prepared WriteSelected(size_t size) {
+  return Counted([available = Numbers(size), list = BindingList(size)] {
+    const auto entries = static_cast<size_t>(std::count(list.begin(), list.end(), ';'));
+    std::vector<std::string> texts = {"127.0.0.1"};
+    for (size_t index = 0; index < entries; ++index) {
+      char text[INET_ADDRSTRLEN];
+      texts.emplace_back(inet_ntop(AF_INET, &available[index], text, sizeof text));
+    }
+    return texts.size();
+  });
 }
-
-const std::vector<size_t> kBindings = {10, 100, 1000, 10000};
-const Addition kSelectOurs({"addresses", "select", "ours", kBindings, SelectOurs});
-const Addition kSelectFloor({"addresses", "select", "floor", kBindings, SelectFloor});
 
 // One text that every call has to find the end of.
-Prepared RestrictionCalls(size_t size) {
-  using TextHolder = std::unique_ptr<char, decltype(&std::free)>;
-  const auto length = std::make_shared<size_t>(0);
-  return {.work =
-              [size, length] {
-                char* text = nullptr;
-                for (size_t call = 0; call < size; ++call) {
-                  CreateIPAddrRestrictionStr(1, &text, "10.0.0.1", nullptr);
-                }
-                const TextHolder holder(text, &std::free);
-                *length = std::string_view(text).size();
-              },
-          .result = [length] { return std::to_string(*length) + " bytes"; }};
+Prepared ExtendRestriction(size_t size) {
+  return Counted([size] {
+    char* text = nullptr;
+    for (size_t call = 0; call < size; ++call) {
+      CreateIPAddrRestrictionStr(1, &text, "10.0.0.1", nullptr);
+    }
+    const std::unique_ptr<char, decltype(&std::free)> holder(text, &std::free);
+    return std::strlen(text);
+  });
 }
 
-const Addition kRestrictionCalls(
-    {"growth", "restriction-calls", "ours", {1000, 4000, 16000}, RestrictionCalls});
+bool AddPair(const char* subject, const char* input, const std::vector<size_t>& sizes,
+             Prepared (*ours)(size_t), Prepared (*floor)(size_t)) {
+  Addition({subject, input, "ours", sizes, ours});
+  Addition({subject, input, "floor", sizes, floor});
+  return true;
+}
+
+const bool kAdded[] = {
+    AddPair("generate", "addresses", {1, 100, 10000}, Generate, WriteConfiguration),
+    AddPair("restrict", "widest", {1, 1000, 100000}, Restrict<WidestRanges>,
+            CopyDirectives<WidestRanges>),
+    AddPair("restrict", "apart", {1, 1000, 100000}, Restrict<RangesApart>,
+            CopyDirectives<RangesApart>),
+    AddPair("addresses", "parse", {10, 1000, 100000}, Parse, ConvertAddresses),
+    AddPair("addresses", "select", {10, 100, 1000, 10000}, Select, WriteSelected)};
+const Addition kExtension(
+    {"growth", "restriction-calls", "ours", {1000, 4000, 16000}, ExtendRestriction});
 
 }  // namespace
 }  // namespace qvx::bench

@@ -5,24 +5,29 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
+#include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
-#include <memory>
-#include <string>
 
 #include "bench/cases.h"
 #include "log/ring_log.h"
+#include "os/descriptor.h"
 #include "tls/openssl_handles.h"
 #include "tls/pair_check.h"
 #include "tls/pem_files.h"
 #include "tls/self_signed.h"
+#ifdef QVX_BENCH_PEERS
+#include <spdlog/sinks/rotating_file_sink.h>
+#include <spdlog/spdlog.h>
+#endif
 
 namespace qvx::bench {
 namespace {
 
 constexpr int kRing = 200000;
 constexpr char kMessage[] = "Certificate was successfully secured via the file system protection.";
+const std::vector<size_t> kRecords = {1, 100, 10000};
 
 /// Makes an installation in the scratch directory and leads every operation of this process there.
 void LayOut() {
@@ -38,90 +43,96 @@ void LayOut() {
   LogOutput(kLogInformation, "%s", kMessage);  // the file is made, and protected
 }
 
-Prepared LogOurs(size_t size) {
+template <typename Record>
+Prepared Records(size_t size, Record record) {
   LayOut();
-  return {.work =
-              [size] {
-                for (size_t record = 0; record < size; ++record) {
-                  LogOutput(kLogInformation, "%s", kMessage);
-                }
-              },
-          .result = [] { return std::string(); }};
+  return {[size, record] {
+    for (size_t index = 0; index < size; ++index) {
+      record();
+    }
+  }};
 }
 
-// What a record cannot do without, as long as the file may be moved away between two of them: the
-// file is opened, its header read, the record written, the header written, the file closed.
-Prepared LogFloor(size_t size) {
-  LayOut();
-  return {.work =
-              [size] {
-                const std::string record =
-                    "\n\nINFORMATION LOG (severity=0)  Thu Jan 01 00:00:00 1970\n" +
-                    std::string(kMessage);
-                std::array<char, 9> header{};
-                for (size_t index = 0; index < size; ++index) {
-                  const int file = open(QvxLogFile, O_RDWR | O_CLOEXEC);
-                  const ssize_t read = pread(file, header.data(), header.size(), 0);
-                  const off_t place = std::strtol(header.data(), nullptr, 16) % kRing;
-                  const ssize_t written = pwrite(file, record.data(), record.size(), place);
-                  const ssize_t ended = pwrite(file, header.data(), header.size(), 0);
-                  if (read + written + ended < 0 || close(file) != 0) {
-                    return;
-                  }
-                }
-              },
-          .result = [] { return std::string(); }};
+const Addition kLogOurs({"log", "records", "ours", kRecords, [](size_t size) {
+                           return Records(size, [] { LogOutput(kLogInformation, "%s", kMessage); });
+                         }});
+
+// The system calls that a record needs. The file may be moved away between two records, so it is
+// opened for each. The service account may exchange it, so its directory is held, and it is looked
+// at before it is opened and afterwards. Then header, record and header are read and written.
+void WriteBareRecord() {
+  const std::string path = QvxLogFile;
+  const std::string name = path.substr(path.rfind('/') + 1);
+  const Descriptor directory(
+      open(path.substr(0, path.rfind('/')).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const Descriptor entry(openat(directory.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  const Descriptor file(openat(directory.get(), name.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+  for (const Descriptor* one : {&directory, &entry, &file}) {
+    struct stat status {};
+    fstat(one->get(), &status);
+  }
+  char header[10] = "";
+  [[maybe_unused]] ssize_t count = pread(file.get(), header, 9, 0);
+  const off_t place = std::strtol(header, nullptr, 16) % kRing;
+  const time_t now = std::time(nullptr);
+  std::tm local{};
+  char heading[128];
+  std::strftime(heading, sizeof heading, "\n\nINFORMATION LOG (severity=0)  %a %b %d %H:%M:%S %Y\n",
+                localtime_r(&now, &local));
+  const std::string text = heading + std::string(kMessage);
+  count = pwrite(file.get(), text.data(), text.size(), place);
+  std::snprintf(header, sizeof header, "%08zX\n", static_cast<size_t>(place) + text.size());
+  count = pwrite(file.get(), header, 9, 0);
 }
 
-const std::vector<size_t> kRecords = {1, 100, 10000};
-const Addition kLogOurs({"log", "records", "ours", kRecords, LogOurs});
-const Addition kLogFloor({"log", "records", "floor", kRecords, LogFloor});
+const Addition kLogFloor({"log", "records", "floor", kRecords,
+                          [](size_t size) { return Records(size, WriteBareRecord); }});
 
-Prepared CheckOurs(size_t) {
-  LayOut();
-  GenerateSelfSignedCert();
-  const auto result = std::make_shared<int>(0);
-  return {.work = [result] { *result = GenerateSelfSignedCert(); },
-          .result = [result] { return std::to_string(*result); }};
-}
+#ifdef QVX_BENCH_PEERS
+// It keeps its file open, and a second file for what came before; each record is written at once.
+const Addition kLogSpdlog({"log", "records", "spdlog", kRecords, [](size_t size) {
+                             const auto logger = std::make_shared<spdlog::logger>(
+                                 "bench", std::make_shared<spdlog::sinks::rotating_file_sink_st>(
+                                              ScratchDirectory() + "/spdlog", kRing, 1));
+                             logger->flush_on(spdlog::level::info);
+                             return Records(size, [logger] { logger->info(kMessage); });
+                           }});
+#endif
 
 StreamHandle StreamOf(const std::string& path) {
   return StreamHandle(BIO_new_file(path.c_str(), "r"));
 }
 
-Prepared CheckFloor(size_t) {
-  LayOut();
-  GenerateSelfSignedCert();
-  const auto result = std::make_shared<int>(0);
-  return {.work =
-              [result] {
-                const CertificateHandle certificate(PEM_read_bio_X509(
-                    StreamOf(CertificatePath()).get(), nullptr, nullptr, nullptr));
-                const KeyHandle key(
-                    PEM_read_bio_PrivateKey(StreamOf(KeyPath()).get(), nullptr, nullptr, nullptr));
-                *result = X509_check_private_key(certificate.get(), key.get());
-              },
-          .result = [result] { return std::to_string(*result); }};
+int CheckBarePair() {
+  const CertificateHandle certificate(
+      PEM_read_bio_X509(StreamOf(CertificatePath()).get(), nullptr, nullptr, nullptr));
+  const KeyHandle key(
+      PEM_read_bio_PrivateKey(StreamOf(KeyPath()).get(), nullptr, nullptr, nullptr));
+  return X509_check_private_key(certificate.get(), key.get());
 }
 
-Prepared FirstOurs(size_t) {
-  LayOut();
-  const auto result = std::make_shared<int>(0);
-  return {.work = [result] { *result = GenerateSelfSignedCertAndPrivateKey("host"); },
-          .result = [result] { return std::to_string(*result); }};
+template <typename Check>
+Case CheckCase(const char* contender, Check check) {
+  return {"certificate", "check", contender, {}, [check](size_t) {
+            LayOut();
+            GenerateSelfSignedCert();
+            return Counted(check);
+          }};
 }
 
-Prepared FirstFloor(size_t bits) {
-  return {.work = [bits] { const KeyHandle key(EVP_RSA_gen(bits)); },
-          .result = [] { return std::string(); }};
+template <typename Make>
+Case FirstCase(const char* contender, Make make) {
+  return {"certificate", "first", contender, {}, [make](size_t) -> Prepared {
+            LayOut();
+            return {make};
+          }};
 }
 
-const Addition kCheckOurs({"certificate", "check", "ours", {}, CheckOurs});
-const Addition kCheckFloor({"certificate", "check", "floor", {}, CheckFloor});
-const Addition kFirstOurs({"certificate", "first", "ours", {}, FirstOurs});
-const Addition kFirstFloor({"certificate", "first", "floor", {}, [](size_t) {
-                              return FirstFloor(2048);
-                            }});
+const Addition kCertificates[] = {
+    Addition(CheckCase("ours", [] { return GenerateSelfSignedCert(); })),
+    Addition(CheckCase("floor", CheckBarePair)),
+    Addition(FirstCase("ours", [] { GenerateSelfSignedCertAndPrivateKey("host"); })),
+    Addition(FirstCase("floor", [] { const KeyHandle key(EVP_RSA_gen(2048U)); }))};
 
 }  // namespace
 }  // namespace qvx::bench

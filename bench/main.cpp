@@ -1,60 +1,49 @@
-// Without arguments, or with those of Google Benchmark, times every case.
+// Without arguments, or with those of Google Benchmark, times every case at its largest size.
 //
 //   --list          the names of all cases at the sizes of the report
 //   --check         does every case at a small size: contenders must tell the same result
-//   --once NAME     does one case once and prints what it took, and what came of it, as JSON
+//   --once NAME     does one case once and prints what it took, as JSON
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 #include <sys/resource.h>
 #include <valgrind/callgrind.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <fstream>
 #include <map>
-#include <string>
-#include <string_view>
+#include <stdexcept>
 
 #include "bench/cases.h"
 
 namespace qvx::bench {
 namespace {
 
-constexpr std::string_view kPeak = "VmHWM:";
-constexpr std::string_view kResident = "VmRSS:";
+using Clock = std::chrono::steady_clock;
 
-std::vector<size_t> SizesOf(const Case& one) {
-  return one.sizes.empty() ? std::vector<size_t>{0} : one.sizes;
-}
+constexpr size_t kSmallSize = 20;
 
 void ListCases() {
   for (const Case& one : AllCases()) {
-    for (const size_t size : SizesOf(one)) {
+    for (const size_t size : one.sizes.empty() ? std::vector<size_t>{0} : one.sizes) {
       std::puts(one.Name(size).c_str());
     }
   }
-}
-
-std::string ResultOf(const Case& one, size_t size) {
-  const Prepared prepared = one.prepare(size);
-  DoMeasuredWork(prepared);
-  return prepared.result();
 }
 
 int CheckResults() {
   std::map<std::string, std::string> results;
   int status = EXIT_SUCCESS;
   for (const Case& one : AllCases()) {
-    const std::string result = ResultOf(one, one.small_size);
-    if (result.empty()) {
-      continue;
-    }
-    const auto [place, is_first] = results.try_emplace(one.subject + '/' + one.input, result);
-    if (place->second != result) {
-      std::fprintf(stderr, "%s\n  wanted: %s\n  found:  %s\n", one.Name(one.small_size).c_str(),
-                   place->second.c_str(), result.c_str());
+    const Prepared prepared = one.prepare(kSmallSize);
+    DoMeasuredWork(prepared);
+    const std::string result = prepared.result();
+    const std::string job = one.subject + '/' + one.input;
+    if (!result.empty() && results.try_emplace(job, result).first->second != result) {
+      std::fprintf(stderr, "%s\n  wanted: %s\n  found:  %s\n", one.Name(kSmallSize).c_str(),
+                   results[job].c_str(), result.c_str());
       status = EXIT_FAILURE;
     }
   }
@@ -64,12 +53,11 @@ int CheckResults() {
 // Kilobytes, from the process's own status.
 long StatusOf(std::string_view field) {
   std::ifstream status("/proc/self/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.starts_with(field)) {
-      return std::strtol(line.c_str() + field.size(), nullptr, 10);
-    }
+  long kilobytes = 0;
+  for (std::string word; word != field && status >> word;) {
   }
-  return 0;
+  status >> kilobytes;
+  return kilobytes;
 }
 
 long PageFaults() {
@@ -78,52 +66,53 @@ long PageFaults() {
   return usage.ru_minflt + usage.ru_majflt;
 }
 
-// What the preparation used and returned goes back to the system, and the peak starts anew.
-void ForgetPeak() {
-  malloc_trim(0);
-  std::ofstream("/proc/self/clear_refs") << "5";
+// Seconds.
+double TimeOf(const Prepared& prepared) {
+  const Clock::time_point start = Clock::now();
+  DoMeasuredWork(prepared);
+  return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-int DoOnce(std::string_view name) {
-  const std::vector<Case> cases = AllCases();
-  const auto [chosen, size] = FindCase(cases, name);
-  if (chosen == nullptr) {
-    std::fprintf(stderr, "no such case: %s\n", std::string(name).c_str());
-    return EXIT_FAILURE;
+// The size in the name need not be one of the report.
+int DoOnce(const std::string& name) {
+  const size_t dash = name.rfind('-', name.rfind('/'));
+  const size_t size = dash == name.npos ? 0 : std::strtoull(name.c_str() + dash + 1, nullptr, 10);
+  const auto chosen = std::find_if(AllCases().begin(), AllCases().end(),
+                                   [&](const Case& one) { return one.Name(size) == name; });
+  if (chosen == AllCases().end()) {
+    throw std::invalid_argument("no such case: " + name);
   }
   const Prepared prepared = chosen->prepare(size);
-  ForgetPeak();
-  const long resident = StatusOf(kResident);
+  // What the preparation used and returned goes back to the system, and the peak starts anew.
+  malloc_trim(0);
+  std::ofstream("/proc/self/clear_refs") << "5";
+  const long resident = StatusOf("VmRSS:");
   const long faults = PageFaults();
   CALLGRIND_START_INSTRUMENTATION;
-  DoMeasuredWork(prepared);
+  const double seconds = TimeOf(prepared);
   CALLGRIND_STOP_INSTRUMENTATION;
   const long faults_taken = PageFaults() - faults;
-  const long peak = StatusOf(kPeak) - resident;
-  std::printf(R"({"peak": %ld, "faults": %ld, "result": "%s"})"
+  const long peak = StatusOf("VmHWM:") - resident;
+  std::printf(R"({"peak": %ld, "faults": %ld, "cold": %.9f})"
               "\n",
-              peak * 1024, faults_taken, prepared.result().c_str());
+              peak * 1024, faults_taken, seconds);
   return EXIT_SUCCESS;
 }
 
+// An iteration has its own preparation, so a repetition has but one.
 void Time(benchmark::State& state, const Case& one, size_t size) {
-  using Clock = std::chrono::steady_clock;
   for (auto iteration : state) {
     static_cast<void>(iteration);
-    const Prepared prepared = one.prepare(size);
-    const Clock::time_point start = Clock::now();
-    DoMeasuredWork(prepared);
-    state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
+    state.SetIterationTime(TimeOf(one.prepare(size)));
   }
 }
 
 int TimeCases(int argument_count, char* arguments[]) {
   for (const Case& one : AllCases()) {
-    for (const size_t size : SizesOf(one)) {
-      benchmark::RegisterBenchmark(one.Name(size).c_str(), Time, one, size)
-          ->UseManualTime()
-          ->Unit(benchmark::kMicrosecond);
-    }
+    const size_t size = one.sizes.empty() ? 0 : one.sizes.back();
+    benchmark::RegisterBenchmark(one.Name(size).c_str(), Time, one, size)
+        ->UseManualTime()
+        ->Iterations(1);
   }
   benchmark::Initialize(&argument_count, arguments);
   if (benchmark::ReportUnrecognizedArguments(argument_count, arguments)) {

@@ -2,6 +2,7 @@
 
 Instructions are counted by callgrind, which every machine has and no load disturbs.
 """
+import concurrent.futures
 import json
 import os
 import re
@@ -9,31 +10,33 @@ import statistics
 import subprocess
 import tempfile
 
-CALLGRIND = ['valgrind', '--tool=callgrind', '--error-exitcode=99']
+# The C library and OpenSSL choose their routines by the processor. The counts are those of any.
+PLAIN_PROCESSOR = {'GLIBC_TUNABLES': 'glibc.cpu.hwcaps=-AVX2,-AVX,-ERMS,-EVEX',
+                   'OPENSSL_ia32cap': '0'}
 
 
-def program(build):
-    return os.path.join(build, 'bench', 'qvx_bench')
+def program(build, name='qvx_bench'):
+    return os.path.join(build, 'bench', name)
 
 
-def cases(build):
-    return subprocess.run([program(build), '--list'], check=True, capture_output=True,
-                          text=True).stdout.split()
+def output(*command, **process):
+    return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True, **process).stdout
 
 
 def split(name):
     """The subject, the input without its size, the size (or None) and the contender."""
     subject, what, contender = name.split('/')
     sized = re.fullmatch(r'(.*)-(\d+)', what)
-    return (subject, sized[1], int(sized[2]), contender) if sized else (
-        subject, what, None, contender)
+    return subject, sized[1] if sized else what, int(sized[2]) if sized else None, contender
 
 
-def instructions(command, *options, **process):
+def instructions(command, *options, env=None, **process):
     """The instructions of a process, without those of its children."""
     with tempfile.NamedTemporaryFile() as counts:
-        done = subprocess.run([*CALLGRIND, f'--callgrind-out-file={counts.name}', *options,
-                               *command], capture_output=True, text=True, **process)
+        done = subprocess.run(['valgrind', '--tool=callgrind', *options,
+                               f'--callgrind-out-file={counts.name}', *command], text=True,
+                              capture_output=True, env=(env or os.environ) | PLAIN_PROCESSOR,
+                              **process)
         total = re.search(r'^totals: (\d+)', open(counts.name).read(), re.M)
     if total is None:
         raise RuntimeError(f'{" ".join(command)}: {done.stderr}')
@@ -45,41 +48,32 @@ def case_instructions(build, name):
 
 
 def case_memory(build, name):
-    """Bytes at the peak, page faults and the result, of a process of its own."""
-    done = subprocess.run([program(build), '--once', name], check=True, capture_output=True,
-                          text=True)
-    return json.loads(done.stdout)
+    """Bytes at the peak, page faults and seconds, in a process of its own."""
+    return json.loads(output(program(build), '--once', name))
+
+
+def at_once(measure, names):
+    """What `measure` tells of each name, where other processes do not disturb."""
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        return dict(zip(names, pool.map(measure, names)))
 
 
 def case_times(build, names, repetitions=5):
     """Medians in seconds. The repetitions of all cases are done in a random order."""
-    if not names:
-        return {}
-    pattern = '|'.join(re.escape(name).replace('\\-', '-') for name in names)
-    done = subprocess.run([program(build), f'--benchmark_filter=^({pattern})/manual_time$',
-                           f'--benchmark_repetitions={repetitions}', '--benchmark_min_time=0.005',
-                           '--benchmark_enable_random_interleaving=true',
-                           '--benchmark_format=json'], check=True, capture_output=True, text=True)
-    return {run['run_name'].removesuffix('/manual_time'): run['real_time'] / 1e6
-            for run in json.loads(done.stdout)['benchmarks']
-            if run.get('aggregate_name') == 'median'}
+    done = output(program(build), f'--benchmark_filter=^({"|".join(names)})/',
+                  f'--benchmark_repetitions={repetitions}',
+                  '--benchmark_enable_random_interleaving=true', '--benchmark_format=json')
+    return {re.sub('/iterations.*', '', run['run_name']): run['real_time'] / 1e9
+            for run in json.loads(done)['benchmarks'] if run.get('aggregate_name') == 'median'}
 
 
-def process_costs(command, **process):
+def process_costs(build, command, **process):
     """Processor seconds, bytes at the peak and page faults of a process and its children."""
-    with open(os.devnull, 'r+b') as nothing:
-        child = subprocess.Popen(command, stdin=nothing, stdout=nothing, stderr=nothing, **process)
-        _, status, usage = os.wait4(child.pid, 0)
-        child.returncode = os.waitstatus_to_exitcode(status)
-    if child.returncode != 0:
-        raise RuntimeError(f'{" ".join(command)}: status {child.returncode}')
-    return {'seconds': usage.ru_utime + usage.ru_stime, 'peak': usage.ru_maxrss * 1024,
-            'faults': usage.ru_minflt + usage.ru_majflt}
+    return json.loads(output(program(build, 'bench_run'), *command, **process))
 
 
-def interleaved_costs(runs, rounds=5):
-    """The medians for several commands, each run once in each round. `runs` has a function for each
-    that runs it and returns what it took."""
+def interleaved(runs, rounds=5):
+    """The medians of several functions, each called once in each round."""
     costs = {name: [] for name in runs}
     for _ in range(rounds):
         for name, run in runs.items():

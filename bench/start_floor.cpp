@@ -13,8 +13,6 @@
 #include <string_view>
 #include <vector>
 
-#include "tls/openssl_handles.h"
-
 namespace {
 
 constexpr unsigned kKeyBits = 2048;
@@ -33,46 +31,45 @@ std::string Protection(const std::string& mode, const std::string& path) {
   return "chmod " + mode + ' ' + path + "; chown zxqvx:zxqvx " + path;
 }
 
-std::vector<std::string> Commands(std::string_view run) {
+/// A command, and the first letters of the runs that need it.
+struct Command {
+  std::string_view runs;
+  std::string text;
+};
+
+std::vector<Command> Commands() {
   const std::string base = std::getenv("SYSMGTZX_BASE_DIR");
   const std::string tls = std::getenv("SSL_SHARE_BASE_DIR");
-  const std::string process = std::to_string(getppid());
-  std::vector<std::string> commands = {Protection("755", base + "/session"),
-                                       Protection("755", base + "/session/php")};
-  if (run == "first") {
-    for (const std::string& path :
-         {base + "/logs/qvx.log", tls + "/cert.pem", tls + "/file.pem", base + "/conf/qvxpd.xml"}) {
-      commands.push_back(Protection("660", path));
-    }
-  }
-  commands.emplace_back("/sbin/ip addr");
-  for (const char* path :
-       {"/conf/qvxpd.conf", "/bin/php.ini", "/conf/qvxpd.xml", "/conf/ralolist.map"}) {
-    commands.push_back(Protection("660", base + path));
-  }
-  if (run == "reconfigure") {
-    commands.push_back("cat /proc/" + process + "/stat | awk '{print $6}'");
-    commands.push_back("cat /proc/" + process + "/stat | awk '{print $2}'");
-  } else {
-    commands.push_back(base + "/sbin/genproxyconf 2> /dev/null");
-  }
-  return commands;
+  const std::string status = "cat /proc/" + std::to_string(getppid()) + "/stat | awk '{print $";
+  return {{"sfr", Protection("755", base + "/session")},
+          {"sfr", Protection("755", base + "/session/php")},
+          {"f", Protection("660", base + "/logs/qvx.log")},
+          {"f", Protection("660", tls + "/cert.pem")},
+          {"f", Protection("660", tls + "/file.pem")},
+          {"f", Protection("660", base + "/conf/qvxpd.xml")},
+          {"sfr", "/sbin/ip addr"},
+          {"sfr", Protection("660", base + "/conf/qvxpd.conf")},
+          {"sfr", Protection("660", base + "/bin/php.ini")},
+          {"sfr", Protection("660", base + "/conf/qvxpd.xml")},
+          {"sfr", Protection("660", base + "/conf/ralolist.map")},
+          {"r", status + "6}'"},
+          {"r", status + "2}'"},
+          {"sf", base + "/sbin/genproxyconf 2> /dev/null"}};
 }
 
 }  // namespace
 
 int main(int argument_count, char* arguments[]) {
-  if (argument_count != 2) {
-    return EXIT_FAILURE;
+  const char run = argument_count == 2 ? arguments[1][0] : '?';
+  for (const Command& command : Commands()) {
+    if (command.runs.find(run) != std::string_view::npos) {
+      Run(command.text);
+    }
   }
-  const std::string_view run = arguments[1];
-  for (const std::string& command : Commands(run)) {
-    Run(command);
+  if (run == 'f') {
+    EVP_PKEY_free(EVP_RSA_gen(kKeyBits));
   }
-  if (run == "first") {
-    const qvx::KeyHandle key(EVP_RSA_gen(kKeyBits));
-  }
-  if (run == "reconfigure") {
+  if (run == 'r') {
     return EXIT_SUCCESS;
   }
   std::string daemon = std::string(std::getenv("SYSMGTZX_BASE_DIR")) + "/sbin/zxqvxd";
