@@ -67,7 +67,7 @@ bool AddFloor() {
       }};
     };
     Addition({"load", document.kind, "floor", document.sizes, load});
-    Addition({"save", document.kind, "floor", document.sizes, save});
+    Addition({"save", document.kind, "floor", SizesToSave(document), save});
   }
   return true;
 }
