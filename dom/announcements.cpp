@@ -60,10 +60,10 @@ struct Postorder {
   }
 };
 
-/// Dispatches an event of `type` to every node of the subtree. The nodes are gathered first, so
-/// that handlers may change the tree: a node that has left the subtree when its turn comes was
-/// announced by the operation that took it out, and one that came into it by the one that put it
-/// in.
+/// Dispatches an event of `type` to every node of the subtree. Handlers may change the tree, so the
+/// nodes are gathered first. A node that has left the subtree meanwhile was announced by the
+/// operation that took it out. A node that has come into it was announced by the operation that put
+/// it in.
 template <typename Order>
 void DispatchToSubtree(DOM_Node* root, EventType type) {
   if (!MayBeHeard(type)) {

@@ -1,11 +1,10 @@
 // What the operations announce: mutation events. Internal to the document model.
 //
-// As long as no listener of its type is registered at the target or above it, nobody can see an
-// event, so none is dispatched and a change costs nothing but its bookkeeping. Where there are
-// listeners, they may change the tree, the attributes and the texts while an operation is under
-// way. So the operations look again at the tree after each announcement, what handlers destroy
-// stays until the outermost operation has ended (operation.h), and what handlers could change of
-// the texts of an event are copies of its own.
+// An event is dispatched only if a listener of its type is registered at the target or above it.
+// Otherwise a change costs only its bookkeeping. Listeners may change the tree, the attributes and
+// the texts while an operation is under way. So the operations look at the tree again after each
+// announcement. A node that a handler destroys stays until the outermost operation has ended
+// (operation.h). Texts that a handler could change are copied for the event.
 #ifndef QVX_DOM_ANNOUNCEMENTS_H
 #define QVX_DOM_ANNOUNCEMENTS_H
 
@@ -40,12 +39,12 @@ inline void AnnounceAttribute(DOM_Element* element, DOM_Attr* attribute, uint16_
   }
 }
 
-/// DOMAttrModified at `element` for an attribute whose value was `previous` until now, which this
-/// releases. An operation is under way: it keeps `attribute`, which handlers may have destroyed.
+/// DOMAttrModified at `element` for an attribute whose value was `previous` until now. Releases
+/// `previous`. An operation must be under way, because handlers may destroy `attribute`.
 void AnnounceAttributeValue(DOM_Element* element, DOM_Attr* attribute, DOM_String* previous);
 
-/// DOMCharacterDataModified at `node`, whose data was `previous` (may be null) until now, which
-/// this releases. An operation is under way.
+/// DOMCharacterDataModified at `node`, whose data was `previous` (may be null) until now. Releases
+/// `previous`. An operation must be under way.
 void AnnounceData(DOM_CharacterData* node, DOM_String* previous);
 
 }  // namespace qvx::dom

@@ -1,7 +1,8 @@
-// Where nodes wait that were destroyed while handlers run. Internal to the document model.
+// The nodes that were destroyed while handlers run, and wait for their end. Internal to the
+// document model.
 //
-// They are the children of a fragment of no document. A handler can get at it, as the parent of a
-// destroyed node; a tree change there is refused.
+// They are the children of a fragment that has no document. A handler can reach that fragment as
+// the parent of a destroyed node. Tree changes there are refused.
 #ifndef QVX_DOM_ASIDE_H
 #define QVX_DOM_ASIDE_H
 
@@ -14,7 +15,7 @@ extern ParentNode aside;
 /// Makes an empty fragment of `aside`, which is zero-filled.
 void SetUpAside();
 
-/// Takes `node` back when it was put aside, itself and not by way of a parent: it is nobody's then.
+/// Takes `node` back if it is itself a child of the fragment. It then belongs to nobody.
 void TakeBack(DOM_Node* node);
 
 }  // namespace qvx::dom

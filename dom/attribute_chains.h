@@ -1,8 +1,8 @@
 // The ends of attribute maps. Internal to the document model.
 //
-// Most elements have no attributes, so the ends stand in a table of the process, and an element
-// holds the number of its own: half of what a pointer takes. The table goes when the last element
-// with a number is freed.
+// Most elements have no attributes. So the ends stand in a table of the process, and an element
+// holds only a number, which takes half of the room of a pointer. The table is freed with the last
+// element that has a number.
 #ifndef QVX_DOM_ATTRIBUTE_CHAINS_H
 #define QVX_DOM_ATTRIBUTE_CHAINS_H
 

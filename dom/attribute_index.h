@@ -1,8 +1,8 @@
 // Finding an attribute by its name in an element of many. Internal to the document model.
 //
-// The first look-up by name makes the index of such a map, and the map's last attribute but a few
-// takes it along. It knows names of equal bytes, so it is asked in the "C" locale alone, where no
-// others are equal, and of a map without equal names: in any other case the map is searched.
+// The first look-up by name makes the index of such a map. The index goes when the map has few
+// attributes again. It finds names of equal bytes, which are the only equal ones in the "C" locale.
+// In other locales, and in a map that holds a name twice, the map is searched.
 #ifndef QVX_DOM_ATTRIBUTE_INDEX_H
 #define QVX_DOM_ATTRIBUTE_INDEX_H
 
@@ -12,7 +12,7 @@ namespace qvx::dom {
 
 struct AttributeIndex;
 
-/// So many attributes an element has before there is an index.
+/// The number of attributes from which on an element has an index.
 inline constexpr uint32_t kManyAttributes = 16;
 
 /// The index of an element with many attributes, made if there is none; null when the map has to be

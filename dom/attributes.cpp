@@ -26,7 +26,7 @@ NamedNodeMap* MapOf(const DOM_Element* element) {
   return element == nullptr ? nullptr : element->attributes;
 }
 
-/// What is said of an attribute that setAttribute cannot make.
+/// Reports an attribute that setAttribute cannot make.
 [[gnu::noinline]] void ReportBadName() {
   FailErrno({kModule, "DOM_Document_createAttribute"});
   TraceCreateFailed({kModule, kSetAttribute});
@@ -86,8 +86,8 @@ bool Holds(const DOM_Element* element, const DOM_Attr* attribute) {
   return static_cast<const AttributeNode*>(attribute)->holder == element;
 }
 
-/// Tells whether handlers have put an attribute that was taken out of its element into one again.
-/// It may be out of that by now, but then it belongs to the handler.
+/// Tells whether handlers have put an attribute that was taken out of its element into an element
+/// again. If it has left that one too, it belongs to the handler.
 class LooseAttribute {
  public:
   explicit LooseAttribute(DOM_Attr* attribute)
@@ -100,13 +100,13 @@ class LooseAttribute {
   uint32_t placements_;
 };
 
-/// What follows when `attribute` has been taken out of the map of `element`.
+/// Announces that `attribute` has left the map of `element`, and notes the change.
 void NoteRemoval(DOM_Element* element, DOM_Attr* attribute) {
   AnnounceAttribute(element, attribute, DOM_ATTR_REMOVAL);
   NoteChange(element->parentNode);
 }
 
-/// What follows when `attribute` has taken the place of `displaced` in the map of `element`.
+/// Announces that `attribute` has taken the place of `displaced` in the map of `element`.
 void NoteReplacement(DOM_Element* element, DOM_Attr* displaced, DOM_Attr* attribute) {
   AnnounceAttribute(element, displaced, DOM_ATTR_REMOVAL);
   // A handler that has removed it again has announced that.

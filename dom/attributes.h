@@ -6,9 +6,9 @@
 
 namespace qvx::dom {
 
-/// DOM_Element_setAttribute for a name that the element is known not to have: the parser has seen
-/// to that, so a start tag costs no look-ups. Failures are reported as DOM_Element_setAttribute
-/// reports them.
+/// DOM_Element_setAttribute for a name that the element does not have. The parser refuses a start
+/// tag with a name twice, so its attributes need no look-ups. Reports failures as
+/// DOM_Element_setAttribute does.
 void AddAttribute(DOM_Element* element, const DOM_String* name, const DOM_String* value);
 
 }  // namespace qvx::dom

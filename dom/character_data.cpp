@@ -1,12 +1,13 @@
 // Character data (DOM Level 2 Core, interfaces CharacterData and Text).
 //
-// The new data is built in a block of its own, takes the place of the old, and the change is
-// announced. Only ASCII that is appended while nobody hears of it is put behind the old data in
-// place: its block doubles when it is full, and has the size of the next power of two, so that the
-// length alone tells where the data and its block end. A bit in the record marks such data.
-// Offsets count characters, the length of a node counts
-// columns, as support/mbs.h tells them apart; they differ for characters that are not one column
-// wide, so a length is always brought up to date by the columns that came or went.
+// The new data is built in a block of its own and takes the place of the old. Then the change is
+// announced. ASCII that is appended while nobody hears of it is put behind the old data in place,
+// into a block that doubles when it is full. The size of such a block is the next power of two, so
+// the length alone tells where the data and the block end. A bit in the record marks such data.
+//
+// Offsets count characters, and the length of a node counts columns (support/mbs.h). They differ
+// for characters that are not one column wide. So each change adds the columns that came to the
+// length, and takes off those that went.
 #include "dom/character_data.h"
 
 #include <algorithm>
@@ -211,7 +212,7 @@ bool Delete(DOM_CharacterData* node, int32_t offset, int32_t count) {
          Change({kModule, kDeleteData}, node, {head, tail}, length - std::min(columns, length));
 }
 
-/// What an operation gives for a node of its own making that a handler has destroyed.
+/// The result of an operation for a node of its own making that a handler has destroyed.
 DOM_Node* Lost(const TraceSite& site) {
   Fail(site, DOM_NOT_FOUND_ERR);
   return nullptr;
@@ -334,7 +335,7 @@ DOM_Text* DOM_Text_splitText(DOM_Text* node, int32_t offset) {
     if (InsertBefore(node->parentNode, rest, node->nextSibling) != nullptr) {
       return IsDoomed(rest) ? Lost({kModule, __func__}) : rest;
     }
-    // A handler has taken the node out of the tree: it gets back what it was about to lose.
+    // A handler has taken the node out of the tree, so the node keeps its data.
     DOM_CharacterData_appendData(node, rest->nodeValue);
   }
   TracePropagation({kModule, __func__});

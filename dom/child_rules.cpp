@@ -47,7 +47,7 @@ bool DocumentHasRoom(const DOM_Node* document, const DOM_Node* child, const DOM_
 }
 
 bool IsSameOrAncestor(const DOM_Node* candidate, const DOM_Node* node) {
-  // A node without children is nobody's ancestor, which spares fresh nodes the walk up to the root.
+  // A node without children is nobody's ancestor. So a fresh node costs no walk up to the root.
   if (candidate->firstChild == nullptr) {
     return candidate == node;
   }

@@ -1,9 +1,8 @@
 // Cloning. Nothing here announces anything: all nodes of a clone are new, so no listener could hear
 // of them.
 //
-// The trace tells of a failure as a recursion over the levels would: the node that could not be
-// cloned says why itself, or adds a line to that of the factory which failed, and each level above
-// it adds a line.
+// The trace of a failure is that of a recursion over the levels. The node that could not be cloned
+// says why, or adds a line to that of the factory. Each level above it adds a line.
 #include <utility>
 
 #include "dom/common_parent.h"
@@ -52,8 +51,7 @@ NodeHolder CloneElement(DOM_Document* document, const DOM_Node* source, int deep
   NodeHolder clone = Own(document, Made(DOM_Document_createElement(document, source->nodeName)));
   NodeEntry* entry = clone != nullptr ? FirstEntry(source->attributes) : nullptr;
   for (; entry != nullptr; entry = NextEntry(source->attributes, entry)) {
-    // No recursion over the depth: an attribute with anything else than texts below it cannot be
-    // cloned.
+    // An attribute with other nodes than texts below it cannot be cloned, so nothing recurses.
     NodeHolder attribute = CloneWithDescendants(document, NodeOf(source->attributes, entry), deep);
     if (attribute != nullptr && !AppendAttribute(clone.get(), attribute.get())) {
       FailErrno({kModule, kInnerClone});

@@ -40,8 +40,8 @@ DOM_Node* NextFlagged(const DOM_Node* root, const DOM_Node* node) {
   return nullptr;
 }
 
-/// Only whole paths are marked: where a node takes no notes, ForgetPath would not see the path
-/// break.
+/// Only whole paths are marked. At a node that takes no notes, ForgetPath could not tell that the
+/// path breaks.
 void MarkPath(DOM_Node* from, const DOM_Node* to, DOM_Document* document) {
   for (const DOM_Node* node = from; node != to; node = node->parentNode) {
     if (!TakesNotes(node, document)) {

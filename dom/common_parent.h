@@ -1,10 +1,9 @@
 // Where DOMSubtreeModified is due: the bookkeeping of changes. Internal to the document model.
 //
-// A document names one node below which all changes since the last notification lie (its
-// commonParent), and every node between a change and that node is flagged. Each change below a node
-// that a walk has come by ends at that node's mark, so a tree of any depth is built at a constant
-// cost for each node. A mark is a number: it stands for the present common parent and the present
-// tree, and all marks are void when the document's number moves on.
+// All changes since the last notification lie below one node, the document's commonParent. Every
+// node between a change and that node is flagged, and marked. A later walk up from a change ends at
+// the first mark. So a tree of any depth is built at a constant cost for each node. A mark is the
+// document's present number. When the number moves on, all marks are void.
 //
 // dom.h declares updateCommonParent, which notes a change.
 #ifndef QVX_DOM_COMMON_PARENT_H
@@ -14,15 +13,15 @@
 
 namespace qvx::dom {
 
-/// Whether the bookkeeping of `document` can leave a note on `node`: not on one that belongs to
-/// another document, nor on a document type, which may go over to another one.
+/// Whether the bookkeeping of `document` can leave a note on `node`. It cannot on a node of another
+/// document, nor on a document type, which may go over to another document.
 inline bool TakesNotes(const DOM_Node* node, const DOM_Document* document) {
   return node->childNodes != nullptr && node->nodeType != DOM_DOCUMENT_TYPE_NODE &&
          (node->ownerDocument == document || node == document);
 }
 
-/// Whether an earlier walk went from `node` up to the present common parent, so that another one
-/// would change nothing.
+/// Whether an earlier walk went from `node` up to the present common parent. Another walk would
+/// change nothing.
 inline bool LeadsToCommonParent(const DOM_Node* node, const DOM_Document* document) {
   return node->subtreeModified != 0 && TakesNotes(node, document) &&
          static_cast<const ParentNode*>(node)->path_mark ==

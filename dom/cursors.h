@@ -1,9 +1,9 @@
-// What lists remember of the last look-up by index. Internal to the document model.
+// The last look-up by index in each list. Internal to the document model.
 //
-// A list that was looked up by index has a cursor: the entry that was delivered, and its index. Few
-// lists ever are, so the cursors stand in a table of the process, and a list holds the number of
-// its own. When every number is given out, the lists lose theirs in turn; such a list is walked
-// from an end again.
+// A list that was looked up by index has a cursor: the delivered entry and its index. Few lists are
+// looked up so. Therefore the cursors stand in a table of the process, and a list holds only the
+// number of its cursor. When every number is given out, lists lose their cursors in turn. Such a
+// list is walked from an end again.
 #ifndef QVX_DOM_CURSORS_H
 #define QVX_DOM_CURSORS_H
 
@@ -45,9 +45,9 @@ void MoveCursorOnInsertion(ListRecord* list, NodeEntry* entry, const NodeEntry* 
 void MoveCursorOnRemoval(ListRecord* list, const NodeEntry* entry, NodeEntry* previous,
                          const NodeEntry* next);
 
-/// Keeps the cursor right when `entry` comes in between `previous` and `next` (null at the ends). A
-/// change that leaves the cursor's index as it was keeps it, so that a walk which replaces or
-/// removes what it meets stays linear; any other change forgets it.
+/// Keeps the cursor right when `entry` comes in between `previous` and `next` (null at the ends).
+/// The cursor stays if the change leaves its index as it was. So a walk stays linear when it
+/// replaces or removes the nodes that it meets. Any other change forgets the cursor.
 inline void KeepCursorOnInsertion(ListRecord* list, NodeEntry* entry, const NodeEntry* previous,
                                   const NodeEntry* next) {
   if (list->cursor != 0) {

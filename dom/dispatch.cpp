@@ -1,12 +1,13 @@
 // The dispatcher (DOM Level 2 Events, interface EventTarget).
 //
-// A dispatch notes which handler every slot of a node holds before it calls the first one, reads a
-// slot afresh when its turn comes, and passes over one whose handler is not the noted one. A
-// listener that is added meanwhile is first called by the next event, unless it took the slot of
-// one with the same handler that has yet to come.
+// Before a dispatch calls the first handler of a node, it notes the handler in each slot. It reads
+// a slot again when its turn comes, and passes over a slot with another handler. So a listener that
+// is added meanwhile is first called by the next event, unless it took a slot whose turn had not
+// come and that held the same handler.
 //
-// Handlers may also change the tree. Whom an event reaches is settled when its dispatch starts; a
-// node that a handler destroys stays until the operation that dispatched the event has ended.
+// Handlers may also change the tree. The nodes that an event reaches are settled when its dispatch
+// starts. A node that a handler destroys stays until the operation that dispatched the event has
+// ended.
 #include "dom/dispatch.h"
 
 #include <cstring>

@@ -1,4 +1,5 @@
-// Whom an event would reach. Internal to the document model; dom.h declares the dispatch.
+// The listeners that an event would reach. Internal to the document model; dom.h declares the
+// dispatch.
 #ifndef QVX_DOM_DISPATCH_H
 #define QVX_DOM_DISPATCH_H
 

@@ -351,16 +351,16 @@ DOM_Attr* DOM_Element_setAttributeNode(DOM_Element* element, DOM_Attr* attribute
 DOM_Attr* DOM_Element_removeAttributeNode(DOM_Element* element, DOM_Attr* attribute);
 
 /// Merges neighbouring text nodes below `node`. CDATA sections are not merged, and empty text nodes
-/// stay. As long as no listener of changed data or removed nodes is registered anywhere, the cost is
-/// linear in the text, however many pieces it is in. Such a listener gets the whole text at every
+/// stay. The cost is linear in the text, however many pieces it is in, unless a listener of changed
+/// data or removed nodes is registered anywhere. Such a listener gets the whole text at every
 /// piece, and the merged texts can be read until the outermost operation has ended.
 void DOM_Element_normalize(DOM_Node* node);
 
 // ---------------------------------------------------------------------------------- character data
 
 // Offsets and counts are characters (support/mbs.h). DOM_INDEX_SIZE_ERR for one that lies outside.
-// An appendData costs what it appends, if all of the text is ASCII and no listener hears of it;
-// every other change costs what the text is long.
+// The cost of appendData grows with the text that is appended, if all of the data is ASCII and no
+// listener hears of it. The cost of every other change grows with the data.
 DOM_String* DOM_CharacterData_substringData(DOM_CharacterData* node, int32_t offset, int32_t count);
 void DOM_CharacterData_appendData(DOM_CharacterData* node, const DOM_String* text);
 void DOM_CharacterData_insertData(DOM_CharacterData* node, int32_t offset, const DOM_String* text);

@@ -1,5 +1,5 @@
-// A node is made in one block together with copies of its texts, so these are measured, and found
-// to be undecodable, before there is a node that would have to be destroyed again.
+// A node is made in one block together with copies of its texts. So the texts are measured first.
+// An undecodable one is found before there is a node that would have to be destroyed.
 #include "dom/factories.h"
 
 #include <cerrno>

@@ -1,5 +1,4 @@
-// What the factories share with the operations that make nodes themselves. Internal to the document
-// model.
+// Making nodes, for other operations than the factories. Internal to the document model.
 #ifndef QVX_DOM_FACTORIES_H
 #define QVX_DOM_FACTORIES_H
 

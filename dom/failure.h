@@ -17,9 +17,9 @@ inline void RegisterCodes() {
   }
 }
 
-/// Puts `code` into the error cell and overwrites the trace buffer with its line. A code of
-/// dom_codes is passed by reference, since it is whole only once the table is registered, which
-/// this does first.
+/// Puts `code` into the error cell and overwrites the trace buffer with its line. `code` is a
+/// reference because a code of dom_codes is whole only when the table is registered. This registers
+/// it first.
 void Fail(const TraceSite& site, const int32_t& code);
 
 /// As Fail, with ": " and the formatted details in the trace line.

@@ -61,9 +61,9 @@ bool HasPrivateName(uint16_t node_type) {
   }
 }
 
-/// The nodes that a destruction still has to free, chained by nextSibling: whoever is taken from it
-/// puts its children and attributes there first, so no freed node is visited and nothing needs a
-/// stack.
+/// The nodes that a destruction still has to free, chained by nextSibling. A node that is taken
+/// from the chain first puts its children and attributes there. So no freed node is visited, and no
+/// stack is needed.
 class DoomedNodes {
  public:
   explicit DoomedNodes(DOM_Node* first) : next_(first) {}

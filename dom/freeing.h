@@ -11,7 +11,7 @@ namespace qvx::dom {
 void FreeNode(DOM_Node* node);
 
 /// Frees the nodes of a sibling chain (`first` may be null) with all that they own, without
-/// recursion. What `survivor`, a document that lives on or null, names of them is cleared.
+/// recursion. `survivor` is the document that lives on, or null; it no longer names any of them.
 void FreeNodes(DOM_Node* first, DOM_Document* survivor);
 
 }  // namespace qvx::dom

@@ -1,4 +1,4 @@
-// Finding items by what tells them apart, where there may be many. Internal to the document model.
+// An index of many items by their hashes. Internal to the document model.
 #ifndef QVX_DOM_HASH_INDEX_H
 #define QVX_DOM_HASH_INDEX_H
 
@@ -72,7 +72,7 @@ class HashIndex {
     while (places_[hole] != item) {
       hole = After(hole);
     }
-    // What a search would no longer reach over the hole goes into it.
+    // An item that a search would no longer reach over the hole goes into the hole.
     for (size_t place = After(hole); places_[place] != nullptr; place = After(place)) {
       const size_t home = PlaceOf(kHash(*places_[place]));
       if (Distance(home, place) >= Distance(hole, place)) {

@@ -8,9 +8,8 @@
 namespace qvx::dom {
 
 /// Links `node`, which is in no child chain, under `parent` before `reference` (at the end when
-/// that is null) and keeps the parent's list, its ends, a document's documentElement and doctype,
-/// and a document type's views in step. A document type goes over to the document. Nothing is
-/// checked.
+/// that is null). The parent's list and ends, a document's documentElement and doctype, and a
+/// document type's views follow. A document type then belongs to the document. Nothing is checked.
 void LinkChild(DOM_Node* parent, DOM_Node* node, DOM_Node* reference);
 
 /// As LinkChild, for a node that was just made, at the end of `element`, where it fits.
@@ -27,8 +26,8 @@ inline void LinkFresh(DOM_Element* element, DOM_Node* node) {
   ++element->childNodes->length;
 }
 
-/// Unlinks `node` from its parent, everything kept in step likewise. A document type no longer
-/// belongs to the document.
+/// Unlinks `node` from its parent; the same fields follow. A document type then belongs to no
+/// document.
 void UnlinkChild(DOM_Node* node);
 
 }  // namespace qvx::dom

@@ -11,16 +11,16 @@ namespace qvx::dom {
 /// The entry of `node` in a plain list; null when it is not there.
 NodeEntry* FindEntry(const NodeList* list, DOM_Node* node);
 
-/// Whether a plain list can take `node` (in the place of `replaced`, when that is given). A tree
-/// stays a tree and an attribute in one element: DOM_HIERARCHY_REQUEST_ERR for a child list that
-/// may not hold the node or a node that has a parent, and for an attribute map and another type of
-/// node; DOM_INUSE_ATTRIBUTE_ERR for an attribute that is in the map of an element.
+/// Whether a plain list can take `node` (in the place of `replaced`, when that is given). Records
+/// DOM_HIERARCHY_REQUEST_ERR when a child list may not hold the node, when the node of a child list
+/// has a parent, and when the node of an element's map is no attribute. Records
+/// DOM_INUSE_ATTRIBUTE_ERR when the attribute is in the map of an element.
 bool MayEnter(const TraceSite& site, const NodeList* list, const DOM_Node* node,
               const DOM_Node* replaced = nullptr);
 
-/// Puts `node` into a plain list before `next` (at the end when that is null); MayEnter has been
-/// asked. An attribute's ownerElement becomes the list's. Returns null with errno set when memory
-/// ran out.
+/// Puts `node` into a plain list before `next` (at the end when that is null). The caller has asked
+/// MayEnter. An attribute's ownerElement becomes the list's. Returns null with errno set when
+/// memory ran out.
 NodeEntry* InsertEntry(NodeList* list, DOM_Node* node, NodeEntry* next);
 
 /// Puts an attribute of a new name into the map of `element`. Returns false with errno set when
@@ -34,8 +34,8 @@ NodeEntry* ReplaceEntry(NodeList* list, NodeEntry* entry, DOM_Node* node);
 /// Takes `entry` out of a plain list and frees it. An attribute loses its ownerElement.
 void DropEntry(NodeList* list, NodeEntry* entry);
 
-/// Drops all entries of a plain list. Those of a list that is no part of a node are freed without a
-/// look at their nodes, which may be gone.
+/// Drops all entries of a plain list. The nodes of a list that is no part of a node may be gone, so
+/// its entries are freed without a look at them.
 void ClearList(NodeList* list);
 
 }  // namespace qvx::dom

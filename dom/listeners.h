@@ -26,10 +26,10 @@ enum EventType : uint8_t {
   kOtherType
 };
 
-/// What an event has as its type.
+/// The names of the types.
 extern const DOM_String* const event_type_names[kOtherType];
 
-/// How many listeners there are of each type.
+/// The number of listeners of each type.
 struct ListenerCounts {
   size_t all;
   size_t of_type[kOtherType + 1];
@@ -44,17 +44,16 @@ struct ListenerCounts {
   }
 };
 
-/// Those of all nodes of the process.
+/// The listeners of all nodes of the process.
 extern ListenerCounts registered_listeners;
 
-/// Whether an event could reach a listener. The launcher never registers one, so it pays for no
-/// event at all. What an operation must know after its first event it asks before: a handler may
-/// remove the last one.
+/// Whether there is a listener anywhere. The launcher never registers one, so it pays for no event.
+/// An operation asks before its first event, because a handler may remove the last listener.
 inline bool MayBeHeard() {
   return registered_listeners.all != 0;
 }
 
-/// Whether an event of `type` could reach a listener.
+/// Whether there is a listener of `type` anywhere.
 inline bool MayBeHeard(EventType type) {
   return registered_listeners.of_type[type] != 0;
 }
@@ -69,7 +68,7 @@ inline size_t HashOfListener(const ListenerRecord& listener) {
   return listener.hash;
 }
 
-/// What a node has that has or had listeners.
+/// The listeners of a node that has or had some.
 struct NodeListeners {
   const DOM_Node* node;
   ListenerRecord** slots;
@@ -85,7 +84,7 @@ inline bool HasListeners(const DOM_Node* node) {
   return static_cast<const NodeRecord*>(node)->has_listeners != 0;
 }
 
-/// What `node` has, until it is freed; null when it never had a listener.
+/// The listeners of `node`, until it is freed; null when it never had one.
 NodeListeners* FindListeners(const DOM_Node* node);
 inline NodeListeners* ListenersOf(const DOM_Node* node) {
   return HasListeners(node) ? FindListeners(node) : nullptr;

@@ -1,8 +1,8 @@
 // Reading lists, whatever kind their entries are. Internal to the document model.
 //
-// The entries of a child list are the children, linked by the sibling chain, and an attribute
-// brings its own entry for the map of an element. So both are found without a search. Lists by
-// themselves have arrays of entries, which are searched.
+// The entries of a child list are the children, linked by the sibling chain. An attribute carries
+// its own entry for the map of an element. So both are found without a search. Lists by themselves
+// have arrays of entries, which are searched.
 #ifndef QVX_DOM_LISTS_H
 #define QVX_DOM_LISTS_H
 

@@ -1,9 +1,7 @@
-// The documents that are not freed yet, by what they name that is not theirs. Internal to the
-// document model.
+// The documents that name a node of another document. Internal to the document model.
 //
-// A node may outlive its document, so a node that is freed cannot ask the documents of its tree
-// whether they name it. Those that name a node of another document are found here, however many
-// documents there are.
+// A node may outlive its document. So a node that is freed finds the documents that name it here,
+// and not in its tree. The cost does not depend on the number of documents.
 #ifndef QVX_DOM_LIVE_DOCUMENTS_H
 #define QVX_DOM_LIVE_DOCUMENTS_H
 

@@ -29,8 +29,8 @@ constexpr uint32_t kOpenNodes = 500;  // the document and 499 levels below it
 /// Why the last load failed, where neither its result nor the error cell tells.
 bool load_ran_out_of_memory = false;
 
-/// Text that is still being collected belongs to the document, also when the load fails. Returns
-/// whether no handler has failed, so that it is the caller's failure that has to be reported.
+/// Makes a node of the text that is still being collected: it belongs to the document, also when
+/// the load fails. Returns whether no handler has failed. The caller then reports its own failure.
 bool EndWithoutFailure(DOM_ParseContext& context) {
   if (FinishText(context)) {
     return true;
@@ -52,8 +52,7 @@ int FailForWantOfBlock(DOM_ParseContext& context) {
 int FailToRead(DOM_ParseContext& context, std::FILE* stream, int read_errno) {
   load_ran_out_of_memory = read_errno == ENOMEM;
   if (EndWithoutFailure(context)) {
-    // The cell takes the stream's indicator, which has no text; the line tells what the system
-    // said.
+    // The cell takes the stream's indicator, which has no text. The line has the system's text.
     _exception = std::ferror(stream);
     qvx::Trace({kModule, kFread}, read_errno);
   }
@@ -103,8 +102,8 @@ struct StackDelete {
 };
 using StackHandle = std::unique_ptr<stack, StackDelete>;
 
-/// While it lives, the document is its own ownerDocument, so that a handler finds the document to
-/// make nodes in at any open node. The parse context is released in the order of the destructor.
+/// While it lives, the document is its own ownerDocument, so every open node leads a handler to the
+/// document in which it makes nodes. The parse context is released in the order of the destructor.
 class LoadScope {
  public:
   LoadScope(DOM_Document* document, ParserHandle parser)

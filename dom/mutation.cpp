@@ -1,9 +1,9 @@
 // The four tree changes.
 //
-// A handler of an event may change the tree while an operation is under way. So whatever a removal
-// was announced to is looked at again before the next step: a node that a handler has moved is left
-// where the handler put it, and the rules are asked once more before a node is linked. A node that
-// a handler has destroyed is one that it has moved: see operation.h.
+// A handler of an event may change the tree while an operation is under way. So after each
+// announcement the operation looks at the tree again. A node that a handler has moved is left where
+// the handler put it, and the rules are asked once more before a node is linked. A destroyed node
+// counts as a moved one (operation.h).
 #include "dom/mutation.h"
 
 #include "dom/announcements.h"
@@ -50,8 +50,8 @@ bool MayHoldChildrenOf(const DOM_Node* parent, const DOM_Node* fragment) {
   return true;
 }
 
-/// Removes `child`, events included. Returns false when it is not, or after the events no longer, a
-/// child of `parent`.
+/// Removes `child`, events included. Returns false when it is no child of `parent`, before or after
+/// the events.
 bool Remove(DOM_Node* parent, DOM_Node* child) {
   if (child->parentNode != parent) {
     return false;
@@ -114,9 +114,9 @@ void DestroyUnplaced(DOM_Node* parent, DOM_Node* child) {
   }
 }
 
-/// Moves the children of `fragment`, one by one, to the place that `put` gives them. Returns false
-/// when one did not get there; it is destroyed then. Only as many are moved as there are now, so
-/// that a handler that feeds the fragment cannot keep this going.
+/// Moves the children of `fragment`, one by one, to the place that `put` gives them. A child that
+/// does not get there is destroyed, and the result is false. Only as many are moved as there are
+/// now, so a handler that feeds the fragment cannot keep this going.
 template <typename Put>
 bool MoveChildren(const char* function, DOM_Node* parent, DOM_Node* fragment, Put put) {
   for (uint32_t left = fragment->childNodes->length; left > 0 && fragment->firstChild != nullptr;

@@ -13,7 +13,7 @@
 namespace qvx::dom {
 namespace {
 
-/// Which parts of a node are to be set up tells its record; a child list needs nothing but zeros.
+/// Sets up the parts of a record that need more than zeros. Overloads tell them by their type.
 void SetUpLists(NodeRecord* /*node*/) {}
 
 void SetUpLists(ParentNode* node) {

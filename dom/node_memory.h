@@ -1,8 +1,8 @@
 // The memory of a node and of its texts. Internal to the document model.
 //
 // The first copies of a node's name and value stand in the room behind its record, in the same
-// block, unless they are too long for that. Such a text is not freed by itself: its place tells it
-// from one with a block of its own.
+// block. A text that is too long for the room has a block of its own. Only that one is freed; its
+// place tells the two apart.
 #ifndef QVX_DOM_NODE_MEMORY_H
 #define QVX_DOM_NODE_MEMORY_H
 
@@ -72,15 +72,15 @@ inline void FreeText(DOM_Node* node, const char* text) {
   }
 }
 
-/// Makes a copy of `value` the value of `node`, where the old one stood if it has room there.
+/// Makes a copy of `value` the value of `node`. The copy takes the place of the old one if it fits.
 /// Returns false with errno set, and nothing changed, when memory ran out.
 bool ReplaceValue(DOM_Node* node, MeasuredText value);
 
 /// A copy of `text` from malloc; null with errno set when memory ran out.
 DOM_String* CopyOf(MeasuredText text);
 
-/// Makes `value` (from malloc, handed over) the value of `node`; for character data, `length` its
-/// length. The old value is returned and must be released with FreeText.
+/// Makes `value` (from malloc, handed over) the value of `node`, and `length` the length of
+/// character data. Returns the old value, which the caller releases with FreeText.
 DOM_String* ExchangeValue(DOM_Node* node, DOM_String* value, uint32_t length);
 
 }  // namespace qvx::dom

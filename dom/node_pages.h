@@ -1,10 +1,10 @@
-// Where the blocks of nodes come from. Internal to the document model.
+// The blocks of nodes. Internal to the document model.
 //
-// Blocks of one size stand side by side in pages, which spares every node the header of a block
-// from malloc and most of what malloc costs. What is freed is reused by the next node of that size,
-// of whatever document; a page without a node in it goes back to malloc. A document that shrinks
-// may so keep pages with few nodes in them, which the next nodes of those sizes fill. New pages are
-// as large as those of that size are together, within bounds: a small document has small ones.
+// Blocks of one size stand side by side in pages. That spares every node the header of a block from
+// malloc, and most of the cost of malloc. The next node of that size, of any document, takes a
+// block that was given back. A page without a node goes back to malloc. So a document that shrinks
+// may keep pages with few nodes in them, which the next nodes fill. A new page is as large as the
+// pages of that size are together, within bounds, so a small document has small pages.
 //
 // Sanitizers see a use of freed memory only in blocks from malloc, so their builds have no pages.
 #ifndef QVX_DOM_NODE_PAGES_H

@@ -74,8 +74,8 @@ DOM_Text* MergeRun(DOM_Text* first) {
     DOM_Document_destroyNode(merged->ownerDocument, merged);
   }
   FreeText(last, ExchangeValue(last, joined, length));
-  // Each merged text is two changes below the same parent, but from the second change on nothing
-  // more comes of it.
+  // Each merged text is two changes below the same parent. From the second change on, nothing more
+  // comes of it.
   updateCommonParent(last->parentNode);
   updateCommonParent(last->parentNode);
   return last;
@@ -109,10 +109,10 @@ void TraceLevels(const DOM_Node* root, const DOM_Node* node) {
 
 }  // namespace
 
-/// The walk is a preorder walk over the subtree that merges at every text. The error cell is looked
-/// at after each child that has no children of its own; one with children is left, in this walk, by
-/// way of its last child. Where a listener could see a merger, every step is done and announced: an
-/// event of it has the whole text so far, before and after.
+/// A preorder walk over the subtree merges at every text. The error cell is looked at after each
+/// child without children; the walk leaves every other child by way of its last child. If a
+/// listener could see a merger, every step is done and announced. Its event holds the whole text so
+/// far, before and after.
 void DOM_Element_normalize(DOM_Node* node) {
   if (node == nullptr) {
     return;

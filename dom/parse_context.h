@@ -1,11 +1,11 @@
-// What the loader keeps while one document is parsed: the open nodes and the text that is being
+// The state of the loader while one document is parsed: the open nodes and the text that is being
 // collected. Internal to the document model.
 //
 // Expat delivers a run of text in several pieces (at each line end, reference and end of a block).
-// As long as nobody can see the pieces arrive, because no listener is registered, they are
-// collected in the conversion buffer and become one text node at the end of the run, as
-// normalisation would make them. Names and values come terminated, and whoever makes a node copies
-// them, so only what is not terminated or must be cut goes through the buffer.
+// As long as no listener is registered, nobody can see the pieces arrive. So they are collected in
+// the conversion buffer and become one text node at the end of the run, as normalising would make
+// them. Names and values are terminated, and the makers of nodes copy them. So only texts that are
+// not terminated, or must be cut, go through the buffer.
 #ifndef QVX_DOM_PARSE_CONTEXT_H
 #define QVX_DOM_PARSE_CONTEXT_H
 
@@ -84,8 +84,7 @@ inline DOM_Node* Adopt(const char* handler, DOM_Node* parent, DOM_Node* node) {
   return node != nullptr && IsAdopted(parent, node) ? node : Refuse(handler, parent, node);
 }
 
-/// Makes a text node of what is being collected. Returns whether no failure is pending, be it of
-/// before or of now.
+/// Makes a text node of the collected pieces. Returns whether no failure is pending, old or new.
 bool FinishText(DOM_ParseContext& context);
 
 /// Sets the handlers of texts and CDATA sections.

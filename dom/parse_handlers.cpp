@@ -25,8 +25,7 @@ constexpr const char* kModule = qvx::trace_modules::kLoadAndSave;
 constexpr size_t kVersionBytes = 16;   // of the XML declaration; what is longer is cut
 constexpr size_t kEncodingBytes = 64;  // likewise
 constexpr size_t kWhole = SIZE_MAX;
-/// The parser goes one level deeper into its stack for each entity that another one's text refers
-/// to.
+/// The parser recurses for each entity that the text of another one refers to.
 constexpr uint32_t kNestedEntities = 4096;
 /// A short declaration can give every element thousands of attributes, so a small file could ask
 /// for any memory.
@@ -40,9 +39,9 @@ constexpr uint32_t kDefaultedAttributes = 100000;
   TracePropagation({kModule, handler});
 }
 
-/// What every handler that changes the tree does first. Returns the node to append to; null when
-/// the handler must not do anything, since a failure is pending or there is no open node (`code` is
-/// recorded).
+/// The first step of every handler that changes the tree. Returns the node to append to. Returns
+/// null when a failure is pending, and when there is no open node (`code` is then recorded). The
+/// handler must then do nothing.
 DOM_Node* Enter(const char* handler, void* user_data, const int32_t& code) {
   DOM_ParseContext& context = ContextOf(user_data);
   return FinishText(context) ? Top(handler, context, code) : nullptr;
@@ -70,8 +69,7 @@ void start_fn(void* user_data, const XML_Char* name, const XML_Char** attributes
   if (top == nullptr || !CountDefaulted(__func__, ContextOf(user_data), attributes)) {
     return;
   }
-  // Only a handler, at the element's insertion, can have set attributes that the look-up would
-  // find.
+  // Only a handler of the element's insertion can have set attributes already.
   const auto set_attribute = MayBeHeard() ? DOM_Element_setAttribute : AddAttribute;
   DOM_Element* element = DOM_Document_createElement(top->ownerDocument, name);
   if (element == nullptr && _exception == ENOMEM) {
@@ -93,7 +91,7 @@ void start_fn(void* user_data, const XML_Char* name, const XML_Char** attributes
 
 void Pop(const char* handler, void* user_data) {
   DOM_ParseContext& context = ContextOf(user_data);
-  // A node that stays open, because memory ran out, would get what belongs behind it.
+  // If the node stayed open because memory ran out, it would get the nodes that belong behind it.
   if (FinishText(context) && stack_pop(context.open_nodes) == nullptr) {
     FailWithErrno(handler);
   }

@@ -1,6 +1,6 @@
 // Walks over a subtree without a stack. Internal to the document model.
 //
-// A walk whose node has been moved out of the subtree meanwhile ends at the root of its new place.
+// If the present node of a walk is moved out of the subtree, the walk ends at the root above it.
 #ifndef QVX_DOM_WALKS_H
 #define QVX_DOM_WALKS_H
 

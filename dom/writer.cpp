@@ -1,5 +1,5 @@
-// The writer: puts out nodes in document order, without recursion, since a tree may be very deep.
-// Nothing is escaped.
+// The writer. It writes nodes in document order, without recursion, because a tree may be very
+// deep. Nothing is escaped.
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -220,7 +220,7 @@ int DOM_DocumentLS_save(DOM_Document* document, const char* path, const DOM_Node
                 static_cast<void*>(document), Shown(path), static_cast<const void*>(node));
     return -1;
   }
-  if (_exception != 0) {  // found out by the writer, it would be too late: opening empties the file
+  if (_exception != 0) {  // checked before the opening, which empties the file
     return -1;
   }
   std::unique_ptr<std::FILE, FileClose> file(std::fopen(path, "we"));
