@@ -27,3 +27,12 @@ function(qvx_add_tests name)
   target_compile_options(${name}_tests PRIVATE $<$<CONFIG:Release>:-O1>)
   gtest_discover_tests(${name}_tests DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 900 LABELS ${name})
 endfunction()
+
+# qvx_install_directories(DIRECTORY ... [OPTIONS install() options ...])
+# Makes directories at the installation, open to everybody. It has to stand in front of the files in
+# them. A relative directory is below the prefix.
+function(qvx_install_directories)
+  cmake_parse_arguments(made "" "" "OPTIONS" ${ARGN})
+  install(CODE "set(directories \"${made_UNPARSED_ARGUMENTS}\")" ${made_OPTIONS})
+  install(SCRIPT ${PROJECT_SOURCE_DIR}/cmake/InstallDirectories.cmake ${made_OPTIONS})
+endfunction()
