@@ -13,7 +13,8 @@ chown root $tls/file.pem; chmod 600 $tls/file.pem; keep_pair
 )";
   const std::string run = "launch account $launcher any >/dev/null; ";
   Play({{"full disk", R"(
-mount -t tmpfs -o size=64K none $tls; mismatched_pair; : >$tls/certmm.pem; : >$tls/filemm.pem
+mount -t tmpfs -o size=64K,mode=755 none $tls; mismatched_pair
+: >$tls/certmm.pem; : >$tls/filemm.pem
 cat /dev/zero >$tls/filler 2>/dev/null; launch >/dev/null; lost)",
          ""},
         {"directory with the copy's name", "mismatched_pair; mkdir $tls/filemm.pem; launch; lost",
@@ -65,7 +66,7 @@ TEST(GeneratedFile, FullDiskKeepsTheOldOne) {
   Play({{"configuration", R"(
 good_pair; echo '<a/>' >settings; echo old >old.conf
 for free in 0 1 2 3; do
-  mount -t tmpfs -o size=$(((2 + free) * 4096)) none $base/conf
+  mount -t tmpfs -o size=$(((2 + free) * 4096)),mode=755 none $base/conf
   cp settings $base/conf/qvxpd.xml; cp old.conf $base/conf/qvxpd.conf
   [[ $(launch) == "$texts" ]] || echo "$free: goes on"
   same old.conf $base/conf/qvxpd.conf; umount $base/conf
@@ -87,7 +88,7 @@ printf '00000014\nold record\n' >$base/logs/qvx.log; faulted $call $number error
 grep -c 'old record' $base/logs/qvx.log)",
          "daemon\ndaemon\n1\n"},
         {"full disk", R"(
-pair /CN=other; mount -t tmpfs -o size=4096 none $base/logs; printf '%08X\n' 4000 >old.log
+pair /CN=other; mount -t tmpfs -o size=4096,mode=755 none $base/logs; printf '%08X\n' 4000 >old.log
 head -c 3991 /dev/zero | tr '\0' x >>old.log; cp old.log $base/logs/qvx.log; launch
 head -c 4000 $base/logs/qvx.log | cmp - old.log)",
          "daemon\n"}});
