@@ -233,6 +233,24 @@ TEST(CommonParent, IsFoundByTheFlags) {
   EXPECT_EQ(log, ":DOMSubtreeModified@c/3 ");
 }
 
+TEST(CommonParent, MayBeAnotherDocument) {
+  const Tree tree;
+  auto other = std::make_unique<Tree>();
+  OwnedNode(DOM_Node_removeChild(other->document(), other->root())).reset();
+  DOM_Node* const root = DOM_Node_removeChild(tree.document(), tree.root());
+  DOM_Node_appendChild(other->document(), root);
+  tree.common_parent() = nullptr;
+  for (const char* data : {"flags the other document", "finds it flagged"}) {
+    updateCommonParent(root);
+    EXPECT_EQ(tree.common_parent(), root);
+    updateCommonParent(
+        DOM_Node_appendChild(other->document(), DOM_Document_createComment(tree.document(), data)));
+  }
+  EXPECT_EQ(tree.common_parent(), other->document());
+  other.reset();
+  EXPECT_EQ(tree.common_parent(), nullptr);
+}
+
 TEST(CommonParent, IsNeitherReachedFromASubtreeThatLeftNorFreedUnseen) {
   const Tree tree;
   DOM_Node* const a = tree.Add(tree.root(), "<a");
