@@ -1,8 +1,10 @@
 #include "os/directory_chains.h"
 
+#include <fcntl.h>
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <new>
@@ -85,3 +87,42 @@ int QVXBuildDirectory(const char* path) {
     return -1;
   }
 }
+
+namespace qvx {
+
+namespace {
+
+/// Returns an empty text when every level exists, otherwise the first one that is missing.
+std::string FirstMissingLevel(const std::string& directory) {
+  size_t end = 0;
+  while ((end = directory.find('/', end)) != std::string::npos) {
+    ++end;
+    if (!OpenDirectory(directory.substr(0, end))) {
+      return directory.substr(0, end);
+    }
+  }
+  return {};
+}
+
+bool MayMake(const std::string& level) {
+  const std::string above = level.substr(0, level.rfind('/', level.size() - 2) + 1);
+  return !OpenDirectory(level) && errno == ENOENT &&
+         faccessat(AT_FDCWD, above.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
+}
+
+}  // namespace
+
+bool ForeseeCheckedDirectories(const std::string& path) {
+  const std::string directory = path.substr(0, path.rfind('/') + 1);
+  const std::string missing = FirstMissingLevel(directory);
+  // A name with a "." is left out on the way, so the rest would be made elsewhere.
+  return missing.empty() || (directory.find('.') == std::string::npos && MayMake(missing));
+}
+
+bool ForeseeBuiltDirectories(const std::string& path) {
+  const std::string directory = path.substr(0, path.rfind('/') + 1);
+  const std::string missing = FirstMissingLevel(directory);
+  return missing.empty() || (directory.size() <= kMaxBuiltDirectory && MayMake(missing));
+}
+
+}  // namespace qvx

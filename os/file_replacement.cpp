@@ -126,6 +126,11 @@ bool IsRefusedByDirectory(int error) {
   return error == EACCES || error == EPERM || error == EROFS;
 }
 
+/// Returns 0, or the error with which the process may not write to what the descriptor holds.
+int WriteRefusalOf(const Descriptor& held, int wanted) {
+  return faccessat(AT_FDCWD, PathOf(held).c_str(), wanted, AT_EACCESS) == 0 ? 0 : errno;
+}
+
 }  // namespace
 
 Birth ServiceFile() {
@@ -253,6 +258,23 @@ bool FileReplacement::WriteInPlace() {
 bool ReplaceFile(const std::string& path, const Birth& birth, std::string_view text) {
   FileReplacement file(path, birth);
   return file && file.Write(text) && file.Commit();
+}
+
+int ForeseeReplacement(const std::string& path, LastLink last_link) {
+  const std::optional<Place> place = FindPlace(path, Access::kChange, last_link);
+  if (!place) {
+    return errno;
+  }
+  const uint64_t attributes = AttributesOf(*place);
+  if (const int refusal = RefusalOf(*place, last_link, attributes)) {
+    return refusal;
+  }
+  const bool is_mounted = (attributes & kMounted) != 0;
+  const int refusal = is_mounted ? EROFS : WriteRefusalOf(place->directory, W_OK | X_OK);
+  if (!IsRefusedByDirectory(refusal) || !place->IsA(S_IFREG)) {
+    return refusal;
+  }
+  return ForeseeOpening(path, O_RDWR);
 }
 
 void RemoveLeftovers(const std::string& path) {

@@ -92,6 +92,11 @@ class FileReplacement {
 /// the old file is as it was.
 bool ReplaceFile(const std::string& path, const Birth& birth, std::string_view text);
 
+/// Returns the error with which the replacement of the file at `path` would fail, as far as that
+/// can be told without making anything; 0 when none is foreseen. Opens nothing but to look at
+/// names.
+int ForeseeReplacement(const std::string& path, LastLink last_link = LastLink::kFollow);
+
 /// Removes the files that killed processes left in the directory of `path`. This process must not
 /// be making a file there.
 void RemoveLeftovers(const std::string& path);

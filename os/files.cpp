@@ -153,6 +153,19 @@ Descriptor OpenDescriptor(const std::string& path, int flags, mode_t mode) {
   return Descriptor(OpenWithPatience(*place, flags | O_EXCL, mode));
 }
 
+int ForeseeOpening(const std::string& path, int flags) {
+  const bool reads = IsForReading(flags);
+  const std::optional<Place> place = FindPlace(path, reads ? Access::kRead : Access::kChange);
+  if (!place || !place->exists()) {
+    return place ? ENOENT : errno;
+  }
+  if (!MayOpen(*place, place->entry_status, flags)) {
+    return errno;
+  }
+  const int wanted = (reads ? 0 : W_OK) | ((flags & O_ACCMODE) == O_WRONLY ? 0 : R_OK);
+  return faccessat(AT_FDCWD, PathOf(place->entry).c_str(), wanted, AT_EACCESS) == 0 ? 0 : errno;
+}
+
 File OpenFile(const std::string& path, const char* mode) {
   return File(OSfopen(path.c_str(), mode));
 }

@@ -35,6 +35,10 @@ Descriptor OpenDescriptor(const std::string& path, int flags, mode_t mode = 0);
 /// set on failure.
 Descriptor OpenEntry(const Place& place, int flags);
 
+/// Returns the error with which OpenDescriptor would refuse to open an existing file with `flags`
+/// (O_RDONLY, O_WRONLY or O_RDWR); 0 when it would open it. Opens nothing but to look at names.
+int ForeseeOpening(const std::string& path, int flags);
+
 /// Opens `path` through OSfopen. Returns null with errno set on failure.
 File OpenFile(const std::string& path, const char* mode);
 
