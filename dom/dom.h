@@ -387,6 +387,15 @@ namespace qvx::dom {
 /// Returns whether the last load failed because the model or the parser ran out of memory, and not
 /// because of the text that it read.
 bool LoadRanOutOfMemory();
+
+/// Where and why the parser refused what the last load read. The text is empty and the place 0 when
+/// the load succeeded, and when it was not the parser that failed.
+struct LoadFault {
+  const char* text;  ///< the parser's own, never released
+  uint64_t line;     ///< from 1
+  uint64_t column;   ///< from 1, in bytes
+};
+LoadFault LastLoadFault();
 }  // namespace qvx::dom
 
 /// Writes `document`, or `node` when that is null, to the file at `path`. Nothing is escaped.

@@ -29,6 +29,9 @@ constexpr uint32_t kOpenNodes = 500;  // the document and 499 levels below it
 /// Why the last load failed, where neither its result nor the error cell tells.
 bool load_ran_out_of_memory = false;
 
+constexpr LoadFault kNoFault = {"", 0, 0};
+LoadFault load_fault = kNoFault;
+
 /// Makes a node of the text that is still being collected: it belongs to the document, also when
 /// the load fails. Returns whether no handler has failed. The caller then reports its own failure.
 bool EndWithoutFailure(DOM_ParseContext& context) {
@@ -61,8 +64,12 @@ int FailToRead(DOM_ParseContext& context, std::FILE* stream, int read_errno) {
 
 int FailToParse(DOM_ParseContext& context) {
   load_ran_out_of_memory = XML_GetErrorCode(context.parser) == XML_ERROR_NO_MEMORY;
+  const XML_LChar* text = XML_ErrorString(XML_GetErrorCode(context.parser));
+  if (_exception == 0 && text != nullptr) {
+    load_fault = {text, XML_GetCurrentLineNumber(context.parser),
+                  XML_GetCurrentColumnNumber(context.parser) + 1};
+  }
   if (EndWithoutFailure(context)) {
-    const XML_LChar* text = XML_ErrorString(XML_GetErrorCode(context.parser));
     FailDetails({kModule, kFread}, DOM_PARSER_ERR, "%s: line %u", text != nullptr ? text : "(null)",
                 static_cast<unsigned>(XML_GetCurrentLineNumber(context.parser)));
   }
@@ -145,8 +152,13 @@ bool qvx::dom::LoadRanOutOfMemory() {
   return load_ran_out_of_memory;
 }
 
+LoadFault qvx::dom::LastLoadFault() {
+  return load_fault;
+}
+
 int DOM_DocumentLS_load(DOM_Document* document, const char* path) {
   load_ran_out_of_memory = false;
+  load_fault = kNoFault;
   if (document == nullptr || path == nullptr) {
     FailDetails({kModule, __func__}, kNullParameter, "doc=%p,uri=%s", static_cast<void*>(document),
                 path != nullptr ? path : "(null)");
@@ -164,6 +176,7 @@ int DOM_DocumentLS_load(DOM_Document* document, const char* path) {
 
 int DOM_DocumentLS_fread(DOM_Document* document, std::FILE* stream) {
   load_ran_out_of_memory = false;
+  load_fault = kNoFault;
   if (document == nullptr || stream == nullptr) {
     FailDetails({kModule, kFread}, kNullParameter, "doc=%p,stream=%p", static_cast<void*>(document),
                 static_cast<void*>(stream));
