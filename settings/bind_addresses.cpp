@@ -13,7 +13,6 @@
 #include <utility>
 
 #include "settings/interface_addresses.h"
-#include "settings/record.h"
 #include "settings/setting_list.h"
 
 namespace qvx {
@@ -119,6 +118,17 @@ void AddSelected(std::span<const uint32_t> available, std::string_view binding_l
 }
 
 }  // namespace
+
+BindSelection SelectionFrom(const LoadedSettings& settings) {
+  return {.is_to_selected = settings.bind_to_selected,
+          .is_to_wildcard = settings.bind_to_wildcard,
+          .binding_list = ViewOf(settings.binding_list)};
+}
+
+bool IsNetworkEntry(std::string_view entry) {
+  const std::optional<Network> network = ReadNetwork(std::string(entry));
+  return network && network->address != 0;
+}
 
 std::vector<std::string> SelectBindAddresses(std::span<const uint32_t> available,
                                              const BindSelection& selection) {

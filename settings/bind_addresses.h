@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "settings/record.h"
+
 /// Fills gIPList and gVHostPairs from the machine's addresses, isIPBinding, bMonitorIPChangesLinux
 /// and `binding_list` (may be null). When isIPBinding is on and an address was found, cuts the list
 /// in place: each ";" becomes a zero byte. Throws std::bad_alloc.
@@ -21,6 +23,13 @@ struct BindSelection {
   bool is_to_wildcard;            ///< without is_to_selected: bind to 127.0.0.1 and "*"
   std::string_view binding_list;  ///< "address/mask" entries separated by ";"
 };
+
+/// Returns what these settings select. The list is borrowed from them.
+BindSelection SelectionFrom(const LoadedSettings& settings);
+
+/// Returns whether an entry of the binding list is an address and a mask, of which the network is
+/// not 0.0.0.0. Any other entry selects nothing. Throws std::bad_alloc.
+bool IsNetworkEntry(std::string_view entry);
 
 /// Returns the bind addresses without repeats, for the available addresses (network byte order).
 /// Selected addresses are in the order of the entries that select them, and those of one entry in

@@ -128,6 +128,18 @@ uint32_t CheckSettingsFile(bool is_forced) {
 
 }  // namespace
 
+bool ForeseeDefault() {
+  const std::string path = SettingsPath();
+  if (path.size() >= kPathCapacity || !ForeseeCheckedDirectories(path)) {
+    return false;
+  }
+  const int opening = ForeseeOpening(path, O_WRONLY);
+  const int replacement = ForeseeReplacement(path);
+  // The directory may still have to be made.
+  return (opening == 0 && replacement == 0) ||
+         (opening == ENOENT && (replacement == 0 || replacement == ENOENT));
+}
+
 }  // namespace qvx
 
 uint32_t CheckQVXXML(uint32_t force) {

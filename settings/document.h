@@ -50,6 +50,10 @@ std::string SettingsPath();
 /// not be searched for does not count as absent.
 char* SettingText(DOM_Document* document, const char* name);
 
+/// Returns whether CheckQVXXML could write the default document, as far as that can be told without
+/// making anything.
+bool ForeseeDefault();
+
 enum class LoadResult { kRead, kNotOpened, kNotWellFormed };
 
 /// Loads the settings file into an empty document. A file that cannot be opened leaves the document

@@ -12,7 +12,6 @@
 #include "settings/interface_addresses.h"
 #include "settings/reader.h"
 #include "settings/record.h"
-#include "settings/setting_list.h"
 #include "webconf/php_ini.h"
 #include "webconf/server_conf.h"
 #include "webconf/webapp_extensions.h"
@@ -43,10 +42,7 @@ DocumentHolder LoadOrReplace() {
 
 std::vector<std::string> BuildBindList(const LoadedSettings& settings) {
   const std::vector<uint32_t> available = AvailableAddresses();
-  std::vector<std::string> addresses =
-      SelectBindAddresses(available, {.is_to_selected = settings.bind_to_selected,
-                                      .is_to_wildcard = settings.bind_to_wildcard,
-                                      .binding_list = ViewOf(settings.binding_list)});
+  std::vector<std::string> addresses = SelectBindAddresses(available, SelectionFrom(settings));
   RecordBindList(addresses, available.size());
   return addresses;
 }
