@@ -70,16 +70,18 @@ bool SetFields(X509* certificate, EVP_PKEY* key, const qvx::CertificateRequest& 
          AddSubject(certificate, request.common_name.c_str());
 }
 
-/// Adds the extension for a text of names. Adds none when the text is empty or the library refuses
-/// a name.
-void AddNames(X509* certificate, const std::string& names) {
-  if (names.empty()) {
-    return;
-  }
+/// Returns the extension for a text of names. Returns null when the text is empty or the library
+/// refuses a name.
+qvx::ExtensionHandle NamesExtension(const std::string& names) {
   // For some kinds of names the library reads the context without a null test.
   X509V3_CTX context{};
-  if (const qvx::ExtensionHandle extension{
-          X509V3_EXT_conf_nid(nullptr, &context, NID_subject_alt_name, names.c_str())}) {
+  return qvx::ExtensionHandle(
+      names.empty() ? nullptr
+                    : X509V3_EXT_conf_nid(nullptr, &context, NID_subject_alt_name, names.c_str()));
+}
+
+void AddNames(X509* certificate, const std::string& names) {
+  if (const qvx::ExtensionHandle extension = NamesExtension(names)) {
     X509_add_ext(certificate, extension.get(), -1);
   }
 }
@@ -161,6 +163,11 @@ AlternativeNames AlternativeNamesFrom(std::string_view list) {
         .append(*name);
   }
   return names;
+}
+
+bool AreAccepted(const AlternativeNames& names) {
+  const ErrorQueueKeeper queue;
+  return NamesExtension(names.text) != nullptr;
 }
 
 CertificateRequest RequestNow(const char* common_name, int bits, int days) {

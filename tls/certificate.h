@@ -42,6 +42,10 @@ struct AlternativeNames {
 };
 AlternativeNames AlternativeNamesFrom(std::string_view list);
 
+/// Returns whether the library makes an extension from these names. It refuses all of them for one
+/// bad address.
+bool AreAccepted(const AlternativeNames& names);
+
 /// The values from which a pair is built.
 struct CertificateRequest {
   std::string common_name;

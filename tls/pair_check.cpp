@@ -45,15 +45,6 @@ constexpr char kNotKept[] =
     "name, so they were not "
     "replaced.\n";
 
-std::string ReadHostName() {
-  char name[kHostNameCapacity] = {};
-  if (OSGetHostName(name, sizeof name) != 0) {
-    LogOutput(kLogError, "Unable to get the hostname for the server\n");
-    return {};
-  }
-  return name;
-}
-
 /// Returns null when the library cannot make a context, and prints the text for it; or when the
 /// library refuses the cipher list.
 qvx::ContextHandle MakeContext() {
@@ -173,7 +164,7 @@ qvx::PairFacts Examine(SSL_CTX* context, const std::string& host_name) {
 }
 
 int32_t CheckAndReplace() {
-  const std::string host_name = ReadHostName();
+  const std::string host_name = qvx::PairHostName();
   const qvx::ContextHandle context = MakeContext();
   if (!context) {
     return 0;
@@ -243,6 +234,22 @@ int32_t CheckCertValidity(const char* host_name) {
 }
 
 namespace qvx {
+
+std::string PairHostName() {
+  char name[kHostNameCapacity] = {};
+  if (OSGetHostName(name, sizeof name) != 0) {
+    LogOutput(kLogError, "Unable to get the hostname for the server\n");
+    return {};
+  }
+  return name;
+}
+
+std::optional<PairFacts> ExaminePair() {
+  const ErrorQueueKeeper queue;
+  const std::string host_name = PairHostName();
+  const ContextHandle context = MakeContext();
+  return context ? std::optional(Examine(context.get(), host_name)) : std::nullopt;
+}
 
 PairFate FateOf(const PairFacts& facts) {
   if (!facts.certificate_loads || !facts.key_loads || !facts.they_match) {

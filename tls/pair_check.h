@@ -8,6 +8,8 @@
 #define QVX_TLS_PAIR_CHECK_H
 
 #include <cstdint>
+#include <optional>
+#include <string>
 
 /// Ignores SIGPIPE, starts the TLS library, makes the session directories, then checks the pair.
 /// Returns the result of GenerateSelfSignedCert. Throws std::bad_alloc.
@@ -41,6 +43,14 @@ struct PairFacts {
   bool names_host = false;  ///< the certificate's common name is the host's
   bool is_ours = false;     ///< the launcher issued the certificate
 };
+
+/// Returns the name of this host for which a pair is made. Returns an empty name, with a record in
+/// the log, when the system's name does not fit, and no pair can be made then.
+std::string PairHostName();
+
+/// Returns the facts about the pair on disk and this host. Returns nothing when the TLS context
+/// could not be prepared. Throws std::bad_alloc.
+std::optional<PairFacts> ExaminePair();
 
 enum class PairFate {
   kKeep,

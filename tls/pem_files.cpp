@@ -10,6 +10,7 @@
 #include "os/copying.h"
 #include "os/creation_mask.h"
 #include "os/directories.h"
+#include "os/directory_chains.h"
 #include "os/file_replacement.h"
 #include "os/files.h"
 
@@ -86,6 +87,17 @@ void LetPipeMakeWay(const std::string& path) {
   }
 }
 
+/// A missing directory is made when the old pair is set aside.
+bool ForeseeFile(const std::string& path) {
+  const int refusal = ForeseeReplacement(path, LastLink::kStay);
+  if (refusal == ENOENT) {
+    return ForeseeBuiltDirectories(path);
+  }
+  const std::optional<Place> place = FindName(path);
+  const bool makes_way = place && (place->IsA(S_IFIFO) || place->IsA(S_IFSOCK));
+  return refusal == 0 || (refusal == ENXIO && makes_way);
+}
+
 Birth SecretServiceFile() {
   Birth birth = ServiceFile();
   birth.is_secret = true;
@@ -122,6 +134,10 @@ Aside SetCertificateAside() {
 
 Aside SetKeyAside() {
   return SetAside(KeyPath(), InShare(kKeyAsideName), Secrecy::kSecret);
+}
+
+bool ForeseeStore() {
+  return ForeseeFile(CertificatePath()) && ForeseeFile(KeyPath());
 }
 
 StoredPair StorePair(std::string_view certificate, std::string_view key) {

@@ -47,6 +47,10 @@ struct StoredPair {
   bool key;
 };
 
+/// Returns whether a new pair would take its places, as far as that can be told without making
+/// anything.
+bool ForeseeStore();
+
 /// Writes a new pair. When either file could not be written, neither takes its place. When a
 /// directory has the name of the key, only the certificate takes its place. A pipe or socket with
 /// either name is removed first.

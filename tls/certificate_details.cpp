@@ -1,0 +1,91 @@
+#include "tls/certificate_details.h"
+
+#include <openssl/pem.h>
+
+#include <cstdlib>
+#include <memory>
+
+#include "os/host.h"
+#include "tls/openssl_handles.h"
+#include "tls/pem_files.h"
+
+namespace qvx {
+
+namespace {
+
+using NamesHandle = std::unique_ptr<GENERAL_NAMES, OpensslDeleter<GENERAL_NAMES_free>>;
+
+/// Nothing ever waits at a prompt.
+int RefusePassPhrase(char* /*buffer*/, int /*size*/, int /*for_writing*/, void* /*data*/) {
+  return -1;
+}
+
+std::string TextOf(const ASN1_STRING* text) {
+  const auto* bytes = reinterpret_cast<const char*>(ASN1_STRING_get0_data(text));
+  return {bytes, static_cast<size_t>(ASN1_STRING_length(text))};
+}
+
+std::string CommonNameOf(const X509_NAME* name) {
+  const int place = X509_NAME_get_index_by_NID(name, NID_commonName, -1);
+  return place < 0 ? "" : TextOf(X509_NAME_ENTRY_get_data(X509_NAME_get_entry(name, place)));
+}
+
+std::string LineOf(const X509_NAME* name) {
+  const StreamHandle stream(BIO_new(BIO_s_mem()));
+  if (!stream || X509_NAME_print_ex(stream.get(), name, 0, XN_FLAG_ONELINE) < 0) {
+    return {};
+  }
+  char* text = nullptr;
+  const long size = BIO_get_mem_data(stream.get(), &text);
+  return {text, static_cast<size_t>(size)};
+}
+
+time_t SecondsOf(const ASN1_TIME* time) {
+  std::tm parts{};
+  return ASN1_TIME_to_tm(time, &parts) == 1 ? timegm(&parts) : 0;
+}
+
+std::string DottedOf(const std::string& bytes) {
+  uint32_t address = 0;
+  if (bytes.size() != sizeof address) {
+    return {};
+  }
+  bytes.copy(reinterpret_cast<char*>(&address), sizeof address);
+  return OSInetNameToAddress(address);
+}
+
+std::vector<std::string> NamesOf(const X509* certificate) {
+  const NamesHandle names(static_cast<GENERAL_NAMES*>(
+      X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr)));
+  std::vector<std::string> texts;
+  for (int i = 0; i < sk_GENERAL_NAME_num(names.get()); ++i) {
+    const GENERAL_NAME* name = sk_GENERAL_NAME_value(names.get(), i);
+    if (name->type == GEN_DNS) {
+      texts.push_back(TextOf(name->d.dNSName));
+    } else if (name->type == GEN_IPADD) {
+      texts.push_back(DottedOf(TextOf(name->d.iPAddress)));
+    }
+  }
+  return texts;
+}
+
+}  // namespace
+
+std::optional<CertificateDetails> ReadCertificateDetails() {
+  const ErrorQueueKeeper queue;
+  const std::optional<std::string> text = ReadPemFile(CertificatePath());
+  const StreamHandle stream(text ? BIO_new_mem_buf(text->data(), static_cast<int>(text->size()))
+                                 : nullptr);
+  const CertificateHandle certificate(
+      stream ? PEM_read_bio_X509(stream.get(), nullptr, RefusePassPhrase, nullptr) : nullptr);
+  if (!certificate) {
+    return std::nullopt;
+  }
+  return CertificateDetails{CommonNameOf(X509_get_subject_name(certificate.get())),
+                            LineOf(X509_get_issuer_name(certificate.get())),
+                            SecondsOf(X509_get0_notBefore(certificate.get())),
+                            SecondsOf(X509_get0_notAfter(certificate.get())),
+                            NamesOf(certificate.get())};
+}
+
+}  // namespace qvx

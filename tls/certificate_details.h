@@ -1,0 +1,26 @@
+// What the certificate on disk says about itself, for programs that show it.
+#ifndef QVX_TLS_CERTIFICATE_DETAILS_H
+#define QVX_TLS_CERTIFICATE_DETAILS_H
+
+#include <ctime>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace qvx {
+
+struct CertificateDetails {
+  std::string common_name;         ///< of the subject; empty when there is none
+  std::string issuer;              ///< in one line
+  time_t begin;                    ///< of the validity
+  time_t end;                      ///< of the validity
+  std::vector<std::string> names;  ///< alternative names: host names and dotted addresses
+};
+
+/// Returns the details of the certificate in the TLS share directory. Returns nothing when it does
+/// not load. Throws std::bad_alloc.
+std::optional<CertificateDetails> ReadCertificateDetails();
+
+}  // namespace qvx
+
+#endif
