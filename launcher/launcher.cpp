@@ -37,15 +37,6 @@ constexpr int kStartMode = 1;
 constexpr int kReconfigureMode = 2;
 constexpr int kPermissionsMode = 3;
 
-constexpr int kRefused = 1;
-constexpr int kDaemonNotExecuted = 127;
-
-constexpr char kNoTls[] = "Cannot start application!";
-/// These texts name the paths of the default installation in every installation.
-constexpr char kNoSettings[] = "Invalid configuration file (/opt/zx/zxqvx/conf/qvxpd.xml). ";
-constexpr char kAskAdministrator[] =
-    "Ask your system administrator to run \"/opt/zx/zxqvx/qvxconfig/qvxconfig.sh\".";
-
 /// The launcher and its commands are usually members of the process group that this or another
 /// reconfigure run signals. The daemon would inherit the setting, so a start leaves it alone.
 void IgnoreReconfigureSignal() {
@@ -152,7 +143,7 @@ int Run(int argument_count) {
   SetupLogsAndDebug(qvx_start_pool);
   DeletePairWhenAsked();
   const std::string configuration = ServerConfPath();
-  const std::string daemon = InstallationPath("/sbin/zxqvxd");
+  const std::string daemon = InstallationPath(kDaemonName);
 
   if (argument_count == kPermissionsMode) {
     return ChangePermissions(parent);

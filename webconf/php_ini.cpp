@@ -42,7 +42,7 @@ error_reporting = E_COMPILE_ERROR|E_ERROR|E_CORE_ERROR|E_PARSE
 int32_t CreatePHPINIFile() {
   try {
     const std::string text = qvx::PhpIniText(qvx::InstallationPath(), allowablePHPExtensions);
-    const std::string path = qvx::InstallationPath("/bin/php.ini");
+    const std::string path = qvx::InstallationPath(kPhpIniName);
     qvx::RemoveLeftovers(path);
     return qvx::WriteServiceFile(path, text) ? 1 : 0;
   } catch (const std::bad_alloc&) {

@@ -7,6 +7,9 @@
 #include <string>
 #include <string_view>
 
+/// The settings file, under the installation directory.
+inline constexpr char kPhpIniName[] = "/bin/php.ini";
+
 /// An extension of the script engine that may be loaded.
 struct PHPExtensionEntry {
   int32_t isRequested;     ///< 1 when a web-application descriptor names it
