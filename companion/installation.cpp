@@ -1,0 +1,124 @@
+#include "companion/installation.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+
+#include "os/files.h"
+#include "os/path_walk.h"
+#include "os/service_account.h"
+
+namespace qvx::companion {
+
+namespace {
+
+constexpr std::string_view kPlainCharacters =
+    "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-./=:,+@%";
+
+struct DirectoryCloser {
+  void operator()(DIR* stream) const { closedir(stream); }
+};
+
+/// Returns whether the account has the right that `bit` names among the bits of others.
+bool HasRight(const AccountIds& account, const Ownership& file, uint32_t bit) {
+  if (file.user == account.user) {
+    return (file.mode & (bit << 6)) != 0;
+  }
+  return (file.mode & (file.group == account.group ? bit << 3 : bit)) != 0;
+}
+
+bool MayReach(const AccountIds& account, const std::string& path) {
+  for (size_t end = path.find('/'); end != std::string::npos; end = path.find('/', end + 1)) {
+    const std::optional<Ownership> level = OwnershipOf(path.substr(0, end + 1));
+    if (!level || !HasRight(account, *level, S_IXOTH)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool IsKept(std::string_view name) {
+  return name.size() > 4 && name.ends_with(".xml") && name.front() != '.';
+}
+
+}  // namespace
+
+std::optional<std::string> ReadText(const std::string& path) {
+  const Descriptor file = OpenDescriptor(path, O_RDONLY);
+  return file ? ReadRest(file) : std::nullopt;
+}
+
+bool HasName(const std::string& path) {
+  const std::optional<Place> place = FindPlace(path, Access::kRead, LastLink::kStay);
+  return place && place->exists();
+}
+
+bool IsProgram(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) ||
+      faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) != 0) {
+    return false;
+  }
+  char start[4] = {};
+  const Descriptor file = OpenDescriptor(path, O_RDONLY);
+  if (!file) {
+    return true;  // executing needs no right to read
+  }
+  const ssize_t count = read(file.get(), start, sizeof start);
+  const std::string_view magic(start, count < 0 ? 0 : static_cast<size_t>(count));
+  return magic.starts_with("#!") || magic ==
+                                        "\x7f"
+                                        "ELF";
+}
+
+std::optional<Ownership> OwnershipOf(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) {
+    return std::nullopt;
+  }
+  return Ownership{status.st_uid, status.st_gid, status.st_mode & ALLPERMS};
+}
+
+bool AccountMayRead(const std::string& path) {
+  const std::optional<AccountIds> account = ServiceAccountIds();
+  const std::optional<Ownership> file = OwnershipOf(path);
+  return account && file && HasRight(*account, *file, S_IROTH) && MayReach(*account, path);
+}
+
+bool AccountMayWrite(const std::string& path) {
+  const std::optional<AccountIds> account = ServiceAccountIds();
+  const std::optional<Ownership> file = OwnershipOf(path);
+  return account && file && HasRight(*account, *file, S_IWOTH);
+}
+
+std::vector<std::string> KeptSettings() {
+  const char* other = std::getenv("QVX_KEPT_SETTINGS");
+  const std::string folder = std::string(other != nullptr ? other : kKeptSettings) + "/";
+  const std::unique_ptr<DIR, DirectoryCloser> stream(opendir(folder.c_str()));
+  std::vector<std::string> paths;
+  while (const dirent* entry = stream ? readdir(stream.get()) : nullptr) {
+    if (IsKept(entry->d_name)) {
+      paths.push_back(folder + entry->d_name);
+    }
+  }
+  std::sort(paths.rbegin(), paths.rend());
+  return paths;
+}
+
+std::string Quoted(std::string_view text) {
+  if (!text.empty() && text.find_first_not_of(kPlainCharacters) == std::string_view::npos) {
+    return std::string(text);
+  }
+  std::string quoted = "'";
+  for (const char character : text) {
+    quoted += character == '\'' ? std::string("'\\''") : std::string(1, character);
+  }
+  return quoted + "'";
+}
+
+}  // namespace qvx::companion

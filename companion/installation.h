@@ -1,0 +1,51 @@
+// Reading an installation without changing it.
+#ifndef QVX_COMPANION_INSTALLATION_H
+#define QVX_COMPANION_INSTALLATION_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qvx::companion {
+
+/// Returns the content of a file; nothing when it cannot be opened by the rules of os/files.h or
+/// read.
+std::optional<std::string> ReadText(const std::string& path);
+
+/// Returns whether something has this name, a link without a target included.
+bool HasName(const std::string& path);
+
+/// Returns whether the kernel would execute the file: a regular file with an execute bit that is a
+/// script or a program of this system's format.
+bool IsProgram(const std::string& path);
+
+/// Owner and permission bits of what `path` leads to.
+struct Ownership {
+  uint32_t user;
+  uint32_t group;
+  uint32_t mode;
+};
+std::optional<Ownership> OwnershipOf(const std::string& path);
+
+/// Return whether the service account can read the file, every directory on the way included; and
+/// whether it can write to the file or directory itself. Access lists are not looked at. Without
+/// the account both return false.
+bool AccountMayRead(const std::string& path);
+bool AccountMayWrite(const std::string& path);
+
+/// The folder in which the service unit keeps the settings documents of earlier starts, under names
+/// that sort by time.
+inline constexpr char kKeptSettings[] = "/var/lib/qvxlauncher/settings";
+
+/// Returns the paths of the kept settings documents, the newest first. An environment variable
+/// QVX_KEPT_SETTINGS names another folder.
+std::vector<std::string> KeptSettings();
+
+/// Returns `text` as one word of a shell command.
+std::string Quoted(std::string_view text);
+
+}  // namespace qvx::companion
+
+#endif

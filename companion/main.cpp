@@ -1,0 +1,74 @@
+// The companion: looks at an installation and never changes it.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <new>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "companion/forecast.h"
+#include "companion/presentation.h"
+#include "companion/show.h"
+
+namespace {
+
+using qvx::companion::Page;
+
+constexpr int kUsage = 3;
+constexpr int kNoMemory = 4;
+
+void Print(const std::string& text) {
+  std::fwrite(text.data(), 1, text.size(), stdout);
+}
+
+/// What is not UTF-8 is replaced, because a dump would refuse it.
+void PrintJson(const nlohmann::ordered_json& json) {
+  Print(json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
+}
+
+struct Options {
+  bool json = false;
+  bool diff = false;
+};
+
+int RunShow(const Options& options) {
+  const qvx::companion::Forecast forecast = qvx::companion::Foretell();
+  if (options.json) {
+    PrintJson(options.diff ? ChangesAsJson(forecast) : ShowAsJson(forecast));
+    return 0;
+  }
+  Page page(qvx::companion::OutputTakesColours());
+  if (options.diff) {
+    ShowChanges(forecast, page);
+  } else {
+    Show(forecast, page);
+  }
+  Print(page.text());
+  return 0;
+}
+
+int Run(int argument_count, char** arguments) {
+  Options options;
+  CLI::App app("Looks at the console's installation and foretells a start. Changes nothing.");
+  app.require_subcommand(1);
+  app.name("qvxctl");
+  CLI::App* show = app.add_subcommand("show", "What is in effect at the next start");
+  show->add_flag("--diff", options.diff, "What the next start changes in the files on disk");
+  show->add_flag("--json", options.json, "For machines");
+  try {
+    app.parse(argument_count, arguments);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : kUsage;
+  }
+  return RunShow(options);
+}
+
+}  // namespace
+
+int main(int argument_count, char** arguments) {
+  try {
+    return Run(argument_count, arguments);
+  } catch (const std::bad_alloc&) {
+    std::fputs("qvxctl: out of memory\n", stderr);
+    return kNoMemory;
+  }
+}

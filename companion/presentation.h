@@ -1,0 +1,41 @@
+// How the companion writes: aligned and coloured on a terminal, plain in a pipe.
+#ifndef QVX_COMPANION_PRESENTATION_H
+#define QVX_COMPANION_PRESENTATION_H
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace qvx::companion {
+
+enum class Colour { kPlain, kBold, kDim, kRed, kYellow, kGreen };
+
+/// Returns whether standard output is a terminal that takes colours (NO_COLOR, TERM).
+bool OutputTakesColours();
+
+/// Returns a text with every control character and every byte that is not UTF-8 in printable form.
+/// What stands in a file could otherwise command the terminal.
+std::string Printable(std::string_view text);
+
+/// Collects the text of a command.
+class Page {
+ public:
+  explicit Page(bool has_colours) : has_colours_(has_colours) {}
+
+  std::string Painted(Colour colour, std::string_view text) const;
+  void Heading(std::string_view text);
+  void Line(std::string_view text) { text_.append(text).append("\n"); }
+  /// Adds lines of two columns, indented.
+  void Columns(const std::vector<std::pair<std::string, std::string>>& rows);
+
+  const std::string& text() const { return text_; }
+
+ private:
+  bool has_colours_;
+  std::string text_;
+};
+
+}  // namespace qvx::companion
+
+#endif

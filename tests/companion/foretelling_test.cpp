@@ -1,0 +1,152 @@
+// Lays out installations, asks the companion what a start will do, starts, and compares. The number
+// of installations is QVX_FORETELLINGS, or a few hundred; the first one is QVX_FIRST_FORETELLING.
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "companion/forecast.h"
+#include "settings/document.h"
+#include "tests/companion/random_installation.h"
+#include "tests/harness/isolated.h"
+#include "tls/certificate_details.h"
+#include "webconf/servlet_container.h"
+
+namespace qvx::test {
+namespace {
+
+namespace fs = std::filesystem;
+using companion::DocumentFate;
+using companion::Forecast;
+using companion::ForeseenFile;
+
+uint32_t NumberFrom(const char* variable, uint32_t otherwise) {
+  const char* value = std::getenv(variable);
+  return value == nullptr ? otherwise : static_cast<uint32_t>(std::strtoul(value, nullptr, 10));
+}
+
+struct Outcome {
+  std::string output;
+  int status;
+};
+
+Outcome Start() {
+  std::FILE* stream = popen("exec \"" QVX_LAUNCHER "\" 2>/dev/null", "r");
+  Outcome outcome{"", -1};
+  char block[512];
+  while (const size_t count = std::fread(block, 1, sizeof block, stream)) {
+    outcome.output.append(block, count);
+  }
+  outcome.status = WEXITSTATUS(pclose(stream));
+  return outcome;
+}
+
+/// The content of what a path leads to: nothing for what is no regular file.
+std::optional<std::string> TextAt(const fs::path& path) {
+  return fs::is_regular_file(path) ? Contents(path) : std::nullopt;
+}
+
+/// The files that a start may write.
+struct Files {
+  explicit Files(const RandomInstallation& site)
+      : settings(TextAt(site.base() / "conf/qvxpd.xml")),
+        server_conf(TextAt(site.base() / "conf/qvxpd.conf")),
+        php_ini(TextAt(site.base() / "bin/php.ini")),
+        agent_map(TextAt(site.base() / "conf/ralolist.map")),
+        certificate(TextAt(site.tls() / "cert.pem")),
+        key(TextAt(site.tls() / "file.pem")) {}
+  std::optional<std::string> settings, server_conf, php_ini, agent_map, certificate, key;
+};
+
+void CompareFile(const ForeseenFile& foreseen, const std::optional<std::string>& before,
+                 const std::optional<std::string>& after) {
+  SCOPED_TRACE(foreseen.path);
+  EXPECT_EQ(after, foreseen.is_written ? foreseen.text : before);
+}
+
+/// Only the tool knows whether it will write rules.
+void CompareServerConf(const Forecast& forecast, const Files& before, const Files& after) {
+  const bool has_blocks = forecast.may_get_proxy_blocks && forecast.server_conf.is_written &&
+                          after.server_conf != forecast.server_conf.text;
+  ForeseenFile foreseen = forecast.server_conf;
+  if (has_blocks) {
+    foreseen.text = WithProxyBlocks(foreseen.text);
+  }
+  CompareFile(foreseen, before.server_conf, after.server_conf);
+}
+
+void CompareSettings(const Forecast& forecast, const Files& before, const Files& after) {
+  const bool is_default =
+      forecast.pair.is_usable() && (forecast.document_fate == DocumentFate::kMade ||
+                                    forecast.document_fate == DocumentFate::kReplaced);
+  EXPECT_EQ(after.settings,
+            is_default ? std::optional<std::string>(QVX_XML_DEFAULT) : before.settings);
+}
+
+void ComparePair(const Forecast& forecast, const Files& before, const Files& after) {
+  if (forecast.pair.is_kept()) {
+    EXPECT_EQ(after.certificate, before.certificate);
+    EXPECT_EQ(after.key, before.key);
+  } else if (forecast.pair.is_usable()) {
+    EXPECT_NE(after.certificate, before.certificate);
+    EXPECT_NE(after.key, before.key);
+    const auto details = ReadCertificateDetails();
+    ASSERT_TRUE(details);
+    EXPECT_EQ(!details->names.empty(), forecast.pair.names_are_accepted);
+  }
+}
+
+void CompareEnd(const Forecast& forecast, const Outcome& outcome) {
+  if (forecast.exit_status) {
+    EXPECT_EQ(outcome.status, *forecast.exit_status);
+    EXPECT_EQ(outcome.output, forecast.printed);
+  } else {
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.output.substr(0, 6), "daemon");
+  }
+}
+
+void Compare(uint32_t number, const PairStock& pairs, const std::string& output) {
+  SCOPED_TRACE("QVX_FIRST_FORETELLING=" + std::to_string(number));
+  const RandomInstallation site(number, pairs, output);
+  const Variable regenerate("QVX_CERT_REGEN",
+                            site.regenerates() ? std::optional<std::string>("1") : std::nullopt);
+  const Files before(site);
+  const Forecast forecast = companion::Foretell();
+  const Outcome outcome = Start();
+  const Files after(site);
+  CompareEnd(forecast, outcome);
+  CompareSettings(forecast, before, after);
+  CompareServerConf(forecast, before, after);
+  CompareFile(forecast.php_ini, before.php_ini, after.php_ini);
+  CompareFile(forecast.agent_map, before.agent_map, after.agent_map);
+  ComparePair(forecast, before, after);
+}
+
+/// Several, so that they can run at once.
+constexpr uint32_t kShards = 4;
+class Foretelling : public testing::TestWithParam<uint32_t> {};
+INSTANTIATE_TEST_SUITE_P(Shards, Foretelling, testing::Range(0U, kShards));
+
+TEST_P(Foretelling, EveryStartIsAsForetold) {
+  ServiceOwner();
+  PassIsolated(CLONE_NEWNS, [shard = GetParam()] {
+    const TempDirectory scratch;
+    const std::string output = scratch.path() / "output";
+    const std::string program = scratch.path() / "ip";
+    WriteText(program, "#!/bin/sh\nexec cat " + output + "\n");
+    fs::permissions(program, fs::perms(0755));
+    ASSERT_EQ(mount(program.c_str(), "/sbin/ip", nullptr, MS_BIND, nullptr), 0);
+    const PairStock pairs = MakePairs();
+    const uint32_t first = NumberFrom("QVX_FIRST_FORETELLING", 0);
+    const uint32_t count = NumberFrom("QVX_FORETELLINGS", 240);
+    for (uint32_t i = first + shard; i < first + count; i += kShards) {
+      Compare(i, pairs, output);
+    }
+  });
+}
+
+}  // namespace
+}  // namespace qvx::test
