@@ -52,21 +52,38 @@ class Search {
   OSFindHandle handle_;
 };
 
+/// Hands the path of each descriptor to `take`. Returns the result of closing the search.
+template <typename Take>
+int ForEachDescriptor(Take take) {
+  const std::string directory = WritablePath("/webapp/");
+  const auto found = std::make_unique<OSFindRecord>();
+  Search search(directory + "*.xml", found.get());
+  for (bool more = search.handle() != kNoSearch; more;
+       more = OSFindNextFile(search.handle(), found.get()) == 0) {
+    take(directory + found->name);
+  }
+  return search.Close();
+}
+
 }  // namespace
+
+std::vector<std::string> BrokenDescriptors() {
+  std::vector<std::string> broken;
+  ForEachDescriptor([&broken](const std::string& path) {
+    if (!LoadDescriptor(path.c_str())) {
+      broken.push_back(path);
+    }
+  });
+  return broken;
+}
+
 }  // namespace qvx
 
 int CheckWebAppXMLsForExtensions() {
   for (PHPExtensionEntry& extension : allowablePHPExtensions) {
     extension.isRequested = 0;
   }
-  const std::string directory = qvx::WritablePath("/webapp/");
-  const auto found = std::make_unique<OSFindRecord>();
-  qvx::Search search(directory + "*.xml", found.get());
-  for (bool more = search.handle() != kNoSearch; more;
-       more = OSFindNextFile(search.handle(), found.get()) == 0) {
-    ParseWebAppXML((directory + found->name).c_str());
-  }
-  return search.Close();
+  return qvx::ForEachDescriptor([](const std::string& path) { ParseWebAppXML(path.c_str()); });
 }
 
 void ParseWebAppXML(const char* path) {
