@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <memory>
 
 #include "os/files.h"
@@ -96,14 +95,12 @@ bool AccountMayWrite(const std::string& path) {
   return account && file && HasRight(*account, *file, S_IWOTH);
 }
 
-std::vector<std::string> KeptSettings() {
-  const char* other = std::getenv("QVX_KEPT_SETTINGS");
-  const std::string folder = std::string(other != nullptr ? other : kKeptSettings) + "/";
+std::vector<std::string> KeptSettings(const std::string& folder) {
   const std::unique_ptr<DIR, DirectoryCloser> stream(opendir(folder.c_str()));
   std::vector<std::string> paths;
   while (const dirent* entry = stream ? readdir(stream.get()) : nullptr) {
     if (IsKept(entry->d_name)) {
-      paths.push_back(folder + entry->d_name);
+      paths.push_back(folder + "/" + entry->d_name);
     }
   }
   std::sort(paths.rbegin(), paths.rend());

@@ -39,9 +39,8 @@ bool AccountMayWrite(const std::string& path);
 /// that sort by time.
 inline constexpr char kKeptSettings[] = "/var/lib/qvxlauncher/settings";
 
-/// Returns the paths of the kept settings documents, the newest first. An environment variable
-/// QVX_KEPT_SETTINGS names another folder.
-std::vector<std::string> KeptSettings();
+/// Returns the paths of the settings documents that are kept in `folder`, the newest first.
+std::vector<std::string> KeptSettings(const std::string& folder);
 
 /// Returns `text` as one word of a shell command.
 std::string Quoted(std::string_view text);

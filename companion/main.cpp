@@ -5,7 +5,10 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "companion/admission.h"
+#include "companion/findings.h"
 #include "companion/forecast.h"
+#include "companion/installation.h"
 #include "companion/presentation.h"
 #include "companion/show.h"
 
@@ -28,6 +31,8 @@ void PrintJson(const nlohmann::ordered_json& json) {
 struct Options {
   bool json = false;
   bool diff = false;
+  std::string from;
+  std::string kept = qvx::companion::kKeptSettings;
 };
 
 int RunShow(const Options& options) {
@@ -46,6 +51,29 @@ int RunShow(const Options& options) {
   return 0;
 }
 
+/// Whether `address` is let in follows the findings only when somebody asks or there is a peer.
+int RunCheck(const Options& options) {
+  const qvx::companion::Forecast forecast = qvx::companion::Foretell();
+  const qvx::companion::Findings findings = CheckAll(forecast, options.kept);
+  const std::string from = options.from.empty() ? qvx::companion::SshPeer() : options.from;
+  const qvx::companion::Admission admission = Admit(forecast, from);
+  if (options.json) {
+    nlohmann::ordered_json json = FindingsAsJson(findings);
+    if (!from.empty()) {
+      json["admission"] = AdmissionAsJson(admission);
+    }
+    PrintJson(json);
+    return StatusOf(findings);
+  }
+  Page page(qvx::companion::OutputTakesColours());
+  ShowFindings(findings, page);
+  if (!from.empty()) {
+    ShowAdmission(admission, page);
+  }
+  Print(page.text());
+  return StatusOf(findings);
+}
+
 int Run(int argument_count, char** arguments) {
   Options options;
   CLI::App app("Looks at the console's installation and foretells a start. Changes nothing.");
@@ -54,12 +82,18 @@ int Run(int argument_count, char** arguments) {
   CLI::App* show = app.add_subcommand("show", "What is in effect at the next start");
   show->add_flag("--diff", options.diff, "What the next start changes in the files on disk");
   show->add_flag("--json", options.json, "For machines");
+  CLI::App* check = app.add_subcommand(
+      "check", "What a start would find and do. Status 0: clean, 1: warnings, 2: failures");
+  check->add_option("--from", options.from,
+                    "Whether this address would be let in; the peer of the SSH session otherwise");
+  check->add_option("--kept", options.kept, "The folder of the kept settings documents");
+  check->add_flag("--json", options.json, "For machines");
   try {
     app.parse(argument_count, arguments);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kUsage;
   }
-  return RunShow(options);
+  return check->parsed() ? RunCheck(options) : RunShow(options);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "companion/findings.h"
 #include "companion/forecast.h"
 #include "settings/document.h"
 #include "tests/companion/random_installation.h"
@@ -108,6 +109,15 @@ void CompareEnd(const Forecast& forecast, const Outcome& outcome) {
   }
 }
 
+/// No loss without a failure that "check" has named before.
+void CompareStatus(int status, const Forecast& forecast, const Files& before, const Files& after) {
+  const bool loses_settings = before.settings && after.settings != before.settings;
+  const bool is_written = after.server_conf && after.php_ini && after.agent_map;
+  if (forecast.exit_status || loses_settings || !is_written) {
+    EXPECT_EQ(status, 2);
+  }
+}
+
 void Compare(uint32_t number, const PairStock& pairs, const std::string& output) {
   SCOPED_TRACE("QVX_FIRST_FORETELLING=" + std::to_string(number));
   const RandomInstallation site(number, pairs, output);
@@ -115,6 +125,7 @@ void Compare(uint32_t number, const PairStock& pairs, const std::string& output)
                             site.regenerates() ? std::optional<std::string>("1") : std::nullopt);
   const Files before(site);
   const Forecast forecast = companion::Foretell();
+  const int status = StatusOf(CheckAll(forecast, "none"));
   const Outcome outcome = Start();
   const Files after(site);
   CompareEnd(forecast, outcome);
@@ -123,6 +134,7 @@ void Compare(uint32_t number, const PairStock& pairs, const std::string& output)
   CompareFile(forecast.php_ini, before.php_ini, after.php_ini);
   CompareFile(forecast.agent_map, before.agent_map, after.agent_map);
   ComparePair(forecast, before, after);
+  CompareStatus(status, forecast, before, after);
 }
 
 /// Several, so that they can run at once.

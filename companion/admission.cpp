@@ -1,0 +1,175 @@
+#include "companion/admission.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "settings/setting_list.h"
+#include "webconf/access_rules.h"
+
+namespace qvx::companion {
+
+namespace {
+
+constexpr std::string_view kImplicitAllow = "allow from 127.0.0.1\n";
+constexpr std::string_view kAllowAll = "allow from all\n";
+
+/// Returns the words of a directive. The first line alone is one: a line break in an entry begins
+/// another directive.
+std::vector<std::string> WordsOf(const std::string& directive) {
+  std::istringstream line(directive.substr(0, directive.find('\n')));
+  std::vector<std::string> words;
+  for (std::string word; line >> word;) {
+    words.push_back(word);
+  }
+  words.erase(words.begin(), words.begin() + std::min<long>(2, static_cast<long>(words.size())));
+  return words;
+}
+
+AccessEntry EntryFrom(bool allows, std::string_view text, std::string directive) {
+  return {allows, std::string(text), directive, WordsOf(directive)};
+}
+
+/// The launcher generates an entry alone as it does among others, but for the line that it adds.
+void AddInclude(std::string_view list, std::vector<AccessEntry>& entries) {
+  entries.push_back(EntryFrom(true, "", std::string(list.empty() ? kAllowAll : kImplicitAllow)));
+  while (const auto entry = TakeEntry(list)) {
+    entries.push_back(
+        EntryFrom(true, *entry, AccessDirectives(*entry, "").substr(kImplicitAllow.size())));
+  }
+}
+
+void AddExclude(std::string_view list, std::vector<AccessEntry>& entries) {
+  while (const auto entry = TakeEntry(list)) {
+    entries.push_back(
+        EntryFrom(false, *entry, AccessDirectives("", *entry).substr(kAllowAll.size())));
+  }
+}
+
+std::string NameOf(const AccessEntry& entry) {
+  if (entry.text.empty()) {
+    return entry.words.empty() || entry.words[0] == "all"
+               ? "the empty include list, which lets everybody in"
+               : "127.0.0.1, which is always let in";
+  }
+  return std::string(entry.allows ? "the include entry " : "the exclude entry ") + entry.text;
+}
+
+const AccessEntry* FirstMatch(const std::vector<AccessEntry>& entries, bool allows,
+                              const std::string& address) {
+  const Subnets subnets;
+  const auto matches = [&](const AccessEntry& entry) {
+    return entry.allows == allows &&
+           std::any_of(entry.words.begin(), entry.words.end(),
+                       [&](const std::string& word) { return subnets.Matches(word, address); });
+  };
+  const auto found = std::find_if(entries.begin(), entries.end(), matches);
+  return found == entries.end() ? nullptr : &*found;
+}
+
+bool HasHostName(const std::vector<AccessEntry>& entries) {
+  const Subnets subnets;
+  return std::any_of(entries.begin(), entries.end(), [&](const AccessEntry& entry) {
+    return std::any_of(entry.words.begin(), entry.words.end(), [&](const std::string& word) {
+      return subnets.KindOf(word) == WordKind::kHostName;
+    });
+  });
+}
+
+}  // namespace
+
+std::vector<AccessEntry> AccessEntries(const Forecast& forecast) {
+  std::vector<AccessEntry> entries;
+  if (forecast.settings.restrict_clients) {
+    AddInclude(ViewOf(forecast.settings.included_clients), entries);
+    AddExclude(ViewOf(forecast.settings.excluded_clients), entries);
+  }
+  return entries;
+}
+
+std::vector<Span> SpansOf(const AccessEntry& entry) {
+  std::vector<Span> spans;
+  for (const std::string& word : entry.words) {
+    if (const std::optional<Span> span = SpanOf(word)) {
+      spans.push_back(*span);
+    }
+  }
+  std::sort(spans.begin(), spans.end(),
+            [](const Span& a, const Span& b) { return a.first < b.first; });
+  std::vector<Span> merged;
+  for (const Span& span : spans) {
+    const bool joins = !merged.empty() &&
+                       (merged.back().last == UINT32_MAX || span.first <= merged.back().last + 1);
+    if (joins) {
+      merged.back().last = std::max(merged.back().last, span.last);
+    } else {
+      merged.push_back(span);
+    }
+  }
+  return merged;
+}
+
+bool Covers(const std::vector<Span>& outer, const std::vector<Span>& inner) {
+  return std::all_of(inner.begin(), inner.end(), [&](const Span& span) {
+    return std::any_of(outer.begin(), outer.end(), [&](const Span& around) {
+      return around.first <= span.first && span.last <= around.last;
+    });
+  });
+}
+
+bool Overlaps(const std::vector<Span>& a, const std::vector<Span>& b) {
+  return std::any_of(a.begin(), a.end(), [&](const Span& span) {
+    return std::any_of(b.begin(), b.end(), [&](const Span& other) {
+      return span.first <= other.last && other.first <= span.last;
+    });
+  });
+}
+
+Admission Admit(const Forecast& forecast, const std::string& address) {
+  Admission admission{address, Subnets::IsAddress(address)};
+  const std::vector<AccessEntry> entries = AccessEntries(forecast);
+  if (!admission.is_address) {
+    admission.reason = "It is not an address.";
+    return admission;
+  }
+  if (entries.empty()) {
+    admission.is_admitted = true;
+    admission.reason = "Nobody is restricted: ip-restricted-logins is not True.";
+    return admission;
+  }
+  const AccessEntry* allowing = FirstMatch(entries, true, address);
+  const AccessEntry* denying = FirstMatch(entries, false, address);
+  admission.is_admitted = allowing != nullptr && denying == nullptr;
+  admission.is_certain = denying != nullptr || !HasHostName(entries);
+  admission.reason = denying != nullptr    ? "Refused by " + NameOf(*denying) + "."
+                     : allowing != nullptr ? "Let in by " + NameOf(*allowing) + "."
+                                           : "No include entry holds it.";
+  return admission;
+}
+
+std::string SshPeer() {
+  const char* connection = std::getenv("SSH_CONNECTION");
+  const std::string peer = connection != nullptr ? connection : "";
+  return peer.substr(0, peer.find(' '));
+}
+
+void ShowAdmission(const Admission& admission, Page& page) {
+  const std::string verdict = !admission.is_address   ? "unknown"
+                              : admission.is_admitted ? "let in"
+                                                      : "refused";
+  page.Line(Printable(admission.address) + ": " +
+            page.Painted(admission.is_admitted ? Colour::kGreen : Colour::kRed, verdict) + ". " +
+            Printable(admission.reason) +
+            (admission.is_certain ? "" : " An entry is a host name, which may decide otherwise."));
+}
+
+nlohmann::ordered_json AdmissionAsJson(const Admission& admission) {
+  return {{"address", admission.address},
+          {"is_address", admission.is_address},
+          {"admitted", admission.is_admitted},
+          {"certain", admission.is_certain},
+          {"reason", admission.reason}};
+}
+
+}  // namespace qvx::companion

@@ -1,0 +1,53 @@
+// Who is let in: the access directives that a start writes, evaluated as the web server does.
+//
+// Under "order allow,deny" an address is let in when an allow line matches it and no deny line
+// does.
+#ifndef QVX_COMPANION_ADMISSION_H
+#define QVX_COMPANION_ADMISSION_H
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <vector>
+
+#include "companion/forecast.h"
+#include "companion/presentation.h"
+#include "companion/subnets.h"
+
+namespace qvx::companion {
+
+/// One entry of a restriction list, or what the launcher adds by itself.
+struct AccessEntry {
+  bool allows;
+  std::string text;                ///< as it is written; empty for what the launcher adds
+  std::string directive;           ///< the lines that it becomes; empty when it is left out
+  std::vector<std::string> words;  ///< behind "allow from" or "deny from"
+};
+
+/// Returns the entries in the order of their lines; none while nobody is restricted.
+std::vector<AccessEntry> AccessEntries(const Forecast& forecast);
+
+/// Returns the addresses of an entry, in order and without overlaps.
+std::vector<Span> SpansOf(const AccessEntry& entry);
+
+/// Returns whether every address of `inner` is in `outer`, and whether they share one.
+bool Covers(const std::vector<Span>& outer, const std::vector<Span>& inner);
+bool Overlaps(const std::vector<Span>& a, const std::vector<Span>& b);
+
+struct Admission {
+  std::string address;
+  bool is_address;  ///< false: it is not an address, and nothing else is known
+  bool is_admitted = false;
+  bool is_certain = true;  ///< false when an entry is a host name
+  std::string reason{};    ///< a sentence
+};
+Admission Admit(const Forecast& forecast, const std::string& address);
+
+/// Returns the peer of the SSH session that this process belongs to, or an empty text.
+std::string SshPeer();
+
+void ShowAdmission(const Admission& admission, Page& page);
+nlohmann::ordered_json AdmissionAsJson(const Admission& admission);
+
+}  // namespace qvx::companion
+
+#endif

@@ -1,0 +1,183 @@
+// The restriction of client addresses.
+#include <algorithm>
+#include <cctype>
+
+#include "companion/admission.h"
+#include "companion/elements.h"
+#include "companion/findings.h"
+#include "companion/settings_view.h"
+#include "settings/document.h"
+#include "settings/setting_list.h"
+
+namespace qvx::companion {
+
+namespace {
+
+constexpr char kInclude[] = "ip-restricted-include";
+constexpr char kExclude[] = "ip-restricted-exclude";
+constexpr char kStaysDown[] = "It writes a line that the daemon refuses: the console stays down.";
+constexpr char kForm[] =
+    "Separate addresses and ranges START-END by \";\", without blanks, the lower address first.";
+
+/// Adds findings about entries of one list.
+class ListFindings {
+ public:
+  ListFindings(const std::vector<SeenElement>& elements, Findings& findings)
+      : elements_(elements), findings_(findings) {}
+
+  void Add(Severity severity, bool allows, std::string what, std::string effect,
+           std::string cure) const {
+    const char* element = allows ? kInclude : kExclude;
+    findings_.push_back({severity, SettingsPath(), LineOf(elements_, element), 0, element,
+                         std::move(what), std::move(effect), std::move(cure)});
+  }
+
+ private:
+  const std::vector<SeenElement>& elements_;
+  Findings& findings_;
+};
+
+bool IsRange(const AccessEntry& entry) {
+  const size_t dash = entry.text.find('-');
+  return dash != std::string::npos && dash + 1 < entry.text.size();
+}
+
+/// A text that is not an address counts as the highest one at the end of a range.
+bool GoesUpByMistake(const AccessEntry& entry) {
+  const std::vector<Span> spans = SpansOf(entry);
+  const bool goes_up = std::any_of(spans.begin(), spans.end(),
+                                   [](const Span& span) { return span.last == UINT32_MAX; });
+  return IsRange(entry) && goes_up && !entry.text.ends_with("-255.255.255.255");
+}
+
+/// Describes an entry of which the whole text is at fault. Returns whether it did.
+bool CheckText(const AccessEntry& entry, const ListFindings& findings) {
+  const std::string quoted = "\"" + entry.text + "\" ";
+  if (entry.directive.empty() || (entry.words == std::vector<std::string>{"all"} &&
+                                  !IsRange(entry) && entry.text.size() > 31)) {
+    findings.Add(Severity::kFailure, entry.allows, quoted + "has more than 31 characters.",
+                 entry.allows ? "It leaves the entry out." : "It refuses everybody.", kForm);
+    return true;
+  }
+  if (entry.directive.find('\n') + 1 != entry.directive.size()) {
+    findings.Add(Severity::kFailure, entry.allows, quoted + "holds a line break.",
+                 "It writes the rest as a line of its own, which the daemon takes for a directive "
+                 "or refuses.",
+                 kForm);
+    return true;
+  }
+  if (entry.words.empty()) {
+    findings.Add(Severity::kFailure, entry.allows,
+                 quoted + "is a reversed range, or its start is not an address.", kStaysDown,
+                 kForm);
+    return true;
+  }
+  if (GoesUpByMistake(entry)) {
+    findings.Add(Severity::kFailure, entry.allows,
+                 quoted + "has an end that is not an address, perhaps because of a blank.",
+                 std::string("The range goes up to 255.255.255.255: it ") +
+                     (entry.allows ? "lets in" : "refuses") + " far more than is meant.",
+                 kForm);
+    return true;
+  }
+  return false;
+}
+
+/// Describes the first word that is no subnet.
+void CheckWords(const AccessEntry& entry, const Subnets& subnets, const ListFindings& findings) {
+  for (const std::string& word : entry.words) {
+    const WordKind kind = subnets.KindOf(word);
+    if (kind == WordKind::kRefused) {
+      findings.Add(Severity::kFailure, entry.allows, "\"" + word + "\" is not an address.",
+                   kStaysDown, kForm);
+      return;
+    }
+    if (kind == WordKind::kHostName) {
+      const bool has_comma = word.find(',') != std::string::npos;
+      findings.Add(has_comma ? Severity::kFailure : Severity::kWarning, entry.allows,
+                   has_comma ? "\"" + word + "\" holds a comma in the place of a semicolon."
+                             : "\"" + word + "\" is not an address, but a name to the daemon.",
+                   "The daemon compares it with the client's name in the name service, so the "
+                   "entry usually matches nobody.",
+                   kForm);
+      return;
+    }
+  }
+}
+
+/// Compares an entry with those in front of it.
+void CheckOverlap(const std::vector<AccessEntry>& entries, size_t place,
+                  const ListFindings& findings) {
+  const AccessEntry& entry = entries[place];
+  const std::vector<Span> spans = SpansOf(entry);
+  for (size_t i = 0; i < place && !spans.empty(); ++i) {
+    const AccessEntry& earlier = entries[i];
+    const std::vector<Span> others = SpansOf(earlier);
+    if (!Overlaps(others, spans) || earlier.text.empty()) {
+      continue;
+    }
+    if (earlier.allows != entry.allows) {
+      if (Covers(spans, others)) {
+        findings.Add(
+            Severity::kWarning, true,
+            "\"" + earlier.text + "\" is refused by the exclude entry \"" + entry.text + "\".",
+            "Nobody is let in by this entry.", "Remove one of the two.");
+      }
+      continue;
+    }
+    const bool is_shadowed = Covers(others, spans);
+    findings.Add(Severity::kNote, entry.allows,
+                 "\"" + entry.text + (is_shadowed ? "\" is covered by \"" : "\" overlaps with \"") +
+                     earlier.text + "\".",
+                 is_shadowed ? "The entry changes nothing." : "The common addresses count once.",
+                 is_shadowed ? "Remove it." : "");
+  }
+}
+
+void CheckLists(const Forecast& forecast, const ListFindings& findings) {
+  const std::string_view include = ViewOf(forecast.settings.included_clients);
+  if (include.empty()) {
+    findings.Add(Severity::kWarning, true, "The include list is empty, and the restriction is on.",
+                 "It lets everybody in, but for the exclude list.", kForm);
+  } else if (include.find_first_not_of(';') == std::string_view::npos) {
+    findings.Add(Severity::kWarning, true, "The include list has no entry.",
+                 "It lets in 127.0.0.1 alone.", kForm);
+  }
+}
+
+/// Lists without the restriction have no effect.
+void CheckUnused(const Forecast& forecast, const ListFindings& findings) {
+  for (const bool allows : {true, false}) {
+    const char* list = SettingText(forecast.document.get(), allows ? kInclude : kExclude);
+    if (!ViewOf(list).empty()) {
+      findings.Add(Severity::kWarning, allows, "The list is given, but the restriction is off.",
+                   "It ignores the list and lets everybody in.",
+                   "Set ip-restricted-logins to True, or empty the list.");
+    }
+  }
+}
+
+}  // namespace
+
+void CheckAccess(const Forecast& forecast, Findings& all) {
+  const std::vector<SeenElement> elements = SettingsElements(forecast);
+  const ListFindings findings(elements, all);
+  if (!forecast.settings.restrict_clients) {
+    CheckUnused(forecast, findings);
+    return;
+  }
+  CheckLists(forecast, findings);
+  const Subnets subnets;
+  const std::vector<AccessEntry> entries = AccessEntries(forecast);
+  for (size_t i = 0; i < entries.size(); ++i) {
+    if (entries[i].text.empty()) {
+      continue;
+    }
+    if (!CheckText(entries[i], findings)) {
+      CheckWords(entries[i], subnets, findings);
+    }
+    CheckOverlap(entries, i, findings);
+  }
+}
+
+}  // namespace qvx::companion

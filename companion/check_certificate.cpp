@@ -1,0 +1,99 @@
+// Certificate and key.
+#include <algorithm>
+#include <ctime>
+
+#include "companion/findings.h"
+#include "companion/installation.h"
+#include "companion/settings_view.h"
+#include "os/directories.h"
+#include "settings/multihomed_names.h"
+#include "settings/setting_list.h"
+#include "tls/certificate_details.h"
+#include "tls/pem_files.h"
+
+namespace qvx::companion {
+
+namespace {
+
+constexpr int64_t kFewDays = 30;
+
+std::string RenewalOf() {
+  return "QVX_CERT_REGEN=1 " + Quoted(InstallationPath("/sbin/qvxlauncher")) +
+         " reconfigure, which makes a new pair and keeps no copy of the old one; then restart the "
+         "daemon.";
+}
+
+void CheckPair(const Forecast& forecast, Findings& findings) {
+  const PairForecast& pair = forecast.pair;
+  const auto add = [&](Severity severity, std::string what, std::string cure) {
+    findings.push_back({severity, CertificatePath(), 0, 0, "", std::move(what), PairSentence(pair),
+                        std::move(cure)});
+  };
+  if (!pair.is_usable()) {
+    add(Severity::kFailure, "There is no usable certificate and key, and none can be made.",
+        pair.host_has_name ? "Look at what stands at cert.pem and file.pem, and at the directory."
+                           : "The host name has more than 63 characters. Shorten it.");
+  } else if (pair.is_kept() && !pair.facts->names_host) {
+    add(Severity::kNote, "The certificate names another host.",
+        "Clients warn unless they know the console by that name.");
+  } else if (!pair.is_kept()) {
+    const bool is_new = !HasName(CertificatePath()) && !HasName(KeyPath());
+    add(is_new ? Severity::kNote : Severity::kWarning,
+        is_new ? "There is no certificate and key yet."
+               : "The certificate and key on disk are not those of the next start.",
+        is_new ? "" : "Install a pair that matches before the start, if this one is to stay.");
+  }
+}
+
+void CheckEnd(const CertificateDetails& details, Findings& findings) {
+  const int64_t days = DaysLeft(details.end, std::time(nullptr));
+  if (days < kFewDays) {
+    findings.push_back({Severity::kWarning, CertificatePath(), 0, 0, "",
+                        days < 0 ? "The certificate has ended."
+                                 : "The certificate ends in " + std::to_string(days) + " days.",
+                        "It keeps the certificate all the same. Clients refuse it after its end.",
+                        "Install a new pair, or let the launcher make one: " + RenewalOf()});
+  }
+}
+
+void CheckNames(const Forecast& forecast, const CertificateDetails& details, Findings& findings) {
+  const std::string list = MultihomedNames().value_or("");
+  std::string lacking;
+  std::string_view rest = list;
+  while (const auto name = TakeEntry(rest)) {
+    if (std::count(details.names.begin(), details.names.end(), *name) == 0) {
+      lacking.append(lacking.empty() ? "" : ", ").append(*name);
+    }
+  }
+  if (!lacking.empty() && forecast.pair.is_kept()) {
+    findings.push_back({Severity::kWarning, CertificatePath(), 0, 0, "multihomed",
+                        "The certificate lacks names of the multihomed list: " + lacking + ".",
+                        "It keeps the certificate: the list counts only when a new one is made.",
+                        RenewalOf()});
+  }
+}
+
+void CheckReading(const Forecast& forecast, Findings& findings) {
+  for (const std::string& path : {CertificatePath(), KeyPath()}) {
+    if (forecast.pair.is_kept() && !AccountMayRead(path)) {
+      findings.push_back({Severity::kWarning, path, 0, 0, "", "zxqvx cannot read the file.",
+                          "A start works, but reconfigure runs of the daemon end with \"Cannot "
+                          "start application!\".",
+                          "chown zxqvx:zxqvx " + Quoted(path) + "; chmod 660 " + Quoted(path)});
+    }
+  }
+}
+
+}  // namespace
+
+void CheckCertificate(const Forecast& forecast, Findings& findings) {
+  CheckPair(forecast, findings);
+  if (const std::optional<CertificateDetails> details = ReadCertificateDetails();
+      details && forecast.pair.is_kept()) {
+    CheckEnd(*details, findings);
+    CheckNames(forecast, *details, findings);
+  }
+  CheckReading(forecast, findings);
+}
+
+}  // namespace qvx::companion

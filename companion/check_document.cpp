@@ -1,0 +1,157 @@
+// The settings document as a whole: whether it loads, and what its elements look like.
+#include <algorithm>
+
+#include "companion/elements.h"
+#include "companion/findings.h"
+#include "companion/installation.h"
+#include "companion/settings_view.h"
+#include "settings/document.h"
+
+namespace qvx::companion {
+
+namespace {
+
+constexpr char kEverybody[] =
+    "Nobody is restricted then: everybody who reaches the machine is let in.";
+
+/// Returns how to put back the newest kept document that loads.
+std::string CureByKept(const std::string& kept) {
+  for (const std::string& path : KeptSettings(kept)) {
+    const std::optional<std::string> text = ReadText(path);
+    if (text && !FaultOf(*text)) {
+      return "Correct the file; or put back the last good one: install -o zxqvx -g zxqvx -m 660 " +
+             Quoted(path) + " " + Quoted(SettingsPath());
+    }
+  }
+  return "Correct the file before the next start. No good document is kept in " + kept + ".";
+}
+
+void CheckFate(const Forecast& forecast, const std::string& kept, Findings& findings) {
+  const DocumentFault& fault = forecast.fault;
+  switch (forecast.document_fate) {
+    case DocumentFate::kRead:
+      return;
+    case DocumentFate::kMade:
+      findings.push_back(
+          {HasName(SettingsPath()) ? Severity::kFailure : Severity::kWarning, SettingsPath(), 0, 0,
+           "", "There is no settings document that can be opened.",
+           std::string("It writes the default document. ") + kEverybody, CureByKept(kept)});
+      return;
+    case DocumentFate::kReplaced:
+      findings.push_back(
+          {Severity::kFailure, SettingsPath(), fault.line, fault.column, "",
+           "The settings document does not load: " + fault.text + ".",
+           std::string("It replaces the document by the default, and every setting is lost, the "
+                       "restrictions included. ") +
+               kEverybody,
+           CureByKept(kept)});
+      return;
+    case DocumentFate::kSkipped:
+      findings.push_back({Severity::kFailure, SettingsPath(), 0, 0, "",
+                          "The settings document cannot be opened, and no default be written.",
+                          std::string("Every setting counts as absent. ") + kEverybody,
+                          "Look at owner, mode and file system."});
+      return;
+    case DocumentFate::kUnusable:
+      findings.push_back({Severity::kFailure, SettingsPath(), fault.line, fault.column, "",
+                          "The settings document does not load: " + fault.text +
+                              ". The default cannot be written in its place.",
+                          "It prints \"Invalid configuration file ...\" and ends with status 1.",
+                          CureByKept(kept)});
+  }
+}
+
+bool IsRead(const std::vector<EffectiveSetting>& settings, const std::string& name) {
+  return std::any_of(settings.begin(), settings.end(),
+                     [&](const EffectiveSetting& setting) { return setting.element == name; });
+}
+
+/// Adds a finding about an element.
+class ElementFindings {
+ public:
+  explicit ElementFindings(Findings& findings) : findings_(findings) {}
+  void Add(Severity severity, const SeenElement& element, std::string what, std::string effect,
+           std::string cure) {
+    findings_.push_back({severity, SettingsPath(), element.line, 0, element.name, std::move(what),
+                         std::move(effect), std::move(cure)});
+  }
+
+ private:
+  Findings& findings_;
+};
+
+bool IsBlank(const DOM_Node* node) {
+  return node->nodeValue == nullptr ||
+         std::string_view(node->nodeValue).find_first_not_of(" \t\r\n") == std::string_view::npos;
+}
+
+/// The value of a setting is the value of its first child alone.
+void CheckShape(const SeenElement& element, ElementFindings& findings) {
+  const DOM_Node* first = element.element->firstChild;
+  if (first == nullptr) {
+    return;
+  }
+  if (first->nodeType == DOM_COMMENT_NODE || first->nodeType == DOM_PROCESSING_INSTRUCTION_NODE) {
+    findings.Add(Severity::kFailure, element,
+                 "A comment or instruction stands in front of the value.",
+                 "It reads the comment as the value.", "Move the comment out of the element.");
+  } else if (first->nodeType == DOM_ELEMENT_NODE) {
+    findings.Add(Severity::kFailure, element,
+                 "The element holds another element in front of a value.",
+                 "It takes the setting for absent.", "Write the value alone into the element.");
+  }
+  for (const DOM_Node* next = first->nextSibling; next != nullptr; next = next->nextSibling) {
+    if (next->nodeType != DOM_COMMENT_NODE && !IsBlank(next)) {
+      findings.Add(Severity::kWarning, element, "The value is in several pieces.",
+                   "It reads the first piece alone.", "Write the value in one piece.");
+      return;
+    }
+  }
+}
+
+void CheckName(const SeenElement& element, const std::vector<std::string>& known,
+               ElementFindings& findings) {
+  const bool is_known = std::count(known.begin(), known.end(), element.name) > 0;
+  if (!is_known && element.depth > 0) {
+    const std::string nearest = NearestName(element.name, known);
+    findings.Add(Severity::kWarning, element, "The launcher does not know this element.",
+                 "It ignores the element.",
+                 nearest.empty() ? "Remove it." : "Is " + nearest + " meant?");
+  } else if (is_known && element.depth > 1) {
+    findings.Add(Severity::kWarning, element, "The setting is nested inside another element.",
+                 "It reads the setting all the same, as the first of its name counts anywhere.",
+                 "Put it directly into the root element.");
+  }
+}
+
+void CheckElements(const Forecast& forecast, Findings& all) {
+  const std::vector<EffectiveSetting> settings = EffectiveSettings(forecast);
+  const std::vector<std::string> known = KnownElements(forecast);
+  const std::vector<SeenElement> elements = SettingsElements(forecast);
+  ElementFindings findings(all);
+  std::vector<std::string> seen;
+  for (const SeenElement& element : elements) {
+    CheckName(element, known, findings);
+    if (!IsRead(settings, element.name)) {
+      continue;
+    }
+    if (std::count(seen.begin(), seen.end(), element.name) == 0) {
+      seen.push_back(element.name);
+      CheckShape(element, findings);
+      continue;
+    }
+    findings.Add(Severity::kWarning, element, "The element is given more than once.",
+                 "It reads the first one, on line " +
+                     std::to_string(LineOf(elements, element.name)) + ", and ignores this one.",
+                 "Remove all but one.");
+  }
+}
+
+}  // namespace
+
+void CheckDocument(const Forecast& forecast, const std::string& kept, Findings& findings) {
+  CheckFate(forecast, kept, findings);
+  CheckElements(forecast, findings);
+}
+
+}  // namespace qvx::companion

@@ -1,0 +1,96 @@
+// Files and directories: what can be written, who else can write, and free space.
+#include <sys/statvfs.h>
+
+#include "companion/findings.h"
+#include "companion/installation.h"
+#include "launcher/launcher.h"
+#include "os/directories.h"
+#include "os/service_account.h"
+#include "tls/pem_files.h"
+#include "webconf/servlet_container.h"
+
+namespace qvx::companion {
+
+namespace {
+
+constexpr uint64_t kLittleSpace = 1 << 20;  // the generated files and the log together
+
+void CheckWriting(const Forecast& forecast, Findings& findings) {
+  if (!forecast.pair.is_usable() || forecast.document_fate == DocumentFate::kUnusable) {
+    return;  // the start ends earlier
+  }
+  for (const ForeseenFile* file : {&forecast.server_conf, &forecast.php_ini, &forecast.agent_map}) {
+    const bool ends = file == &forecast.server_conf;
+    if (!file->is_written && (ends || forecast.server_conf.is_written)) {
+      findings.push_back(
+          {Severity::kFailure, file->path, 0, 0, "",
+           "A start cannot write the file: its directory is missing or refuses, or "
+           "something other than a file has its name.",
+           ends ? "It prints \"Invalid configuration file ...\" and ends with status 1."
+                : "It leaves what is there and goes on.",
+           "Make the directory, or remove what is in the way."});
+    }
+  }
+}
+
+/// In a directory of the account's, root's files can be exchanged.
+void CheckDirectories(Findings& findings) {
+  for (const std::string& path :
+       {InstallationPath(), InstallationPath("/bin"), InstallationPath("/conf"),
+        InstallationPath("/logs"), InstallationPath("/modules"), InstallationPath("/sbin"),
+        WritablePath("/webapp"), TlsSharePath(), LogPath()}) {
+    if (AccountMayWrite(path)) {
+      findings.push_back(
+          {Severity::kWarning, path, 0, 0, "", "The service account can write into the directory.",
+           "It writes files of the account alone there, and follows no link of others.",
+           "chown root:root " + Quoted(path) + "; chmod 755 " + Quoted(path)});
+    }
+  }
+}
+
+void CheckSpace(Findings& findings) {
+  for (const std::string& path : {InstallationPath("/conf"), TlsSharePath(), LogPath()}) {
+    struct statvfs space {};
+    if (statvfs(path.c_str(), &space) == 0 && space.f_bavail * space.f_frsize < kLittleSpace) {
+      findings.push_back(
+          {Severity::kFailure, path, 0, 0, "", "The file system has less than 1 MiB left.",
+           "Files that cannot be written whole stay as they are, and the start may end.",
+           "Make room."});
+    }
+  }
+}
+
+/// A reconfigure run leaves out the forwarding to the servlet container.
+void CheckProxyBlocks(const Forecast& forecast, Findings& findings) {
+  const std::string rules = ReadText(InstallationPath("/conf/mod_proxy.conf")).value_or("");
+  const std::optional<std::string> conf = ReadText(forecast.server_conf.path);
+  if (!rules.empty() && conf && conf->find(proxy_conf) == std::string::npos) {
+    findings.push_back({Severity::kWarning, forecast.server_conf.path, 0, 0, "",
+                        "There are forwarding rules for the servlet container, but no proxy block: "
+                        "a reconfigure run has taken it away.",
+                        "It adds the block again. Until then the container's applications cannot "
+                        "be reached.",
+                        "Stop and start the console."});
+  }
+}
+
+void CheckAccount(Findings& findings) {
+  if (!ServiceAccountIds()) {
+    findings.push_back({Severity::kFailure, "/etc/passwd", 0, 0, "", "There is no account zxqvx.",
+                        "Its files belong to root, and the daemon refuses its configuration.",
+                        "useradd --system --user-group --no-create-home --shell /usr/sbin/nologin "
+                        "zxqvx"});
+  }
+}
+
+}  // namespace
+
+void CheckFiles(const Forecast& forecast, Findings& findings) {
+  CheckAccount(findings);
+  CheckWriting(forecast, findings);
+  CheckDirectories(findings);
+  CheckSpace(findings);
+  CheckProxyBlocks(forecast, findings);
+}
+
+}  // namespace qvx::companion

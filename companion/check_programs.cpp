@@ -1,0 +1,87 @@
+// The daemon, the programs that a run calls, the ports, and the web applications' descriptors.
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "companion/findings.h"
+#include "companion/installation.h"
+#include "companion/ports.h"
+#include "launcher/launcher.h"
+#include "os/directories.h"
+#include "webconf/webapp_extensions.h"
+
+namespace qvx::companion {
+
+namespace {
+
+constexpr char kDaemonProcess[] = "zxqvxd";
+constexpr uint16_t kPorts[] = {2301, 2381};
+
+void CheckDaemon(Findings& findings) {
+  const std::string path = InstallationPath(kDaemonName);
+  if (!IsProgram(path)) {
+    findings.push_back({Severity::kFailure, path, 0, 0, "",
+                        "The daemon is missing, or is not a program that can be executed.",
+                        "It writes every file and ends with status 127.",
+                        "Install the console's daemon."});
+    return;
+  }
+  const std::optional<Ownership> owner = OwnershipOf(path);
+  if (owner && (owner->user != 0 || (owner->mode & (S_IWGRP | S_IWOTH)) != 0)) {
+    findings.push_back({Severity::kWarning, path, 0, 0, "",
+                        "Others than root can change the daemon: it may be a wrong one.",
+                        "Whatever stands there runs as root.",
+                        "Install the console's daemon again; chown root:root " + Quoted(path) +
+                            "; chmod 755 " + Quoted(path)});
+  }
+}
+
+void CheckTools(const Forecast& forecast, Findings& findings) {
+  const std::string rotation = InstallationPath("/bin/rotatelogs");
+  if (forecast.settings.rotate_logs && !IsProgram(rotation)) {
+    findings.push_back({Severity::kFailure, rotation, 0, 0, "",
+                        "The program that rotates the logs is missing.",
+                        "The daemon cannot open its logs and does not start.",
+                        "Install it, or set rotate-logs to 2."});
+  }
+  for (const char* path : {"/bin/sh", "/sbin/ip", "/bin/chmod", "/bin/chown", "/bin/cp"}) {
+    if (access(path, X_OK) != 0) {
+      findings.push_back({Severity::kFailure, path, 0, 0, "",
+                          "A program that a run calls is missing.",
+                          "It goes on without what the program does.",
+                          "Install the packages dash, coreutils and iproute2."});
+    }
+  }
+}
+
+void CheckPorts(Findings& findings) {
+  for (const uint16_t port : kPorts) {
+    for (const std::string& name : ListenersOn(port)) {
+      if (name != kDaemonProcess) {
+        findings.push_back({Severity::kFailure, "port " + std::to_string(port), 0, 0, "",
+                            "The port is taken by " + name + ".",
+                            "The daemon cannot listen and does not start.",
+                            "Stop the other program."});
+      }
+    }
+  }
+}
+
+void CheckDescriptors(Findings& findings) {
+  for (const std::string& path : BrokenDescriptors()) {
+    findings.push_back(
+        {Severity::kWarning, path, 0, 0, "", "The web application's descriptor does not load.",
+         "It logs the fault and loads none of the extensions that it names.", "Correct the file."});
+  }
+}
+
+}  // namespace
+
+void CheckPrograms(const Forecast& forecast, Findings& findings) {
+  CheckDaemon(findings);
+  CheckTools(forecast, findings);
+  CheckPorts(findings);
+  CheckDescriptors(findings);
+}
+
+}  // namespace qvx::companion

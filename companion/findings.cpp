@@ -1,0 +1,86 @@
+#include "companion/findings.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+namespace qvx::companion {
+
+namespace {
+
+const char* NameOf(Severity severity) {
+  constexpr const char* kNames[] = {"note", "warning", "failure"};
+  return kNames[static_cast<size_t>(severity)];
+}
+
+Colour ColourOf(Severity severity) {
+  constexpr Colour kColours[] = {Colour::kBold, Colour::kYellow, Colour::kRed};
+  return kColours[static_cast<size_t>(severity)];
+}
+
+std::string PlaceOf(const Finding& finding) {
+  std::string place = finding.file;
+  if (finding.line > 0) {
+    place += ":" + std::to_string(finding.line);
+    place += finding.column > 0 ? ":" + std::to_string(finding.column) : "";
+  }
+  return place + (finding.element.empty() ? "" : " <" + finding.element + ">");
+}
+
+}  // namespace
+
+Findings CheckAll(const Forecast& forecast, const std::string& kept) {
+  Findings findings;
+  CheckDocument(forecast, kept, findings);
+  CheckValues(forecast, findings);
+  CheckAccess(forecast, findings);
+  CheckAddresses(forecast, findings);
+  CheckCertificate(forecast, findings);
+  CheckFiles(forecast, findings);
+  CheckPrograms(forecast, findings);
+  std::stable_sort(findings.begin(), findings.end(),
+                   [](const Finding& a, const Finding& b) { return a.severity > b.severity; });
+  return findings;
+}
+
+int StatusOf(const Findings& findings) {
+  int status = 0;
+  for (const Finding& finding : findings) {
+    status = std::max(status, static_cast<int>(finding.severity));
+  }
+  return status;
+}
+
+void ShowFindings(const Findings& findings, Page& page) {
+  for (const Finding& finding : findings) {
+    page.Line(page.Painted(ColourOf(finding.severity), NameOf(finding.severity)) + ": " +
+              Printable(PlaceOf(finding)));
+    std::vector<std::pair<std::string, std::string>> rows = {
+        {"what", Printable(finding.what)}, {"a start", Printable(finding.effect)}};
+    if (!finding.cure.empty()) {
+      rows.emplace_back("cure", Printable(finding.cure));
+    }
+    page.Columns(rows);
+  }
+  if (findings.empty()) {
+    page.Line(page.Painted(Colour::kGreen, "clean"));
+  }
+}
+
+nlohmann::ordered_json FindingsAsJson(const Findings& findings) {
+  nlohmann::ordered_json json;
+  json["status"] = StatusOf(findings);
+  json["findings"] = nlohmann::ordered_json::array();
+  for (const Finding& finding : findings) {
+    json["findings"].push_back({{"severity", NameOf(finding.severity)},
+                                {"file", finding.file},
+                                {"line", finding.line},
+                                {"column", finding.column},
+                                {"element", finding.element},
+                                {"what", finding.what},
+                                {"effect", finding.effect},
+                                {"cure", finding.cure}});
+  }
+  return json;
+}
+
+}  // namespace qvx::companion

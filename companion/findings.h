@@ -1,0 +1,56 @@
+// What the command "check" finds: each fault of an installation with its place, what a start makes
+// of it, and the cure.
+#ifndef QVX_COMPANION_FINDINGS_H
+#define QVX_COMPANION_FINDINGS_H
+
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <vector>
+
+#include "companion/forecast.h"
+#include "companion/presentation.h"
+
+namespace qvx::companion {
+
+enum class Severity {
+  kNote,     ///< worth knowing
+  kWarning,  ///< probably not what is meant
+  kFailure,  ///< a start or its daemon fails, or something is lost
+};
+
+struct Finding {
+  Severity severity;
+  std::string file;
+  uint64_t line = 0;  ///< from 1; 0: the whole file
+  uint64_t column = 0;
+  std::string element{};  ///< of the settings document
+  std::string what;
+  std::string effect;  ///< what a start does
+  std::string cure;
+};
+using Findings = std::vector<Finding>;
+
+/// Check one subject each and add to the findings. `kept` is the folder of the kept settings
+/// documents.
+void CheckDocument(const Forecast& forecast, const std::string& kept, Findings& findings);
+void CheckValues(const Forecast& forecast, Findings& findings);
+void CheckAccess(const Forecast& forecast, Findings& findings);
+void CheckAddresses(const Forecast& forecast, Findings& findings);
+void CheckCertificate(const Forecast& forecast, Findings& findings);
+void CheckFiles(const Forecast& forecast, Findings& findings);
+void CheckPrograms(const Forecast& forecast, Findings& findings);
+
+/// Returns the findings of all subjects, failures first. The damage of the settings document comes
+/// before everything else.
+Findings CheckAll(const Forecast& forecast, const std::string& kept);
+
+/// Returns 0 when there are at most notes, 1 for warnings, 2 for failures.
+int StatusOf(const Findings& findings);
+
+void ShowFindings(const Findings& findings, Page& page);
+nlohmann::ordered_json FindingsAsJson(const Findings& findings);
+
+}  // namespace qvx::companion
+
+#endif

@@ -1,0 +1,305 @@
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <functional>
+
+#include "companion/admission.h"
+#include "companion/findings.h"
+#include "companion/installation.h"
+#include "companion/settings_view.h"
+#include "settings/document.h"
+#include "tests/companion/prepared_installation.h"
+
+namespace qvx::test {
+namespace {
+
+namespace fs = std::filesystem;
+using companion::Finding;
+using companion::Forecast;
+using companion::Severity;
+
+constexpr char kKept[] = "/tmp/kept";
+
+/// Returns each finding on a line: severity, place, and the beginning of what it is.
+std::string Found(const Forecast& forecast, const fs::path& base) {
+  std::string text;
+  for (const Finding& finding : CheckAll(forecast, kKept)) {
+    const std::string name = fs::path(finding.file).lexically_relative(base);
+    text.append(1, "nwf"[static_cast<size_t>(finding.severity)]).append(" ");
+    text.append(finding.element.empty() ? name : finding.element);
+    text.append(finding.line > 0 ? ":" + std::to_string(finding.line) : "");
+    text.append(finding.column > 0 ? ":" + std::to_string(finding.column) : "");
+    text.append(" ").append(finding.what).append("\n");
+  }
+  return text;
+}
+
+struct Row {
+  const char* name;
+  std::string elements;
+  std::string found;
+  std::function<void(const PreparedInstallation&)> spoil = [](const PreparedInstallation&) {};
+};
+
+void CheckRow(const Row& row) {
+  SCOPED_TRACE(row.name);
+  OnFreshMachine([&row] {
+    const PreparedInstallation site(row.elements);
+    row.spoil(site);
+    EXPECT_EQ(Found(companion::Foretell(), site.base()), row.found);
+  });
+}
+
+std::string Restricted(const std::string& include, const std::string& exclude = "") {
+  return "<ip-restricted-logins>True</ip-restricted-logins>\n<ip-restricted-include>" + include +
+         "</ip-restricted-include>\n<ip-restricted-exclude>" + exclude +
+         "</ip-restricted-exclude>\n";
+}
+
+std::string Bound(const std::string& list) {
+  return "<ip-binding>True</ip-binding>\n<ip-binding-list>" + list + "</ip-binding-list>\n";
+}
+
+constexpr char kBindingNote[] = "n ip-binding The binding only chooses virtual hosts.\n";
+
+TEST(Check, Settings) {
+  const Row rows[] = {
+      {"healthy", "<max-threads>30</max-threads>\n", ""},
+      {"truth values",
+       "<ip-restricted-logins>yes</ip-restricted-logins>\n<ip-binding>\nTrue</ip-binding>\n"
+       "<disable-sslv2>no</disable-sslv2>\n",
+       "f ip-restricted-logins:2 The value \"yes\" is not an accepted one.\n"
+       "f ip-binding:3 The value \"\nTrue\" has blanks or line breaks around it.\n"
+       "w disable-sslv2:5 The value \"no\" is not an accepted one.\n"},
+      {"numbers and words",
+       "<max-threads>65</max-threads><rotate-logs-size>100</rotate-logs-size>"
+       "<rotate-logs>02</rotate-logs><log-level>loud</log-level><monitor-ip-changes/>",
+       "w rotate-logs:2 The value \"02\" is not an accepted one.\n"
+       "w rotate-logs-size:2 The value \"100\" is not an accepted one.\n"
+       "w max-threads:2 The value \"65\" is not an accepted one.\n"
+       "w log-level:2 The value \"loud\" is not an accepted one.\n"
+       "n monitor-ip-changes:2 The element is empty.\n"},
+      {"elements",
+       "<!-- <a> --><ip-bindings>x</ip-bindings>\n<zzz/><log-level>warn</log-level>\n"
+       "<log-level>info</log-level>\n<trustmode><rotate-logs>1</rotate-logs></trustmode>\n",
+       "w ip-bindings:2 The launcher does not know this element.\n"
+       "w zzz:3 The launcher does not know this element.\n"
+       "w log-level:4 The element is given more than once.\n"
+       "w rotate-logs:5 The setting is nested inside another element.\n"},
+      {"shapes", "<log-level><!-- c -->warn</log-level>\n<rotate-logs><b/>1</rotate-logs>\n",
+       "f log-level:2 A comment or instruction stands in front of the value.\n"
+       "f rotate-logs:3 The element holds another element in front of a value.\n"
+       "w log-level:2 The value is in several pieces.\n"
+       "w rotate-logs:3 The value is in several pieces.\n"
+       "w b:3 The launcher does not know this element.\n"
+       "w log-level:2 The value \" c \" has blanks or line breaks around it.\n"},
+      {"multihomed list", "<multihomed>a;b c</multihomed>\n",
+       "w multihomed:2 The character \" \" is not allowed in the list.\n"},
+      {"multihomed entries", "<multihomed>host1;10.0.0.999</multihomed>\n",
+       "w multihomed:2 The TLS library refuses \"10.0.0.999\".\n"
+       "w multihomed The certificate lacks names of the multihomed list: 10.0.0.999.\n"},
+      {"log directory", "<log-base-dir>/tmp/none</log-base-dir>\n",
+       "w log-base-dir:2 There is no directory /tmp/none/logs.\n"},
+  };
+  for (const Row& row : rows) {
+    CheckRow(row);
+  }
+}
+
+TEST(Check, AccessAndAddresses) {
+  const Row rows[] = {
+      {"healthy", Restricted("10.0.0.1-10.0.0.9;10.0.0.0/24", "10.0.0.3"),
+       "n ip-restricted-include:3 \"10.0.0.0/24\" overlaps with \"10.0.0.1-10.0.0.9\".\n"},
+      {"what the daemon refuses", Restricted("10.0.0.9-10.0.0.1;300.1.1.1", "x-10.0.0.1"),
+       "f ip-restricted-include:3 \"10.0.0.9-10.0.0.1\" is a reversed range, or its start is not "
+       "an "
+       "address.\n"
+       "f ip-restricted-include:3 \"300.1.1.1\" is not an address.\n"
+       "f ip-restricted-exclude:4 \"x-10.0.0.1\" is a reversed range, or its start is not an "
+       "address.\n"},
+      {"what lets in others", Restricted("10.0.0.1 - 10.0.0.6;1.1.1.1,2.2.2.2"),
+       "f ip-restricted-include:3 \"10.0.0.1 - 10.0.0.6\" has an end that is not an address, "
+       "perhaps because of a blank.\n"
+       "f ip-restricted-include:3 \"1.1.1.1,2.2.2.2\" holds a comma in the place of a "
+       "semicolon.\n"},
+      {"what is lost", Restricted("255.255.255.100-255.255.255.1000", "10.0.0.1\n;host1"),
+       "f ip-restricted-include:3 \"255.255.255.100-255.255.255.1000\" has more than 31 "
+       "characters.\n"
+       "f ip-restricted-exclude:4 \"10.0.0.1\n\" holds a line break.\n"
+       "w ip-restricted-exclude:4 \"host1\" is not an address, but a name to the daemon.\n"},
+      {"empty lists", Restricted(""),
+       "w ip-restricted-include:3 The include list is empty, and the restriction is on.\n"},
+      {"separators alone", Restricted(";;"),
+       "w ip-restricted-include:3 The include list has no entry.\n"},
+      {"never let in", Restricted("10.0.0.5", "10.0.0.0-10.0.0.255"),
+       "w ip-restricted-include:3 \"10.0.0.5\" is refused by the exclude entry "
+       "\"10.0.0.0-10.0.0.255\".\n"},
+      {"lists without their switches",
+       "<ip-restricted-include>10.0.0.5</ip-restricted-include>\n"
+       "<ip-binding-list>10.0.0.0/255.0.0.0</ip-binding-list>\n",
+       "w ip-restricted-include:2 The list is given, but the restriction is off.\n"
+       "w ip-binding-list:3 The list is given, but ip-binding is not True.\n"},
+      {"bound", Bound("10.0.0.0/255.0.0.0"), kBindingNote},
+      {"bound to nothing", Bound("10.1.2.0/24;10.1.0.0-10.2.0.0;11.0.0.0/255.0.0.0;10.1.2.3"),
+       std::string(
+           "f ip-binding-list:3 The binding list selects no address.\n"
+           "w ip-binding-list:3 \"10.1.2.0/24\" has a prefix length in the place of a dotted "
+           "mask.\n"
+           "w ip-binding-list:3 \"10.1.0.0-10.2.0.0\" is a range.\n"
+           "w ip-binding-list:3 \"11.0.0.0/255.0.0.0\" holds no address of this machine "
+           "besides 127.0.0.1.\n"
+           "w ip-binding-list:3 \"10.1.2.3\" has no mask.\n") +
+           kBindingNote},
+      {"no network", "", "f ../../../sbin/ip \"/sbin/ip addr\" shows no IPv4 address.\n",
+       [](const PreparedInstallation&) { WriteText("/tmp/output", "\n"); }},
+  };
+  for (const Row& row : rows) {
+    CheckRow(row);
+  }
+}
+
+TEST(Check, Files) {
+  const Row rows[] = {
+      {"damaged", "<log-level>\n",
+       "f conf/qvxpd.xml:3:3 The settings document does not load: mismatched tag.\n"},
+      {"beyond ASCII", "<!-- \xc3\xa4 -->\n",
+       "f conf/qvxpd.xml:2:6 The settings document does not load: a character outside ASCII.\n"},
+      {"beyond ASCII by reference", "\n\n<trustmode>&#228;</trustmode>\n",
+       "f conf/qvxpd.xml:4:30 The settings document does not load: more levels, entities or "
+       "declared attributes than are accepted, or a reference to a character outside ASCII.\n"},
+      {"missing", "", "w conf/qvxpd.xml There is no settings document that can be opened.\n",
+       [](const PreparedInstallation& site) { fs::remove(site.settings()); }},
+      {"in the way", "",
+       "f conf/qvxpd.xml The settings document does not load: it is not a regular file, or not one "
+       "that is followed. The default cannot be written in its place.\n",
+       [](const PreparedInstallation& site) {
+         fs::remove(site.settings());
+         fs::create_directories(site.settings());
+       }},
+      {"certificates", "",
+       "w ../tls/cert.pem The certificate and key on disk are not those of the next start.\n",
+       [](const PreparedInstallation& site) {
+         PutServiceFile(site.tls() / "file.pem", "garbage");
+       }},
+      {"rights", "",
+       "w ../tls/file.pem zxqvx cannot read the file.\n"
+       "w conf The service account can write into the directory.\n"
+       "w sbin/zxqvxd Others than root can change the daemon: it may be a wrong one.\n",
+       [](const PreparedInstallation& site) {
+         fs::permissions(site.tls() / "file.pem", fs::perms(0600));
+         EXPECT_EQ(chown((site.tls() / "file.pem").c_str(), 0, 0), 0);
+         fs::permissions(site.base() / "conf", fs::perms(0777));
+         fs::permissions(site.base() / "sbin/zxqvxd", fs::perms(0775));
+       }},
+      {"programs", "",
+       "f sbin/zxqvxd The daemon is missing, or is not a program that can be executed.\n"
+       "f bin/rotatelogs The program that rotates the logs is missing.\n"
+       "w webapp/a.xml The web application's descriptor does not load.\n",
+       [](const PreparedInstallation& site) {
+         WriteText(site.base() / "sbin/zxqvxd", "nothing");
+         fs::remove(site.base() / "bin/rotatelogs");
+         WriteText(site.base() / "webapp/a.xml", "<a>");
+       }},
+      {"proxy block", "",
+       "w conf/qvxpd.conf There are forwarding rules for the servlet container, but no proxy "
+       "block: a reconfigure run has taken it away.\n",
+       [](const PreparedInstallation& site) {
+         WriteText(site.base() / "conf/mod_proxy.conf", "rules");
+         WriteText(site.base() / "conf/qvxpd.conf", "Listen 2301\n");
+       }},
+  };
+  for (const Row& row : rows) {
+    CheckRow(row);
+  }
+}
+
+TEST(Check, TakenPortIsNamedWithItsProgram) {
+  OnFreshMachine([] {
+    const PreparedInstallation site("");
+    const int listener = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(2381);
+    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(listener, 1), 0);
+    EXPECT_NE(
+        Found(companion::Foretell(), site.base()).find("The port is taken by companion_tests.\n"),
+        std::string::npos);
+    close(listener);
+  });
+}
+
+TEST(Check, NewestGoodDocumentIsPutBack) {
+  OnFreshMachine([] {
+    const PreparedInstallation site("<");
+    WriteText("/tmp/kept/20260101T000000.xml", "<velquarn/>");
+    WriteText("/tmp/kept/20260102T000000.xml", "<velquarn></velquarn>");
+    WriteText("/tmp/kept/20260103T000000.xml", "damaged");
+    const auto findings = CheckAll(companion::Foretell(), kKept);
+    ASSERT_FALSE(findings.empty());
+    EXPECT_NE(findings[0].cure.find("install -o zxqvx -g zxqvx -m 660 "
+                                    "/tmp/kept/20260102T000000.xml " +
+                                    site.settings().string()),
+              std::string::npos);
+  });
+}
+
+TEST(Check, Admission) {
+  const struct {
+    const char* name;
+    std::string elements;
+    const char* address;
+    const char* outcome;
+  } rows[] = {
+      {"nobody restricted", "", "8.8.8.8",
+       "in: Nobody is restricted: ip-restricted-logins is not True."},
+      {"in a range", Restricted("10.0.0.1-10.0.0.6"), "10.0.0.6",
+       "in: Let in by the include entry 10.0.0.1-10.0.0.6."},
+      {"behind a range", Restricted("10.0.0.1-10.0.0.6"), "10.0.0.7",
+       "out: No include entry holds it."},
+      {"in both", Restricted("10.0.0.1-10.0.0.6", "10.0.0.2;10.0.0.3"), "10.0.0.3",
+       "out: Refused by the exclude entry 10.0.0.3."},
+      {"network", Restricted("10.1"), "10.1.200.3", "in: Let in by the include entry 10.1."},
+      {"loopback", Restricted("10.0.0.1"), "127.0.0.1",
+       "in: Let in by 127.0.0.1, which is always let in."},
+      {"empty list", Restricted("", "10.0.0.1"), "10.0.0.2",
+       "in: Let in by the empty include list, which lets everybody in."},
+      {"mapped", Restricted("10.0.0.1"), "::ffff:10.0.0.1",
+       "in: Let in by the include entry 10.0.0.1."},
+      {"IPv6", Restricted("10.0.0.1"), "fe80::1", "out: No include entry holds it."},
+      {"host name", Restricted("host1"), "10.0.0.1", "out? No include entry holds it."},
+      {"no address", Restricted("10.0.0.1"), "10.0.0", "none: It is not an address."},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    OnFreshMachine([&row] {
+      const PreparedInstallation site(row.elements);
+      const companion::Admission admission = Admit(companion::Foretell(), row.address);
+      const std::string verdict = !admission.is_address   ? "none"
+                                  : admission.is_admitted ? "in"
+                                                          : "out";
+      EXPECT_EQ(verdict + (admission.is_certain ? ": " : "? ") + admission.reason, row.outcome);
+    });
+  }
+}
+
+/// The entries alone give the same lines as the lists as a whole.
+TEST(Check, EntriesMakeUpTheRules) {
+  OnFreshMachine([] {
+    const PreparedInstallation site(
+        Restricted(";10.0.0.1-10.0.0.6;;10.0.0.9-10.0.0.1;255.255.255.100-255.255.255.1000",
+                   "1.2.3.4-;255.255.255.100-255.255.255.1000;a-b"));
+    const Forecast forecast = companion::Foretell();
+    std::string lines;
+    for (const companion::AccessEntry& entry : AccessEntries(forecast)) {
+      lines += entry.directive;
+    }
+    EXPECT_NE(forecast.server_conf.text.find("#\norder allow,deny\n" + lines + "</Directory>"),
+              std::string::npos);
+  });
+}
+
+}  // namespace
+}  // namespace qvx::test

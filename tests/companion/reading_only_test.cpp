@@ -1,0 +1,59 @@
+// The program itself, traced.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <regex>
+
+#include "tests/companion/prepared_installation.h"
+
+namespace qvx::test {
+namespace {
+
+/// What changes something, or opens a file for writing. The child that shows the addresses gets a
+/// pipe, which is no file.
+const std::regex kChanges(
+    R"(O_WRONLY|O_RDWR|O_CREAT|O_TRUNC|\b(creat|unlink(at)?|rename(at2?)?|link(at)?|symlink(at)?|)"
+    R"(mkdir(at)?|rmdir|mknod(at)?|f?truncate|f?ch(mod|own)(at)?|lchown|utimensat|f?setxattr|)"
+    R"(f?removexattr|mount|kill|setsid)\()");
+
+std::string ChangesOf(const std::string& arguments) {
+  const std::string trace = "/tmp/trace";
+  const std::string command = "strace -f -s 200 -o " + trace + " \"" QVX_COMPANION "\" " +
+                              arguments + " >/dev/null 2>/tmp/errors </dev/null";
+  EXPECT_LE(WEXITSTATUS(std::system(command.c_str())), 2);
+  EXPECT_EQ(Contents("/tmp/errors"), "");
+  const std::string calls = Contents(trace).value_or("");
+  EXPECT_NE(calls.find("qvxpd.xml"), std::string::npos);
+  std::string changes;
+  for (std::sregex_iterator call(calls.begin(), calls.end(), kChanges), end; call != end; ++call) {
+    const size_t start = calls.rfind('\n', static_cast<size_t>(call->position())) + 1;
+    changes.append(calls, start, calls.find('\n', start) + 1 - start);
+  }
+  return changes;
+}
+
+TEST(ReadingOnly, NoCommandChangesAnything) {
+  const struct {
+    const char* name;
+    std::string elements;
+  } rows[] = {{"healthy", "<max-threads>30</max-threads>\n"},
+              {"what a run would log and repair", "<max-threads>99</max-threads>\n<"}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    OnFreshMachine([&row] {
+      const PreparedInstallation site(row.elements);
+      WriteText(site.base() / "logs/qvx.log", "00000009\n");
+      for (const char* arguments :
+           {"show", "show --diff", "check --from 10.0.0.1", "check --json"}) {
+        SCOPED_TRACE(arguments);
+        EXPECT_EQ(ChangesOf(arguments), "");
+      }
+      EXPECT_EQ(Contents(site.base() / "logs/qvx.log"), "00000009\n");
+      EXPECT_FALSE(std::filesystem::exists(site.base() / "conf/qvxpd.conf"));
+    });
+  }
+}
+
+}  // namespace
+}  // namespace qvx::test
