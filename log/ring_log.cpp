@@ -33,7 +33,7 @@ apr_thread_rwlock_t* rwlock_log_file = nullptr;
 
 namespace {
 
-constexpr size_t kHeaderSize = 9;
+constexpr char kLogName[] = "/logs/qvx.log";
 
 void SetPath(std::string_view tail, char* path) {
   qvx::CopyBounded(qvx::WritablePath(tail), path, kPathCapacity);
@@ -78,26 +78,24 @@ bool WriteAt(const qvx::Descriptor& file, std::string_view text, off_t offset) {
   return true;
 }
 
-/// Returns the header's offset for the next record; 0 when there is no header.
 uint64_t ReadHeader(const qvx::Descriptor& file) {
-  char header[kHeaderSize + 1] = "";
-  return pread(file.get(), header, kHeaderSize, 0) == static_cast<ssize_t>(kHeaderSize)
-             ? std::strtoull(header, nullptr, 16)
-             : 0;
+  char header[qvx::kLogHeaderSize] = "";
+  const ssize_t count = pread(file.get(), header, sizeof header, 0);
+  return qvx::NextRecordOffset({header, count < 0 ? 0 : static_cast<size_t>(count)});
 }
 
 bool WriteHeader(const qvx::Descriptor& file, uint64_t offset) {
-  char header[kHeaderSize + 1];
+  char header[qvx::kLogHeaderSize + 1];
   std::snprintf(header, sizeof header, "%08X\n", static_cast<unsigned>(offset));
-  return WriteAt(file, {header, kHeaderSize}, 0);
+  return WriteAt(file, {header, qvx::kLogHeaderSize}, 0);
 }
 
 /// Returns where the next record begins, behind a new header when a new cycle starts.
 uint64_t PlaceOfNextRecord(const qvx::Descriptor& file) {
   const uint64_t offset = ReadHeader(file);
-  if (offset == 0 || offset > static_cast<uint64_t>(MaximumLogFileSize)) {
-    WriteHeader(file, kHeaderSize);
-    return kHeaderSize;
+  if (offset == 0) {
+    WriteHeader(file, qvx::kLogHeaderSize);
+    return qvx::kLogHeaderSize;
   }
   return offset;
 }
@@ -153,7 +151,7 @@ bool WriteRecord(const qvx::Descriptor& file, std::string_view record) {
 }  // namespace
 
 void SetupLogsAndDebug(apr_pool_t* /*pool*/) {
-  SetPath("/logs/qvx.log", QvxLogFile);
+  SetPath(kLogName, QvxLogFile);
   SetPath("/conf/debug.ini", DebugIniFile);
   qvx::ReadDebugCategories(DebugIniFile);
 }
@@ -177,3 +175,22 @@ int VLogOutput(int severity, const char* format, va_list arguments) {
     return -1;
   }
 }
+
+namespace qvx {
+
+std::string LogFilePath() {
+  char path[kPathCapacity] = "";
+  SetPath(kLogName, path);
+  return path;
+}
+
+uint64_t NextRecordOffset(std::string_view content) {
+  if (content.size() < kLogHeaderSize) {
+    return 0;
+  }
+  const uint64_t offset =
+      std::strtoull(std::string(content.substr(0, kLogHeaderSize)).c_str(), nullptr, 16);
+  return offset > static_cast<uint64_t>(MaximumLogFileSize) ? 0 : offset;
+}
+
+}  // namespace qvx

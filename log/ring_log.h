@@ -13,6 +13,8 @@
 
 #include <cstdarg>
 #include <cstdint>
+#include <string>
+#include <string_view>
 
 #include "os/directories.h"
 
@@ -51,5 +53,17 @@ void SetupLogsAndDebug(apr_pool_t* pool);
 
 /// As LogOutput, without taking the lock.
 [[gnu::format(printf, 2, 0)]] int VLogOutput(int severity, const char* format, va_list arguments);
+
+namespace qvx {
+
+/// Returns the path that SetupLogsAndDebug builds for the log, without starting the log.
+std::string LogFilePath();
+
+inline constexpr size_t kLogHeaderSize = 9;
+
+/// Returns the offset of the next record, from the first bytes of a log; 0 when a new cycle starts.
+uint64_t NextRecordOffset(std::string_view content);
+
+}  // namespace qvx
 
 #endif

@@ -1,0 +1,90 @@
+#include "log/ring_reader.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+#include "log/ring_log.h"
+#include "tests/harness/installation.h"
+
+namespace qvx::test {
+namespace {
+
+/// A record as it stands in the file, `second` seconds after the full minute.
+std::string Record(int second, const std::string& message, const char* name = "ERROR LOG",
+                   int severity = 2) {
+  char time[32];
+  std::snprintf(time, sizeof time, "Wed Nov 25 12:00:%02d 2026", second);
+  return std::string("\n\n") + name + " (severity=" + std::to_string(severity) + ")  " + time +
+         "\n" + message;
+}
+
+std::string Header(size_t offset) {
+  char header[16];
+  std::snprintf(header, sizeof header, "%08zX\n", offset);
+  return header;
+}
+
+/// Returns the messages in the order in which they are read, each behind its severity.
+std::string Read(const std::string& content) {
+  std::string text;
+  for (const RingRecord& record : RecordsInOrder(content)) {
+    text.append(std::to_string(record.severity)).append(record.message).append("|");
+  }
+  return text;
+}
+
+TEST(RingReader, RecordsComeInTheOrderOfTime) {
+  const std::string first = Record(1, "one\n");
+  const std::string second = Record(2, "two\nlines", "CRITICAL ERROR LOG", 3);
+  const std::string old = Record(0, "old");
+  const struct {
+    const char* name;
+    std::string content;
+    const char* messages;
+  } rows[] = {
+      {"empty file", "", ""},
+      {"header alone", Header(9), ""},
+      {"first cycle", Header(9 + first.size() + second.size()) + first + second,
+       "2one|3two\nlines|"},
+      {"second cycle", Header(9 + first.size()) + first + "cut\n\nold" + old, "2old|2one|"},
+      {"second cycle, cut exactly", Header(9 + first.size()) + first + old, "2old|2one|"},
+      {"a writer before its header", Header(9 + first.size()) + first + second + old, "2old|2one|"},
+      {"a writer before its header, in the first cycle", Header(9 + first.size()) + first + second,
+       "2one|"},
+      {"no header", "garbage!\n" + first + second, "2one|3two\nlines|"},
+      {"header beyond the ring", "FFFFFFFF\n" + first, "2one|"},
+      {"header beyond the end", Header(1000) + first, "2one|"},
+      {"not quite headings",
+       Header(9 + 3 * first.size()) + first +
+           "\n\nERROR LOG (severity=1)  Wed Nov 25 12:00:01 2026\nx\n\nERROR LOG\n",
+       "2one\n\n\nERROR LOG (severity=1)  Wed Nov 25 12:00:01 2026\nx\n\nERROR LOG|"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(Read(row.content), row.messages);
+  }
+}
+
+/// Whatever the writer leaves at each moment, the reader sees the newest records in their order.
+TEST(RingReader, ReadsWhatTheLogWrites) {
+  const Installation installation;
+  SetupLogsAndDebug(nullptr);
+  const int64_t whole_ring = MaximumLogFileSize;
+  MaximumLogFileSize = 1000;
+  for (int i = 100; i < 200; ++i) {
+    LogOutput(i % 4, "record %d of %s", i, std::string(static_cast<size_t>(i) % 70, 'x').c_str());
+    const auto records = RecordsInOrder(Contents(QvxLogFile).value_or(""));
+    ASSERT_FALSE(records.empty());
+    int number = i + 1 - static_cast<int>(records.size());
+    for (const RingRecord& record : records) {
+      EXPECT_EQ(record.severity, number % 4);
+      EXPECT_EQ(record.message.substr(0, 10), "record " + std::to_string(number));
+      ++number;
+    }
+  }
+  MaximumLogFileSize = whole_ring;
+}
+
+}  // namespace
+}  // namespace qvx::test
