@@ -1,4 +1,7 @@
 // The companion: looks at an installation and never changes it.
+#include <poll.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <new>
@@ -9,6 +12,7 @@
 #include "companion/findings.h"
 #include "companion/forecast.h"
 #include "companion/installation.h"
+#include "companion/log_view.h"
 #include "companion/presentation.h"
 #include "companion/show.h"
 
@@ -31,7 +35,10 @@ void PrintJson(const nlohmann::ordered_json& json) {
 struct Options {
   bool json = false;
   bool diff = false;
+  bool follow = false;
   std::string from;
+  std::string severity = "0";
+  std::string since;
   std::string kept = qvx::companion::kKeptSettings;
 };
 
@@ -74,6 +81,46 @@ int RunCheck(const Options& options) {
   return StatusOf(findings);
 }
 
+int Refuse(const char* option, const std::string& value) {
+  std::fprintf(stderr, "qvxctl: %s: %s is not understood\n", option, value.c_str());
+  return kUsage;
+}
+
+/// Waits a moment. Returns false when nobody reads the output any more.
+bool IsStillRead() {
+  constexpr int kPause = 500;
+  pollfd output{STDOUT_FILENO, 0, 0};
+  return poll(&output, 1, kPause) <= 0;
+}
+
+void PrintRecords(qvx::companion::LogReader& reader, const Options& options, const Page& page) {
+  const std::string content = qvx::companion::LogSnapshot().value_or("");
+  for (const qvx::RingRecord& record : reader.NewRecords(content)) {
+    Print(options.json ? qvx::companion::RecordAsJsonLine(record)
+                       : qvx::companion::RecordLine(record, page));
+  }
+  std::fflush(stdout);
+}
+
+int RunLog(const Options& options) {
+  const auto severity = qvx::companion::SeverityFrom(options.severity);
+  if (!severity) {
+    return Refuse("--severity", options.severity);
+  }
+  const std::optional<time_t> since =
+      options.since.empty() ? 0 : qvx::companion::TimeFrom(options.since, std::time(nullptr));
+  if (!since) {
+    return Refuse("--since", options.since);
+  }
+  qvx::companion::LogReader reader({*severity, *since});
+  const Page page(qvx::companion::OutputTakesColours());
+  PrintRecords(reader, options, page);
+  while (options.follow && IsStillRead()) {
+    PrintRecords(reader, options, page);
+  }
+  return 0;
+}
+
 int Run(int argument_count, char** arguments) {
   Options options;
   CLI::App app("Looks at the console's installation and foretells a start. Changes nothing.");
@@ -88,10 +135,20 @@ int Run(int argument_count, char** arguments) {
                     "Whether this address would be let in; the peer of the SSH session otherwise");
   check->add_option("--kept", options.kept, "The folder of the kept settings documents");
   check->add_flag("--json", options.json, "For machines");
+  CLI::App* log = app.add_subcommand("log", "The launcher's log in the order of time");
+  log->add_flag("--follow,-f", options.follow, "Go on with new records as they come");
+  log->add_option("--severity", options.severity,
+                  "Only from this on: 0 to 3, or information, warning, error, critical");
+  log->add_option("--since", options.since,
+                  "Only from then on: 2026-11-25, \"2026-11-25 14:30\", 14:30, 15m, 2h, 3d");
+  log->add_flag("--json", options.json, "For machines: an object on each line");
   try {
     app.parse(argument_count, arguments);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kUsage;
+  }
+  if (log->parsed()) {
+    return RunLog(options);
   }
   return check->parsed() ? RunCheck(options) : RunShow(options);
 }

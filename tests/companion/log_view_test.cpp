@@ -1,0 +1,92 @@
+#include "companion/log_view.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+#include "log/ring_log.h"
+#include "tests/harness/installation.h"
+
+namespace qvx::test {
+namespace {
+
+using companion::LogReader;
+
+TEST(LogView, SeveritiesAndTimes) {
+  EXPECT_EQ(companion::SeverityFrom("2"), 2);
+  EXPECT_EQ(companion::SeverityFrom("crit"), 3);
+  EXPECT_EQ(companion::SeverityFrom("Error"), 2);
+  EXPECT_EQ(companion::SeverityFrom("4"), std::nullopt);
+  EXPECT_EQ(companion::SeverityFrom(""), std::nullopt);
+  const Variable zone("TZ", "UTC");
+  constexpr time_t kNow = 1795611600;  // 2026-11-25 13:00:00
+  const struct {
+    const char* text;
+    std::optional<time_t> time;
+  } rows[] = {
+      {"2026-11-25", kNow - 13 * 3600},
+      {"2026-11-25 12:30", kNow - 1800},
+      {"2026-11-25T12:30:05", kNow - 1795},
+      {"12:00", kNow - 3600},
+      {"90s", kNow - 90},
+      {"2h", kNow - 7200},
+      {"3d", kNow - 3 * 86400},
+      {"3", std::nullopt},
+      {"yesterday", std::nullopt},
+      {"12:00x", std::nullopt},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text);
+    EXPECT_EQ(companion::TimeFrom(row.text, kNow), row.time);
+  }
+}
+
+std::string Messages(const std::vector<RingRecord>& records) {
+  std::string text;
+  for (const RingRecord& record : records) {
+    text.append(record.message).append(" ");
+  }
+  return text;
+}
+
+TEST(LogView, ReaderGivesEachRecordOnce) {
+  const Installation installation;
+  SetupLogsAndDebug(nullptr);
+  LogReader reader({kLogWarning, 0});
+  EXPECT_EQ(companion::LogSnapshot(), std::nullopt);
+  LogOutput(kLogError, "one");
+  LogOutput(kLogInformation, "two");
+  EXPECT_EQ(Messages(reader.NewRecords(*companion::LogSnapshot())), "one ");
+  EXPECT_EQ(Messages(reader.NewRecords(*companion::LogSnapshot())), "");
+  LogOutput(kLogCritical, "three");
+  EXPECT_EQ(Messages(reader.NewRecords(*companion::LogSnapshot())), "three ");
+  EXPECT_EQ(
+      Messages(LogReader({0, std::time(nullptr) + 3600}).NewRecords(*companion::LogSnapshot())),
+      "");
+}
+
+TEST(LogView, RecordCannotCommandTheTerminal) {
+  const Variable zone("TZ", "UTC");
+  const RingRecord record{kLogError, 1795611600, "a\033[2J\nb\xff\xc3\xa4", 9};
+  EXPECT_EQ(
+      RecordLine(record, companion::Page(false)),
+      "2026-11-25 13:00:00 ERROR        a\\x1b[2J\n" + std::string(33, ' ') + "b\\xff\xc3\xa4\n");
+}
+
+/// Waits for a line of the program that follows the log.
+TEST(LogView, ProgramFollowsTheLog) {
+  const Installation installation;
+  SetupLogsAndDebug(nullptr);
+  LogOutput(kLogError, "before");
+  std::FILE* stream = popen("exec timeout 60 \"" QVX_COMPANION "\" log --follow", "r");
+  char line[200] = "";
+  EXPECT_NE(std::fgets(line, sizeof line, stream), nullptr);
+  EXPECT_NE(std::string(line).find("ERROR        before\n"), std::string::npos);
+  LogOutput(kLogCritical, "after");
+  EXPECT_NE(std::fgets(line, sizeof line, stream), nullptr);
+  EXPECT_NE(std::string(line).find("CRITICAL     after\n"), std::string::npos);
+  EXPECT_EQ(pclose(stream), 0);  // the program ends when nobody reads
+}
+
+}  // namespace
+}  // namespace qvx::test
