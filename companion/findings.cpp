@@ -37,9 +37,13 @@ Findings CheckAll(const Forecast& forecast, const std::string& kept) {
   CheckCertificate(forecast, findings);
   CheckFiles(forecast, findings);
   CheckPrograms(forecast, findings);
+  SortBySeverity(findings);
+  return findings;
+}
+
+void SortBySeverity(Findings& findings) {
   std::stable_sort(findings.begin(), findings.end(),
                    [](const Finding& a, const Finding& b) { return a.severity > b.severity; });
-  return findings;
 }
 
 int StatusOf(const Findings& findings) {

@@ -45,6 +45,9 @@ void CheckPrograms(const Forecast& forecast, Findings& findings);
 /// before everything else.
 Findings CheckAll(const Forecast& forecast, const std::string& kept);
 
+/// Puts failures first, then warnings. Findings of one severity keep their order.
+void SortBySeverity(Findings& findings);
+
 /// Returns 0 when there are at most notes, 1 for warnings, 2 for failures.
 int StatusOf(const Findings& findings);
 

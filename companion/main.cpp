@@ -9,6 +9,7 @@
 #include <string>
 
 #include "companion/admission.h"
+#include "companion/daemon_test.h"
 #include "companion/findings.h"
 #include "companion/forecast.h"
 #include "companion/installation.h"
@@ -36,6 +37,7 @@ struct Options {
   bool json = false;
   bool diff = false;
   bool follow = false;
+  bool daemon = false;
   std::string from;
   std::string severity = "0";
   std::string since;
@@ -61,7 +63,11 @@ int RunShow(const Options& options) {
 /// Whether `address` is let in follows the findings only when somebody asks or there is a peer.
 int RunCheck(const Options& options) {
   const qvx::companion::Forecast forecast = qvx::companion::Foretell();
-  const qvx::companion::Findings findings = CheckAll(forecast, options.kept);
+  qvx::companion::Findings findings = CheckAll(forecast, options.kept);
+  if (options.daemon) {
+    CheckWithDaemon(forecast, findings);
+    SortBySeverity(findings);
+  }
   const std::string from = options.from.empty() ? qvx::companion::SshPeer() : options.from;
   const qvx::companion::Admission admission = Admit(forecast, from);
   if (options.json) {
@@ -133,6 +139,8 @@ int Run(int argument_count, char** arguments) {
       "check", "What a start would find and do. Status 0: clean, 1: warnings, 2: failures");
   check->add_option("--from", options.from,
                     "Whether this address would be let in; the peer of the SSH session otherwise");
+  check->add_flag("--daemon", options.daemon,
+                  "Let the daemon test the next configuration, in a scratch folder");
   check->add_option("--kept", options.kept, "The folder of the kept settings documents");
   check->add_flag("--json", options.json, "For machines");
   CLI::App* log = app.add_subcommand("log", "The launcher's log in the order of time");

@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "companion/admission.h"
+#include "companion/daemon_test.h"
 #include "companion/findings.h"
 #include "companion/installation.h"
 #include "companion/settings_view.h"
@@ -228,6 +229,28 @@ TEST(Check, TakenPortIsNamedWithItsProgram) {
         Found(companion::Foretell(), site.base()).find("The port is taken by companion_tests.\n"),
         std::string::npos);
     close(listener);
+  });
+}
+
+/// The stand-in refuses what the daemon refuses: a line without an address.
+TEST(Check, DaemonTestsTheNextConfiguration) {
+  constexpr char kDaemon[] =
+      "#!/bin/sh\necho \"$1 $2 $3 $5\"\ngrep '^allow from$' \"$4\" && exit 1\nexit 0\n";
+  OnFreshMachine([&kDaemon] {
+    for (const auto& [list, refused] :
+         {std::pair("10.0.0.1", false), {"10.0.0.9-10.0.0.1", true}}) {
+      const PreparedInstallation site(Restricted(list));
+      WriteText(site.base() / "sbin/zxqvxd", kDaemon);
+      companion::Findings findings;
+      CheckWithDaemon(companion::Foretell(), findings);
+      ASSERT_EQ(!findings.empty(), refused);
+      EXPECT_EQ(refused ? findings[0].what.substr(0, 62) : "",
+                refused ? "The daemon refuses the configuration: -DSSL -t -f \nallow from\n" : "");
+    }
+    const auto is_scratch = [](const fs::directory_entry& entry) {
+      return entry.path().filename().string().starts_with("qvxctl");
+    };
+    EXPECT_TRUE(std::none_of(fs::directory_iterator("/tmp"), fs::directory_iterator(), is_scratch));
   });
 }
 
