@@ -81,6 +81,9 @@ WordKind Subnets::KindOf(const std::string& word) const {
   if (stricmp(word.c_str(), kAll) == 0) {
     return WordKind::kAll;
   }
+  if (word.starts_with('#')) {
+    return WordKind::kRefused;  // a comment is not allowed there
+  }
   const apr_status_t status = SubnetOf(pool_, word).status;
   if (status == APR_SUCCESS) {
     return WordKind::kSubnet;
