@@ -1,4 +1,6 @@
 // Certificate and key.
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <ctime>
 
@@ -65,11 +67,12 @@ void CheckNames(const Forecast& forecast, const CertificateDetails& details, Fin
       lacking.append(lacking.empty() ? "" : ", ").append(*name);
     }
   }
-  if (!lacking.empty() && forecast.pair.is_kept()) {
-    findings.push_back({Severity::kWarning, CertificatePath(), 0, 0, "multihomed",
-                        "The certificate lacks names of the multihomed list: " + lacking + ".",
-                        "It keeps the certificate: the list counts only when a new one is made.",
-                        RenewalOf()});
+  if (!lacking.empty() && forecast.pair.names_are_accepted) {
+    findings.push_back(
+        {Severity::kWarning, CertificatePath(), 0, 0, "multihomed",
+         "The certificate lacks names of the multihomed list: " + lacking + ".",
+         "It keeps the certificate: the list counts only when a new one is made.",
+         details.is_ours ? RenewalOf() : "Ask its issuer for one with these names."});
   }
 }
 
@@ -81,6 +84,13 @@ void CheckReading(const Forecast& forecast, Findings& findings) {
                           "start application!\".",
                           "chown zxqvx:zxqvx " + Quoted(path) + "; chmod 660 " + Quoted(path)});
     }
+  }
+  const std::optional<Ownership> key = OwnershipOf(KeyPath());
+  if (key && (key->mode & S_IRWXO) != 0) {
+    findings.push_back(
+        {Severity::kWarning, KeyPath(), 0, 0, "", "Others than zxqvx can use the private key.",
+         "It leaves a key that it keeps as it is.",
+         "chown zxqvx:zxqvx " + Quoted(KeyPath()) + "; chmod 660 " + Quoted(KeyPath())});
   }
 }
 

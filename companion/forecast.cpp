@@ -83,12 +83,11 @@ DocumentFault ModelFault(const std::string& text) {
   const size_t beyond = static_cast<size_t>(
       std::find_if(text.begin(), text.end(), [](char c) { return (c & 0x80) != 0; }) -
       text.begin());
-  DocumentFault fault = FaultAt(text, std::min(beyond, FindRefusal(text)));
-  fault.is_beyond_ascii = beyond < text.size();
-  fault.text = fault.is_beyond_ascii
-                   ? "a character outside ASCII"
-                   : "more levels, entities or declared attributes than are accepted, or a "
-                     "reference to a character outside ASCII";
+  const size_t refused = FindRefusal(text);
+  DocumentFault fault = FaultAt(text, std::min(beyond, refused));
+  fault.text = beyond < refused ? "a character outside ASCII"
+                                : "more levels, entities or declared attributes than are accepted, "
+                                  "or a reference to a character outside ASCII";
   return fault;
 }
 

@@ -48,7 +48,6 @@ struct DocumentFault {
   std::string text;
   uint64_t line = 0;  ///< from 1; 0 when no place is known
   uint64_t column = 0;
-  bool is_beyond_ascii = false;  ///< a character outside ASCII is what the launcher cannot decode
 };
 
 /// A file that a start writes whole.

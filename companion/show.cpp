@@ -111,7 +111,7 @@ void ShowCertificate(const Forecast& forecast, Page& page) {
   if (const std::optional<CertificateDetails> details = ReadCertificateDetails()) {
     rows.emplace_back("common name", Printable(details->common_name));
     rows.emplace_back("further names", Printable(Joined(details->names)));
-    rows.emplace_back("issuer", Printable(details->issuer));
+    rows.emplace_back("issuer", details->is_ours ? "the launcher" : Printable(details->issuer));
     rows.emplace_back("ends", DateOf(details->end) + ", days left: " +
                                   std::to_string(DaysLeft(details->end, std::time(nullptr))));
   }
@@ -168,6 +168,7 @@ ordered_json ShowAsJson(const Forecast& forecast) {
     certificate["common_name"] = details->common_name;
     certificate["names"] = details->names;
     certificate["issuer"] = details->issuer;
+    certificate["is_ours"] = details->is_ours;
     certificate["end"] = DateOf(details->end);
     certificate["days_left"] = DaysLeft(details->end, std::time(nullptr));
   }

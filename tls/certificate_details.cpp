@@ -6,6 +6,8 @@
 #include <memory>
 
 #include "os/host.h"
+#include "os/strings.h"
+#include "tls/certificate.h"
 #include "tls/openssl_handles.h"
 #include "tls/pem_files.h"
 
@@ -25,8 +27,9 @@ std::string TextOf(const ASN1_STRING* text) {
   return {bytes, static_cast<size_t>(ASN1_STRING_length(text))};
 }
 
-std::string CommonNameOf(const X509_NAME* name) {
-  const int place = X509_NAME_get_index_by_NID(name, NID_commonName, -1);
+/// Returns the first entry of a kind; an empty text when there is none.
+std::string EntryOf(const X509_NAME* name, int kind) {
+  const int place = X509_NAME_get_index_by_NID(name, kind, -1);
   return place < 0 ? "" : TextOf(X509_NAME_ENTRY_get_data(X509_NAME_get_entry(name, place)));
 }
 
@@ -81,11 +84,15 @@ std::optional<CertificateDetails> ReadCertificateDetails() {
   if (!certificate) {
     return std::nullopt;
   }
-  return CertificateDetails{CommonNameOf(X509_get_subject_name(certificate.get())),
-                            LineOf(X509_get_issuer_name(certificate.get())),
-                            SecondsOf(X509_get0_notBefore(certificate.get())),
-                            SecondsOf(X509_get0_notAfter(certificate.get())),
-                            NamesOf(certificate.get())};
+  const X509_NAME* subject = X509_get_subject_name(certificate.get());
+  const X509_NAME* issuer = X509_get_issuer_name(certificate.get());
+  return CertificateDetails{
+      EntryOf(subject, NID_commonName),
+      LineOf(issuer),
+      stricmp(EntryOf(issuer, NID_organizationalUnitName).c_str(), tmkCertOuName) == 0,
+      SecondsOf(X509_get0_notBefore(certificate.get())),
+      SecondsOf(X509_get0_notAfter(certificate.get())),
+      NamesOf(certificate.get())};
 }
 
 }  // namespace qvx

@@ -12,6 +12,7 @@ namespace qvx {
 struct CertificateDetails {
   std::string common_name;         ///< of the subject; empty when there is none
   std::string issuer;              ///< in one line
+  bool is_ours;                    ///< the launcher issued it
   time_t begin;                    ///< of the validity
   time_t end;                      ///< of the validity
   std::vector<std::string> names;  ///< alternative names: host names and dotted addresses

@@ -99,8 +99,9 @@ TEST(Check, Settings) {
       {"multihomed list", "<multihomed>a;b c</multihomed>\n",
        "w multihomed:2 The character \" \" is not allowed in the list.\n"},
       {"multihomed entries", "<multihomed>host1;10.0.0.999</multihomed>\n",
-       "w multihomed:2 The TLS library refuses \"10.0.0.999\".\n"
-       "w multihomed The certificate lacks names of the multihomed list: 10.0.0.999.\n"},
+       "w multihomed:2 The TLS library refuses \"10.0.0.999\".\n"},
+      {"names of the certificate", "<multihomed>host1;10.0.0.9</multihomed>\n",
+       "w multihomed The certificate lacks names of the multihomed list: 10.0.0.9.\n"},
       {"log directory", "<log-base-dir>/tmp/none</log-base-dir>\n",
        "w log-base-dir:2 There is no directory /tmp/none/logs.\n"},
   };
@@ -186,10 +187,11 @@ TEST(Check, Files) {
        }},
       {"rights", "",
        "w ../tls/file.pem zxqvx cannot read the file.\n"
+       "w ../tls/file.pem Others than zxqvx can use the private key.\n"
        "w conf The service account can write into the directory.\n"
        "w sbin/zxqvxd Others than root can change the daemon: it may be a wrong one.\n",
        [](const PreparedInstallation& site) {
-         fs::permissions(site.tls() / "file.pem", fs::perms(0600));
+         fs::permissions(site.tls() / "file.pem", fs::perms(0602));
          EXPECT_EQ(chown((site.tls() / "file.pem").c_str(), 0, 0), 0);
          fs::permissions(site.base() / "conf", fs::perms(0777));
          fs::permissions(site.base() / "sbin/zxqvxd", fs::perms(0775));
@@ -239,7 +241,7 @@ TEST(Check, DaemonTestsTheNextConfiguration) {
   OnFreshMachine([&kDaemon] {
     for (const auto& [list, refused] :
          {std::pair("10.0.0.1", false), {"10.0.0.9-10.0.0.1", true}}) {
-      const PreparedInstallation site(Restricted(list));
+      const PreparedInstallation site(Restricted(refused ? "10.0.0.9-10.0.0.1" : "10.0.0.1"));
       WriteText(site.base() / "sbin/zxqvxd", kDaemon);
       companion::Findings findings;
       CheckWithDaemon(companion::Foretell(), findings);
