@@ -22,7 +22,7 @@ namespace {
 using qvx::companion::Page;
 
 constexpr int kUsage = 3;
-constexpr int kNoMemory = 4;
+constexpr int kNotRead = 4;
 
 void Print(const std::string& text) {
   std::fwrite(text.data(), 1, text.size(), stdout);
@@ -168,6 +168,8 @@ int main(int argument_count, char** arguments) {
     return Run(argument_count, arguments);
   } catch (const std::bad_alloc&) {
     std::fputs("qvxctl: out of memory\n", stderr);
-    return kNoMemory;
+  } catch (...) {
+    std::fputs("qvxctl: the installation could not be read\n", stderr);
   }
+  return kNotRead;
 }

@@ -70,8 +70,8 @@ void Page::Columns(const std::vector<std::pair<std::string, std::string>>& rows)
     width = std::max(width, row.first.size());
   }
   for (const auto& [name, value] : rows) {
-    const std::string gap(value.empty() ? 0 : width - name.size() + 2, ' ');
-    Line("  " + name + gap + value);
+    text_.append("  ").append(name);
+    text_.append(value.empty() ? 0 : width - name.size() + 2, ' ').append(value).append("\n");
   }
 }
 

@@ -103,6 +103,7 @@ void ShowAccess(const Forecast& forecast, Page& page) {
   for (const std::string& line : AccessLines(forecast)) {
     page.Line("  " + Printable(line));
   }
+  page.Line("  The help pages and forwarded requests are open to everybody all the same.");
 }
 
 void ShowCertificate(const Forecast& forecast, Page& page) {

@@ -157,7 +157,7 @@ TEST_P(Foretelling, EveryStartIsAsForetold) {
     ASSERT_EQ(mount(program.c_str(), "/sbin/ip", nullptr, MS_BIND, nullptr), 0);
     const PairStock pairs = MakePairs();
     const uint32_t first = NumberFrom("QVX_FIRST_FORETELLING", 0);
-    const uint32_t count = NumberFrom("QVX_FORETELLINGS", 240);
+    const uint32_t count = NumberFrom("QVX_FORETELLINGS", 200);
     for (uint32_t i = first + shard; i < first + count; i += kShards) {
       Compare(i, pairs, output);
     }
