@@ -146,6 +146,7 @@ void RandomInstallation::Spoil(std::string& document) {
 
 /// Puts something else than a plain file at a path.
 void RandomInstallation::PutOdd(const fs::path& path) {
+  const fs::path target = base() / ("target of " + path.filename().string());
   fs::remove_all(path);
   switch (random_() % 6) {
     case 0:
@@ -158,12 +159,12 @@ void RandomInstallation::PutOdd(const fs::path& path) {
       fs::create_symlink("/dev/null", path);
       break;
     case 3:
-      WriteText(base() / "target", QVX_XML_DEFAULT);
-      fs::create_symlink(base() / "target", path);
+      WriteText(target, QVX_XML_DEFAULT);
+      fs::create_symlink(target, path);
       break;
     case 4:
-      WriteText(base() / "target", QVX_XML_DEFAULT);
-      fs::create_symlink(base() / "target", path);
+      WriteText(target, QVX_XML_DEFAULT);
+      fs::create_symlink(target, path);
       [[fallthrough]];
     default:
       if (lchown(path.c_str(), 12345, 12345) != 0) {
