@@ -110,22 +110,6 @@ std::vector<Span> SpansOf(const AccessEntry& entry) {
   return merged;
 }
 
-bool Covers(const std::vector<Span>& outer, const std::vector<Span>& inner) {
-  return std::all_of(inner.begin(), inner.end(), [&](const Span& span) {
-    return std::any_of(outer.begin(), outer.end(), [&](const Span& around) {
-      return around.first <= span.first && span.last <= around.last;
-    });
-  });
-}
-
-bool Overlaps(const std::vector<Span>& a, const std::vector<Span>& b) {
-  return std::any_of(a.begin(), a.end(), [&](const Span& span) {
-    return std::any_of(b.begin(), b.end(), [&](const Span& other) {
-      return span.first <= other.last && other.first <= span.last;
-    });
-  });
-}
-
 Admission Admit(const Forecast& forecast, const std::string& address) {
   Admission admission{address, Subnets::IsAddress(address)};
   const std::vector<AccessEntry> entries = AccessEntries(forecast);

@@ -29,10 +29,6 @@ std::vector<AccessEntry> AccessEntries(const Forecast& forecast);
 /// Returns the addresses of an entry, in order and without overlaps.
 std::vector<Span> SpansOf(const AccessEntry& entry);
 
-/// Returns whether every address of `inner` is in `outer`, and whether they share one.
-bool Covers(const std::vector<Span>& outer, const std::vector<Span>& inner);
-bool Overlaps(const std::vector<Span>& a, const std::vector<Span>& b);
-
 struct Admission {
   std::string address;
   bool is_address;  ///< false: it is not an address, and nothing else is known

@@ -1,10 +1,10 @@
 // The restriction of client addresses.
 #include <algorithm>
-#include <cctype>
 
 #include "companion/admission.h"
 #include "companion/elements.h"
 #include "companion/findings.h"
+#include "companion/overlaps.h"
 #include "companion/settings_view.h"
 #include "settings/document.h"
 #include "settings/setting_list.h"
@@ -105,32 +105,22 @@ void CheckWords(const AccessEntry& entry, const Subnets& subnets, const ListFind
   }
 }
 
-/// Compares an entry with those in front of it.
-void CheckOverlap(const std::vector<AccessEntry>& entries, size_t place,
-                  const ListFindings& findings) {
-  const AccessEntry& entry = entries[place];
-  const std::vector<Span> spans = SpansOf(entry);
-  for (size_t i = 0; i < place && !spans.empty(); ++i) {
-    const AccessEntry& earlier = entries[i];
-    const std::vector<Span> others = SpansOf(earlier);
-    if (!Overlaps(others, spans) || earlier.text.empty()) {
-      continue;
-    }
-    if (earlier.allows != entry.allows) {
-      if (Covers(spans, others)) {
-        findings.Add(
-            Severity::kWarning, true,
-            "\"" + earlier.text + "\" is refused by the exclude entry \"" + entry.text + "\".",
-            "Nobody is let in by this entry.", "Remove one of the two.");
-      }
-      continue;
-    }
-    const bool is_shadowed = Covers(others, spans);
-    findings.Add(Severity::kNote, entry.allows,
-                 "\"" + entry.text + (is_shadowed ? "\" is covered by \"" : "\" overlaps with \"") +
-                     earlier.text + "\".",
-                 is_shadowed ? "The entry changes nothing." : "The common addresses count once.",
-                 is_shadowed ? "Remove it." : "");
+void DescribeOverlap(const AccessEntry& entry, const AccessEntry& other, Overlap::Kind kind,
+                     const ListFindings& findings) {
+  const std::string quoted = "\"" + entry.text + "\" ";
+  const std::string by = "\"" + other.text + "\".";
+  switch (kind) {
+    case Overlap::Kind::kRefused:
+      findings.Add(Severity::kWarning, true, quoted + "is refused by the exclude entry " + by,
+                   "Nobody is let in by this entry.", "Remove one of the two.");
+      return;
+    case Overlap::Kind::kCovered:
+      findings.Add(Severity::kNote, entry.allows, quoted + "is covered by " + by,
+                   "The entry changes nothing.", "Remove it.");
+      return;
+    case Overlap::Kind::kShared:
+      findings.Add(Severity::kNote, entry.allows, quoted + "overlaps with " + by,
+                   "The common addresses count once.", "");
   }
 }
 
@@ -169,14 +159,13 @@ void CheckAccess(const Forecast& forecast, Findings& all) {
   CheckLists(forecast, findings);
   const Subnets subnets;
   const std::vector<AccessEntry> entries = AccessEntries(forecast);
-  for (size_t i = 0; i < entries.size(); ++i) {
-    if (entries[i].text.empty()) {
-      continue;
+  for (const AccessEntry& entry : entries) {
+    if (!entry.text.empty() && !CheckText(entry, findings)) {
+      CheckWords(entry, subnets, findings);
     }
-    if (!CheckText(entries[i], findings)) {
-      CheckWords(entries[i], subnets, findings);
-    }
-    CheckOverlap(entries, i, findings);
+  }
+  for (const Overlap& overlap : OverlapsOf(entries)) {
+    DescribeOverlap(entries[overlap.entry], entries[overlap.other], overlap.kind, findings);
   }
 }
 

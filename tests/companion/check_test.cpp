@@ -112,8 +112,13 @@ TEST(Check, Settings) {
 
 TEST(Check, AccessAndAddresses) {
   const Row rows[] = {
-      {"healthy", Restricted("10.0.0.1-10.0.0.9;10.0.0.0/24", "10.0.0.3"),
-       "n ip-restricted-include:3 \"10.0.0.0/24\" overlaps with \"10.0.0.1-10.0.0.9\".\n"},
+      {"healthy", Restricted("10.0.0.1-10.0.0.9;10.0.0.0/29", "10.0.0.3"),
+       "n ip-restricted-include:3 \"10.0.0.1-10.0.0.9\" overlaps with \"10.0.0.0/29\".\n"},
+      {"covered entries", Restricted("10.0.0.1;10.0.0.0/24;10.0.0.1;10.0.1.0/24", "10.0.0.1"),
+       "w ip-restricted-include:3 \"10.0.0.1\" is refused by the exclude entry \"10.0.0.1\".\n"
+       "w ip-restricted-include:3 \"10.0.0.1\" is refused by the exclude entry \"10.0.0.1\".\n"
+       "n ip-restricted-include:3 \"10.0.0.1\" is covered by \"10.0.0.0/24\".\n"
+       "n ip-restricted-include:3 \"10.0.0.1\" is covered by \"10.0.0.0/24\".\n"},
       {"what the daemon refuses", Restricted("10.0.0.9-10.0.0.1;300.1.1.1", "x-10.0.0.1"),
        "f ip-restricted-include:3 \"10.0.0.9-10.0.0.1\" is a reversed range, or its start is not "
        "an "
