@@ -27,7 +27,7 @@ std::vector<std::string> WordsOf(const std::string& directive) {
   return words;
 }
 
-AccessEntry EntryFrom(bool allows, std::string_view text, std::string directive) {
+AccessEntry EntryFrom(bool allows, std::string_view text, const std::string& directive) {
   return {allows, std::string(text), directive, WordsOf(directive)};
 }
 

@@ -1,5 +1,5 @@
 // Lays out installations, asks the companion what a start will do, starts, and compares. The number
-// of installations is QVX_FORETELLINGS, or 120; the first one is QVX_FIRST_FORETELLING.
+// of installations is QVX_FORETELLINGS, or 80; the first one is QVX_FIRST_FORETELLING.
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -157,7 +157,7 @@ TEST_P(Foretelling, EveryStartIsAsForetold) {
     ASSERT_EQ(mount(program.c_str(), "/sbin/ip", nullptr, MS_BIND, nullptr), 0);
     const PairStock pairs = MakePairs();
     const uint32_t first = NumberFrom("QVX_FIRST_FORETELLING", 0);
-    const uint32_t count = NumberFrom("QVX_FORETELLINGS", 120);
+    const uint32_t count = NumberFrom("QVX_FORETELLINGS", 80);
     for (uint32_t i = first + shard; i < first + count; i += kShards) {
       Compare(i, pairs, output);
     }
