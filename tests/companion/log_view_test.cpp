@@ -20,17 +20,18 @@ TEST(LogView, SeveritiesAndTimes) {
   EXPECT_EQ(companion::SeverityFrom(""), std::nullopt);
   const Variable zone("TZ", "UTC");
   constexpr time_t kNow = 1795611600;  // 2026-11-25 13:00:00
+  constexpr time_t kHour = 3600;
   const struct {
     const char* text;
     std::optional<time_t> time;
   } rows[] = {
-      {"2026-11-25", kNow - 13 * 3600},
+      {"2026-11-25", kNow - 13 * kHour},
       {"2026-11-25 12:30", kNow - 1800},
       {"2026-11-25T12:30:05", kNow - 1795},
-      {"12:00", kNow - 3600},
+      {"12:00", kNow - kHour},
       {"90s", kNow - 90},
-      {"2h", kNow - 7200},
-      {"3d", kNow - 3 * 86400},
+      {"2h", kNow - 2 * kHour},
+      {"3d", kNow - 72 * kHour},
       {"3", std::nullopt},
       {"yesterday", std::nullopt},
       {"12:00x", std::nullopt},

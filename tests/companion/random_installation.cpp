@@ -114,7 +114,8 @@ std::string RandomInstallation::Document() {
   std::string document = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<velquarn>\n";
   for (auto count = random_() % 12; count > 0; --count) {
     const std::string element = kElements[random_() % std::size(kElements)];
-    document += "<" + element + ">" + Value(element) + "</" + element + ">\n";
+    document.append("<").append(element).append(">").append(Value(element));
+    document.append("</").append(element).append(">\n");
   }
   return document + "</velquarn>" + (OneIn(2) ? "\n" : "");
 }
