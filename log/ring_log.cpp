@@ -66,14 +66,18 @@ qvx::Descriptor OpenLog() {
   return qvx::OpenDescriptor(QvxLogFile, O_RDWR);
 }
 
+/// Writes the text at `offset`. Returns whether all of it was written.
 bool WriteAt(const qvx::Descriptor& file, std::string_view text, off_t offset) {
   while (!text.empty()) {
     const ssize_t count = pwrite(file.get(), text.data(), text.size(), offset);
-    if (count < 0 && errno != EINTR) {
+    if (count < 0 && errno == EINTR) {
+      continue;
+    }
+    if (count <= 0) {
       return false;
     }
-    text.remove_prefix(count < 0 ? 0 : static_cast<size_t>(count));
-    offset += count < 0 ? 0 : count;
+    text.remove_prefix(static_cast<size_t>(count));
+    offset += count;
   }
   return true;
 }
@@ -84,10 +88,10 @@ uint64_t ReadHeader(const qvx::Descriptor& file) {
   return qvx::NextRecordOffset({header, count < 0 ? 0 : static_cast<size_t>(count)});
 }
 
-bool WriteHeader(const qvx::Descriptor& file, uint64_t offset) {
+void WriteHeader(const qvx::Descriptor& file, uint64_t offset) {
   char header[qvx::kLogHeaderSize + 1];
   std::snprintf(header, sizeof header, "%08X\n", static_cast<unsigned>(offset));
-  return WriteAt(file, {header, qvx::kLogHeaderSize}, 0);
+  WriteAt(file, {header, qvx::kLogHeaderSize}, 0);
 }
 
 /// Returns where the next record begins, behind a new header when a new cycle starts.
