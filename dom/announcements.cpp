@@ -36,15 +36,20 @@ struct Details {
   uint16_t change = 0;
 };
 
-void Dispatch(DOM_Node* target, EventType type, Bubbling bubbling, const Details& details = {}) {
-  if (!IsAwaited(target, type)) {
-    return;
-  }
+/// Dispatches an event that is awaited.
+void Dispatch(DOM_Node* target, EventType type, Bubbling bubbling, const Details& details) {
   DOM_MutationEvent event{};
   DOM_MutationEvent_initMutationEvent(
       &event, event_type_names[type], bubbling == Bubbling::kYes ? 1 : 0, 0, details.related,
       details.previous, details.current, details.name, details.change);
   DOM_EventTarget_dispatchEvent(target, &event);
+}
+
+void DispatchIfAwaited(DOM_Node* target, EventType type, Bubbling bubbling,
+                       const Details& details = {}) {
+  if (IsAwaited(target, type)) {
+    Dispatch(target, type, bubbling, details);
+  }
 }
 
 /// The two orders in which a subtree is told of its fate.
@@ -85,7 +90,7 @@ void DispatchToSubtree(DOM_Node* root, EventType type) {
   for (size_t i = 0; i < count; ++i) {
     DOM_Node* const node = nodes.get()[i];
     if (IsWithin(root, node)) {
-      Dispatch(node, type, Bubbling::kNo);
+      DispatchIfAwaited(node, type, Bubbling::kNo);
     }
   }
 }
@@ -137,12 +142,12 @@ void DispatchData(DOM_CharacterData* node, const DOM_String* previous) {
 }  // namespace
 
 void DispatchInsertion(DOM_Node* parent, DOM_Node* node) {
-  Dispatch(node, kNodeInserted, Bubbling::kYes, {.related = parent});
+  DispatchIfAwaited(node, kNodeInserted, Bubbling::kYes, {.related = parent});
   DispatchToSubtree<Preorder>(node, kNodeInsertedIntoDocument);
 }
 
 void DispatchRemoval(DOM_Node* parent, DOM_Node* node) {
-  Dispatch(node, kNodeRemoved, Bubbling::kYes, {.related = parent});
+  DispatchIfAwaited(node, kNodeRemoved, Bubbling::kYes, {.related = parent});
   DispatchToSubtree<Postorder>(node, kNodeRemovedFromDocument);
 }
 
@@ -180,7 +185,7 @@ using namespace qvx::dom;
 
 void DOM_MutationEvent_processSubtreeModified(DOM_Document* document) {
   DOM_Node* const common_parent = IsDocument(document) ? TakeCommonParent(document) : nullptr;
-  if (common_parent != nullptr && MayBeHeard()) {
-    Dispatch(common_parent, kSubtreeModified, Bubbling::kYes);
+  if (common_parent != nullptr) {
+    DispatchIfAwaited(common_parent, kSubtreeModified, Bubbling::kYes);
   }
 }
