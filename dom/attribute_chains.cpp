@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "dom/node_array.h"
+
 namespace qvx::dom {
 
 AttributeChain* attribute_chains = nullptr;
@@ -25,12 +27,9 @@ bool Grow() {
     errno = ENOMEM;
     return false;
   }
-  auto* grown = static_cast<AttributeChain*>(
-      std::realloc(attribute_chains, size_t{wanted} * sizeof(AttributeChain)));
-  if (grown == nullptr) {
+  if (!ResizeArray(attribute_chains, wanted)) {
     return false;
   }
-  attribute_chains = grown;
   room = wanted;
   return true;
 }

@@ -21,11 +21,9 @@ uint32_t next_loser = 1;  // whose cursor goes next when all are given out
 /// Leaves the table as it was when memory ran out.
 bool Grow() {
   const uint32_t wanted = std::clamp(2 * room, kFirstRoom, kMostRoom);
-  auto* grown = static_cast<Cursor*>(std::realloc(cursors, wanted * sizeof(Cursor)));
-  if (grown == nullptr) {
+  if (!ResizeArray(cursors, wanted)) {
     return false;
   }
-  cursors = grown;
   room = wanted;
   return true;
 }

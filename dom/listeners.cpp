@@ -108,16 +108,6 @@ NodeListeners* MakeListeners(DOM_Node* node) {
   return made;
 }
 
-/// Makes `array` as large as `room` allows; false with errno set when memory ran out.
-template <typename T>
-bool Enlarge(T*& array, uint32_t room) {
-  T* const grown = ResizeArray(array, room);
-  if (grown != nullptr) {
-    array = grown;
-  }
-  return grown != nullptr;
-}
-
 /// Makes sure of an empty slot and of a place in the index. Returns false with errno set when
 /// memory ran out.
 bool MakeRoom(NodeListeners* listeners) {
@@ -128,7 +118,7 @@ bool MakeRoom(NodeListeners* listeners) {
     return true;
   }
   const uint32_t room = std::max(2 * listeners->room, uint32_t{1});
-  if (!Enlarge(listeners->slots, room) || !Enlarge(listeners->empty_slots, room)) {
+  if (!ResizeArray(listeners->slots, room) || !ResizeArray(listeners->empty_slots, room)) {
     return false;
   }
   listeners->room = room;

@@ -1,4 +1,4 @@
-// Arrays of pointers whose allocation may fail. Internal to the document model.
+// Arrays whose allocation may fail. Internal to the document model.
 #ifndef QVX_DOM_NODE_ARRAY_H
 #define QVX_DOM_NODE_ARRAY_H
 
@@ -12,18 +12,24 @@ namespace qvx::dom {
 template <typename T>
 using MallocArray = MallocOwner<T[]>;
 
-/// `count` null pointers; null with errno set when memory ran out.
+/// `count` zero elements; null with errno set when memory ran out.
 template <typename T>
 MallocArray<T> NewArray(size_t count) {
-  // NOLINTNEXTLINE(bugprone-sizeof-expression): the elements are pointers.
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): the elements may be pointers.
   return MallocArray<T>(static_cast<T*>(std::calloc(count == 0 ? 1 : count, sizeof(T))));
 }
 
-/// `array` (may be null) with `count` places, or null with errno set and the array left as it was.
+/// Gives `array` (may be null) `count` places. Returns false with errno set, and leaves it as it
+/// was, when memory ran out.
 template <typename T>
-T* ResizeArray(T* array, size_t count) {
-  // NOLINTNEXTLINE(bugprone-sizeof-expression): the elements are pointers.
-  return static_cast<T*>(std::realloc(static_cast<void*>(array), count * sizeof(T)));
+bool ResizeArray(T*& array, size_t count) {
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): the elements may be pointers.
+  auto* resized = static_cast<T*>(std::realloc(static_cast<void*>(array), count * sizeof(T)));
+  if (resized == nullptr) {
+    return false;
+  }
+  array = resized;
+  return true;
 }
 
 /// An array that stands on the frame unless it has more than `kFew` elements. The elements are not
@@ -57,8 +63,8 @@ class PointerStack {
   bool Push(T* pointer) {
     if (count_ == room_) {
       const size_t room = room_ == 0 ? kFirstRoom : 2 * room_;
-      T** const grown = ResizeArray(pointers_.get(), room);
-      if (grown == nullptr) {
+      T** grown = pointers_.get();
+      if (!ResizeArray(grown, room)) {
         return false;
       }
       static_cast<void>(pointers_.release());  // it has become `grown`
