@@ -168,10 +168,11 @@ DOM_Element* DOM_NodeList_ownerElement(const NodeList* list);
 
 /// Change a list that has entries of its own, or link a node into a child list or out of it. Append
 /// puts the node at the end, insert before `reference` (at the end when that is null), replace into
-/// the place of `old_node`. They return the entry of the node. The entry that remove returns is
-/// released by the caller with free(); it is null, with nothing recorded, when the node is not in
-/// the list. Append, insert and remove set an attribute's ownerElement. Replace clears that of the
-/// old node, and sets that of the new one only in a child list or an element's map. Null with
+/// the place of `old_node`. They return the entry of the node, which is good until the next change
+/// of the list. The entry that remove returns is released by the caller with free(); it is null,
+/// with nothing recorded, when the node is not in the list. Append, insert and remove set an
+/// attribute's ownerElement. Replace clears that of the old node, and sets that of the new one only
+/// in a child list or an element's map. Null with
 /// - the null-parameter code: the list or a node is null,
 /// - DOM_FILTERED_LIST_ERR: the list is a view,
 /// - DOM_HIERARCHY_REQUEST_ERR: the list is a child list, and the node has a parent or may not be
