@@ -99,24 +99,24 @@ std::vector<BindingEntry> BindingEntries(const Forecast& forecast) {
 }
 
 std::vector<BoundAddress> BoundAddresses(const Forecast& forecast) {
+  std::map<std::string, std::string> deciding;
+  if (forecast.settings.bind_to_selected) {
+    for (const BindingEntry& entry : BindingEntries(forecast)) {
+      for (const std::string& address : entry.selected) {
+        deciding.emplace(address, entry.text);  // the first entry decides
+      }
+    }
+    deciding.emplace(kLoopback, "always bound");
+  }
   const auto interfaces = Interfaces(forecast.interface_text);
+  const auto text_for = [](const std::map<std::string, std::string>& texts,
+                           const std::string& address) {
+    const auto found = texts.find(address);
+    return found == texts.end() ? "" : found->second;
+  };
   std::vector<BoundAddress> bound;
   for (const std::string& address : forecast.bind_addresses) {
-    const auto found = interfaces.find(address);
-    bound.push_back({address, found == interfaces.end() ? "" : found->second, ""});
-  }
-  if (!forecast.settings.bind_to_selected) {
-    return bound;
-  }
-  const std::vector<BindingEntry> entries = BindingEntries(forecast);
-  for (BoundAddress& address : bound) {
-    const auto decides = [&](const BindingEntry& entry) {
-      return std::count(entry.selected.begin(), entry.selected.end(), address.address) > 0;
-    };
-    const auto entry = std::find_if(entries.begin(), entries.end(), decides);
-    address.entry = entry != entries.end()         ? entry->text
-                    : address.address == kLoopback ? "always bound"
-                                                   : "";
+    bound.push_back({address, text_for(interfaces, address), text_for(deciding, address)});
   }
   return bound;
 }

@@ -26,6 +26,9 @@ struct BindingEntry {
   bool is_network;                    ///< an address and a mask
   std::vector<std::string> selected;  ///< addresses, without 127.0.0.1, which is always bound
 };
+
+/// Returns the entries of the binding list, each as if it stood alone. The cost grows with the
+/// product of entries and addresses.
 std::vector<BindingEntry> BindingEntries(const Forecast& forecast);
 
 /// An address with its virtual hosts.
