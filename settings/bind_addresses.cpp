@@ -7,9 +7,9 @@
 #include <bit>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <optional>
-#include <unordered_map>
-#include <unordered_set>
+#include <set>
 #include <utility>
 
 #include "settings/interface_addresses.h"
@@ -25,10 +25,7 @@ constexpr char kWildcard[] = "*";
 /// A bind list that ignores an address that it holds already.
 class UniqueList {
  public:
-  explicit UniqueList(size_t capacity) {
-    entries_.reserve(capacity);
-    seen_.reserve(capacity);
-  }
+  explicit UniqueList(size_t capacity) { entries_.reserve(capacity); }
 
   void Add(uint32_t address) {
     if (seen_.insert(address).second) {
@@ -40,7 +37,7 @@ class UniqueList {
 
  private:
   std::vector<std::string> entries_;
-  std::unordered_set<uint32_t> seen_;
+  std::set<uint32_t> seen_;
 };
 
 /// The network that one entry of the binding list selects, in network byte order.
@@ -100,7 +97,8 @@ class Networks {
     }
   }
 
-  std::unordered_map<uint32_t, std::unordered_map<uint32_t, size_t>> by_mask_;
+  // Ordered, because whoever writes the list could choose networks that share one bucket of a hash.
+  std::map<uint32_t, std::map<uint32_t, size_t>> by_mask_;
   size_t count_ = 0;
 };
 
