@@ -19,9 +19,15 @@ struct AccountIds {
 /// Returns the account's user and group, or nothing when there is no such account.
 std::optional<AccountIds> ServiceAccountIds();
 
-/// Gives the process the account's identity for good: supplementary groups, and the real, effective
-/// and saved IDs. Returns false when the system refused a step.
-bool BecomeServiceAccount(const AccountIds& account);
+/// The groups of a process with the account's identity.
+enum class Groups {
+  kAll,  ///< also the supplementary ones, for which every name service of the host may be asked
+  kOwn,  ///< the account's own group alone
+};
+
+/// Gives the process the account's identity for good: groups, and the real, effective and saved
+/// IDs. Returns false when the system refused a step.
+bool BecomeServiceAccount(const AccountIds& account, Groups groups);
 
 }  // namespace qvx
 

@@ -95,7 +95,7 @@ int RunStartScript(const std::string& command) {
     LogOutput(kLogCritical, "%s", kNoServiceUser);
     return 0;
   }
-  if (BecomeServiceAccount(*account)) {
+  if (BecomeServiceAccount(*account, Groups::kAll)) {
     ExecuteShell(command.c_str());
   }
   LogOutput(kLogCritical, "%s", kScriptNotRun);

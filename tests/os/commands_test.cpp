@@ -97,6 +97,13 @@ TEST(Commands, ChildrenInheritOnlyStandardStreams) {
   });
 }
 
+TEST(Commands, OfTheAccountHaveItsOwnGroupAlone) {
+  const std::string owner = ServiceOwner();
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(RunCommand("echo $(id -u):$(id -G)", Rights::kServiceAccount), 1);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), owner + '\n');
+}
+
 void HaveNoProcess() {
   const rlimit none{0, 0};
   EXPECT_EQ(setrlimit(RLIMIT_NPROC, &none), 0);

@@ -75,7 +75,7 @@ TEST(FileReplacement, InPlaceWhereTheFileIsAMountOrTheDirectoryClosed) {
     EXPECT_TRUE(ReplaceFile(mounted, OwnFile(0600), std::string(4096, 'm')));
     EXPECT_EQ(Contents(path), std::string(4096, 'm'));
     PassIsolated(0, [&] {
-      EXPECT_TRUE(BecomeServiceAccount(account));
+      EXPECT_TRUE(BecomeServiceAccount(account, Groups::kAll));
       EXPECT_FALSE(ReplaceFile(path, ServiceFile(), std::string(8193, 'n')));
       EXPECT_EQ(Contents(path), std::string(4096, 'm'));
       EXPECT_TRUE(ReplaceFile(path, ServiceFile(), "new"));
