@@ -172,7 +172,7 @@ File OpenFile(const std::string& path, const char* mode) {
 
 std::optional<std::string> ReadRest(const Descriptor& file, size_t limit) {
   std::string text;
-  char block[65536];
+  char block[8192];
   for (;;) {
     const ssize_t count = read(file.get(), block, sizeof block);
     if (count == 0) {
