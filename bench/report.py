@@ -54,7 +54,8 @@ def measured_cases(build, names, with_times):
 
 def of_process(costs):
     """The seconds of a process are those of the processor."""
-    return {'ms': costs.pop('seconds'), 'peak KiB': costs.pop('peak'), **costs}
+    names = {'seconds': 'ms', 'peak': 'peak KiB'}
+    return {names.get(field, field): value for field, value in costs.items()}
 
 
 def ranges_apart(count, directory):
