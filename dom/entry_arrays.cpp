@@ -3,27 +3,29 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "dom/node_array.h"
+
 namespace qvx::dom {
 namespace {
 
 constexpr uint32_t kFirstRoom = 4;
 
-void FreeArray(EntryList* list) {
-  if (list->first != nullptr) {
-    std::free(list->first - list->free_before);
-  }
+ArrayEntry* ArrayOf(const EntryList* list) {
+  return list->first != nullptr ? list->first - list->free_before : nullptr;
 }
 
-/// Moves the entries to an array with so many free places. Returns false with errno set when memory
-/// ran out.
+/// Gives the list an array with so many free places. Returns false with errno set when memory ran
+/// out.
 bool MoveEntries(EntryList* list, uint32_t before, uint32_t behind) {
-  const size_t room = size_t{before} + list->length + behind;
-  auto* array = static_cast<ArrayEntry*>(std::malloc(room * sizeof(ArrayEntry)));
-  if (array == nullptr) {
+  const bool entries_stay = before == list->free_before;  // a large array is not copied then
+  ArrayEntry* array = entries_stay ? ArrayOf(list) : nullptr;
+  if (!ResizeArray(array, size_t{before} + list->length + behind)) {
     return false;
   }
-  std::copy_n(list->first, list->length, array + before);
-  FreeArray(list);
+  if (!entries_stay) {
+    std::copy_n(list->first, list->length, array + before);
+    std::free(ArrayOf(list));
+  }
   list->first = array + before;
   list->free_before = before;
   list->free_behind = behind;
@@ -96,7 +98,7 @@ void TakeOut(EntryList* list, const ArrayEntry* entry) {
 }
 
 void FreeEntries(EntryList* list) {
-  FreeArray(list);
+  std::free(ArrayOf(list));
   list->first = nullptr;
   list->length = list->free_before = list->free_behind = 0;
 }
