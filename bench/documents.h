@@ -94,16 +94,19 @@ size_t FirstText(Model& model, const char* name) {
   }
 }
 
+/// The number of the elements with a name, which are collected in a list.
 template <typename Model>
 size_t CountByName(Model& model, const char* name) {
   if constexpr (requires { model.CountByName(name); }) {
     return model.CountByName(name);
   } else {
-    size_t count = 0;
+    std::vector<NodeOf<Model>> found;
     for (auto node = model.Root(); node; node = Following(model, node)) {
-      count += IsCalled(model, node, name) ? 1 : 0;
+      if (IsCalled(model, node, name)) {
+        found.push_back(node);
+      }
     }
-    return count;
+    return found.size();
   }
 }
 
