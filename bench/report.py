@@ -22,6 +22,9 @@ PAGE = pathlib.Path(__file__).parent.parent / 'docs' / 'performance.in.md'
 OURS = ('ours', 'ours-heard')
 # Their floor is done by the system, whose instructions nobody counts.
 FLOOR_IN_SYSTEM = ('save', 'generate', 'log')
+# Of these a table shows the largest input alone; the plots show all.
+LARGEST = ('load', 'read', 'change', 'save', 'free', 'growth')
+WITHOUT_PEAK = ('free',)
 FIELDS = {'instructions': 1, 'ms': 1e3, 'cold ms': 1e3, 'peak KiB': 1 / 1024}
 SUMMARIZE = """import ipaddress, sys
 for line in open(sys.argv[1]):
@@ -138,19 +141,32 @@ def cells(contenders, contender, field, has_floor):
                  min((costs[field] for name, costs in contenders.items()
                       if name not in (*OURS, 'floor') and field in costs
                       and (field != 'peak KiB' or 'instructions' in costs)), default=None)]
+    bases = [base if base is not None and base > 0 else None for base in bases]
     shown = '' if value is None else f'{value * FIELDS[field]:,.{3 if "ms" in field else 0}f}'
     return [shown, *(f'{value / base:.2f}' if base and value is not None else ''
                      for base in bases)]
 
 
-def table(found, subject):
+def inputs_of(found, subject):
+    """For each input and size, what each contender took."""
     inputs = {}
     for name, costs in found.items():
         if name.startswith(subject + '/'):
             _, what, size, contender = measure.split(name)
             inputs.setdefault((what, size or 0), {})[contender] = costs
+    if subject not in LARGEST:
+        return inputs
+    largest = {}
+    for what, size in inputs:
+        largest[what] = max(size, largest.get(what, 0))
+    return {(what, size): inputs[what, size] for what, size in largest.items()}
+
+
+def table(found, subject):
+    inputs = inputs_of(found, subject)
     fields = [field for field in FIELDS if any(
-        field in costs for contenders in inputs.values() for costs in contenders.values())]
+        field in costs for contenders in inputs.values() for costs in contenders.values())
+        and (field != 'peak KiB' or subject not in WITHOUT_PEAK)]
     lines = ['| input | contender | ' + ''.join(f'{field} | of floor | of peer | '
                                                 for field in fields) + 'page faults |',
              '|---|---|' + '--:|' * (3 * len(fields) + 1)]
@@ -164,11 +180,10 @@ def table(found, subject):
     return lines
 
 
-def page(found):
+def page(found, command):
     """The tables take the places of their names in braces. What was not measured is left out."""
     head, *sections = re.split(r'(?m)^(?=## )', PAGE.read_text())
-    shown = [head.format(command=' '.join(['scripts/bench', *sys.argv[2:]]),
-                         processors=os.cpu_count())]
+    shown = [head.format(command=command, processors=os.cpu_count())]
     for section in sections:
         subject = re.search(r'\{(\w+)\}', section)[1]
         lines = exponents(found) if subject == 'exponents' else table(found, subject)
@@ -189,13 +204,13 @@ def plot(quantity, contenders, directory):
     return f'![{quantity}]({directory.name}/{quantity}.svg)'
 
 
-def write_report(found, directory):
+def write_report(found, text, directory):
     pictures = pathlib.Path(directory, 'performance')
     pictures.mkdir(parents=True, exist_ok=True)
     links = [plot(quantity, contenders, pictures)
              for quantity, contenders in sorted(lines_of(found).items())]
     pictures.with_suffix('.md').write_text(
-        '\n'.join([page(found), '## Plots', '', *links, '']))
+        '\n'.join([text, '## Plots', '', *links, '']))
 
 
 def main():
@@ -212,11 +227,12 @@ def main():
     found |= measured_commands(options.build, options.subject)
     if 'start/'.startswith(options.subject):
         found |= measured_starts(options.build)
-    print(page(found))
     if options.json:
         options.json.write_text(json.dumps(found, indent=1))
+    text = page(found, ' '.join(['scripts/bench', *sys.argv[2:]]))
+    print(text)
     if options.report:
-        write_report(found, options.report)
+        write_report(found, text, options.report)
 
 
 if __name__ == '__main__':
