@@ -1,4 +1,5 @@
 // Files and directories: what can be written, who else can write, and free space.
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 
 #include "companion/findings.h"
@@ -6,6 +7,7 @@
 #include "launcher/launcher.h"
 #include "os/directories.h"
 #include "os/service_account.h"
+#include "settings/document.h"
 #include "tls/pem_files.h"
 #include "webconf/servlet_container.h"
 
@@ -44,6 +46,20 @@ void CheckDirectories(Findings& findings) {
           {Severity::kWarning, path, 0, 0, "", "The service account can write into the directory.",
            "It writes files of the account alone there, and follows no link of others.",
            "chown root:root " + Quoted(path) + "; chmod 755 " + Quoted(path)});
+    }
+  }
+}
+
+void CheckModes(const Forecast& forecast, Findings& findings) {
+  for (const std::string& path : {SettingsPath(), forecast.server_conf.path, forecast.php_ini.path,
+                                  forecast.agent_map.path}) {
+    const std::optional<Ownership> file = OwnershipOf(path);
+    if (file && (file->mode & S_IWOTH) != 0) {
+      findings.push_back(
+          {Severity::kWarning, path, 0, 0, "", "Everybody on the machine can change the file.",
+           path == SettingsPath() ? "It takes the settings as they stand, and sets the mode 660."
+                                  : "It makes the file anew with the mode 660.",
+           "chown zxqvx:zxqvx " + Quoted(path) + "; chmod 660 " + Quoted(path)});
     }
   }
 }
@@ -89,6 +105,7 @@ void CheckFiles(const Forecast& forecast, Findings& findings) {
   CheckAccount(findings);
   CheckWriting(forecast, findings);
   CheckDirectories(findings);
+  CheckModes(forecast, findings);
   CheckSpace(findings);
   CheckProxyBlocks(forecast, findings);
 }

@@ -194,11 +194,13 @@ TEST(Check, Files) {
        "w ../tls/file.pem zxqvx cannot read the file.\n"
        "w ../tls/file.pem Others than zxqvx can use the private key.\n"
        "w conf The service account can write into the directory.\n"
+       "w conf/qvxpd.xml Everybody on the machine can change the file.\n"
        "w sbin/zxqvxd Others than root can change the daemon: it may be a wrong one.\n",
        [](const PreparedInstallation& site) {
          fs::permissions(site.tls() / "file.pem", fs::perms(0602));
          EXPECT_EQ(chown((site.tls() / "file.pem").c_str(), 0, 0), 0);
          fs::permissions(site.base() / "conf", fs::perms(0777));
+         fs::permissions(site.settings(), fs::perms(0662));
          fs::permissions(site.base() / "sbin/zxqvxd", fs::perms(0775));
        }},
       {"programs", "",
