@@ -28,6 +28,11 @@ void Run(std::string command) {
   }
 }
 
+std::string Variable(const char* name) {
+  const char* const value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
 std::string Protection(const std::string& mode, const std::string& path) {
   return "chmod " + mode + ' ' + path + "; chown zxqvx:zxqvx " + path;
 }
@@ -39,8 +44,8 @@ struct Command {
 };
 
 std::vector<Command> Commands() {
-  const std::string base = std::getenv("SYSMGTZX_BASE_DIR");
-  const std::string tls = std::getenv("SSL_SHARE_BASE_DIR");
+  const std::string base = Variable("SYSMGTZX_BASE_DIR");
+  const std::string tls = Variable("SSL_SHARE_BASE_DIR");
   const std::string status = "cat /proc/" + std::to_string(getppid()) + "/stat | awk '{print $";
   return {{"sfr", Protection("755", base + "/session")},
           {"sfr", Protection("755", base + "/session/php")},
@@ -82,7 +87,7 @@ int main(int argument_count, char* arguments[]) {
   if (run == 'r') {
     return EXIT_SUCCESS;
   }
-  std::string daemon = std::string(std::getenv("SYSMGTZX_BASE_DIR")) + "/sbin/zxqvxd";
+  std::string daemon = Variable("SYSMGTZX_BASE_DIR") + "/sbin/zxqvxd";
   char* const command[] = {daemon.data(), nullptr};
   execv(daemon.c_str(), command);
   return 127;
