@@ -127,8 +127,12 @@ void DescribeOverlap(const AccessEntry& entry, const AccessEntry& other, Overlap
 void CheckLists(const Forecast& forecast, const ListFindings& findings) {
   const std::string_view include = ViewOf(forecast.settings.included_clients);
   if (include.empty()) {
-    findings.Add(Severity::kWarning, true, "The include list is empty, and the restriction is on.",
-                 "It lets everybody in, but for the exclude list.", kForm);
+    const bool excludes = !ViewOf(forecast.settings.excluded_clients).empty();
+    findings.Add(
+        excludes ? Severity::kNote : Severity::kWarning, true,
+        "The include list is empty, and the restriction is on.",
+        excludes ? "It lets everybody in, but for the exclude list." : "It lets everybody in.",
+        excludes ? "" : kForm);
   } else if (include.find_first_not_of(';') == std::string_view::npos) {
     findings.Add(Severity::kWarning, true, "The include list has no entry.",
                  "It lets in 127.0.0.1 alone.", kForm);

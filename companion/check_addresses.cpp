@@ -59,6 +59,14 @@ void CheckAddresses(const Forecast& forecast, Findings& findings) {
     CheckBinding(forecast, findings);
     return;
   }
+  if (forecast.settings.bind_to_wildcard) {
+    findings.push_back({Severity::kWarning, SettingsPath(),
+                        LineOf(SettingsElements(forecast), "monitor-ip-changes"), 0,
+                        "monitor-ip-changes", "Debian's web server refuses the address \"*\".",
+                        "It writes the configuration all the same. Whether the daemon starts is "
+                        "told by: qvxctl check --daemon",
+                        "Set monitor-ip-changes to 0."});
+  }
   const char* list = SettingText(forecast.document.get(), "ip-binding-list");
   if (!ViewOf(list).empty()) {
     findings.push_back({Severity::kWarning, SettingsPath(),

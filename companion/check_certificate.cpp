@@ -25,6 +25,23 @@ std::string RenewalOf() {
          "daemon.";
 }
 
+/// Why a pair that stands there does not stay.
+std::string WhyReplaced(const PairForecast& pair) {
+  if (pair.is_deleted_first) {
+    return "QVX_CERT_REGEN is 1.";
+  }
+  if (!pair.facts->certificate_loads) {
+    return HasName(CertificatePath()) ? "The certificate does not load."
+                                      : "The certificate is missing.";
+  }
+  if (!pair.facts->key_loads) {
+    return HasName(KeyPath()) ? "The private key does not load, or has a pass phrase."
+                              : "The private key is missing.";
+  }
+  return pair.facts->they_match ? "The launcher's own certificate names another host."
+                                : "The private key does not belong to the certificate.";
+}
+
 void CheckPair(const Forecast& forecast, Findings& findings) {
   const PairForecast& pair = forecast.pair;
   const auto add = [&](Severity severity, std::string what, std::string cure) {
@@ -41,9 +58,8 @@ void CheckPair(const Forecast& forecast, Findings& findings) {
   } else if (!pair.is_kept()) {
     const bool is_new = !HasName(CertificatePath()) && !HasName(KeyPath());
     add(is_new ? Severity::kNote : Severity::kWarning,
-        is_new ? "There is no certificate and key yet."
-               : "The certificate and key on disk are not those of the next start.",
-        is_new ? "" : "Install a pair that matches before the start, if this one is to stay.");
+        is_new ? "There is no certificate and key yet." : WhyReplaced(pair),
+        is_new ? "" : "Install a pair that loads and matches before the start, if it is to stay.");
   }
 }
 

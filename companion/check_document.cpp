@@ -14,28 +14,59 @@ namespace {
 constexpr char kEverybody[] =
     "Nobody is restricted then: everybody who reaches the machine is let in.";
 
-/// Returns how to put back the newest kept document that loads.
-std::string CureByKept(const std::string& kept) {
+/// Returns the newest kept document that loads and is not the default.
+std::optional<std::string> NewestKept(const std::string& kept) {
   for (const std::string& path : KeptSettings(kept)) {
     const std::optional<std::string> text = ReadText(path);
-    if (text && !FaultOf(*text)) {
-      return "Correct the file; or put back the last good one: install -o zxqvx -g zxqvx -m 660 " +
-             Quoted(path) + " " + Quoted(SettingsPath());
+    if (text && !FaultOf(*text) && *text != QVX_XML_DEFAULT) {
+      return path;
     }
   }
-  return "Correct the file before the next start. No good document is kept in " + kept + ".";
+  return std::nullopt;
+}
+
+std::string PutBack(const std::string& path) {
+  return "install -o zxqvx -g zxqvx -m 660 " + Quoted(path) + " " + Quoted(SettingsPath());
+}
+
+/// Returns how to put back the newest kept document. What is no file has to go first.
+std::string CureByKept(const Forecast& forecast, const std::string& kept) {
+  const bool is_in_the_way =
+      forecast.document_fate == DocumentFate::kUnusable && !ReadText(SettingsPath());
+  const std::string first =
+      is_in_the_way ? "Move away what stands there"
+                    : std::string(HasName(SettingsPath()) ? "Correct" : "Write") + " the file";
+  const std::optional<std::string> newest = NewestKept(kept);
+  return newest ? first + (is_in_the_way ? "; then" : "; or") +
+                      " put back the last good one: " + PutBack(*newest)
+                : first + " before the next start. No good document is kept in " + kept + ".";
+}
+
+/// A start has put the default in the place of a document that did not load, or the settings were
+/// never changed.
+void CheckDefault(const std::string& kept, Findings& findings) {
+  const std::optional<std::string> newest =
+      ReadText(SettingsPath()) == QVX_XML_DEFAULT ? NewestKept(kept) : std::nullopt;
+  if (newest) {
+    findings.push_back({Severity::kWarning, SettingsPath(), 0, 0, "",
+                        "This is the default document, but other settings were in use before.",
+                        std::string("It uses the default. ") + kEverybody,
+                        "Put back the last one: " + PutBack(*newest)});
+  }
 }
 
 void CheckFate(const Forecast& forecast, const std::string& kept, Findings& findings) {
   const DocumentFault& fault = forecast.fault;
   switch (forecast.document_fate) {
     case DocumentFate::kRead:
+      CheckDefault(kept, findings);
       return;
     case DocumentFate::kMade:
-      findings.push_back(
-          {HasName(SettingsPath()) ? Severity::kFailure : Severity::kWarning, SettingsPath(), 0, 0,
-           "", "There is no settings document that can be opened.",
-           std::string("It writes the default document. ") + kEverybody, CureByKept(kept)});
+      findings.push_back({HasName(SettingsPath()) ? Severity::kFailure : Severity::kWarning,
+                          SettingsPath(), 0, 0, "",
+                          "There is no settings document that can be opened.",
+                          std::string("It writes the default document. ") + kEverybody,
+                          CureByKept(forecast, kept)});
       return;
     case DocumentFate::kReplaced:
       findings.push_back(
@@ -44,7 +75,7 @@ void CheckFate(const Forecast& forecast, const std::string& kept, Findings& find
            std::string("It replaces the document by the default, and every setting is lost, the "
                        "restrictions included. ") +
                kEverybody,
-           CureByKept(kept)});
+           CureByKept(forecast, kept)});
       return;
     case DocumentFate::kSkipped:
       findings.push_back({Severity::kFailure, SettingsPath(), 0, 0, "",
@@ -57,7 +88,7 @@ void CheckFate(const Forecast& forecast, const std::string& kept, Findings& find
                           "The settings document does not load: " + fault.text +
                               ". The default cannot be written in its place.",
                           "It prints \"Invalid configuration file ...\" and ends with status 1.",
-                          CureByKept(kept)});
+                          CureByKept(forecast, kept)});
   }
 }
 

@@ -50,6 +50,17 @@ void CheckDirectories(Findings& findings) {
   }
 }
 
+/// The daemon's process ID goes there.
+void CheckLogDirectory(Findings& findings) {
+  const std::string path = InstallationPath("/logs");
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
+    findings.push_back({Severity::kFailure, path, 0, 0, "", "The directory is missing.",
+                        "The daemon cannot write its process ID and does not start.",
+                        "install -d -m 0755 " + Quoted(path)});
+  }
+}
+
 void CheckModes(const Forecast& forecast, Findings& findings) {
   for (const std::string& path : {SettingsPath(), forecast.server_conf.path, forecast.php_ini.path,
                                   forecast.agent_map.path}) {
@@ -105,6 +116,7 @@ void CheckFiles(const Forecast& forecast, Findings& findings) {
   CheckAccount(findings);
   CheckWriting(forecast, findings);
   CheckDirectories(findings);
+  CheckLogDirectory(findings);
   CheckModes(forecast, findings);
   CheckSpace(findings);
   CheckProxyBlocks(forecast, findings);

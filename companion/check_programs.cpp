@@ -1,6 +1,7 @@
 // The daemon, the programs that a run calls, the ports, and the web applications' descriptors.
 #include <dirent.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include "companion/findings.h"
@@ -33,6 +34,25 @@ void CheckDaemon(Findings& findings) {
                         "Whatever stands there runs as root.",
                         "Install the console's daemon again; chown root:root " + Quoted(path) +
                             "; chmod 755 " + Quoted(path)});
+  }
+}
+
+/// A launcher at another place is not looked at.
+void CheckLauncher(Findings& findings) {
+  const std::string path = InstallationPath("/sbin/qvxlauncher");
+  if (!HasName(path)) {
+    return;
+  }
+  if (!IsProgram(path)) {
+    findings.push_back(
+        {Severity::kFailure, path, 0, 0, "", "The launcher is not a program that can be executed.",
+         "Nothing starts by it.", "chgrp zxqvx " + Quoted(path) + "; chmod 750 " + Quoted(path)});
+  } else if (getxattr(path.c_str(), "security.capability", nullptr, 0) <= 0) {
+    findings.push_back({Severity::kWarning, path, 0, 0, "",
+                        "The launcher lacks its capability for signals.",
+                        "A start works. A reconfigure run of the daemon writes every file, but "
+                        "cannot let the daemon read them.",
+                        "setcap cap_kill+ep " + Quoted(path)});
   }
 }
 
@@ -79,6 +99,7 @@ void CheckDescriptors(Findings& findings) {
 
 void CheckPrograms(const Forecast& forecast, Findings& findings) {
   CheckDaemon(findings);
+  CheckLauncher(findings);
   CheckTools(forecast, findings);
   CheckPorts(findings);
   CheckDescriptors(findings);

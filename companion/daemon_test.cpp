@@ -65,7 +65,9 @@ std::optional<Answer> Ask(const std::string& configuration) {
   if (end == 0) {
     return std::nullopt;
   }
-  return Answer{std::atoi(text.c_str() + start), text.substr(0, start)};
+  std::string lines = text.substr(0, start);
+  ReplaceAll(lines, "\n", "; ");
+  return Answer{std::atoi(text.c_str() + start), lines.substr(0, lines.find_last_not_of("; ") + 1)};
 }
 
 /// The agent map is made by a start, and the daemon refuses to do without it.
@@ -100,7 +102,8 @@ void CheckWithDaemon(const Forecast& forecast, Findings& findings) {
     findings.push_back({Severity::kFailure, daemon, 0, 0, "",
                         "The daemon refuses the configuration: " + answer->text,
                         "The daemon does not start: the console stays down.",
-                        "The line is that of the file which \"qvxctl show --diff\" compares."});
+                        "Correct the setting that the named directive comes from: see "
+                        "qvxpd.xml(5). qvxctl show --diff has the lines."});
   }
 }
 

@@ -60,16 +60,24 @@ int RunShow(const Options& options) {
   return 0;
 }
 
-/// Whether `address` is let in follows the findings only when somebody asks or there is a peer.
+int Refuse(const char* option, const std::string& value) {
+  std::fprintf(stderr, "qvxctl: %s: %s is not understood\n", option, value.c_str());
+  return kUsage;
+}
+
+/// Whether an address is let in follows the findings only when somebody asks or there is a peer.
 int RunCheck(const Options& options) {
   const qvx::companion::Forecast forecast = qvx::companion::Foretell();
+  const std::string from = options.from.empty() ? qvx::companion::SshPeer() : options.from;
+  const qvx::companion::Admission admission = Admit(forecast, from);
+  if (!options.from.empty() && !admission.is_address) {
+    return Refuse("--from", options.from);
+  }
   qvx::companion::Findings findings = CheckAll(forecast, options.kept);
   if (options.daemon) {
     CheckWithDaemon(forecast, findings);
     SortBySeverity(findings);
   }
-  const std::string from = options.from.empty() ? qvx::companion::SshPeer() : options.from;
-  const qvx::companion::Admission admission = Admit(forecast, from);
   if (options.json) {
     nlohmann::ordered_json json = FindingsAsJson(findings);
     if (!from.empty()) {
@@ -85,11 +93,6 @@ int RunCheck(const Options& options) {
   }
   Print(page.text());
   return StatusOf(findings);
-}
-
-int Refuse(const char* option, const std::string& value) {
-  std::fprintf(stderr, "qvxctl: %s: %s is not understood\n", option, value.c_str());
-  return kUsage;
 }
 
 /// Waits a moment. Returns false when nobody reads the output any more.

@@ -159,8 +159,7 @@ std::string PairSentence(const PairForecast& pair) {
   }
   return pair.fate == PairFate::kReplace
              ? "A start replaces it: the launcher issued it for another host name."
-             : "A start sets it aside and makes a new pair: it is missing, does not load, or key "
-               "and certificate do not match.";
+             : "A start makes a new pair, and sets aside what stands there.";
 }
 
 }  // namespace qvx::companion
