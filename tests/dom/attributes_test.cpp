@@ -106,33 +106,55 @@ TEST(Attributes, ChangesTellTheirListeners) {
 
 TEST(Attributes, AreFoundAmongMany) {
   const Tree tree;
-  std::string expected;
-  for (int i = 0; i < 100; ++i) {
-    DOM_Element_setAttribute(tree.root(), std::to_string(i).c_str(), "old");
-  }
-  for (int i = 0; i < 100; ++i) {
-    const std::string name = std::to_string(i);
-    if (i % 3 == 0) {
-      DOM_Element_removeAttribute(tree.root(), name.c_str());
-    } else {
-      DOM_Element_setAttribute(tree.root(), name.c_str(), "new");
-      expected += " " + name + "=new";
+  std::vector<OwnedNode> removed;
+  for (const int kept : {60, 10, 60}) {  // an index stays, goes, and comes again
+    SCOPED_TRACE(kept);
+    std::string expected;
+    for (int i = 0; i < 100; ++i) {
+      DOM_Element_setAttribute(tree.root(), std::to_string(i).c_str(), "old");
     }
-    EXPECT_EQ(DOM_Element_getAttributeNode(tree.root(), name.c_str()) == nullptr, i % 3 == 0);
+    for (int i = 0; i < 100; ++i) {
+      const std::string name = std::to_string(i);
+      DOM_Attr* const attribute = DOM_Element_getAttributeNode(tree.root(), name.c_str());
+      if (i >= kept) {
+        removed.emplace_back(DOM_Element_removeAttributeNode(tree.root(), attribute));
+      } else {
+        DOM_Element_setAttribute(tree.root(), name.c_str(), "new");
+        expected += " " + name + "=new";
+      }
+      EXPECT_EQ(DOM_Element_getAttributeNode(tree.root(), name.c_str()),
+                i >= kept ? nullptr : attribute);
+    }
+    EXPECT_EQ(Attributes(tree.root()), expected);
   }
-  EXPECT_EQ(Attributes(tree.root()), expected);
 
   // Of equal names the first counts. They come in by way of the list only.
-  DOM_Attr* const second = DOM_Document_createAttribute(tree.document(), "1");
-  DOM_Attr* const first = DOM_NamedNodeMap_getNamedItem(tree.root()->attributes, "1");
-  NodeList_append(tree.root()->attributes, second);
-  EXPECT_EQ(DOM_Element_getAttributeNode(tree.root(), "1"), first);
+  DOM_Attr* const second = DOM_NamedNodeMap_getNamedItem(tree.root()->attributes, "2");
+  DOM_Attr* const first = DOM_Document_createAttribute(tree.document(), "2");
+  NodeList_insert(tree.root()->attributes, first, second);
+  EXPECT_EQ(DOM_Element_getAttributeNode(tree.root(), "2"), first);
   OwnedNode(DOM_Element_removeAttributeNode(tree.root(), first)).reset();
-  EXPECT_EQ(DOM_Element_getAttributeNode(tree.root(), "1"), second);
+  EXPECT_EQ(DOM_Element_getAttributeNode(tree.root(), "2"), second);
   // Nameless ones have no place in an index.
   NodeList_append(tree.root()->attributes,
                   Document_createNode(tree.document(), DOM_ATTRIBUTE_NODE));
   EXPECT_EQ(DOM_Element_getAttributeNode(tree.root(), "none"), nullptr);
+}
+
+// The values stand in room of the attributes as long as they fit.
+TEST(Attributes, NewValuesOfEveryLengthLeaveTheOthersAlone) {
+  for (size_t length = 0; length < 600; ++length) {
+    const std::string value(length, 'x');
+    const Tree tree;
+    for (const char* const old : {"", value.c_str()}) {
+      for (const char* name : {"a", "b", "c"}) {
+        DOM_Element_setAttribute(tree.root(), name, old);
+      }
+    }
+    EXPECT_EQ(Attributes(tree.root()), " a=" + value + " b=" + value + " c=" + value);
+    tree.Add(tree.root(), value);
+    EXPECT_EQ(Children(tree.root()), "(" + value + ")");
+  }
 }
 
 TEST(Attributes, ValueIsHandedOutToBeFreed) {

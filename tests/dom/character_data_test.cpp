@@ -24,6 +24,7 @@ TEST(CharacterData, ChangesByCharacters) {
       {[](N n) { DOM_CharacterData_insertData(n->parentNode, 0, "x"); }, DOM_NOT_SUPPORTED_ERR},
       {[](N n) { DOM_CharacterData_deleteData(n, 2, -1); }, 0, "abcdef", "ab", 2, "abcdef>ab "},
       {[](N n) { DOM_CharacterData_deleteData(n, 1, 2); }, 0, "abcd", "ad", 2, "abcd>ad "},
+      {[](N n) { DOM_CharacterData_deleteData(n, 1, 0); }, 0, "abc", "abc", 3, "abc>abc "},
       {[](N n) { DOM_CharacterData_deleteData(n, 4, 1); }, DOM_INDEX_SIZE_ERR},
       {[](N n) { DOM_CharacterData_replaceData(n, 1, 2, "XYZ"); }, 0, "abcd", "aXYZd", 5,
        "abcd>ad ad>aXYZd "},
@@ -76,11 +77,27 @@ TEST(CharacterData, GrowsUnheardAsItDoesHeard) {
   for (size_t step = 0; step < 200; ++step) {
     const size_t index = (3 * step + step / 8) % std::size(operations);
     SCOPED_TRACE(testing::Message() << step << ": " << index);
+    tree.common_parent() = nullptr;
     operations[index](unheard);
+    const DOM_Node* const noted = std::exchange(tree.common_parent(), nullptr);
     operations[index](heard);
+    ASSERT_EQ(noted, tree.common_parent());
     ASSERT_EQ(Text(unheard->nodeValue), heard->nodeValue);
     ASSERT_EQ(DOM_CharacterData_getLength(unheard), DOM_CharacterData_getLength(heard));
   }
+}
+
+TEST(CharacterData, ChangeIsNotedWhereItHappened) {
+  const Tree tree;
+  DOM_Node* const node = tree.Add(tree.Add(tree.root(), "<e"), "x");
+  OwnedNode taken;
+  Listener listener{"", nullptr, [&](DOM_Event* event) {
+                      taken.reset(DOM_Node_removeChild(node->parentNode, event->target));
+                      DOM_MutationEvent_processSubtreeModified(tree.document());
+                    }};
+  listener.Hear(tree.root(), "DOMCharacterDataModified");
+  DOM_CharacterData_appendData(node, "y");
+  EXPECT_EQ(tree.common_parent(), tree.root()->firstChild);
 }
 
 TEST(CharacterData, SubstringIsACopyOfCharacters) {

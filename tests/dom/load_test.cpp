@@ -110,13 +110,18 @@ TEST(Loader, OpenElementIsDestroyedByAListener) {
 TEST(Loader, OtherEncodingsNeedALocaleThatCanDecodeThem) {
   const std::string wide("\xff\xfe<\0a\0/\0>\0", 10);
   EXPECT_EQ(Loaded(wide).children, "a{}");
-  const std::string latin = "<?xml version='1.0' encoding='ISO-8859-1'?><a>\xe9</a>";
-  EXPECT_EQ(Loaded(latin).children, "a{}");
-  EXPECT_EQ(TakeError(), EILSEQ);
+  const std::string latin =
+      "<?xml version='1.0' encoding='ISO-8859-1'?><a>\xe9<![CDATA[\xe9]]></a>";
+  for (const std::string& text : {latin, "<a>" + Repeated("\xc3\xa9", 10000) + "</a>"}) {
+    EXPECT_EQ(Loaded(text).children, "a{}");
+    EXPECT_EQ(TakeError(), EILSEQ);
+  }
   const Locale locale(std::setlocale(LC_ALL, "C.UTF-8"));
   const Loaded loaded(latin);
-  EXPECT_EQ(loaded.children, "a{(\xc3\xa9)}");
+  EXPECT_EQ(loaded.children, "a{(\xc3\xa9)[\xc3\xa9]}");
   EXPECT_STREQ(DOM_DocumentPart(loaded.document.get()).encoding, "ISO-8859-1");
+  const Loaded unknown("<?xml version='1.0' encoding='" + std::string(65, 'x') + "'?><a/>");
+  EXPECT_EQ(DOM_DocumentPart(unknown.document.get()).encoding, std::string(64, 'x'));
 }
 
 /// Entities of which each refers to the one before it, `references` times.
@@ -178,6 +183,13 @@ TEST(Loader, FailuresAndWhatWasBuiltBefore) {
     EXPECT_EQ(TakeError(), row.error);
     EXPECT_EQ(loaded.children.substr(0, std::max(row.children.size(), size_t{1})), row.children);
   }
+}
+
+TEST(Loader, SecondDocumentTypeIsRefused) {
+  const std::string text = "<!DOCTYPE a><a/>";
+  const Loaded loaded(text);
+  EXPECT_EQ(Load(loaded.document.get(), text), 0);
+  EXPECT_EQ(TakeError(), DOM_PARSER_ERR);
 }
 
 TEST(Loader, WhatCannotBeReadOrStarted) {

@@ -130,6 +130,25 @@ TEST(Memory, EveryFailureIsReported) {
   }
 }
 
+/// So many attributes that they have an index. What cannot be indexed is found all the same.
+TEST(Memory, EveryAttributeIsFound) {
+  bool has_failed = true;
+  for (int calls = 0; has_failed; ++calls) {
+    SCOPED_TRACE(calls);
+    const Tree tree;
+    calls_until_failure = calls;
+    for (int i = 0; i < 40; ++i) {
+      DOM_Element_setAttribute(tree.root(), std::to_string(i).c_str(), "");
+    }
+    has_failed = std::exchange(calls_until_failure, kNever) == kNever;
+    TakeError();
+    NamedNodeMap* const map = tree.root()->attributes;
+    for (int32_t i = 0; DOM_Node* const attribute = DOM_NamedNodeMap_item(map, i); ++i) {
+      EXPECT_EQ(DOM_Element_getAttributeNode(tree.root(), attribute->nodeName), attribute);
+    }
+  }
+}
+
 #ifndef __SANITIZE_ADDRESS__  // which needs an address space without limit
 TEST(Memory, LoadTellsWhenTheParserRunsOut) {
   const std::string huge = "<a><!--" + std::string(size_t{1} << 23, 'x') + "--></a>";
