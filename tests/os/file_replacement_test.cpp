@@ -21,15 +21,18 @@ size_t Entries(const fs::path& directory) {
 TEST(FileReplacement, BesideTheOldFileAndBornAsItStays) {
   const TempDirectory root;
   const fs::path path = root.path() / "file";
-  // A process that is gone, one that is alive, and what is no name of ours.
-  WriteText(root.path() / ".other.4194305.new", "");
+  // A process that is gone, one that is alive, and what is no name or no file of ours.
+  WriteText(root.path() / ".other.xml.4194305.new", "");
   WriteText(root.path() / (".file." + std::to_string(getppid()) + ".new"), "");
   WriteText(root.path() / ".file.x.new", "");
+  WriteText(root.path() / "file.4194305.new", "");
+  fs::create_symlink("file", root.path() / ".link.4194305.new");
   WriteText(path, "old");
   PassIsolated(0, [&] {
     umask(0);
-    WriteText(root.path() / (".file." + std::to_string(getpid()) + ".new"), "of an earlier one");
+    WriteText(root.path() / (".other." + std::to_string(getpid()) + ".new"), "of an earlier one");
     RemoveLeftovers(path);
+    WriteText(root.path() / (".file." + std::to_string(getpid()) + ".new"), "made meanwhile");
     FileReplacement file(path, ServiceFile());
     EXPECT_TRUE(file.Write(std::string(100000, 'n')));
     EXPECT_EQ(Contents(path), "old");
@@ -39,7 +42,7 @@ TEST(FileReplacement, BesideTheOldFileAndBornAsItStays) {
   EXPECT_EQ(Contents(path), std::string(100000, 'n'));
   EXPECT_EQ(ModeOf(path), 0660U);
   EXPECT_EQ(OwnerOf(path), ServiceOwner());
-  EXPECT_EQ(Entries(root.path()), 3U);
+  EXPECT_EQ(Entries(root.path()), 5U);
 }
 
 TEST(FileReplacement, OnlyRegularFilesAreReplaced) {
@@ -72,12 +75,18 @@ TEST(FileReplacement, InPlaceWhereTheFileIsAMountOrTheDirectoryClosed) {
     EXPECT_EQ(chown(path.c_str(), account.user, account.group), 0);
     EXPECT_EQ(chmod(path.c_str(), 0644), 0);
     EXPECT_EQ(mount(path.c_str(), mounted.c_str(), "none", MS_BIND, nullptr), 0);
+    EXPECT_EQ(ForeseeReplacement(mounted), 0);
     EXPECT_TRUE(ReplaceFile(mounted, OwnFile(0600), std::string(4096, 'm')));
     EXPECT_EQ(Contents(path), std::string(4096, 'm'));
+    EXPECT_FALSE(ReplaceFile(path, ServiceFile(), std::string(8193, 'n')));
+    EXPECT_EQ(mount(nullptr, mounted.c_str(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr),
+              0);
+    EXPECT_EQ(ForeseeReplacement(mounted), EROFS);
     PassIsolated(0, [&] {
       EXPECT_TRUE(BecomeServiceAccount(account, Groups::kAll));
       EXPECT_FALSE(ReplaceFile(path, ServiceFile(), std::string(8193, 'n')));
       EXPECT_EQ(Contents(path), std::string(4096, 'm'));
+      EXPECT_EQ(ForeseeReplacement(path), 0);
       EXPECT_TRUE(ReplaceFile(path, ServiceFile(), "new"));
       EXPECT_EQ(Contents(path), "new");
       EXPECT_EQ(ModeOf(path), 0644U);
@@ -87,6 +96,20 @@ TEST(FileReplacement, InPlaceWhereTheFileIsAMountOrTheDirectoryClosed) {
       EXPECT_EQ(ModeOf(path), 0600U);
       EXPECT_FALSE(FileReplacement(path, ServiceFile(), LastLink::kFollow, Fallback::kNone));
     });
+  });
+}
+
+TEST(ServiceAccount, KeepsNothingOfRoots) {
+  ServiceOwner();
+  const AccountIds account = ServiceAccountIds().value();
+  PassIsolated(0, [&] {
+    EXPECT_EQ(setresuid(account.user, 0, 0), 0);  // as a program with the set-user-ID bit
+    EXPECT_TRUE(BecomeServiceAccount(account, Groups::kOwn));
+    gid_t groups[3] = {};
+    EXPECT_EQ(getgroups(3, groups), 1);
+    EXPECT_EQ(groups[0], account.group);
+    EXPECT_EQ(setresuid(0, 0, 0), -1);
+    EXPECT_EQ(setresgid(0, 0, 0), -1);
   });
 }
 

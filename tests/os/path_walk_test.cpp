@@ -21,7 +21,8 @@ class PathWalk : public testing::Test {
     std::filesystem::current_path(root_.path());
     EXPECT_EQ(std::system(R"(umask 022
 mkdir own other shared sticky; chown 65534 other; chmod 777 shared; chmod 1777 sticky
-echo target >target; echo key >key; ln key other/hard; ln key shared/hard
+mkdir shared/directory; ln -s "$PWD/target" own/absolute
+echo target >target; echo key | tee key >key2; ln key other/hard; ln key2 shared/hard
 for d in own other shared sticky; do
   echo root >$d/root; echo theirs >$d/theirs; chown 65534 $d/theirs
   ln -s ../target $d/link; ln -s ../target $d/foreign; chown -h 65534 $d/foreign
@@ -44,6 +45,7 @@ TEST_F(PathWalk, WhatMayBeReadAndChanged) {
       {"own/root", 0, 0},
       {"own/theirs", 0, 0},
       {"own/up/up/chain", 0, 0},
+      {"own/absolute", 0, 0},
       {"own/foreign", ELOOP, ELOOP},
       {"own/loop", ELOOP, ELOOP},
       {"own/fifo", ENXIO, ENXIO},
@@ -61,6 +63,7 @@ TEST_F(PathWalk, WhatMayBeReadAndChanged) {
       {"shared/root", 0, 0},
       {"shared/hard", ELOOP, ELOOP},
       {"shared/link", 0, ELOOP},
+      {"shared/directory", 0, EISDIR},
       {"sticky/link", 0, 0},
       {"sticky/foreign", ELOOP, ELOOP},
   };
@@ -78,15 +81,19 @@ TEST_F(PathWalk, HeldMeansThatNobodyElseCanExchangeIt) {
   const struct {
     const char* path;
     bool is_held;
-  } rows[] = {{"own/root", true},    {"own/new", true},        {"other/theirs", false},
-              {"other/new", false},  {"shared/new", false},    {"sticky/root", true},
-              {"sticky/new", false}, {"sticky/theirs", false}, {"own/../other/new", false}};
+  } rows[] = {{"own/root", true},          {"own/new", true},        {"other/theirs", false},
+              {"other/new", false},        {"shared/new", false},    {"sticky/root", true},
+              {"sticky/new", false},       {"sticky/theirs", false}, {"own/../other/new", false},
+              {"shared/../own/new", false}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.path);
     EXPECT_EQ(FindPlace(root_.path() / row.path, Access::kChange)->is_held, row.is_held);
   }
   EXPECT_EQ(chmod("own", 0775), 0);
   EXPECT_TRUE(FindPlace(root_.path() / "own/new", Access::kChange)->is_held) << "root's group";
+  EXPECT_EQ(std::system("setfacl -m u:65534:rwx own"), 0);
+  EXPECT_FALSE(FindPlace(root_.path() / "own/new", Access::kChange)->is_held) << "an access list";
+  EXPECT_EQ(std::system("setfacl -b own"), 0);
   EXPECT_EQ(chown("own", 0, 65534), 0);
   EXPECT_FALSE(FindPlace(root_.path() / "own/new", Access::kChange)->is_held);
 }
@@ -100,6 +107,14 @@ TEST_F(PathWalk, CreatingGoesThroughTrustedLinksOnly) {
   EXPECT_TRUE(RemoveName("own/fifo"));
   EXPECT_FALSE(RemoveName("own/device"));
   EXPECT_EQ(Contents("target"), "target\n");
+}
+
+TEST_F(PathWalk, DirectoriesAndTheirErrors) {
+  EXPECT_EQ(OpenDirectory("own") ? 0 : errno, 0);
+  EXPECT_EQ(OpenDirectory("own/root") ? 0 : errno, ENOTDIR);
+  EXPECT_EQ(OpenDirectory("own/none") ? 0 : errno, ENOENT);
+  EXPECT_EQ(ReadRest(OpenDescriptor("target", O_RDONLY), 7), "target\n");
+  EXPECT_EQ(ReadRest(OpenDescriptor("target", O_RDONLY), 6), std::nullopt);
 }
 
 }  // namespace
