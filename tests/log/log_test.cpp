@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 
@@ -11,6 +13,31 @@
 #include "log/ring_log.h"
 #include "tests/harness/installation.h"
 #include "tests/harness/isolated.h"
+
+namespace {
+
+size_t most_at_once = SIZE_MAX;
+size_t bytes_free = SIZE_MAX;
+bool is_interrupted = false;
+
+}  // namespace
+
+// The linker gives this what the log writes. With a bound, every other call is interrupted.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+extern "C" {
+ssize_t __real_pwrite(int file, const void* bytes, size_t size, off_t offset);
+ssize_t __wrap_pwrite(int file, const void* bytes, size_t size, off_t offset) {
+  is_interrupted = most_at_once != SIZE_MAX && !is_interrupted;
+  if (is_interrupted || bytes_free == 0) {
+    errno = is_interrupted ? EINTR : ENOSPC;
+    return -1;
+  }
+  const size_t taken = std::min({size, most_at_once, bytes_free});
+  bytes_free -= bytes_free == SIZE_MAX ? 0 : taken;
+  return __real_pwrite(file, bytes, taken, offset);
+}
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 namespace qvx::test {
 namespace {
@@ -67,7 +94,7 @@ TEST(RingLog, RecordGoesWhereHeaderSays) {
     size_t length;
   } rows[] = {
       {"zero bytes", std::string(9, '\0') + old, 9, 4},
-      {"0", Header(0) + old, 9, 4},
+      {"0", Header(0) + old, 9, 1},
       {"beyond the limit", Header(kLimit + 1) + old, 9, 4},
       {"negative", "-0000001\n" + old, 9, 4},
       {"nine digits", "100000010" + old, 9, 4},
@@ -88,10 +115,28 @@ TEST(RingLog, RecordGoesWhereHeaderSays) {
   }
 }
 
+TEST(RingLog, WritesInPiecesAndNotAtAllWithoutSpace) {
+  const Installation installation;
+  SetupLogsAndDebug(nullptr);
+  most_at_once = 7;
+  ExpectRecord(Header(20) + std::string(500, '.'), 20, 100);
+  most_at_once = SIZE_MAX;
+  bytes_free = 30;
+  EXPECT_EQ(LogOutput(kLogError, "cut"), -1);
+  EXPECT_EQ(Contents(QvxLogFile)->substr(0, 9), Header(20 + kHeading + 100));
+  WriteText(QvxLogFile, "");
+  bytes_free = 9;
+  EXPECT_EQ(LogOutput(kLogError, "cut"), -1);
+  bytes_free = SIZE_MAX;
+  EXPECT_EQ(Contents(QvxLogFile), Header(9));
+}
+
 TEST(RingLog, NewFileIsProtected) {
   const Installation installation;
   const std::string owner = ServiceOwner();
   const Variable variable("SYSMGTZX_WRITE_DIR", installation.base().string() + "\\");
+  const auto leftover = installation.base() / "logs/.qvx.log.4194305.new";
+  WriteText(leftover, "");
   SetupLogsAndDebug(nullptr);
   EXPECT_EQ(QvxLogFile, installation.base().string() + "//logs/qvx.log");
   EXPECT_EQ(LogOutput(kLogCritical, "%d%%\n", 7), 3);
@@ -101,6 +146,7 @@ TEST(RingLog, NewFileIsProtected) {
   const size_t size = log.size();
   EXPECT_EQ(log.erase(44, 24),  // the time
             Header(size) + "\n\nCRITICAL ERROR LOG (severity=3)  \n7%\n");
+  EXPECT_FALSE(std::filesystem::exists(leftover));
 }
 
 TEST(RingLog, NothingIsWrittenWithoutAUsableFile) {
