@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <ctime>
 #include <functional>
 
 #include "companion/admission.h"
@@ -12,6 +13,7 @@
 #include "companion/settings_view.h"
 #include "settings/document.h"
 #include "tests/companion/prepared_installation.h"
+#include "tls/pair_check.h"
 
 namespace qvx::test {
 namespace {
@@ -136,6 +138,9 @@ TEST(Check, AccessAndAddresses) {
        "characters.\n"
        "f ip-restricted-exclude:4 \"10.0.0.1\n\" holds a line break.\n"
        "w ip-restricted-exclude:4 \"host1\" is not an address, but a name to the daemon.\n"},
+      {"the highest address", Restricted(";255.255.255.255-", "1.0.0.0"), ""},
+      {"up to the highest address", Restricted("250.0.0.0-255.255.255.255"), ""},
+      {"everybody", Restricted("all"), ""},
       {"empty lists", Restricted(""),
        "w ip-restricted-include:3 The include list is empty, and the restriction is on.\n"},
       {"exclude list alone", Restricted("", "10.0.0.1"),
@@ -165,6 +170,34 @@ TEST(Check, AccessAndAddresses) {
            kBindingNote},
       {"no network", "", "f ../../../sbin/ip \"/sbin/ip addr\" shows no IPv4 address.\n",
        [](const PreparedInstallation&) { WriteText("/tmp/output", "\n"); }},
+  };
+  for (const Row& row : rows) {
+    CheckRow(row);
+  }
+}
+
+TEST(Check, Certificates) {
+  const auto put = [](const PreparedInstallation& site, const PemPair& pair) {
+    PutServiceFile(site.tls() / "cert.pem", pair.certificate);
+    PutServiceFile(site.tls() / "file.pem", pair.key);
+  };
+  const auto end_in = [&put](const PreparedInstallation& site, time_t seconds) {
+    put(site, MakePair(PairHostName(), std::time(nullptr) + seconds));
+  };
+  const Row rows[] = {
+      {"none", "", "n ../tls/cert.pem There is no certificate and key yet.\n",
+       [](const PreparedInstallation& site) {
+         fs::remove(site.tls() / "cert.pem");
+         fs::remove(site.tls() / "file.pem");
+       }},
+      {"key alone", "", "w ../tls/cert.pem The certificate is missing.\n",
+       [](const PreparedInstallation& site) { fs::remove(site.tls() / "cert.pem"); }},
+      {"for another host", "", "n ../tls/cert.pem The certificate names another host.\n",
+       [&put](const PreparedInstallation& site) { put(site, MakePairs().foreign); }},
+      {"ended", "", "w ../tls/cert.pem The certificate has ended.\n",
+       [&end_in](const PreparedInstallation& site) { end_in(site, -10); }},
+      {"ends soon", "", "w ../tls/cert.pem The certificate ends in 10 days.\n",
+       [&end_in](const PreparedInstallation& site) { end_in(site, 10 * 86400 + 43200); }},
   };
   for (const Row& row : rows) {
     CheckRow(row);

@@ -25,13 +25,6 @@ std::string Pem(Write write) {
   return {text, static_cast<size_t>(size)};
 }
 
-PemPair MakePair(const std::string& host) {
-  const Pair pair = Build({host, {"DNS: host1", 0}, 1700000000, 1024, 9000});
-  return {Pem([&](BIO* to) { PEM_write_bio_X509(to, pair.certificate.get()); }), Pem([&](BIO* to) {
-            PEM_write_bio_PrivateKey(to, pair.key.get(), nullptr, nullptr, 0, nullptr, nullptr);
-          })};
-}
-
 constexpr const char* kElements[] = {"ip-restricted-logins",
                                      "ip-restricted-include",
                                      "ip-restricted-exclude",
@@ -50,11 +43,21 @@ constexpr const char* kElements[] = {"ip-restricted-logins",
 
 }  // namespace
 
+PemPair MakePair(const std::string& host, time_t end) {
+  constexpr int kDays = 9000;
+  constexpr time_t kSecondsPerDay = 86400;
+  const Pair pair = Build({host, {"DNS: host1", 0}, end - kDays * kSecondsPerDay, 1024, kDays});
+  return {Pem([&](BIO* to) { PEM_write_bio_X509(to, pair.certificate.get()); }), Pem([&](BIO* to) {
+            PEM_write_bio_PrivateKey(to, pair.key.get(), nullptr, nullptr, 0, nullptr, nullptr);
+          })};
+}
+
 PairStock MakePairs() {
-  PairStock stock{MakePair(PairHostName()), MakePair("elsewhere"), {}};
+  constexpr time_t kEnd = 2144468992;  // the latest one
+  PairStock stock{MakePair(PairHostName(), kEnd), MakePair("elsewhere", kEnd), {}};
   const std::string unit = tmkCertOuName;
   std::strcpy(tmkCertOuName, "Somebody else");
-  stock.foreign = MakePair("elsewhere");
+  stock.foreign = MakePair("elsewhere", kEnd);
   std::strcpy(tmkCertOuName, unit.c_str());
   return stock;
 }

@@ -3,6 +3,7 @@
 #define QVX_TESTS_COMPANION_RANDOM_INSTALLATION_H
 
 #include <cstdint>
+#include <ctime>
 #include <initializer_list>
 #include <random>
 #include <string>
@@ -17,6 +18,9 @@ struct PemPair {
   std::string certificate;
   std::string key;
 };
+
+/// A pair of the launcher's own for a host. Its certificate ends at `end`.
+PemPair MakePair(const std::string& host, time_t end);
 
 /// The pairs that installations are given.
 struct PairStock {
