@@ -141,6 +141,9 @@ TEST(Check, AccessAndAddresses) {
       {"the highest address", Restricted(";255.255.255.255-", "1.0.0.0"), ""},
       {"up to the highest address", Restricted("250.0.0.0-255.255.255.255"), ""},
       {"everybody", Restricted("all"), ""},
+      {"masks", Restricted("10.0.0.0;10.0.0.5/255.255.255.0;10.0.1.1/32;10.0.1.1"),
+       "n ip-restricted-include:3 \"10.0.0.0\" is covered by \"10.0.0.5/255.255.255.0\".\n"
+       "n ip-restricted-include:3 \"10.0.1.1\" is covered by \"10.0.1.1/32\".\n"},
       {"empty lists", Restricted(""),
        "w ip-restricted-include:3 The include list is empty, and the restriction is on.\n"},
       {"exclude list alone", Restricted("", "10.0.0.1"),

@@ -66,7 +66,7 @@ RandomInstallation::RandomInstallation(uint32_t number, const PairStock& pairs,
                                        const std::string& output)
     : random_(number + 1) {
   random_.discard(10);  // neighbouring seeds begin alike
-  regenerates_ = OneIn(60);
+  regenerates_ = OneIn(15);
   WriteText(output, Addresses());
   LayOutSettings();
   LayOutFiles();
@@ -182,6 +182,9 @@ void RandomInstallation::LayOutSettings() {
   if (OneIn(12)) {
     if (OneIn(3)) {
       fs::remove_all(base() / "conf");
+      if (OneIn(2)) {
+        WriteText(base() / "conf", "in the way");
+      }
     }
     return;
   }
@@ -198,7 +201,7 @@ void RandomInstallation::LayOutSettings() {
 void RandomInstallation::LayOutFiles() {
   for (const char* name : {"conf/qvxpd.conf", "bin/php.ini", "conf/ralolist.map"}) {
     const fs::path path = base() / name;
-    if (!fs::exists(path.parent_path())) {
+    if (!fs::is_directory(path.parent_path())) {
       continue;
     }
     if (OneIn(2)) {
@@ -252,7 +255,7 @@ void RandomInstallation::LayOutPair(const PairStock& pairs) {
   }
   WriteText(tls() / "cert.pem", pair.certificate);
   WriteText(tls() / "file.pem", pair.key);
-  if (OneIn(40)) {
+  if (OneIn(10)) {
     PutOdd(tls() / (OneIn(2) ? "cert.pem" : "file.pem"));
   }
 }
