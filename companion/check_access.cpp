@@ -53,8 +53,8 @@ bool GoesUpByMistake(const AccessEntry& entry) {
 /// Describes an entry of which the whole text is at fault. Returns whether it did.
 bool CheckText(const AccessEntry& entry, const ListFindings& findings) {
   const std::string quoted = "\"" + entry.text + "\" ";
-  if (entry.directive.empty() || (entry.words == std::vector<std::string>{"all"} &&
-                                  !IsRange(entry) && entry.text.size() > 31)) {
+  if (entry.directive.empty() ||
+      (entry.words == std::vector<std::string>{"all"} && entry.text.size() > 31)) {
     findings.Add(Severity::kFailure, entry.allows, quoted + "has more than 31 characters.",
                  entry.allows ? "It leaves the entry out." : "It refuses everybody.", kForm);
     return true;

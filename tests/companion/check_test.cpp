@@ -133,11 +133,17 @@ TEST(Check, AccessAndAddresses) {
        "perhaps because of a blank.\n"
        "f ip-restricted-include:3 \"1.1.1.1,2.2.2.2\" holds a comma in the place of a "
        "semicolon.\n"},
-      {"what is lost", Restricted("255.255.255.100-255.255.255.1000", "10.0.0.1\n;host1"),
+      {"what is lost",
+       Restricted("255.255.255.100-255.255.255.1000",
+                  "10.0.0.1\n;host1;192.168.100.100 - 192.168.100.200"),
        "f ip-restricted-include:3 \"255.255.255.100-255.255.255.1000\" has more than 31 "
        "characters.\n"
        "f ip-restricted-exclude:4 \"10.0.0.1\n\" holds a line break.\n"
-       "w ip-restricted-exclude:4 \"host1\" is not an address, but a name to the daemon.\n"},
+       "f ip-restricted-exclude:4 \"192.168.100.100 - 192.168.100.200\" has more than 31 "
+       "characters.\n"
+       "w ip-restricted-exclude:4 \"host1\" is not an address, but a name to the daemon.\n"
+       "n ip-restricted-exclude:4 \"10.0.0.1\n\" is covered by \"192.168.100.100 - "
+       "192.168.100.200\".\n"},
       {"the highest address", Restricted(";255.255.255.255-", "1.0.0.0"), ""},
       {"up to the highest address", Restricted("250.0.0.0-255.255.255.255"), ""},
       {"everybody", Restricted("all"), ""},
