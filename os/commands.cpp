@@ -168,8 +168,8 @@ bool EndsWithin(pid_t child, int milliseconds) {
 
 /// Runs `command` as the service account, in a process group of its own. The rights stay as they
 /// are when the launcher is not root or the account does not exist. A command that takes long is
-/// killed, because the account may have put a pipe there on which it waits. The supplementary
-/// groups are dropped: a start does not wait for a name service before the network is up.
+/// killed, because the account may have put a pipe there on which it waits. Other groups
+/// are dropped: a start does not wait for a name service before the network is up.
 int32_t ExecuteAsAccount(const char* command) {
   const std::optional<qvx::AccountIds> account =
       geteuid() == 0 ? qvx::ServiceAccountIds() : std::nullopt;

@@ -22,7 +22,7 @@ std::optional<AccountIds> ServiceAccountIds();
 /// The groups of a process with the account's identity.
 enum class Groups {
   kAll,  ///< also the supplementary ones, for which every name service of the host may be asked
-  kOwn,  ///< the account's own group alone
+  kOwn,  ///< the account's own, and that of its name, which has the console's files
 };
 
 /// Gives the process the account's identity for good: groups, and the real, effective and saved

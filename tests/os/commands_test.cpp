@@ -97,11 +97,27 @@ TEST(Commands, ChildrenInheritOnlyStandardStreams) {
   });
 }
 
-TEST(Commands, OfTheAccountHaveItsOwnGroupAlone) {
+// A protection of the account's gives the group of its name, also where that is not its first one.
+TEST(Commands, OfTheAccountHaveItsGroupsAlone) {
   const std::string owner = ServiceOwner();
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(RunCommand("echo $(id -u):$(id -G)", Rights::kServiceAccount), 1);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), owner + '\n');
+  const std::string group = owner.substr(owner.find(':') + 1);
+  PassIsolated(CLONE_NEWNS, [&] {
+    const TempDirectory scratch;
+    for (const bool is_first : {true, false}) {
+      SCOPED_TRACE(is_first);
+      if (!is_first) {
+        const std::string users = scratch.path() / "passwd";
+        EXPECT_EQ(
+            std::system(("sed 's/^\\(zxqvx:[^:]*:[^:]*\\):[^:]*/\\1:65534/' /etc/passwd >" + users)
+                            .c_str()),
+            0);
+        EXPECT_EQ(mount(users.c_str(), "/etc/passwd", "", MS_BIND, nullptr), 0);
+      }
+      testing::internal::CaptureStdout();
+      EXPECT_EQ(RunCommand("echo $(id -G)", Rights::kServiceAccount), 1);
+      EXPECT_EQ(testing::internal::GetCapturedStdout(), (is_first ? "" : "65534 ") + group + '\n');
+    }
+  });
 }
 
 void HaveNoProcess() {
