@@ -8,6 +8,7 @@
 #include "companion/settings_view.h"
 #include "settings/document.h"
 #include "settings/setting_list.h"
+#include "webconf/access_rules.h"
 
 namespace qvx::companion {
 
@@ -54,8 +55,9 @@ bool GoesUpByMistake(const AccessEntry& entry) {
 bool CheckText(const AccessEntry& entry, const ListFindings& findings) {
   const std::string quoted = "\"" + entry.text + "\" ";
   if (entry.directive.empty() ||
-      (entry.words == std::vector<std::string>{"all"} && entry.text.size() > 31)) {
-    findings.Add(Severity::kFailure, entry.allows, quoted + "has more than 31 characters.",
+      (entry.words == std::vector<std::string>{"all"} && entry.text.size() > kLongestEntry)) {
+    findings.Add(Severity::kFailure, entry.allows,
+                 quoted + "has more than " + std::to_string(kLongestEntry) + " characters.",
                  entry.allows ? "It leaves the entry out." : "It refuses everybody.", kForm);
     return true;
   }

@@ -39,11 +39,12 @@ std::string CureByKept(const Forecast& forecast, const std::string& kept) {
   const std::optional<std::string> newest = NewestKept(kept);
   return newest ? first + (is_in_the_way ? "; then" : "; or") +
                       " put back the last good one: " + PutBack(*newest)
-                : first + " before the next start. No good document is kept in " + kept + ".";
+                : first + " before the next start. No good document but the default is kept in " +
+                      kept + ".";
 }
 
-/// A start has put the default in the place of a document that did not load, or the settings were
-/// never changed.
+/// Other documents were kept before the default: a start has put it in the place of one that did
+/// not load.
 void CheckDefault(const std::string& kept, Findings& findings) {
   const std::optional<std::string> newest =
       ReadText(SettingsPath()) == QVX_XML_DEFAULT ? NewestKept(kept) : std::nullopt;

@@ -51,7 +51,7 @@ void CheckDirectories(Findings& findings) {
 }
 
 /// The daemon's process ID goes there.
-void CheckLogDirectory(Findings& findings) {
+void CheckPidDirectory(Findings& findings) {
   const std::string path = InstallationPath("/logs");
   struct stat status {};
   if (stat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
@@ -116,7 +116,7 @@ void CheckFiles(const Forecast& forecast, Findings& findings) {
   CheckAccount(findings);
   CheckWriting(forecast, findings);
   CheckDirectories(findings);
-  CheckLogDirectory(findings);
+  CheckPidDirectory(findings);
   CheckModes(forecast, findings);
   CheckSpace(findings);
   CheckProxyBlocks(forecast, findings);

@@ -23,8 +23,6 @@ const uint32_t dwMasks[33] = {
 namespace qvx {
 namespace {
 
-/// Two dotted addresses and the dash.
-constexpr size_t kLongestEntry = 31;
 constexpr uint32_t kTopAddress = 0xFFFFFFFF;
 
 enum class Extent { kAddresses, kNothing };

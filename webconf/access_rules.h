@@ -12,6 +12,7 @@
 #ifndef QVX_WEBCONF_ACCESS_RULES_H
 #define QVX_WEBCONF_ACCESS_RULES_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -36,6 +37,9 @@ int32_t CreateIPAddrRestrictionStr(int32_t mode, char** directives, const char* 
 uint32_t FindMaxAddrInRange(uint32_t address, uint32_t mask);
 
 namespace qvx {
+
+/// The characters of the longest entry that is no fault: two dotted addresses and the dash.
+inline constexpr size_t kLongestEntry = 31;
 
 /// Returns the text that GenerateAccessDirectiveStr builds, but leaves the lists whole. The cost is
 /// linear in the lists. Throws std::bad_alloc.

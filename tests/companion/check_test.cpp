@@ -328,10 +328,19 @@ TEST(Check, NewestGoodDocumentIsPutBack) {
     WriteText("/tmp/kept/20260103T000000.xml", "damaged");
     const auto findings = CheckAll(companion::Foretell(), kKept);
     ASSERT_FALSE(findings.empty());
+    EXPECT_EQ(findings[0].cure.find("Correct the file; or put back"), 0U);
     EXPECT_NE(findings[0].cure.find("install -o zxqvx -g zxqvx -m 660 "
                                     "/tmp/kept/20260102T000000.xml " +
                                     site.settings().string()),
               std::string::npos);
+    fs::remove(site.settings());
+    fs::create_directories(site.settings());  // an installation would go into it
+    EXPECT_EQ(CheckAll(companion::Foretell(), kKept)[0].cure.find("Move away what stands"), 0U);
+    fs::remove_all("/tmp/kept");
+    WriteText("/tmp/kept/20260101T000000.xml", QVX_XML_DEFAULT);
+    EXPECT_EQ(CheckAll(companion::Foretell(), kKept)[0].cure,
+              "Move away what stands there before the next start. No good document but the default "
+              "is kept in /tmp/kept.");
   });
 }
 
