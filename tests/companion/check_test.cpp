@@ -383,6 +383,18 @@ TEST(Check, Admission) {
   }
 }
 
+TEST(Show, AddressesHaveTheEntryThatDecides) {
+  OnFreshMachine([] {
+    const PreparedInstallation site(
+        Bound("11.0.0.0/255.0.0.0;10.1.0.0/255.255.0.0;10.0.0.0/255.0.0.0"));
+    std::string found;
+    for (const companion::BoundAddress& bound : BoundAddresses(companion::Foretell())) {
+      found += bound.address + " by " + bound.entry + "\n";
+    }
+    EXPECT_EQ(found, "127.0.0.1 by always bound\n10.1.2.3 by 10.1.0.0/255.255.0.0\n");
+  });
+}
+
 /// The entries alone give the same lines as the lists as a whole.
 TEST(Check, EntriesMakeUpTheRules) {
   OnFreshMachine([] {

@@ -120,6 +120,8 @@ TEST(RingLog, WritesInPiecesAndNotAtAllWithoutSpace) {
   SetupLogsAndDebug(nullptr);
   most_at_once = 7;
   ExpectRecord(Header(20) + std::string(500, '.'), 20, 100);
+  most_at_once = 0;
+  EXPECT_EQ(LogOutput(kLogError, "no progress"), -1);
   most_at_once = SIZE_MAX;
   bytes_free = 30;
   EXPECT_EQ(LogOutput(kLogError, "cut"), -1);
