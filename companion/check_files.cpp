@@ -102,7 +102,7 @@ void CheckProxyBlocks(const Forecast& forecast, Findings& findings) {
 }
 
 void CheckAccount(Findings& findings) {
-  if (!ServiceAccountIds()) {
+  if (!LookUpServiceAccount().ids) {
     findings.push_back({Severity::kFailure, "/etc/passwd", 0, 0, "", "There is no account zxqvx.",
                         "Its files belong to root, and the daemon refuses its configuration.",
                         "useradd --system --user-group --no-create-home --shell /usr/sbin/nologin "

@@ -84,13 +84,13 @@ std::optional<Ownership> OwnershipOf(const std::string& path) {
 }
 
 bool AccountMayRead(const std::string& path) {
-  const std::optional<AccountIds> account = ServiceAccountIds();
+  const std::optional<AccountIds> account = LookUpServiceAccount().ids;
   const std::optional<Ownership> file = OwnershipOf(path);
   return account && file && HasRight(*account, *file, S_IROTH) && MayReach(*account, path);
 }
 
 bool AccountMayWrite(const std::string& path) {
-  const std::optional<AccountIds> account = ServiceAccountIds();
+  const std::optional<AccountIds> account = LookUpServiceAccount().ids;
   const std::optional<Ownership> file = OwnershipOf(path);
   return account && file && HasRight(*account, *file, S_IWOTH);
 }

@@ -171,11 +171,14 @@ bool EndsWithin(pid_t child, int milliseconds) {
 /// killed, because the account may have put a pipe there on which it waits. Other groups
 /// are dropped: a start does not wait for a name service before the network is up.
 int32_t ExecuteAsAccount(const char* command) {
-  const std::optional<qvx::AccountIds> account =
-      geteuid() == 0 ? qvx::ServiceAccountIds() : std::nullopt;
+  const qvx::AccountLookup account =
+      geteuid() == 0 ? qvx::LookUpServiceAccount() : qvx::AccountLookup{};
+  if (account.error != 0) {
+    return 0;
+  }
   const pid_t child = qvx::StartChild([command, &account] {
     setpgid(0, 0);
-    if (!account || qvx::BecomeServiceAccount(*account, qvx::Groups::kOwn)) {
+    if (!account.ids || qvx::BecomeServiceAccount(*account.ids, qvx::Groups::kOwn)) {
       qvx::ExecuteShell(command);
     }
     Report(kExecuteFailed);

@@ -50,7 +50,7 @@ inline Rights RightsFor(bool is_held) {
 }
 
 /// As execute_linux_cmd, with the given rights. A command with the account's rights is killed after
-/// three seconds.
+/// three seconds. It is not run, and the result is 0, when the user database could not be asked.
 int32_t RunCommand(const std::string& command, Rights rights);
 
 /// Closes a stream of OpenCommand and waits for its command.

@@ -134,8 +134,13 @@ int WriteRefusalOf(const Descriptor& held, int wanted) {
 }  // namespace
 
 Birth ServiceFile() {
-  const AccountIds ids = ServiceAccountIds().value_or(AccountIds{geteuid(), getegid()});
-  return {ids.user, ids.group, kServiceFileMode};
+  const AccountLookup account = LookUpServiceAccount();
+  const AccountIds ids = account.ids.value_or(AccountIds{geteuid(), getegid()});
+  return {.user = ids.user,
+          .group = ids.group,
+          .mode = kServiceFileMode,
+          .is_secret = false,
+          .error = account.error};
 }
 
 Birth OwnFile(mode_t mode) {
@@ -146,6 +151,10 @@ FileReplacement::FileReplacement(const std::string& path, const Birth& birth, La
                                  Fallback fallback)
     : place_(FindPlace(path, Access::kChange, last_link)) {
   if (!place_) {
+    return;
+  }
+  if (birth.error != 0) {
+    errno = birth.error;
     return;
   }
   const uint64_t attributes = AttributesOf(*place_);

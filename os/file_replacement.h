@@ -32,9 +32,11 @@ struct Birth {
   gid_t group;
   mode_t mode;
   bool is_secret = false;  ///< written in place, it first gets mode 0600
+  int error = 0;           ///< not 0: it is not known whose the file is to be, and nothing is made
 };
 
-/// Owned by the service account, or by the process when there is no such account; mode 0660.
+/// Owned by the service account, or by the process when there is no such account; mode 0660. Throws
+/// std::bad_alloc.
 Birth ServiceFile();
 /// Owned by the process.
 Birth OwnFile(mode_t mode);

@@ -32,7 +32,7 @@ bool SetMode(const qvx::Descriptor& entry, mode_t mode) {
 
 /// The mode comes last, because a change of the owner clears mode bits.
 void GiveToAccount(const qvx::Descriptor& entry, mode_t mode) {
-  if (const std::optional<qvx::AccountIds> account = qvx::ServiceAccountIds()) {
+  if (const std::optional<qvx::AccountIds> account = qvx::LookUpServiceAccount().ids) {
     [[maybe_unused]] const int result =
         fchownat(entry.get(), "", account->user, account->group, AT_EMPTY_PATH);
   }

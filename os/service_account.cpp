@@ -4,12 +4,37 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <string>
+
 namespace qvx {
 
-std::optional<AccountIds> ServiceAccountIds() {
-  const passwd* account = getpwnam(kServiceAccount);
-  return account == nullptr ? std::nullopt
-                            : std::optional(AccountIds{account->pw_uid, account->pw_gid});
+namespace {
+
+constexpr size_t kEntrySize = 1024;         // doubled until the entry fits
+constexpr size_t kLargestEntry = 1U << 20;  // no account's is larger
+
+/// Returns whether an error of getpwnam_r(3) only says that nobody has the name.
+bool MeansMissing(int error) {
+  return error == 0 || error == ENOENT || error == ESRCH || error == EBADF || error == EPERM;
+}
+
+}  // namespace
+
+AccountLookup LookUpServiceAccount() {
+  std::string texts(kEntrySize, '\0');
+  passwd entry{};
+  passwd* found = nullptr;
+  int error = 0;
+  while ((error = getpwnam_r(kServiceAccount, &entry, texts.data(), texts.size(), &found)) ==
+             ERANGE &&
+         texts.size() < kLargestEntry) {
+    texts.resize(2 * texts.size());
+  }
+  if (found != nullptr) {
+    return {AccountIds{entry.pw_uid, entry.pw_gid}};
+  }
+  return {std::nullopt, MeansMissing(error) ? 0 : error};
 }
 
 namespace {

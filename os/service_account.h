@@ -16,8 +16,15 @@ struct AccountIds {
   gid_t group;
 };
 
-/// Returns the account's user and group, or nothing when there is no such account.
-std::optional<AccountIds> ServiceAccountIds();
+/// The answer of the user database. A database that could not be asked does not say that there is
+/// no such account.
+struct AccountLookup {
+  std::optional<AccountIds> ids;  ///< nothing when there is no such account
+  int error = 0;                  ///< not 0: the database could not be asked
+};
+
+/// Asks the user database (getpwnam_r(3)) for the account. Throws std::bad_alloc.
+AccountLookup LookUpServiceAccount();
 
 /// The groups of a process with the account's identity.
 enum class Groups {

@@ -90,7 +90,7 @@ std::optional<bool> ToolWroteRules() {
 
 /// The child becomes the shell, or logs why not.
 int RunStartScript(const std::string& command) {
-  const std::optional<AccountIds> account = ServiceAccountIds();
+  const std::optional<AccountIds> account = LookUpServiceAccount().ids;
   if (!account) {
     LogOutput(kLogCritical, "%s", kNoServiceUser);
     return 0;

@@ -71,7 +71,7 @@ TEST(FileReplacement, InPlaceWhereTheFileIsAMountOrTheDirectoryClosed) {
     const fs::path mounted = root.path() / "mounted";
     WriteText(path, "old");
     WriteText(mounted, "");
-    const AccountIds account = ServiceAccountIds().value();
+    const AccountIds account = LookUpServiceAccount().ids.value();
     EXPECT_EQ(chown(path.c_str(), account.user, account.group), 0);
     EXPECT_EQ(chmod(path.c_str(), 0644), 0);
     EXPECT_EQ(mount(path.c_str(), mounted.c_str(), "none", MS_BIND, nullptr), 0);
@@ -101,7 +101,7 @@ TEST(FileReplacement, InPlaceWhereTheFileIsAMountOrTheDirectoryClosed) {
 
 TEST(ServiceAccount, KeepsNothingOfRoots) {
   ServiceOwner();
-  const AccountIds account = ServiceAccountIds().value();
+  const AccountIds account = LookUpServiceAccount().ids.value();
   PassIsolated(0, [&] {
     EXPECT_EQ(setresuid(account.user, 0, 0), 0);  // as a program with the set-user-ID bit
     EXPECT_TRUE(BecomeServiceAccount(account, Groups::kOwn));
