@@ -127,7 +127,7 @@ std::string RecordAsJsonLine(const RingRecord& record) {
                                        {"severity", record.severity},
                                        {"name", logType[record.severity].name},
                                        {"message", record.message}};
-  return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+  return JsonText(json, -1);
 }
 
 }  // namespace qvx::companion

@@ -28,9 +28,8 @@ void Print(const std::string& text) {
   std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
-/// What is not UTF-8 is replaced, because a dump would refuse it.
 void PrintJson(const nlohmann::ordered_json& json) {
-  Print(json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
+  Print(qvx::companion::JsonText(json, 2));
 }
 
 struct Options {

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
+#include <nlohmann/json.hpp>
 
 namespace qvx::companion {
 
@@ -13,20 +15,49 @@ namespace {
 constexpr const char* kCodes[] = {"", "\033[1m", "\033[2m", "\033[31m", "\033[33m", "\033[32m"};
 constexpr char kEndOfColour[] = "\033[0m";
 
+/// Characters that a terminal obeys, or that show the text around them in another order.
+constexpr struct {
+  char32_t first;
+  char32_t last;
+} kCommands[] = {{0x00, 0x1f},     {0x7f, 0x9f},     {0x61c, 0x61c},  {0x200e, 0x200f},
+                 {0x2028, 0x202e}, {0x2066, 0x2069}, {0xd800, 0xdfff}};
+
+/// The first bytes of characters of one length.
+struct Form {
+  unsigned char mask;
+  unsigned char mark;
+  char32_t least;  ///< a lower character has a shorter form
+};
+constexpr Form kForms[] = {
+    {0x80, 0x00, 0}, {0xe0, 0xc0, 0x80}, {0xf0, 0xe0, 0x800}, {0xf8, 0xf0, 0x10000}};
+constexpr char32_t kHighest = 0x10ffff;
+
+bool IsCommand(char32_t character) {
+  return std::any_of(std::begin(kCommands), std::end(kCommands), [character](const auto& range) {
+    return range.first <= character && character <= range.last;
+  });
+}
+
 /// Returns the bytes of the UTF-8 character that `text` begins with; 0 when it begins with none, or
-/// with a control character.
+/// with one that is not to be shown.
 size_t CharacterLength(std::string_view text) {
   const auto first = static_cast<unsigned char>(text.front());
-  if (first < 0x80) {
-    return first >= 0x20 && first != 0x7f ? 1 : 0;
+  const auto* form = std::find_if(std::begin(kForms), std::end(kForms), [first](const Form& each) {
+    return (first & each.mask) == each.mark;
+  });
+  const size_t length = static_cast<size_t>(form - std::begin(kForms)) + 1;
+  if (form == std::end(kForms) || text.size() < length) {
+    return 0;
   }
-  const size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
-  const bool is_first = first >= 0xc3 && first <= 0xf4;  // 0xc2 begins control characters
-  const auto is_next = [](char c) { return (c & 0xc0) == 0x80; };
-  return is_first && text.size() >= length &&
-                 std::all_of(text.begin() + 1, text.begin() + static_cast<long>(length), is_next)
-             ? length
-             : 0;
+  char32_t character = first & ~form->mask & 0xff;
+  for (const char next : text.substr(1, length - 1)) {
+    if ((next & 0xc0) != 0x80) {
+      return 0;
+    }
+    character = character << 6 | (next & 0x3f);
+  }
+  const bool is_shown = character >= form->least && character <= kHighest && !IsCommand(character);
+  return is_shown ? length : 0;
 }
 
 }  // namespace
@@ -51,6 +82,10 @@ std::string Printable(std::string_view text) {
     text.remove_prefix(std::max<size_t>(length, 1));
   }
   return printable;
+}
+
+std::string JsonText(const nlohmann::ordered_json& json, int indent) {
+  return json.dump(indent, ' ', true, nlohmann::ordered_json::error_handler_t::replace) + "\n";
 }
 
 std::string Page::Painted(Colour colour, std::string_view text) const {

@@ -2,6 +2,7 @@
 #ifndef QVX_COMPANION_PRESENTATION_H
 #define QVX_COMPANION_PRESENTATION_H
 
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -14,9 +15,14 @@ enum class Colour { kPlain, kBold, kDim, kRed, kYellow, kGreen };
 /// Returns whether standard output is a terminal that takes colours (NO_COLOR, TERM).
 bool OutputTakesColours();
 
-/// Returns a text with every control character and every byte that is not UTF-8 in printable form.
-/// What stands in a file could otherwise command the terminal.
+/// Returns a text in which every control character, every mark that changes the order of the
+/// characters, and every byte that is not UTF-8 is in printable form. What stands in a file could
+/// otherwise command the terminal, or deceive its reader.
 std::string Printable(std::string_view text);
+
+/// Returns a text of ASCII, with a line feed at its end, for the same reason. What is not UTF-8 is
+/// replaced. An `indent` of -1 gives one line.
+std::string JsonText(const nlohmann::ordered_json& json, int indent);
 
 /// Collects the text of a command.
 class Page {

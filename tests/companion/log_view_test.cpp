@@ -67,11 +67,46 @@ TEST(LogView, ReaderGivesEachRecordOnce) {
 }
 
 TEST(LogView, RecordCannotCommandTheTerminal) {
+  const struct {
+    const char* name;
+    std::string message;
+    std::string shown;
+    std::string json;
+  } rows[] = {
+      {"text", "a\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80", "a\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80",
+       "a\\u00e4\\u20ac\\ud83d\\ude00"},
+      {"control", "a\033[2J\x7f", "a\\x1b[2J\\x7f", "a\\u001b[2J\\u007f"},
+      {"C1 control",
+       "\xc2\x9b"
+       "2J",
+       "\\xc2\\x9b"
+       "2J",
+       "\\u009b2J"},
+      {"right to left",
+       "\xe2\x80\xae"
+       "a\xd8\x9c\xe2\x81\xa7",
+       "\\xe2\\x80\\xae"
+       "a\\xd8\\x9c\\xe2\\x81\\xa7",
+       "\\u202ea\\u061c\\u2067"},
+      {"line of its own", "\xe2\x80\xa8", "\\xe2\\x80\\xa8", "\\u2028"},
+      {"overlong", "\xe0\x80\x9b\xc0\x8a", "\\xe0\\x80\\x9b\\xc0\\x8a",
+       "\\ufffd\\ufffd\\ufffd\\ufffd\\ufffd"},
+      {"surrogate", "\xed\xa0\x80", "\\xed\\xa0\\x80", "\\ufffd\\ufffd\\ufffd"},
+      {"too high", "\xf4\x90\x80\x80", "\\xf4\\x90\\x80\\x80", "\\ufffd\\ufffd\\ufffd\\ufffd"},
+      {"no UTF-8", "\xff\xc3", "\\xff\\xc3", "\\ufffd\\ufffd"},
+      {"lines", "a\nb", "a\n" + std::string(33, ' ') + "b", "a\\nb"},
+  };
   const Variable zone("TZ", "UTC");
-  const RingRecord record{kLogError, 1795611600, "a\033[2J\nb\xff\xc3\xa4", 9};
-  EXPECT_EQ(
-      RecordLine(record, companion::Page(false)),
-      "2026-11-25 13:00:00 ERROR        a\\x1b[2J\n" + std::string(33, ' ') + "b\\xff\xc3\xa4\n");
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const RingRecord record{kLogError, 1795611600, row.message, 9};
+    EXPECT_EQ(RecordLine(record, companion::Page(false)),
+              "2026-11-25 13:00:00 ERROR        " + row.shown + "\n");
+    EXPECT_EQ(companion::RecordAsJsonLine(record),
+              "{\"time\":\"2026-11-25 13:00:00\",\"severity\":2,\"name\":\"ERROR LOG\","
+              "\"message\":\"" +
+                  row.json + "\"}\n");
+  }
 }
 
 /// Waits for a line of the program that follows the log.
