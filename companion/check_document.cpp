@@ -32,7 +32,7 @@ std::string PutBack(const std::string& path) {
 /// Returns how to put back the newest kept document. What is no file has to go first.
 std::string CureByKept(const Forecast& forecast, const std::string& kept) {
   const bool is_in_the_way =
-      forecast.document_fate == DocumentFate::kUnusable && !ReadText(SettingsPath());
+      forecast.document_fate == DocumentFate::kUnusable && !ReadStart(SettingsPath(), 1);
   const std::string first =
       is_in_the_way ? "Move away what stands there"
                     : std::string(HasName(SettingsPath()) ? "Correct" : "Write") + " the file";

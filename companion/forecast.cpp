@@ -1,6 +1,7 @@
 #include "companion/forecast.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <new>
@@ -93,6 +94,9 @@ DocumentFault ModelFault(const std::string& text) {
 
 DocumentFault FaultOfFile() {
   const std::optional<std::string> text = ReadText(SettingsPath());
+  if (!text && errno == EFBIG) {
+    return DocumentFault{"it has more than 64 MiB"};
+  }
   std::optional<DocumentFault> fault = text ? FaultOf(*text) : std::nullopt;
   return fault ? *fault : DocumentFault{"it is not a regular file, or not one that is followed"};
 }

@@ -49,7 +49,17 @@ bool IsKept(std::string_view name) {
 
 std::optional<std::string> ReadText(const std::string& path) {
   const Descriptor file = OpenDescriptor(path, O_RDONLY);
-  return file ? ReadRest(file) : std::nullopt;
+  return file ? ReadRest(file, kMostText) : std::nullopt;
+}
+
+std::optional<std::string> ReadStart(const std::string& path, size_t most) {
+  const File file = OpenFile(path, "r");
+  if (!file) {
+    return std::nullopt;
+  }
+  std::string text(most, '\0');
+  text.resize(std::fread(text.data(), 1, most, file.get()));
+  return std::ferror(file.get()) != 0 ? std::nullopt : std::optional(std::move(text));
 }
 
 bool HasName(const std::string& path) {

@@ -10,9 +10,16 @@
 
 namespace qvx::companion {
 
-/// Returns the content of a file; nothing when it cannot be opened by the rules of os/files.h or
-/// read.
+/// The most bytes of a text that is looked at whole. The service account can make any of its files
+/// seem endless.
+inline constexpr size_t kMostText = 64 << 20;
+
+/// Returns the content of a file. Returns nothing with errno set when it cannot be read, or opened
+/// by the rules of os/files.h, and when it has more than kMostText bytes (EFBIG).
 std::optional<std::string> ReadText(const std::string& path);
+
+/// The same for the first `most` bytes of a file of any length.
+std::optional<std::string> ReadStart(const std::string& path, size_t most);
 
 /// Returns whether something has this name, a link without a target included.
 bool HasName(const std::string& path);

@@ -14,6 +14,7 @@ namespace qvx::companion {
 namespace {
 
 constexpr int kMostReadings = 20;
+constexpr size_t kMostLog = 1 << 20;  // the ring has 200000 bytes and one record
 constexpr Colour kColours[] = {Colour::kPlain, Colour::kYellow, Colour::kRed, Colour::kRed};
 
 std::string DateOf(time_t time) {
@@ -79,9 +80,9 @@ std::optional<time_t> TimeFrom(const std::string& text, time_t now) {
 }
 
 std::optional<std::string> LogSnapshot() {
-  std::optional<std::string> content = ReadText(LogFilePath());
+  std::optional<std::string> content = ReadStart(LogFilePath(), kMostLog);
   for (int i = 0; content && i < kMostReadings; ++i) {
-    std::optional<std::string> again = ReadText(LogFilePath());
+    std::optional<std::string> again = ReadStart(LogFilePath(), kMostLog);
     if (again == content) {
       break;
     }

@@ -28,8 +28,8 @@ std::optional<int> SeverityFrom(std::string_view text);
 /// text.
 std::optional<time_t> TimeFrom(const std::string& text, time_t now);
 
-/// Returns the content of the log. It is read until two readings are the same, so that no record is
-/// seen half written. Returns nothing when there is no log.
+/// Returns the content of the log, its first MiB at most. It is read until two readings are the
+/// same, so that no record is seen half written. Returns nothing when there is no log.
 std::optional<std::string> LogSnapshot();
 
 /// Remembers which records have been given.

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 
 #include "log/ring_log.h"
 #include "tests/harness/installation.h"
@@ -107,6 +109,16 @@ TEST(LogView, RecordCannotCommandTheTerminal) {
               "\"message\":\"" +
                   row.json + "\"}\n");
   }
+}
+
+TEST(LogView, LogWithoutEndIsReadAsFarAsALogGoes) {
+  const Installation installation;
+  SetupLogsAndDebug(nullptr);
+  LogOutput(kLogError, "one");
+  std::filesystem::resize_file(installation.base() / "logs/qvx.log", uint64_t{64} << 30);
+  EXPECT_EQ(std::system("(ulimit -v 1000000; timeout 60 \"" QVX_COMPANION
+                        "\" log | grep -q 'ERROR  *one')"),
+            0);
 }
 
 /// Waits for a line of the program that follows the log.
