@@ -14,6 +14,7 @@
 #include <string_view>
 #include <utility>
 
+#include "os/account_child.h"
 #include "os/descriptor.h"
 #include "os/service_account.h"
 
@@ -159,17 +160,26 @@ void DropRestUntilEnd(int descriptor, pid_t child) {
 constexpr std::string_view kExecuteForkFailed = "execute_linux_cmd: fork() failed! \n";
 constexpr std::string_view kExecuteFailed = "execute_linux_cmd: child's execv failed!\n";
 
-/// Whether the child ends within the time. Also true where the system cannot tell.
+/// Whether the child ends within the time. Without pidfd_open(2) it is asked over and over.
 bool EndsWithin(pid_t child, int milliseconds) {
   const qvx::Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
   pollfd ended{process.get(), POLLIN, 0};
-  return !process || Resumed([&ended, milliseconds] { return poll(&ended, 1, milliseconds); }) != 0;
+  if (process) {
+    return Resumed([&ended, milliseconds] { return poll(&ended, 1, milliseconds); }) != 0;
+  }
+  for (int rest = milliseconds; !HasEnded(child); rest -= kChildCheckMilliseconds) {
+    if (rest <= 0) {
+      return false;
+    }
+    poll(nullptr, 0, kChildCheckMilliseconds);
+  }
+  return true;
 }
 
-/// Runs `command` as the service account, in a process group of its own. The rights stay as they
-/// are when the launcher is not root or the account does not exist. A command that takes long is
-/// killed, because the account may have put a pipe there on which it waits. Other groups
-/// are dropped: a start does not wait for a name service before the network is up.
+/// Runs `command` as the service account. The rights stay as they are when the launcher is not root
+/// or the account does not exist. A command that takes long is killed, because the account may have
+/// put a pipe there on which it waits. Other groups are dropped: a start does not wait for a name
+/// service before the network is up.
 int32_t ExecuteAsAccount(const char* command) {
   const qvx::AccountLookup account =
       geteuid() == 0 ? qvx::LookUpServiceAccount() : qvx::AccountLookup{};
@@ -177,10 +187,7 @@ int32_t ExecuteAsAccount(const char* command) {
     return 0;
   }
   const pid_t child = qvx::StartChild([command, &account] {
-    setpgid(0, 0);
-    if (!account.ids || qvx::BecomeServiceAccount(*account.ids, qvx::Groups::kOwn)) {
-      qvx::ExecuteShell(command);
-    }
+    qvx::ExecuteDetached(command, account.ids, qvx::Groups::kOwn, qvx::Variables::kPath);
     Report(kExecuteFailed);
     return kShellFailed;
   });
@@ -259,10 +266,6 @@ void CommandCloser::operator()(std::FILE* stream) const {
 
 CommandStream OpenCommand(const char* command) {
   return CommandStream(popen(command, "re"));
-}
-
-void ExecuteShell(const char* command) {
-  execl(kShell, "sh", "-c", command, static_cast<char*>(nullptr));
 }
 
 pid_t StartChild(const std::function<int()>& body) {

@@ -1,7 +1,7 @@
 // The one place that makes child processes and waits for them.
 //
-// Every command line goes to "/bin/sh" "-c" and inherits the environment. Waits resume after a
-// signal.
+// Every command line goes to "/bin/sh" "-c" and inherits the environment, unless it has the rights
+// of the service account. Waits resume after a signal.
 #ifndef QVX_OS_COMMANDS_H
 #define QVX_OS_COMMANDS_H
 
@@ -34,23 +34,22 @@ int Callpopen();
 
 namespace qvx {
 
-inline constexpr char kShell[] = "/bin/sh";
-
 /// The most characters of a protection or copy command.
 inline constexpr size_t kMaxCommand = 511;
 
-/// Whose rights a command has. kServiceAccount is the launcher's own unless the launcher is root
+/// Whose rights a command has. kAccount is the launcher's own unless the launcher is root
 /// and the account exists.
-enum class Rights { kOwn, kServiceAccount };
+enum class Rights { kOwn, kAccount };
 
 /// Returns the rights for a command that names paths. An account that can exchange what a path
 /// leads to must not gain rights by the command. `is_held` as in os/path_walk.h.
 inline Rights RightsFor(bool is_held) {
-  return is_held ? Rights::kOwn : Rights::kServiceAccount;
+  return is_held ? Rights::kOwn : Rights::kAccount;
 }
 
-/// As execute_linux_cmd, with the given rights. A command with the account's rights is killed after
-/// three seconds. It is not run, and the result is 0, when the user database could not be asked.
+/// As execute_linux_cmd, with the given rights. A command with the account's rights is run as
+/// os/account_child.h says, with PATH as its only variable, and is killed after three seconds. It
+/// is not run, and the result is 0, when the user database could not be asked.
 int32_t RunCommand(const std::string& command, Rights rights);
 
 /// Closes a stream of OpenCommand and waits for its command.
@@ -62,9 +61,6 @@ using CommandStream = std::unique_ptr<std::FILE, CommandCloser>;
 /// Starts `command` with its standard output readable (popen(3), close-on-exec). Returns null when
 /// it could not be started.
 CommandStream OpenCommand(const char* command);
-
-/// Replaces the process by the shell that runs `command`. Returns only on failure, with errno set.
-void ExecuteShell(const char* command);
 
 /// Creates a child that runs `body` and ends with the status that `body` returns, or with 127 after
 /// an exception. The child ends through _exit, because exit handlers and unwritten streams are the

@@ -11,6 +11,7 @@
 #include <optional>
 
 #include "log/ring_log.h"
+#include "os/account_child.h"
 #include "os/commands.h"
 #include "os/creation_mask.h"
 #include "os/directories.h"
@@ -95,9 +96,7 @@ int RunStartScript(const std::string& command) {
     LogOutput(kLogCritical, "%s", kNoServiceUser);
     return 0;
   }
-  if (BecomeServiceAccount(*account, Groups::kAll)) {
-    ExecuteShell(command.c_str());
-  }
+  ExecuteDetached(command, account, Groups::kAll, Variables::kAll);
   LogOutput(kLogCritical, "%s", kScriptNotRun);
   return 0;
 }

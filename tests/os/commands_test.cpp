@@ -10,6 +10,7 @@
 
 #include <csignal>
 
+#include "os/account_child.h"
 #include "os/files.h"
 #include "tests/harness/installation.h"
 #include "tests/harness/isolated.h"
@@ -114,7 +115,7 @@ TEST(Commands, OfTheAccountHaveItsGroupsAlone) {
         EXPECT_EQ(mount(users.c_str(), "/etc/passwd", "", MS_BIND, nullptr), 0);
       }
       testing::internal::CaptureStdout();
-      EXPECT_EQ(RunCommand("echo $(id -G)", Rights::kServiceAccount), 1);
+      EXPECT_EQ(RunCommand("echo $(id -G)", Rights::kAccount), 1);
       EXPECT_EQ(testing::internal::GetCapturedStdout(), (is_first ? "" : "65534 ") + group + '\n');
     }
   });
