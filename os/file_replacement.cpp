@@ -64,17 +64,6 @@ void RemoveLeftoversIn(const Descriptor& directory) {
   }
 }
 
-bool WriteAll(const Descriptor& file, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t count = write(file.get(), text.data(), text.size());
-    if (count < 0 && errno != EINTR) {
-      return false;
-    }
-    text.remove_prefix(count < 0 ? 0 : static_cast<size_t>(count));
-  }
-  return true;
-}
-
 /// Replaces the content of an open file by `text`.
 bool Overwrite(const Descriptor& file, std::string_view text) {
   return lseek(file.get(), 0, SEEK_SET) == 0 && WriteAll(file, text) &&

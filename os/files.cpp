@@ -11,7 +11,6 @@
 #include <cstring>
 #include <new>
 #include <optional>
-#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -187,6 +186,23 @@ std::optional<std::string> ReadRest(const Descriptor& file, size_t limit) {
       return std::nullopt;
     }
   }
+}
+
+bool WriteAll(const Descriptor& file, std::string_view text, std::optional<off_t> offset) {
+  while (!text.empty()) {
+    const ssize_t count = offset ? pwrite(file.get(), text.data(), text.size(), *offset)
+                                 : write(file.get(), text.data(), text.size());
+    if (count < 0 && errno == EINTR) {
+      continue;
+    }
+    if (count <= 0) {
+      errno = count < 0 ? errno : EIO;
+      return false;
+    }
+    text.remove_prefix(static_cast<size_t>(count));
+    offset = offset ? std::optional(*offset + count) : std::nullopt;
+  }
+  return true;
 }
 
 bool RemoveName(const std::string& path) {

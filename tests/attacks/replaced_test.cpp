@@ -78,7 +78,13 @@ good_pair; launch; trap '' XFSZ; echo old | tee old.conf $base/conf/qvxpd.conf >
 same old.conf $base/conf/qvxpd.conf; same old.conf $base/bin/php.ini
 echo '<cut' >$base/conf/qvxpd.xml; (ulimit -f 0; launch) | grep -cx "$texts"
 cat $base/conf/qvxpd.xml)",
-         "daemon\n1\n1\n<cut\n"}});
+         "daemon\n1\n1\n<cut\n"},
+        {"a write without progress", R"(
+good_pair; launch; calls '^write.*qvxpd.conf' >points; read -r call number <points
+echo old | tee old.conf >$base/conf/qvxpd.conf
+faulted $call $number retval=0 | grep -cx "${texts% status 1}"
+same old.conf $base/conf/qvxpd.conf)",
+         "daemon\n1\n"}});
 }
 
 TEST(Log, KeepsItsRecordsAndItsHeader) {
