@@ -80,8 +80,14 @@ qvx::ExtensionHandle NamesExtension(const std::string& names) {
                     : X509V3_EXT_conf_nid(nullptr, &context, NID_subject_alt_name, names.c_str()));
 }
 
-void AddNames(X509* certificate, const std::string& names) {
-  if (const qvx::ExtensionHandle extension = NamesExtension(names)) {
+/// Logs one record for each name that is too long.
+void AddNames(X509* certificate, const qvx::AlternativeNames& names) {
+  for (size_t i = 0; i < names.left_out; ++i) {
+    LogOutput(kLogError,
+              "There is a invalid alternative name that will be ignored in certificate (too long "
+              "name)");
+  }
+  if (const qvx::ExtensionHandle extension = NamesExtension(names.text)) {
     X509_add_ext(certificate, extension.get(), -1);
   }
 }
@@ -90,7 +96,7 @@ bool FillCertificate(X509* certificate, EVP_PKEY* key, const qvx::CertificateReq
   if (!SetFields(certificate, key, request)) {
     return false;
   }
-  AddNames(certificate, request.names.text);
+  AddNames(certificate, request.names);
   return X509_set_issuer_name(certificate, X509_get_subject_name(certificate)) == 1 &&
          X509_sign(certificate, key, EVP_sha1()) > 0;
 }
@@ -99,6 +105,9 @@ bool FillCertificate(X509* certificate, EVP_PKEY* key, const qvx::CertificateReq
 
 int32_t makePkeyAndCert(X509** certificate, EVP_PKEY** key, int bits, int days,
                         const char* common_name) {
+  if (common_name == nullptr) {
+    return 0;
+  }
   const qvx::ErrorQueueKeeper queue;
   qvx::KeyHandle new_key(*key == nullptr ? EVP_PKEY_new() : nullptr);
   EVP_PKEY* const filled_key = *key == nullptr ? new_key.get() : *key;
@@ -118,7 +127,6 @@ int32_t makePkeyAndCert(X509** certificate, EVP_PKEY** key, int bits, int days,
     if (!FillCertificate(filled_certificate, filled_key, request)) {
       return 0;
     }
-    qvx::LogNamesLeftOut(request.names);
   } catch (const std::bad_alloc&) {
     return 0;
   }
@@ -136,15 +144,14 @@ int32_t AddExtensionsToCert(X509* certificate, char* list) {
   const qvx::ErrorQueueKeeper queue;
   const qvx::AlternativeNames names = qvx::AlternativeNamesFrom(list);
   std::replace(list, list + std::strlen(list), ';', '\0');
-  qvx::LogNamesLeftOut(names);
-  AddNames(certificate, names.text);
+  AddNames(certificate, names);
   return 1;
 }
 
 time_t OsGenerateRandomSeed(const char* text) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
-  const std::string seed = qvx::RandomSeedRecord(now, text);
+  const std::string seed = qvx::RandomSeedRecord(now, text == nullptr ? "" : text);
   RAND_seed(seed.data(), static_cast<int>(seed.size()));
   return now.tv_sec;
 }
@@ -184,14 +191,6 @@ Pair Build(const CertificateRequest& request) {
     pair.certificate.reset();
   }
   return pair;
-}
-
-void LogNamesLeftOut(const AlternativeNames& names) {
-  for (size_t i = 0; i < names.left_out; ++i) {
-    LogOutput(kLogError,
-              "There is a invalid alternative name that will be ignored in certificate (too long "
-              "name)");
-  }
 }
 
 int64_t ValiditySeconds(int64_t now, int days) {

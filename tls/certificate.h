@@ -15,11 +15,12 @@ extern char tmkCertOName[32];   ///< organisation of every certificate made here
 extern char tmkCertOuName[64];  ///< organisational unit; marks the launcher's certificates
 
 /// Builds a key of `bits` bits and a certificate that is valid for `days` days, with `common_name`
-/// (1 to 64 characters) and the names of the multihomed setting. Where a parameter already holds an
-/// object, that object is filled: a key loses its content, and a certificate gains subject entries
-/// and extensions. New objects belong to the caller. Names that are too long are logged. Aborts the
-/// process when the library cannot make a key. Returns 1; or 0 on failure: the pointers are then
-/// unchanged, and an object that was passed in may be filled in part.
+/// (1 to 64 characters; null fails) and the names of the multihomed setting. Where a parameter
+/// already holds an object, that object is filled: a key loses its content, and a certificate gains
+/// subject entries and extensions. New objects belong to the caller. Names that are too long are
+/// logged, also when the certificate cannot be signed. Aborts the process when the library cannot
+/// make a key. Returns 1; or 0 on failure: the pointers are then unchanged, and an object that was
+/// passed in may be filled in part.
 int32_t makePkeyAndCert(X509** certificate, EVP_PKEY** key, int bits, int days,
                         const char* common_name);
 
@@ -29,8 +30,8 @@ int32_t makePkeyAndCert(X509** certificate, EVP_PKEY** key, int bits, int days,
 /// or 0 when `list` is null. Throws std::bad_alloc.
 int32_t AddExtensionsToCert(X509* certificate, char* list);
 
-/// Feeds the time and at most 112 bytes of `text` to the library's random generator. Returns the
-/// time in seconds. Throws std::bad_alloc.
+/// Feeds the time and at most 112 bytes of `text`, which may be null, to the library's random
+/// generator. Returns the time in seconds. Throws std::bad_alloc.
 time_t OsGenerateRandomSeed(const char* text);
 
 namespace qvx {
@@ -64,10 +65,8 @@ struct Pair {
   KeyHandle key;
   CertificateHandle certificate;
 };
+/// Logs the names that are too long.
 Pair Build(const CertificateRequest& request);
-
-/// Logs one record for each name that was too long.
-void LogNamesLeftOut(const AlternativeNames& names);
 
 /// Returns the seconds from `now` to the end of a validity of `days` days, but never later than
 /// 2037-12-15 05:49:52 UTC.

@@ -1,26 +1,18 @@
 #include "tls/certificate_details.h"
 
-#include <openssl/pem.h>
-
 #include <cstdlib>
 #include <memory>
 
 #include "os/host.h"
-#include "os/strings.h"
-#include "tls/certificate.h"
 #include "tls/openssl_handles.h"
 #include "tls/pem_files.h"
+#include "tls/pem_objects.h"
 
 namespace qvx {
 
 namespace {
 
 using NamesHandle = std::unique_ptr<GENERAL_NAMES, OpensslDeleter<GENERAL_NAMES_free>>;
-
-/// Nothing ever waits at a prompt.
-int RefusePassPhrase(char* /*buffer*/, int /*size*/, int /*for_writing*/, void* /*data*/) {
-  return -1;
-}
 
 std::string TextOf(const ASN1_STRING* text) {
   const auto* bytes = reinterpret_cast<const char*>(ASN1_STRING_get0_data(text));
@@ -77,22 +69,18 @@ std::vector<std::string> NamesOf(const X509* certificate) {
 std::optional<CertificateDetails> ReadCertificateDetails() {
   const ErrorQueueKeeper queue;
   const std::optional<std::string> text = ReadPemFile(CertificatePath());
-  const StreamHandle stream(text ? BIO_new_mem_buf(text->data(), static_cast<int>(text->size()))
-                                 : nullptr);
-  const CertificateHandle certificate(
-      stream ? PEM_read_bio_X509(stream.get(), nullptr, RefusePassPhrase, nullptr) : nullptr);
+  const CertificateHandle certificate = text ? CertificateFrom(*text) : nullptr;
   if (!certificate) {
     return std::nullopt;
   }
   const X509_NAME* subject = X509_get_subject_name(certificate.get());
   const X509_NAME* issuer = X509_get_issuer_name(certificate.get());
-  return CertificateDetails{
-      EntryOf(subject, NID_commonName),
-      LineOf(issuer),
-      stricmp(EntryOf(issuer, NID_organizationalUnitName).c_str(), tmkCertOuName) == 0,
-      SecondsOf(X509_get0_notBefore(certificate.get())),
-      SecondsOf(X509_get0_notAfter(certificate.get())),
-      NamesOf(certificate.get())};
+  return CertificateDetails{EntryOf(subject, NID_commonName),
+                            LineOf(issuer),
+                            IsOurs(certificate.get()),
+                            SecondsOf(X509_get0_notBefore(certificate.get())),
+                            SecondsOf(X509_get0_notAfter(certificate.get())),
+                            NamesOf(certificate.get())};
 }
 
 }  // namespace qvx

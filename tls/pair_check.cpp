@@ -1,7 +1,5 @@
 #include "tls/pair_check.h"
 
-#include <openssl/pem.h>
-
 #include <cstdio>
 #include <new>
 #include <optional>
@@ -14,16 +12,14 @@
 #include "os/files.h"
 #include "os/host.h"
 #include "os/protection.h"
-#include "os/strings.h"
-#include "tls/certificate.h"
 #include "tls/openssl_handles.h"
 #include "tls/pem_files.h"
+#include "tls/pem_objects.h"
 #include "tls/self_signed.h"
 
 namespace {
 
 constexpr size_t kHostNameCapacity = 64;
-constexpr int kNameTextCapacity = 100;
 constexpr int kAttempts = 2;  // the second checks the pair that the first one made
 
 /// The check is only whether the files load and match. At level 0 the library refuses no installed
@@ -59,24 +55,9 @@ qvx::ContextHandle MakeContext() {
                                                                   : qvx::ContextHandle();
 }
 
-/// The callback with which the library asks for a pass phrase. An encrypted file counts as not
-/// loadable, and nothing ever waits at a prompt.
-int RefusePassPhrase(char* /*buffer*/, int /*size*/, int /*for_writing*/, void* /*data*/) {
-  return -1;
-}
-
-/// Reads the first PEM object of a file with one of the library's readers. Returns null when there
-/// is none.
-template <typename Handle, typename Read>
-Handle ReadObject(const std::string& path, Read read) {
-  const std::optional<std::string> text = qvx::ReadPemFile(path);
-  const qvx::StreamHandle stream(
-      text ? BIO_new_mem_buf(text->data(), static_cast<int>(text->size())) : nullptr);
-  return Handle(stream ? read(stream.get(), nullptr, RefusePassPhrase, nullptr) : nullptr);
-}
-
 qvx::CertificateHandle ReadCertificate() {
-  return ReadObject<qvx::CertificateHandle>(qvx::CertificatePath(), PEM_read_bio_X509);
+  const std::optional<std::string> text = qvx::ReadPemFile(qvx::CertificatePath());
+  return text ? qvx::CertificateFrom(*text) : nullptr;
 }
 
 /// Returns whether both files, as far as they exist, are kept. Only then may they be replaced.
@@ -96,37 +77,21 @@ bool SetPairAside() {
   return false;
 }
 
-/// Returns the first entry of a kind, at most kNameTextCapacity - 1 bytes of it, or nothing when
-/// there is none.
-std::optional<std::string> NameEntry(const X509_NAME* name, int kind) {
-  char text[kNameTextCapacity] = {};
-  const int length = X509_NAME_get_text_by_NID(name, kind, text, sizeof text);
-  return length < 0 ? std::nullopt : std::optional(std::string(text, static_cast<size_t>(length)));
-}
-
-/// Whether an entry equals `expected` in any case. An entry that goes on behind a zero byte does
-/// not.
-bool EntryEquals(const std::optional<std::string>& entry, const std::string& expected) {
-  return entry && entry->size() == expected.size() &&
-         stricmp(entry->c_str(), expected.c_str()) == 0;
-}
-
 /// Examines whose certificate it is. A certificate for another host is logged.
-void ExamineNames(const X509* certificate, const std::string& host_name, qvx::PairFacts& facts) {
-  facts.names_host =
-      EntryEquals(NameEntry(X509_get_subject_name(certificate), NID_commonName), host_name);
+void ExamineNames(const X509* certificate, const char* host_name, qvx::PairFacts& facts) {
+  facts.names_host = qvx::NamesHost(certificate, host_name);
   if (facts.names_host) {
     return;
   }
-  facts.is_ours = EntryEquals(
-      NameEntry(X509_get_issuer_name(certificate), NID_organizationalUnitName), tmkCertOuName);
+  facts.is_ours = qvx::IsOurs(certificate);
   LogOutput(kLogError,
             "This certificate has a Common Name (CN) that doesn't match the server's name\n");
 }
 
 /// Examines whether the key at `path` loads and belongs to the certificate in the context.
 void ExamineKey(SSL_CTX* context, const std::string& path, qvx::PairFacts& facts) {
-  const auto key = ReadObject<qvx::KeyHandle>(path, PEM_read_bio_PrivateKey);
+  const std::optional<std::string> text = qvx::ReadPemFile(path);
+  const qvx::KeyHandle key = text ? qvx::KeyFrom(*text) : nullptr;
   facts.key_loads = key != nullptr;
   if (!facts.key_loads) {
     LogOutput(kLogError, "Unable to load private key during SSL Server Initialization\n");
@@ -158,7 +123,7 @@ qvx::PairFacts Examine(SSL_CTX* context, const std::string& host_name) {
   ExamineKey(context, key_path, facts);
   OSUndoPrepOpen(key_path.c_str(), token);
   if (facts.they_match) {
-    ExamineNames(certificate.get(), host_name, facts);
+    ExamineNames(certificate.get(), host_name.c_str(), facts);
   }
   return facts;
 }

@@ -29,7 +29,7 @@ int32_t GenerateSelfSignedCert();
 
 /// Returns 1 when the certificate on disk may be used with `host_name`: its common name is that
 /// name, in any case, or somebody else issued it. Returns 0 when it is to be replaced or cannot be
-/// read. A certificate for another host is logged.
+/// read. A certificate for another host is logged, and for a null name every one is.
 int32_t CheckCertValidity(const char* host_name);
 
 namespace qvx {

@@ -71,6 +71,9 @@ bool Store(const qvx::Pair& pair) {
 }  // namespace
 
 int32_t GenerateSelfSignedCertAndPrivateKey(const char* host_name) {
+  if (host_name == nullptr) {
+    return 0;
+  }
   const qvx::ErrorQueueKeeper queue;
   try {
     const qvx::CertificateRequest request = qvx::RequestNow(host_name, kKeyBits, kDays);
@@ -81,7 +84,6 @@ int32_t GenerateSelfSignedCertAndPrivateKey(const char* host_name) {
     if (!pair.certificate) {
       return 0;
     }
-    qvx::LogNamesLeftOut(request.names);
     return Store(pair) ? 1 : 0;
   } catch (const std::bad_alloc&) {
     return 0;

@@ -6,7 +6,7 @@
 
 /// Makes, writes and protects the pair for `host_name`, by the rules of tls/pem_files.h. Logs each
 /// file that took its place and the result of its protection. Aborts the process when the library
-/// cannot make a key. Returns 1 when both files were written, else 0.
+/// cannot make a key. Returns 1 when both files were written, else 0, also for a null name.
 int32_t GenerateSelfSignedCertAndPrivateKey(const char* host_name);
 
 /// Write the path of the certificate or the key into a buffer of kPathCapacity bytes and return the

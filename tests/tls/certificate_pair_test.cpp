@@ -3,6 +3,7 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
+#include <climits>
 #include <csignal>
 #include <fstream>
 #include <regex>
@@ -11,6 +12,7 @@
 #include "tests/harness/installation.h"
 #include "tests/harness/isolated.h"
 #include "tls/certificate.h"
+#include "tls/certificate_details.h"
 #include "tls/pair_check.h"
 #include "tls/pem_files.h"
 #include "tls/self_signed.h"
@@ -80,7 +82,8 @@ enum class Outcome {
 
 // pair SUBJECT [ALGORITHM [DIGEST]]; key ALGORITHM: a key of another pair; lock: encrypts the key.
 // Everybody may read the old files, so that a copy is not secret by itself.
-const std::string kMakers = R"(rm -rf *; h=$(hostname); echo old >filemm.pem; chmod 666 filemm.pem
+const std::string kMakers = R"(rm -rf *; h=$(hostname)
+u='Brennick-Talvar Network Management Software (QVX)'; echo old >filemm.pem; chmod 666 filemm.pem
 pair() {
   openssl req -x509 -nodes -newkey ${2:-rsa:1024} -${3:-sha256} -subj "$1" -keyout file.pem \
     -out cert.pem
@@ -98,6 +101,29 @@ TEST_F(CertificatePair, TooLongAlternativeNamesAreLogged) {
   const CertificateHandle certificate(X509_new());
   EXPECT_EQ(AddExtensionsToCert(certificate.get(), std::string(list).data()), 1);
   EXPECT_EQ(Records(), record + record);
+  // An extension that is too long to be encoded: the certificate can be filled, but not signed.
+  WriteText(installation_.base() / "conf/qvxpd.xml",
+            "<velquarn><multihomed>" + list + "</multihomed></velquarn>");
+  const ExtensionHandle extension(X509_EXTENSION_new());
+  X509_add_ext(certificate.get(), extension.get(), -1);
+  ASN1_STRING_set0(X509_EXTENSION_get_data(X509_get_ext(certificate.get(), 0)), OPENSSL_malloc(1),
+                   INT_MAX);
+  X509* filled = certificate.get();
+  EVP_PKEY* key = nullptr;
+  EXPECT_EQ(makePkeyAndCert(&filled, &key, 1024, 1, "host"), 0);
+  EXPECT_EQ(Records(), record + record + record + record);
+}
+
+TEST_F(CertificatePair, AbsentNameIsNobodys) {
+  Shell(kMakers + "pair /CN=$h; cp cert.pem p");
+  X509* certificate = nullptr;
+  EVP_PKEY* key = nullptr;
+  EXPECT_EQ(CheckCertValidity(nullptr), 1);
+  EXPECT_EQ(makePkeyAndCert(&certificate, &key, 1024, 1, nullptr), 0);
+  EXPECT_EQ(GenerateSelfSignedCertAndPrivateKey(nullptr), 0);
+  EXPECT_EQ(Shell("cmp cert.pem p"), "");
+  EXPECT_GT(OsGenerateRandomSeed(nullptr), 0);
+  EXPECT_EQ(Records(), kOtherName);
 }
 
 TEST_F(CertificatePair, PairOnDiskAndKeyThatSomebodyHasOpen) {
@@ -199,10 +225,13 @@ TEST_F(CertificatePair, OutcomeOfACheck) {
       {"zero behind the name",
        R"(pair /CN=${h}X; der | LC_ALL=C sed "s/${h}X/$h\x00/g" | openssl x509 -out cert.pem)",
        kOtherName, kKept},
+      {"zero behind the unit",
+       "pair \"/OU=${u}X/CN=other\"; der | LC_ALL=C sed \"s/${u}X/$u\\x00/g\" | "
+       "openssl x509 -out cert.pem",
+       kOtherName, kKept},
       {"own", "pair '/OU=BRENNICK-Talvar Network Management Software (QVX)/CN=other'", kOtherName,
        kReplaced},
-      {"own, for this host", "pair '/OU=Brennick-Talvar Network Management Software (QVX)/CN='$h",
-       "", kKept},
+      {"own, for this host", "pair \"/OU=$u/CN=$h\"", "", kKept},
       {"key of another pair", "pair /CN=$h; key rsa", kMismatch, kSetAside},
       {"key of another kind", "pair /CN=$h; key ed25519", kMismatch, kSetAside},
       {"encrypted key", "pair /CN=$h; lock", kNoKey, kSetAside},
@@ -231,6 +260,9 @@ TEST_F(CertificatePair, OutcomeOfACheck) {
     std::string records = row.record;
     records.append(row.outcome == kSetAside ? kCertificateAside : "");
     records.append(is_key_aside ? kKeyAside : "").append(is_kept ? "" : kGenerated);
+    if (row.record == kOtherName) {
+      EXPECT_EQ(ReadCertificateDetails().value().is_ours, row.outcome == kReplaced);
+    }
     EXPECT_EQ(GenerateSelfSignedCert(), row.outcome == kRefused ? 0 : 1);
     EXPECT_EQ(Records(), records);
     EXPECT_EQ(InShare("cert.pem") == certificate, is_kept);

@@ -1,0 +1,26 @@
+// Certificates and keys from PEM texts, and whose a certificate is.
+//
+// An encrypted object counts as one that does not load. Nothing ever waits at a prompt.
+#ifndef QVX_TLS_PEM_OBJECTS_H
+#define QVX_TLS_PEM_OBJECTS_H
+
+#include <string>
+
+#include "tls/openssl_handles.h"
+
+namespace qvx {
+
+/// Return the first certificate or key of a PEM text; null when there is none that loads.
+CertificateHandle CertificateFrom(const std::string& text);
+KeyHandle KeyFrom(const std::string& text);
+
+/// Returns whether the common name of the subject is `host_name`, in any case. A null name is
+/// nobody's.
+bool NamesHost(const X509* certificate, const char* host_name);
+
+/// Returns whether the launcher issued the certificate.
+bool IsOurs(const X509* certificate);
+
+}  // namespace qvx
+
+#endif
