@@ -12,8 +12,8 @@ extern const DebugCategoryEntry DebugCategories[9];  ///< ended by an entry whos
 
 extern uint64_t Categories;  ///< the bits of the categories that are on
 
-/// Flips the first category that `line` selects. A line selects a category when it begins with the
-/// category's name without its last character, in any case.
+/// Flips the first category that `line` (may be null) selects. A line selects a category when it
+/// begins with the category's name without its last character, in any case.
 void DebugSetCategory(const char* line);
 
 /// Returns the bits of `mask` whose categories are on.

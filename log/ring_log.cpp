@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -15,6 +16,7 @@
 
 #include "log/debug_categories.h"
 #include "os/bounded_copy.h"
+#include "os/file_lock.h"
 #include "os/file_replacement.h"
 #include "os/files.h"
 #include "os/protection.h"
@@ -51,16 +53,20 @@ LogLock LockLog() {
   return LogLock(locked ? rwlock_log_file : nullptr);
 }
 
+/// The service account can sit on the lock of its log, so all records of a run share this wait.
+std::chrono::milliseconds patience(1000);
+
 /// Opens the log for update and creates it when it is missing. The new file belongs to the service
 /// account from the start, so a launcher that is killed on the way leaves no log that the account
-/// cannot use.
+/// cannot use. It may leave the log with a second name, for which the log is refused.
 qvx::Descriptor OpenLog() {
   qvx::Descriptor file = qvx::OpenDescriptor(QvxLogFile, O_RDWR);
-  if (file || errno != ENOENT) {
+  const int error = file ? 0 : errno;
+  if (error != ENOENT && error != ELOOP) {
     return file;
   }
   qvx::RemoveLeftovers(QvxLogFile);
-  if (qvx::FileReplacement(QvxLogFile, qvx::ServiceFile()).CommitNew()) {
+  if (error == ENOENT && qvx::FileReplacement(QvxLogFile, qvx::ServiceFile()).CommitNew()) {
     OsProtectLogFile(QvxLogFile);
   }
   return qvx::OpenDescriptor(QvxLogFile, O_RDWR);
@@ -146,17 +152,25 @@ bool WriteRecord(const qvx::Descriptor& file, std::string_view record) {
 
 [[gnu::format(printf, 2, 0)]] int AppendRecord(int severity, const char* format,
                                                va_list arguments) {
+  const qvx::Descriptor file = OpenLog();
+  if (!file) {
+    return -1;
+  }
+  const qvx::FileLock lock(file, patience);
   std::string record = Heading(logType[severity]);
   const int count = AppendMessage(record, format, arguments);
-  const qvx::Descriptor file = OpenLog();
-  return file && WriteRecord(file, record) ? count : -1;
+  return WriteRecord(file, record) ? count : -1;
 }
 
 }  // namespace
 
 void SetupLogsAndDebug(apr_pool_t* /*pool*/) {
-  SetPath(kLogName, QvxLogFile);
-  SetPath("/conf/debug.ini", DebugIniFile);
+  try {
+    SetPath(kLogName, QvxLogFile);
+    SetPath("/conf/debug.ini", DebugIniFile);
+  } catch (const std::bad_alloc&) {
+    return;
+  }
   qvx::ReadDebugCategories(DebugIniFile);
 }
 
@@ -170,7 +184,8 @@ int LogOutput(int severity, const char* format, ...) {
 }
 
 int VLogOutput(int severity, const char* format, va_list arguments) {
-  if (QvxLogFile[0] == '\0' || severity < kLogInformation || severity > kLogCritical) {
+  const bool is_known = severity >= kLogInformation && severity <= kLogCritical;
+  if (QvxLogFile[0] == '\0' || !is_known || format == nullptr) {
     return -1;
   }
   try {

@@ -7,7 +7,9 @@
 // more than one record. Records of the previous cycle may follow the header's offset, the first of
 // them cut. When the header is not a number, 0 or beyond the limit, a new cycle starts.
 //
-// The file is opened and closed for each record, so it may be moved away at any time.
+// The file is opened and closed for each record, so it may be moved away at any time. Processes
+// that log at once take turns by the lock of the file (os/file_lock.h). A process waits a second
+// for it, in all its records together, and then writes without it.
 #ifndef QVX_LOG_RING_LOG_H
 #define QVX_LOG_RING_LOG_H
 
@@ -42,13 +44,15 @@ extern int64_t MaximumLogFileSize;        ///< ring size in bytes: 200000
 extern apr_thread_rwlock_t* rwlock_log_file;
 
 /// Builds the two paths, switches every debug category off and reads the debug settings file.
-/// `pool` is not used.
+/// `pool` is not used. When memory runs out for a path, that path and what follows stay as they
+/// were.
 void SetupLogsAndDebug(apr_pool_t* pool);
 
 /// Appends one record: a heading with the severity and the local time, then the formatted message
 /// without any change. Returns the characters of the message. Returns -1 when `severity` is not 0
-/// to 3, and when the record could not be written: there is no log path yet, the file cannot be
-/// opened, or the disk is full. A record that was written in part is overwritten by the next one.
+/// to 3, when `format` is null, and when the record could not be written: there is no log path yet,
+/// the file cannot be opened, or the disk is full. A record that was written in part is overwritten
+/// by the next one.
 [[gnu::format(printf, 2, 3)]] int LogOutput(int severity, const char* format, ...);
 
 /// As LogOutput, without taking the lock.

@@ -1,6 +1,8 @@
 #include <apr_general.h>
 #include <apr_thread_rwlock.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -8,9 +10,14 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <functional>
+#include <utility>
 
 #include "log/debug_categories.h"
 #include "log/ring_log.h"
+#include "log/ring_reader.h"
+#include "os/file_lock.h"
+#include "os/files.h"
 #include "tests/harness/installation.h"
 #include "tests/harness/isolated.h"
 
@@ -19,10 +26,12 @@ namespace {
 size_t most_at_once = SIZE_MAX;
 size_t bytes_free = SIZE_MAX;
 bool is_interrupted = false;
+std::function<void()> when_refused;
 
 }  // namespace
 
-// The linker gives this what the log writes. With a bound, every other call is interrupted.
+// The linker gives these what the log writes, with a bound every other call is interrupted, and its
+// lock.
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 extern "C" {
 ssize_t __real_pwrite(int file, const void* bytes, size_t size, off_t offset);
@@ -35,6 +44,16 @@ ssize_t __wrap_pwrite(int file, const void* bytes, size_t size, off_t offset) {
   const size_t taken = std::min({size, most_at_once, bytes_free});
   bytes_free -= bytes_free == SIZE_MAX ? 0 : taken;
   return __real_pwrite(file, bytes, taken, offset);
+}
+
+int __real_flock(int file, int operation);
+int __wrap_flock(int file, int operation) {
+  const int result = __real_flock(file, operation);
+  if (result != 0 && when_refused) {
+    std::exchange(when_refused, nullptr)();
+    errno = EWOULDBLOCK;
+  }
+  return result;
 }
 }
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
@@ -158,11 +177,57 @@ TEST(RingLog, NothingIsWrittenWithoutAUsableFile) {
   SetupLogsAndDebug(nullptr);
   EXPECT_EQ(LogOutput(-1, "no severity"), -1);
   EXPECT_EQ(LogOutput(4, "no severity"), -1);
+  int (*const log)(int, const char*, ...) = LogOutput;
+  EXPECT_EQ(log(kLogError, nullptr), -1);
   EXPECT_EQ(Contents(QvxLogFile), std::nullopt);
   EXPECT_EQ(mkfifo(QvxLogFile, 0600), 0);
   EXPECT_EQ(LogOutput(kLogError, "pipe"), -1);
   std::filesystem::remove_all(installation.base() / "logs");
   EXPECT_EQ(LogOutput(kLogError, "no directory"), -1);
+}
+
+// A link from a directory in which the account may make names is refused, so the log was, too.
+TEST(RingLog, SecondNameOfAKilledRunIsRemoved) {
+  const Installation installation;
+  const auto logs = installation.base() / "logs";
+  SetupLogsAndDebug(nullptr);
+  EXPECT_EQ(LogOutput(kLogError, "first"), 5);
+  chmod(logs.c_str(), 0777);
+  std::filesystem::create_hard_link(QvxLogFile, logs / ".qvx.log.4194305.new");
+  EXPECT_EQ(LogOutput(kLogError, "second"), 6);
+  EXPECT_EQ(std::filesystem::hard_link_count(QvxLogFile), 1U);
+}
+
+TEST(RingLog, RecordGoesBehindThatOfAProcessThatHadTheLock) {
+  const Installation installation;
+  SetupLogsAndDebug(nullptr);
+  const std::string old(500, '.');
+  WriteText(QvxLogFile, Header(20) + old);
+  const Descriptor other = OpenDescriptor(QvxLogFile, O_RDONLY);
+  ASSERT_EQ(flock(other.get(), LOCK_EX), 0);
+  when_refused = [&] {
+    WriteText(QvxLogFile, Header(60) + old);
+    flock(other.get(), LOCK_UN);
+  };
+  EXPECT_EQ(LogOutput(kLogError, "behind"), 6);
+  EXPECT_EQ(Contents(QvxLogFile)->substr(0, 9), Header(60 + kHeading + 6));
+}
+
+TEST(RingLog, LockThatSomebodySitsOnIsWaitedForOnce) {
+  const Installation installation;
+  SetupLogsAndDebug(nullptr);
+  LogOutput(kLogError, "makes the log");
+  PassIsolated(0, [] {
+    const Descriptor file = OpenDescriptor(QvxLogFile, O_RDONLY);
+    std::chrono::milliseconds none(0);
+    const FileLock held(file, none);
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 100; ++i) {
+      EXPECT_EQ(LogOutput(kLogError, "waits"), 5);
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+  });
+  EXPECT_EQ(RecordsInOrder(*Contents(QvxLogFile)).size(), 101U);
 }
 
 TEST(RingLog, RecordWaitsForLock) {
