@@ -7,10 +7,10 @@
 
 namespace qvx {
 
-/// Copies `text`, cut at `capacity` - 1 characters, and terminates it; with a capacity of 0 nothing
-/// is written.
+/// Copies `text`, cut at `capacity` - 1 characters, and terminates it. With a capacity of 0 or a
+/// null `buffer`, nothing is written.
 inline void CopyBounded(std::string_view text, char* buffer, size_t capacity) {
-  if (capacity > 0) {
+  if (capacity > 0 && buffer != nullptr) {
     buffer[text.copy(buffer, capacity - 1)] = '\0';
   }
 }

@@ -67,7 +67,8 @@ char* OSGetDefaultWBEMDirectoryEx(void* /*reserved*/, char* buffer, size_t capac
 }
 
 char* OSGetCurrentDirectory(char* buffer, size_t capacity) {
-  [[maybe_unused]] const char* directory = getcwd(buffer, capacity);
+  // For a null buffer, getcwd(3) would make one.
+  [[maybe_unused]] const char* directory = buffer == nullptr ? nullptr : getcwd(buffer, capacity);
   return buffer;
 }
 

@@ -15,7 +15,7 @@
 inline constexpr size_t kPathCapacity = 4096;
 
 /// Writes the platform base directory, "/opt". All resolvers return `buffer`, whose size is
-/// `capacity` bytes.
+/// `capacity` bytes; for null they return null.
 char* OSGetBaseDir(char* buffer, size_t capacity);
 
 /// The installation directory: SYSMGTZX_BASE_DIR, or /opt/zx/zxqvx.
@@ -47,7 +47,8 @@ char* OSFileAffinity(char* path);
 
 namespace qvx {
 
-// The same directories as strings, for the program itself. `tail` is appended as it stands.
+// The same directories as strings, for the program itself. `tail` is appended as it stands. They
+// throw std::bad_alloc.
 std::string InstallationPath(std::string_view tail = {});
 std::string WritablePath(std::string_view tail = {});
 std::string LogPath(std::string_view tail = {});

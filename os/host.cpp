@@ -13,6 +13,10 @@
 #include "os/strings.h"
 
 int OSGetHostName(char* buffer, size_t capacity) {
+  if (buffer == nullptr) {
+    errno = EFAULT;
+    return -1;
+  }
   return gethostname(buffer, capacity);
 }
 
@@ -22,7 +26,7 @@ void OSGetSystemName(char* buffer, size_t capacity) {
 }
 
 hostent* OSGetHostByAddr(const void* address, uint32_t length, int family) {
-  return gethostbyaddr(address, length, family);
+  return address == nullptr ? nullptr : gethostbyaddr(address, length, family);
 }
 
 uint32_t OSGetHostId() {
@@ -42,7 +46,7 @@ uint32_t OSntohl(uint32_t value) {
 }
 
 uint32_t OSGetLocalNodeIpAddress(const char* dotted) {
-  return inet_addr(dotted);
+  return dotted == nullptr ? INADDR_NONE : inet_addr(dotted);
 }
 
 char* OSInetNameToAddress(uint32_t address) {
@@ -63,7 +67,7 @@ void OSSleep(uint32_t milliseconds) {
 }
 
 std::tm* OSLocalTime(const time_t* time) {
-  return std::localtime(time);
+  return time == nullptr ? nullptr : std::localtime(time);
 }
 
 const char* OSGetDefaultLanguage() {

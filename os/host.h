@@ -1,4 +1,5 @@
-// Host, address, time and language: thin names over the platform's own calls.
+// Host, address, time and language: thin names over the platform's own calls. What is null gets the
+// result of a failure: -1, null, or the address 255.255.255.255; a null buffer gets nothing.
 #ifndef QVX_OS_HOST_H
 #define QVX_OS_HOST_H
 

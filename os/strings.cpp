@@ -46,24 +46,27 @@ char* FindArgumentEnd(char* text, const Splitting& splitting) {
 }  // namespace
 
 char* strlwr(char* text) {
-  for (char* position = text; *position != '\0'; ++position) {
+  for (char* position = text; position != nullptr && *position != '\0'; ++position) {
     *position = static_cast<char>(Lower(*position));
   }
   return text;
 }
 
 char* strupr(char* text) {
-  for (char* position = text; *position != '\0'; ++position) {
+  for (char* position = text; position != nullptr && *position != '\0'; ++position) {
     *position = static_cast<char>(std::toupper(static_cast<unsigned char>(*position)));
   }
   return text;
 }
 
 int stricmp(const char* a, const char* b) {
-  return strcasecmp(a, b);
+  return a == nullptr || b == nullptr ? 1 : strcasecmp(a, b);
 }
 
 int strnicmp(const char* a, const char* b, int n) {
+  if (a == nullptr || b == nullptr) {
+    return 1;
+  }
   for (int position = 0; position < n; ++position, ++a, ++b) {
     if (*a == '\0' || *b == '\0') {
       return static_cast<int>(std::strlen(a)) - static_cast<int>(std::strlen(b));
@@ -76,7 +79,7 @@ int strnicmp(const char* a, const char* b, int n) {
 }
 
 char* TmkRaloSkipWhiteSpace(const char* text) {
-  while (IsSpace(*text)) {
+  while (text != nullptr && IsSpace(*text)) {
     ++text;
   }
   // The caller knows whether its text may be changed, as with strchr(3).
@@ -85,6 +88,9 @@ char* TmkRaloSkipWhiteSpace(const char* text) {
 
 int strcnargcn(char* line, char** arguments, const char* delimiters, int maximum, char comment,
                int trim) {
+  if (line == nullptr) {
+    return 0;
+  }
   if (trim != 0) {
     line[std::strcspn(line, "\x1A\r\n")] = '\0';
     line = TmkRaloSkipWhiteSpace(line);
@@ -101,7 +107,7 @@ int strcnargcn(char* line, char** arguments, const char* delimiters, int maximum
     if (maximum > 0 && count == maximum - 1) {
       return count + 1;
     }
-    line = FindArgumentEnd(line, {delimiters, comment});
+    line = FindArgumentEnd(line, {delimiters == nullptr ? "" : delimiters, comment});
     if (*line != '\0') {
       *line++ = '\0';
     }

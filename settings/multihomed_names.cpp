@@ -34,11 +34,11 @@ char* ParseMultiHomed() {
 }
 
 int32_t ValidateMultiHomed(const char* list) {
-  return qvx::IsNameList(list) ? 1 : 0;
+  return list != nullptr && qvx::IsNameList(list) ? 1 : 0;
 }
 
 int32_t isTheValueAnIP(const char* entry) {
-  return qvx::IsAddressEntry(entry) ? 1 : 0;
+  return entry != nullptr && qvx::IsAddressEntry(entry) ? 1 : 0;
 }
 
 namespace qvx {

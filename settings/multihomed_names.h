@@ -12,11 +12,12 @@
 /// when the element is missing, when its text is not valid as a whole, and when memory ran out.
 char* ParseMultiHomed();
 
-/// Returns 1 when every character of `list` is a letter, a digit or one of "-_.;", else 0.
+/// Returns 1 when every character of `list` is a letter, a digit or one of "-_.;", else 0,
+/// also for null.
 int32_t ValidateMultiHomed(const char* list);
 
 /// Returns 1 when `entry` counts as an address: it begins with a digit and holds at most 12 digits,
-/// at most 4 "." and nothing else. Otherwise 0.
+/// at most 4 "." and nothing else. Otherwise 0, also for null.
 int32_t isTheValueAnIP(const char* entry);
 
 namespace qvx {

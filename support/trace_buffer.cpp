@@ -10,7 +10,7 @@ uint32_t _msgno_buf_idx = 0;
 namespace qvx {
 
 void AppendToTraceV(const char* format, va_list arguments) {
-  if (_msgno_buf_idx >= kTraceBufferSize - 1) {
+  if (format == nullptr || _msgno_buf_idx >= kTraceBufferSize - 1) {
     return;
   }
   const int kept_errno = errno;

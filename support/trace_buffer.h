@@ -14,7 +14,8 @@ extern uint32_t _msgno_buf_idx;            ///< where the next trace line is app
 
 namespace qvx {
 
-/// Appends the formatted text to the trace buffer. What does not fit is cut. Leaves errno alone.
+/// Appends the formatted text to the trace buffer. What does not fit is cut. A null format is an
+/// empty text. Leaves errno alone.
 [[gnu::format(printf, 1, 2)]] void AppendToTrace(const char* format, ...);
 [[gnu::format(printf, 1, 0)]] void AppendToTraceV(const char* format, va_list arguments);
 

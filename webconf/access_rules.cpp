@@ -193,8 +193,10 @@ char* GenerateAccessDirectiveStr(char* include, char* exclude) {
 int32_t CreateIPAddrRestrictionStr(int32_t /*mode*/, char** directives, const char* start,
                                    const char* end) {
   try {
-    std::string addition;
-    const qvx::Extent extent = qvx::AppendEntry(addition, start, qvx::ViewOf(end));
+    std::string addition = start == nullptr ? "\n" : "";
+    const qvx::Extent extent = start == nullptr
+                                   ? qvx::Extent::kNothing
+                                   : qvx::AppendEntry(addition, start, qvx::ViewOf(end));
     const size_t length = *directives == nullptr ? 0 : std::strlen(*directives);
     char* grown = static_cast<char*>(std::realloc(*directives, length + addition.size() + 1));
     if (grown == nullptr) {

@@ -28,8 +28,9 @@ char* GenerateAccessDirectiveStr(char* include, char* exclude);
 /// Appends the addresses of one entry and a line feed to `*directives`, a text from malloc or null,
 /// which is reallocated. A null or empty `end` makes the entry a single address, which is written
 /// without any change. `mode` is ignored. The cost is linear in the text that is there already, so
-/// many calls on one text cost the square of it. Returns 0; 1 for a range without an address (only
-/// the line feed is appended); -1 when memory ran out (`*directives` is unchanged).
+/// many calls on one text cost the square of it. Returns 0; 1 for a range without an address and
+/// for a null `start` (only the line feed is appended); -1 when memory ran out (`*directives` is
+/// unchanged).
 int32_t CreateIPAddrRestrictionStr(int32_t mode, char** directives, const char* start,
                                    const char* end);
 

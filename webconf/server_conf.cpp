@@ -241,6 +241,9 @@ int32_t WriteHttpConfFile(int32_t /*tomcat*/) {
 }
 
 int32_t ConfReplaceStrs(char* line, const char* placeholder, const char* replacement) {
+  if (line == nullptr || placeholder == nullptr || replacement == nullptr) {
+    return 0;
+  }
   std::string text(line, strnlen(line, kConfLineCapacity));
   if (!qvx::ReplaceAll(text, placeholder, replacement) || text.size() >= kConfLineCapacity) {
     return 0;

@@ -24,7 +24,8 @@ int32_t WriteHttpConfFile(int32_t tomcat);
 
 /// Replaces every occurrence of `placeholder` in `line`, in place. Replaced text is not searched
 /// again. `line` is a buffer of kConfLineCapacity bytes; a result that does not fit leaves it
-/// unchanged. Returns 1 when something was replaced, else 0. Throws std::bad_alloc.
+/// unchanged, and so does a null text. Returns 1 when something was replaced, else 0. Throws
+/// std::bad_alloc.
 int32_t ConfReplaceStrs(char* line, const char* placeholder, const char* replacement);
 
 /// Removes the configuration file. Returns 0, or 1 when the removal failed.

@@ -87,6 +87,9 @@ int CheckWebAppXMLsForExtensions() {
 }
 
 void ParseWebAppXML(const char* path) {
+  if (path == nullptr) {
+    return;
+  }
   const qvx::DocumentHolder document = qvx::LoadDescriptor(path);
   if (!document) {
     LogOutput(kLogError, "Failed to parse webapp configuration file %s.", path);

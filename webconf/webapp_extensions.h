@@ -12,7 +12,8 @@
 int CheckWebAppXMLsForExtensions();
 
 /// Reads one descriptor and sets the flags of the extensions that its "extension" elements name. A
-/// descriptor that cannot be loaded or is not a regular file is logged as an error.
+/// descriptor that cannot be loaded or is not a regular file is logged as an error. A null `path`
+/// is ignored.
 void ParseWebAppXML(const char* path);
 
 namespace qvx {

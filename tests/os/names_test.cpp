@@ -162,6 +162,33 @@ TEST(Strings, ComparedWithoutCase) {
   }
 }
 
+TEST(Strings, NullEqualsNothing) {
+  const char* const pairs[][2] = {{nullptr, "a"}, {"a", nullptr}, {nullptr, nullptr}};
+  for (const auto& [a, b] : pairs) {
+    EXPECT_EQ(stricmp(a, b), 1);
+    EXPECT_EQ(strnicmp(a, b, 0), 1);
+  }
+  char line[] = "a b";
+  char* found[8] = {};
+  EXPECT_EQ(strlwr(nullptr), nullptr);
+  EXPECT_EQ(strupr(nullptr), nullptr);
+  EXPECT_EQ(TmkRaloSkipWhiteSpace(nullptr), nullptr);
+  EXPECT_EQ(strcarg(nullptr, found, ","), 0);
+  EXPECT_EQ(strcarg(line, found, nullptr), 1);
+  EXPECT_STREQ(found[0], "a b");
+}
+
+TEST(Host, NullGetsAFailure) {
+  EXPECT_EQ(OSGetHostName(nullptr, 64), -1);
+  OSGetSystemName(nullptr, 64);
+  EXPECT_EQ(OSGetHostByAddr(nullptr, 4, AF_INET), nullptr);
+  EXPECT_EQ(OSGetLocalNodeIpAddress(nullptr), 0xFFFFFFFF);
+  EXPECT_EQ(OSLocalTime(nullptr), nullptr);
+  EXPECT_EQ(OSGetQVXDirectory(nullptr, kPathCapacity), nullptr);
+  EXPECT_EQ(OSGetCurrentDirectory(nullptr, kPathCapacity), nullptr);
+  EXPECT_EQ(OSFileAffinity(nullptr), nullptr);
+}
+
 TEST(Strings, LineIsSplitIntoArguments) {
   using Arguments = std::vector<std::string>;
   const struct {

@@ -63,6 +63,10 @@ TEST(SettingsDocument, ValuesAreTakenChangedAndSaved) {
   EXPECT_EQ(SetElementValue(document.get(), "/none/none", "empty", "x"), 1);
   EXPECT_EQ(SetElementValue(document.get(), other.c_str(), "none", "x"), 1);
   EXPECT_EQ(SetElementValue(document.get(), other.c_str(), "empty", nullptr), 1);
+  EXPECT_EQ(SetElementValue(document.get(), other.c_str(), nullptr, "x"), 1);
+  EXPECT_EQ(SetElementValue(document.get(), nullptr, "empty", "x"), 1);
+  EXPECT_EQ(GetElementValue(document.get(), nullptr), nullptr);
+  EXPECT_EQ(GetElementAttributeValue(document.get(), "parts", nullptr), nullptr);
   EXPECT_FALSE(fs::exists(other));
 }
 
@@ -97,6 +101,8 @@ TEST(MultihomedNames, AddressEntries) {
   for (const char* entry : {"", "10.0.0.1a", "1:2", ".10.0.0.1", "1.2.3.4.5.", "1234567890123"}) {
     EXPECT_EQ(isTheValueAnIP(entry), 0) << entry;
   }
+  EXPECT_EQ(isTheValueAnIP(nullptr), 0);
+  EXPECT_EQ(ValidateMultiHomed(nullptr), 0);
 }
 
 TEST(SettingsDocument, ComparisonToleratesMissingTexts) {

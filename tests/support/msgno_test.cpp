@@ -90,6 +90,8 @@ TEST(Messages, HandlersAndTheEmptiedBuffer) {
   EXPECT_EQ(_msgno_buf_idx, 0U);
   _msgno_printf("%s", std::string(5000, 'x').c_str());
   EXPECT_STREQ(_msgno_buf, "");
+  int (*const print)(const char*, ...) = _msgno_printf;
+  print(nullptr);
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             line + "  in file" + std::string(kTraceBufferSize - 1, 'x'));
 }

@@ -86,7 +86,9 @@ TEST(AccessRules, ListsAreCutAndTextsMayBeMissing) {
                "allow from all\n");
   char* directives = nullptr;
   EXPECT_EQ(CreateIPAddrRestrictionStr(1, &directives, "10.0.0.5", nullptr), 0);
-  EXPECT_STREQ(MallocOwner<char>(directives).get(), " 10.0.0.5\n");
+  EXPECT_EQ(CreateIPAddrRestrictionStr(1, &directives, nullptr, "10.0.0.5"), 1);
+  EXPECT_EQ(CreateIPAddrRestrictionStr(1, &directives, nullptr, nullptr), 1);
+  EXPECT_STREQ(MallocOwner<char>(directives).get(), " 10.0.0.5\n\n\n");
 }
 
 }  // namespace

@@ -151,6 +151,10 @@ TEST(ServerConf, ReplacementInALineBuffer) {
     EXPECT_EQ(ConfReplaceStrs(line, row.placeholder, row.replacement), row.result);
     EXPECT_EQ(line, row.line_afterwards);
   }
+  char line[kConfLineCapacity] = "a";
+  EXPECT_EQ(ConfReplaceStrs(nullptr, "a", "b"), 0);
+  EXPECT_EQ(ConfReplaceStrs(line, nullptr, "b"), 0);
+  EXPECT_EQ(ConfReplaceStrs(line, "a", nullptr), 0);
 }
 
 TEST(ServerConf, FileIsMadeFromTheRecordAndRemoved) {
