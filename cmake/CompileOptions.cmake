@@ -17,6 +17,10 @@ if(QVX_SANITIZE)
   target_link_options(qvx_compile_options INTERFACE -fsanitize=address,undefined)
 endif()
 
+if(QVX_FUZZ)
+  target_compile_options(qvx_compile_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 if(QVX_COVERAGE)
   target_compile_options(qvx_compile_options INTERFACE --coverage)
   # A child that ends through _exit would lose its counters.

@@ -1,0 +1,28 @@
+// Any two files in the place of certificate and key: the facts about them agree with their fate.
+#include "tests/fuzz/input.h"
+#include "tests/harness/installation.h"
+#include "tls/pair_check.h"
+#include "tls/pem_files.h"
+
+namespace qvx::test {
+namespace {
+
+void Check(Input& input) {
+  static const Installation installation;
+  WriteText(CertificatePath(), input.Text());
+  WriteText(KeyPath(), input.Rest());
+  const auto facts = ExaminePair();
+  Require(facts.has_value());
+  Require(!facts->they_match || (facts->certificate_loads && facts->key_loads));
+  Require(!facts->names_host || facts->they_match);
+  Require((FateOf(*facts) == PairFate::kSetAside) == !facts->they_match);
+}
+
+}  // namespace
+}  // namespace qvx::test
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  qvx::test::Input input(data, size);
+  qvx::test::Check(input);
+  return 0;
+}
