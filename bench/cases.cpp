@@ -16,8 +16,16 @@ std::vector<Case>& Added() {
 
 struct TemporaryDirectory {
   std::string path = std::filesystem::temp_directory_path() / "qvx-bench-XXXXXX";
-  const char* made = mkdtemp(path.data());
 
+  TemporaryDirectory() {
+    if (mkdtemp(path.data()) == nullptr) {
+      throw std::runtime_error("no scratch directory");
+    }
+  }
+  TemporaryDirectory(const TemporaryDirectory&) = delete;
+  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+  TemporaryDirectory(TemporaryDirectory&&) = delete;
+  TemporaryDirectory& operator=(TemporaryDirectory&&) = delete;
   ~TemporaryDirectory() {
     std::error_code ignored;
     std::filesystem::remove_all(path, ignored);
@@ -48,9 +56,6 @@ const std::vector<Case>& AllCases() {
 
 const std::string& ScratchDirectory() {
   static const TemporaryDirectory directory;
-  if (directory.made == nullptr) {
-    throw std::runtime_error("no scratch directory");
-  }
   return directory.path;
 }
 

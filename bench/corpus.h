@@ -13,10 +13,10 @@ namespace qvx::bench {
 /// place of each "#". A document without an element is its head alone.
 struct Document {
   std::string kind;
-  std::string head;
-  std::string element;
-  std::string pattern;
-  std::vector<size_t> sizes;  ///< those of the report, in repetitions
+  std::string head = {};
+  std::string element = {};
+  std::string pattern = {};
+  std::vector<size_t> sizes = {};  ///< those of the report, in repetitions
 };
 const std::vector<Document>& Documents();
 

@@ -132,7 +132,7 @@ Prepared ExtendRestriction(size_t size) {
       CreateIPAddrRestrictionStr(1, &text, "10.0.0.1", nullptr);
     }
     const std::unique_ptr<char, decltype(&std::free)> holder(text, &std::free);
-    return std::strlen(text);
+    return text != nullptr ? std::strlen(text) : 0;
   });
 }
 

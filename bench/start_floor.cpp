@@ -37,7 +37,12 @@ std::string Protection(const std::string& mode, const std::string& path) {
   return "chmod " + mode + ' ' + path + "; chown zxqvx:zxqvx " + path;
 }
 
-/// A command, and the first letters of the runs that need it.
+constexpr std::string_view kFirst = "first";
+constexpr std::string_view kReconfigure = "reconfigure";
+constexpr std::string_view kStarts = "steady first";
+constexpr std::string_view kEvery = "steady first reconfigure";
+
+/// A command, and the runs that need it.
 struct Command {
   std::string_view runs;
   std::string text;
@@ -47,20 +52,20 @@ std::vector<Command> Commands() {
   const std::string base = Variable("SYSMGTZX_BASE_DIR");
   const std::string tls = Variable("SSL_SHARE_BASE_DIR");
   const std::string status = "cat /proc/" + std::to_string(getppid()) + "/stat | awk '{print $";
-  return {{"sfr", Protection("755", base + "/session")},
-          {"sfr", Protection("755", base + "/session/php")},
-          {"f", Protection("660", base + "/logs/qvx.log")},
-          {"f", Protection("660", tls + "/cert.pem")},
-          {"f", Protection("660", tls + "/file.pem")},
-          {"f", Protection("660", base + "/conf/qvxpd.xml")},
-          {"sfr", "/sbin/ip addr"},
-          {"sfr", Protection("660", base + "/conf/qvxpd.conf")},
-          {"sfr", Protection("660", base + "/bin/php.ini")},
-          {"sfr", Protection("660", base + "/conf/qvxpd.xml")},
-          {"sfr", Protection("660", base + "/conf/ralolist.map")},
-          {"r", status + "6}'"},
-          {"r", status + "2}'"},
-          {"sf", base + "/sbin/genproxyconf 2> /dev/null"}};
+  return {{kEvery, Protection("755", base + "/session")},
+          {kEvery, Protection("755", base + "/session/php")},
+          {kFirst, Protection("660", base + "/logs/qvx.log")},
+          {kFirst, Protection("660", tls + "/cert.pem")},
+          {kFirst, Protection("660", tls + "/file.pem")},
+          {kFirst, Protection("660", base + "/conf/qvxpd.xml")},
+          {kEvery, "/sbin/ip addr"},
+          {kEvery, Protection("660", base + "/conf/qvxpd.conf")},
+          {kEvery, Protection("660", base + "/bin/php.ini")},
+          {kEvery, Protection("660", base + "/conf/qvxpd.xml")},
+          {kEvery, Protection("660", base + "/conf/ralolist.map")},
+          {kReconfigure, status + "6}'"},
+          {kReconfigure, status + "2}'"},
+          {kStarts, base + "/sbin/genproxyconf 2> /dev/null"}};
 }
 
 void MakeKey() {
@@ -75,16 +80,16 @@ void MakeKey() {
 }  // namespace
 
 int main(int argument_count, char* arguments[]) {
-  const char run = argument_count == 2 ? arguments[1][0] : '?';
+  const std::string_view run = argument_count == 2 ? arguments[1] : "none";
   for (const Command& command : Commands()) {
     if (command.runs.find(run) != std::string_view::npos) {
       Run(command.text);
     }
   }
-  if (run == 'f') {
+  if (run == kFirst) {
     MakeKey();
   }
-  if (run == 'r') {
+  if (run == kReconfigure) {
     return EXIT_SUCCESS;
   }
   std::string daemon = Variable("SYSMGTZX_BASE_DIR") + "/sbin/zxqvxd";
