@@ -26,6 +26,15 @@ constexpr char kFread[] = "DOM_DocumentLS_fread";
 constexpr int kBlockSize = 8192;      // what is read and parsed at once
 constexpr uint32_t kOpenNodes = 500;  // the document and 499 levels below it
 
+// Where the parser stands. Expat 2.9 deprecates the old names.
+#if XML_MAJOR_VERSION == 2 && XML_MINOR_VERSION < 9
+constexpr auto* LineNumber = XML_GetCurrentLineNumber;
+constexpr auto* ColumnNumber = XML_GetCurrentColumnNumber;
+#else
+constexpr auto* LineNumber = XML_GetCurrentLineNumber64;
+constexpr auto* ColumnNumber = XML_GetCurrentColumnNumber64;
+#endif
+
 /// Why the last load failed, where neither its result nor the error cell tells.
 bool load_ran_out_of_memory = false;
 
@@ -66,12 +75,11 @@ int FailToParse(DOM_ParseContext& context) {
   load_ran_out_of_memory = XML_GetErrorCode(context.parser) == XML_ERROR_NO_MEMORY;
   const XML_LChar* text = XML_ErrorString(XML_GetErrorCode(context.parser));
   if (_exception == 0 && text != nullptr) {
-    load_fault = {text, XML_GetCurrentLineNumber(context.parser),
-                  XML_GetCurrentColumnNumber(context.parser) + 1};
+    load_fault = {text, LineNumber(context.parser), ColumnNumber(context.parser) + 1};
   }
   if (EndWithoutFailure(context)) {
     FailDetails({kModule, kFread}, DOM_PARSER_ERR, "%s: line %u", text != nullptr ? text : "(null)",
-                static_cast<unsigned>(XML_GetCurrentLineNumber(context.parser)));
+                static_cast<unsigned>(LineNumber(context.parser)));
   }
   return 0;
 }
