@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "dom/dom.h"
+#include "os/files.h"
 #include "support/malloc_owner.h"
 
 namespace qvx::test {
@@ -66,7 +67,7 @@ inline std::string Repeated(const std::string& text, size_t count) {
 
 /// The result of loading a text into a document.
 inline int Load(DOM_Document* document, const std::string& text) {
-  const std::unique_ptr<std::FILE, decltype(&std::fclose)> stream(std::tmpfile(), std::fclose);
+  const File stream(std::tmpfile());
   std::fwrite(text.data(), 1, text.size(), stream.get());
   std::rewind(stream.get());
   return DOM_DocumentLS_fread(document, stream.get());

@@ -65,8 +65,7 @@ TEST(Node, NeitherDepthNorPiecesMatter) {
   const OwnedList found(DOM_Document_getElementsByTagName(clone.get(), "e"));
   EXPECT_EQ(found->length, kMany);
   std::string saved(8 * kMany + 100, '\0');
-  const std::unique_ptr<std::FILE, decltype(&std::fclose)> stream(
-      fmemopen(saved.data(), saved.size(), "w"), std::fclose);
+  const File stream(fmemopen(saved.data(), saved.size(), "w"));
   EXPECT_EQ(DOM_DocumentLS_fwrite(clone.get(), stream.get()), 0);
   std::fflush(stream.get());
   saved.resize(strlen(saved.c_str()));

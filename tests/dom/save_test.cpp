@@ -104,8 +104,7 @@ TEST_F(Writer, AFullDiskIsNoticed) {
     ExpectFailure(DOM_DocumentLS_save(tree_.document(), "/dev/full", nullptr), ENOSPC,
                   "DOM_DocumentLS_save: " + full + ": uri=/dev/full\n");
   }
-  const std::unique_ptr<std::FILE, decltype(&std::fclose)> stream(std::fopen("/dev/full", "w"),
-                                                                  std::fclose);
+  const qvx::File stream(std::fopen("/dev/full", "w"));
   ExpectFailure(
       DOM_DocumentLS_fwrite(tree_.document(), stream.get()), ENOSPC,
       "DOM_DocumentLS_fwrite: " + full + "\n  src/expatls.cpp:N:DOM_DocumentLS_fwrite: \n");
