@@ -23,7 +23,8 @@ struct AccountLookup {
   int error = 0;                  ///< not 0: the database could not be asked
 };
 
-/// Asks the user database (getpwnam_r(3)) for the account. Throws std::bad_alloc.
+/// Asks the user database for the account: the local file first, then the host's name services
+/// (getpwnam_r(3)). An error is tried again twice. Throws std::bad_alloc.
 AccountLookup LookUpServiceAccount();
 
 /// The groups of a process with the account's identity.

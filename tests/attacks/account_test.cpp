@@ -55,6 +55,26 @@ grep -c SSL_SHARE_BASE_DIR seen; grep -i evil seen)",
          "daemon\n1\n"}});
 }
 
+// The database fails once or from then on. Then too, no command on a path of the account's has
+// root's rights, and no file of the account's is root's.
+TEST(ServiceAccount, IsNotMissingWhenItCouldNotBeLookedUp) {
+  Play({{"each opening of the accounts", R"(
+mismatched_pair; mkdir commands; own=($base/{conf,bin,logs} $tls); chown zxqvx ${own[@]}
+for name in chmod chown cp; do
+  printf '#!/bin/sh\necho $(id -un) "$*" >>/opt/ran\nexec /bin/%s "$@"\n' $name >commands/$name
+done
+chmod 755 commands/*; run() { : >ran; chmod 666 ran; PATH=/opt/commands:$PATH "$@" >/dev/null 2>&1; }
+run strace -o trace -P /etc/passwd -e trace=openat $launcher
+grep -q "^zxqvx .*$tls" ran || echo no command; openings=$(grep -c openat trace)
+((openings > 5)) || echo no openings
+errors=(ENOMEM EIO EMFILE); for ((at = 1; at <= openings; at++)); do for last in '' +; do
+  rm -f $base/{conf,bin,logs}/*.* $tls/*; cp -a old/* $tls
+  run strace -o /dev/null -P /etc/passwd -e inject=openat:error=${errors[at % 3]}:when=$at$last $launcher
+  for path in ${own[@]}; do grep "^root .*$path" ran; done
+  find ${own[@]} -type f -user root ! -name '*mm.pem' ! -name mod_proxy.conf
+done; done | sort | uniq -c)", ""}});
+}
+
 // Three starts whose files `plant` makes, each a name of its own for an administrator's files, in
 // directories that `owner` owns. The settings are a case of their own, because they may end a
 // start. So are the copies, because they are made of a pair that was read.
