@@ -104,12 +104,15 @@ std::optional<int> Generate() {
   return std::nullopt;
 }
 
-/// The daemon leads its session and its process group, so one number names both. killpg(3) takes 0
-/// for the launcher's own group, and 1 would reach every process of the machine. Neither is ever
-/// the daemon's group. The number comes from a command, so the kernel has to confirm it.
+/// The daemon leads its session and its process group, so one number names both. The number comes
+/// from a command, and the system may have given the parent's number to another process meanwhile.
+/// So the launcher has to be the parent's child still, and a member of the session itself: then the
+/// number cannot name a session of others. killpg(3) takes 0 for the launcher's own group, and in
+/// a PID namespace a session from outside has the number 0. It would take 1 for every process, and
+/// the first process of a PID namespace may lead the session 1. So neither is signalled.
 void SignalDaemon(pid_t parent, const std::string& session) {
   const int group = std::atoi(session.c_str());  // only leading digits count
-  if (group > 1 && getsid(parent) == group) {
+  if (group > 1 && getsid(0) == group && getsid(parent) == group && getppid() == parent) {
     killpg(group, SIGUSR1);
   }
 }

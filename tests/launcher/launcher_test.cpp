@@ -172,6 +172,8 @@ TEST(Launcher, SignalsTheSessionOfADaemonOnly) {
       {"reconfigure, by the leader", "leader", 2, QVX_DAEMON, "status 0, signals 1\n"},
       {"reconfigure, by a worker", "worker", 2, QVX_DAEMON, "status 0, signals 1\n"},
       {"of another name", "leader", 2, site.other_daemon(), "status 0, signals 0\n"},
+      {"reconfigure, from another session", "leader setsid", 2, QVX_DAEMON,
+       "status 0, signals 0\n"},
       {"permissions", "leader", 3, QVX_DAEMON, "status 0, signals 0\n"},
       {"too many arguments", "leader", 4, QVX_DAEMON, "status 1, signals 0\n"},
   };
