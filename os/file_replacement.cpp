@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +13,7 @@
 #include <memory>
 #include <utility>
 
+#include "os/access_lists.h"
 #include "os/files.h"
 #include "os/service_account.h"
 
@@ -80,8 +80,8 @@ bool Reserve(const Descriptor& file, size_t size) {
 
 /// Only root can give a file away, so a refusal counts for root only.
 bool GiveBirth(const Descriptor& file, const Birth& birth) {
-  fremovexattr(file.get(), "system.posix_acl_access");
-  return (fchown(file.get(), birth.user, birth.group) == 0 || geteuid() != 0) &&
+  return RemoveAccessList(file) &&
+         (fchown(file.get(), birth.user, birth.group) == 0 || geteuid() != 0) &&
          fchmod(file.get(), birth.mode) == 0;
 }
 

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <linux/openat2.h>
 #include <sys/syscall.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +10,8 @@
 #include <climits>
 #include <string_view>
 #include <utility>
+
+#include "os/access_lists.h"
 
 namespace qvx {
 
@@ -25,7 +26,8 @@ bool IsTrusted(uid_t user) {
 /// An access list can let further accounts write. In the mode it shows only as bits of the group.
 bool GroupIsTrusted(const Descriptor& directory, const struct stat& status) {
   const bool is_own = status.st_gid == 0 || status.st_gid == getegid();
-  return is_own && getxattr(PathOf(directory).c_str(), "system.posix_acl_access", nullptr, 0) < 0;
+  return is_own && HasNoAccessList(Descriptor(
+                       openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
 }
 
 /// Whether only trusted accounts can exchange `entry` in its directory. A null `entry` is a name

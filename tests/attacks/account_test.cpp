@@ -166,6 +166,26 @@ echo root:x:0:0::/:/bin/sh >passwd; mount --bind passwd /etc/passwd)"),
         {"no mask", script("umask 0"), "daemon\n"}});
 }
 
+// Whether a folder or a new file has a list cannot be told when the file system answers with an
+// error.
+TEST(AccessLists, CountAsThereWhenTheyCannotBeAskedFor) {
+  Play({{"on new files", R"(
+good_pair; setfacl -d -m u:65534:rwX $tls $base/{conf,logs}; rm $tls/*
+launch strace -o /dev/null -e inject=fremovexattr:error=EIO $launcher; ls $tls $base/{conf,logs})",
+         R"(Cannot start application!/opt/tls:
+
+/opt/zx/zxqvx/conf:
+
+/opt/zx/zxqvx/logs:
+)"},
+        {"on folders", R"(
+good_pair; chmod 775 $base/conf; mkdir -m 755 bin; : >who; chmod 666 who
+printf '#!/bin/sh\ncase "$*" in */conf/*) id -un >>/opt/who ;; esac\n' >bin/chmod
+chmod 755 bin/chmod; launch; PATH=/opt/bin:$PATH strace -o /dev/null -e inject=getxattr,fgetxattr:error=EIO $launcher
+sort -u who)",
+         "daemon\ndaemon\nzxqvx\n"}});
+}
+
 TEST(ServiceAccount, LogIsItsOwnHoweverTheCreationEnds) {
   Play({{"killed at each call", R"sh(
 pair /CN=other; launch; log=$base/logs/qvx.log; rm $log
