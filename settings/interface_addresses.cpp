@@ -10,6 +10,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 
 #include "os/commands.h"
 
@@ -32,13 +33,19 @@ constexpr std::string_view kFamilyKeyword = "inet";
 /// The longest dotted address, "255.255.255.255".
 constexpr size_t kLongestAddress = 15;
 
-std::string ReadAll(std::FILE* stream) {
+/// Returns nothing when the command could not be started or a read failed. Without its end, the
+/// output would pass for that of a machine with fewer addresses.
+std::optional<std::string> ReadCommand() {
+  const CommandStream stream = OpenCommand(kAddressCommand);
+  if (!stream) {
+    return std::nullopt;
+  }
   std::string text;
   char piece[4096];
-  while (const size_t length = std::fread(piece, 1, sizeof piece, stream)) {
+  while (const size_t length = std::fread(piece, 1, sizeof piece, stream.get())) {
     text.append(piece, length);
   }
-  return text;
+  return std::ferror(stream.get()) == 0 ? std::optional(std::move(text)) : std::nullopt;
 }
 
 /// Finds the runs of digits and "." that follow the occurrences of a keyword, on the same line or a
@@ -105,12 +112,13 @@ void FillAddressCache() {
 }  // namespace
 
 std::optional<std::string> ReadInterfaceText() {
-  const CommandStream stream = OpenCommand(kAddressCommand);
-  if (!stream) {
-    return std::nullopt;
+  std::optional<std::string> text = ReadCommand();
+  if (!text) {
+    text = ReadCommand();
   }
-  std::string text = ReadAll(stream.get());
-  text.resize(std::min(text.find('\0'), text.size()));
+  if (text) {
+    text->resize(std::min(text->find('\0'), text->size()));
+  }
   return text;
 }
 
@@ -159,11 +167,15 @@ int32_t OSFindAvailableIPs(uint32_t** holder) {
 }
 
 hostent* OSGetHostByName(const char* name) {
-  hostent* entry = gethostbyname(name);
+  hostent* entry = name == nullptr ? nullptr : gethostbyname(name);
   if (GlobalIpAddrCount != 0) {
     return entry;
   }
-  qvx::FillAddressCache();
+  try {
+    qvx::FillAddressCache();
+  } catch (const std::bad_alloc&) {
+    // The cache keeps what it has by now.
+  }
   if (entry != nullptr) {
     entry->h_addr_list = BaseAddrList;
   }

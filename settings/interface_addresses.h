@@ -13,7 +13,7 @@
 
 /// Reads the whole output of "/sbin/ip addr", up to a zero byte. `*holder` gets the text, which the
 /// caller releases with free(). Returns 0; or -1, with `*holder` null, when the command could not
-/// be started or memory ran out.
+/// be started or read, two times, or memory ran out.
 int getIFConf(char** holder);
 
 /// Finds the IPv4 addresses of the interfaces. `*holder` gets an array of them, in network byte
@@ -27,7 +27,8 @@ int32_t OSFindAvailableIPs(uint32_t** holder);
 /// with at most 255 addresses of this machine, without 127.0.0.1 and those that begin with 0, and
 /// puts the cache in the place of the result's address list, even when the cache stays empty. Once
 /// the cache has addresses, a call returns the resolver's own list. Returns the resolver's entry;
-/// null when the name is unknown.
+/// null when the name is unknown or null. When memory runs out, the cache keeps what it has by
+/// then.
 hostent* OSGetHostByName(const char* name);
 
 inline constexpr int32_t kMaxCachedAddresses = 255;
@@ -39,7 +40,7 @@ extern char* BaseAddrList[kMaxCachedAddresses + 1];  ///< pointers into it, the 
 namespace qvx {
 
 /// Returns the whole output of "/sbin/ip addr" up to a zero byte, or nothing when the command could
-/// not be started. Throws std::bad_alloc.
+/// not be started or read, two times. Throws std::bad_alloc.
 std::optional<std::string> ReadInterfaceText();
 
 /// Returns the IPv4 addresses of the interfaces, as OSFindAvailableIPs finds them. Without the

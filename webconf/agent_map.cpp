@@ -1,14 +1,42 @@
 #include "webconf/agent_map.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <new>
 
 #include "os/directories.h"
+#include "os/files.h"
+#include "os/protection.h"
 #include "os/service_files.h"
 
-int32_t WriteRALOListMapFile() {
+namespace {
+
+bool Replace() {
   try {
-    return qvx::WriteServiceFile(qvx::InstallationPath(RALO_LIST_MAP), "") ? 0 : 1;
+    return qvx::WriteServiceFile(qvx::InstallationPath(RALO_LIST_MAP), "");
   } catch (const std::bad_alloc&) {
-    return 1;
+    return false;
   }
+}
+
+/// What the old map says must not be forwarded any more, so it is emptied where it stands.
+bool EmptyInPlace() {
+  try {
+    const std::string path = qvx::InstallationPath(RALO_LIST_MAP);
+    const qvx::Descriptor map = qvx::OpenDescriptor(path, O_WRONLY);
+    if (!map || ftruncate(map.get(), 0) != 0) {
+      return false;
+    }
+    OsProtectFile(path.c_str());
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+}  // namespace
+
+int32_t WriteRALOListMapFile() {
+  return Replace() || EmptyInPlace() ? 0 : 1;
 }

@@ -7,8 +7,9 @@
 /// The map file, under the installation directory.
 inline constexpr char RALO_LIST_MAP[] = "/conf/ralolist.map";
 
-/// Makes the map an empty, protected file, which other software fills. Returns 0, or 1 when it
-/// could not be made; an old map is then as it was.
+/// Makes the map an empty, protected file, which other software fills. An old map that cannot be
+/// replaced is emptied in place. Returns 0; or 1 when that failed, too, and an old map is then as
+/// it was.
 int32_t WriteRALOListMapFile();
 
 #endif

@@ -103,6 +103,8 @@ TEST(InterfaceAddresses, InALongOutputUpToAZeroByte) {
     const MallocOwner<uint32_t> addresses(found);
     EXPECT_EQ(found[600], inet_addr("10.0.0.43"));
     EXPECT_EQ(found[601], 0U) << "the array's end";
+    EXPECT_EQ(OSGetHostByName(nullptr), nullptr);
+    GlobalIpAddrCount = 0;
     EXPECT_EQ(OSGetHostByName("192.168.7.7")->h_addr_list, BaseAddrList);
     EXPECT_EQ(GlobalIpAddrCount, 255);
     EXPECT_EQ(std::string(BaseAddrList[0], 4), std::string("\x0a\0\0\0", 4));
