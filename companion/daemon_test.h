@@ -9,9 +9,10 @@
 
 namespace qvx::companion {
 
-/// Writes the configuration of the next start to a scratch folder, which is removed again, lets the
-/// daemon test it there ("-t"), and adds a finding when the daemon refuses it. The daemon reads its
-/// modules and the certificate in their places. Nothing else of this program writes anything.
+/// Lets the daemon test the configuration of the next start ("-t"), with the rights of the service
+/// account, and adds a finding when the daemon refuses it. The settings are the account's, and a
+/// line break in one of them becomes a directive that loads and runs what the account likes. The
+/// daemon reads its modules in their places. It cannot tell whether it can load a certificate.
 void CheckWithDaemon(const Forecast& forecast, Findings& findings);
 
 }  // namespace qvx::companion

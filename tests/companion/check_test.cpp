@@ -299,26 +299,57 @@ TEST(Check, TakenPortIsNamedWithItsProgram) {
   });
 }
 
-/// The stand-in refuses what the daemon refuses: a line without an address.
+/// The stand-ins refuse what the daemon refuses, and say what they have.
 TEST(Check, DaemonTestsTheNextConfiguration) {
-  constexpr char kDaemon[] =
-      "#!/bin/sh\necho \"$1 $2 $3 $5\"\ngrep '^allow from$' \"$4\" && exit 1\nexit 0\n";
-  OnFreshMachine([&kDaemon] {
-    for (const auto& [list, refused] :
-         {std::pair("10.0.0.1", false), {"10.0.0.9-10.0.0.1", true}}) {
-      const PreparedInstallation site(Restricted(refused ? "10.0.0.9-10.0.0.1" : "10.0.0.1"));
-      WriteText(site.base() / "sbin/zxqvxd", kDaemon);
+  const struct {
+    const char* name;
+    const char* daemon;
+    std::string said;
+    std::function<void(const PreparedInstallation&)> spoil = [](const PreparedInstallation&) {};
+  } rows[] = {
+      {.name = "accepted", .daemon = "grep -q '^allow from 10.0.0.1' \"$4\"", .said = ""},
+      {.name = "refused",
+       .daemon = "echo \"$1 $2 $3 $5\"; echo on line 2 of $4:; exit 1",
+       .said = "The daemon refuses the configuration: -DSSL -t -f ; on line 2 of CONF: The line "
+               "is: Listen 2301"},
+      {.name = "rights of the account",
+       .daemon = "id -un; id -Gn; umask; exit 1",
+       .said = "The daemon refuses the configuration: zxqvx; zxqvx; 0022"},
+      {.name = "nothing of the caller's",
+       .daemon = "unset PWD; env | sed 's/=.*//'; pwd; echo $(ls /proc/self/fd); "
+                 "[ $(ps -o sid= $$) = $$ ] && echo alone; exit 1",
+       .said = "The daemon refuses the configuration: PATH; /; 0 1 2 3; alone"},
+      {.name = "without a pair and a map",
+       .daemon = "sed -n 's/^SSLCertificate[KF][a-zA-Z]* //p; s/^RewriteMap map1 txt://p' \"$4\" | "
+                 "sort | uniq -c; exit 1",
+       .said = "The daemon refuses the configuration:       8 CONF",
+       .spoil =
+           [](const PreparedInstallation& site) {
+             fs::remove(site.tls() / "cert.pem");
+             fs::remove(site.tls() / "file.pem");
+           }},
+      {.name = "a process stays behind", .daemon = "sleep 30 & exit 0", .said = ""},
+      {.name = "no end",
+       .daemon = "exec sleep 1000",
+       .said = "The daemon could not be asked with the rights of the account zxqvx, or did not "
+               "answer within ten seconds."},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    OnFreshMachine([&row] {
+      const PreparedInstallation site(Restricted("10.0.0.1"));
+      const Variable secret("QVX_SECRET", "1");
+      row.spoil(site);
+      WriteText(site.base() / "sbin/zxqvxd", std::string("#!/bin/sh\n") + row.daemon + "\n");
       companion::Findings findings;
       CheckWithDaemon(companion::Foretell(), findings);
-      ASSERT_EQ(!findings.empty(), refused);
-      EXPECT_EQ(refused ? findings[0].what : "",
-                refused ? "The daemon refuses the configuration: -DSSL -t -f ; allow from" : "");
-    }
-    const auto is_scratch = [](const fs::directory_entry& entry) {
-      return entry.path().filename().string().starts_with("qvxctl");
-    };
-    EXPECT_TRUE(std::none_of(fs::directory_iterator("/tmp"), fs::directory_iterator(), is_scratch));
-  });
+      std::string said = findings.empty() ? "" : findings[0].what;
+      const std::string conf = site.base() / "conf/qvxpd.conf";
+      const size_t place = said.find(conf);
+      EXPECT_EQ(place == std::string::npos ? said : said.replace(place, conf.size(), "CONF"),
+                row.said);
+    });
+  }
 }
 
 TEST(Check, NewestGoodDocumentIsPutBack) {

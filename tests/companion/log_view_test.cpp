@@ -111,6 +111,7 @@ TEST(LogView, RecordCannotCommandTheTerminal) {
   }
 }
 
+#ifndef __SANITIZE_ADDRESS__  // which needs an address space without limit
 TEST(LogView, LogWithoutEndIsReadAsFarAsALogGoes) {
   const Installation installation;
   SetupLogsAndDebug(nullptr);
@@ -120,6 +121,7 @@ TEST(LogView, LogWithoutEndIsReadAsFarAsALogGoes) {
                         "\" log | grep -q 'ERROR  *one')"),
             0);
 }
+#endif
 
 /// Waits for a line of the program that follows the log.
 TEST(LogView, ProgramFollowsTheLog) {
