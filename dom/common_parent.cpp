@@ -6,15 +6,14 @@
 namespace qvx::dom {
 namespace {
 
-constexpr uint32_t kMarkBits = 0x3fffffff;  // a node has no room for more
+constexpr uint64_t kMarkBits = ~uint64_t{0} >> 2;
 
-uint32_t CurrentMark(const DOM_Document* document) {
+uint64_t CurrentMark(const DOM_Document* document) {
   return static_cast<const DocumentNode*>(document)->current_mark;
 }
 
 void MoveMarkOn(DOM_Document* document) {
-  uint32_t& mark = static_cast<DocumentNode*>(document)->current_mark;
-  mark = (mark + 1) & kMarkBits;
+  ++static_cast<DocumentNode*>(document)->current_mark;
 }
 
 /// What the document model keeps of a node that may have children.

@@ -14,10 +14,12 @@
 namespace qvx::dom {
 
 /// Whether the bookkeeping of `document` can leave a note on `node`. It cannot on a node of another
-/// document, nor on a document type, which may go over to another document.
+/// document, nor on a document type, which may go over to another document, nor on a document that
+/// belongs to it.
 inline bool TakesNotes(const DOM_Node* node, const DOM_Document* document) {
-  return node->childNodes != nullptr && node->nodeType != DOM_DOCUMENT_TYPE_NODE &&
-         (node->ownerDocument == document || node == document);
+  return node == document ||
+         (node->ownerDocument == document && node->childNodes != nullptr &&
+          node->nodeType != DOM_DOCUMENT_TYPE_NODE && node->nodeType != DOM_DOCUMENT_NODE);
 }
 
 /// Whether an earlier walk went from `node` up to the present common parent. Another walk would

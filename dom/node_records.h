@@ -64,12 +64,12 @@ struct NodeRecord : DOM_Node {
   uint16_t place;                  ///< of its block in a page (node_pages.h)
 };
 
-/// The mark stands in front of the list record: behind it, it would cost 8 bytes.
+/// A mark of so many bits never comes back.
 struct MarkedNode : NodeRecord {
-  uint32_t
-      path_mark : 30;  ///< equals the document's while the path up to the commonParent is known
-  uint32_t is_named_by_owner : 1;         ///< as the commonParent of its own document
-  uint32_t has_been_named_by_others : 1;  ///< as that of another document
+  uint64_t
+      path_mark : 62;  ///< equals the document's while the path up to the commonParent is known
+  uint64_t is_named_by_owner : 1;         ///< as the commonParent of its own document
+  uint64_t has_been_named_by_others : 1;  ///< as that of another document
 };
 
 /// A node that may have children: it is its own child list.
@@ -79,12 +79,8 @@ struct ElementNode : ParentNode, AttributeMap {
   uint32_t chain;  ///< the number of its attribute chain (attribute_chains.h); 0: none
 };
 
-/// In front of what is aligned to 8 bytes, where it costs none.
-struct PlacedNode : ParentNode {
-  uint32_t placements;  ///< how often the entry of an attribute has been linked into a map
-};
-
-struct AttributeNode : PlacedNode, ListEntry, DOM_AttributeFields {
+struct AttributeNode : ParentNode, ListEntry, DOM_AttributeFields {
+  uint32_t placements;  ///< how often its entry has been linked into a map
   ElementNode* holder;  ///< the element whose attribute map the entry is linked into; null while it
                         ///< is unused
 };
@@ -98,7 +94,7 @@ struct EntityNode : ParentNode, DOM_ExternalIdFields {};
 struct NotationNode : NodeRecord, DOM_ExternalIdFields {};
 
 struct DocumentNode : ParentNode, DOM_DocumentFields {
-  uint32_t current_mark;  ///< what marks a path to the present commonParent
+  uint64_t current_mark;  ///< what marks a path to the present commonParent
   uint32_t is_indexed;    ///< flag: `named` belongs to another document (live_documents.h)
   DOM_Node* named;        ///< the commonParent that the model has set, if it may have children
 };

@@ -1,3 +1,4 @@
+#include "dom/node_records.h"
 #include "tests/dom/model.h"
 
 namespace qvx::test {
@@ -316,6 +317,33 @@ TEST(CommonParent, IsNeitherReachedFromASubtreeThatLeftNorFreedUnseen) {
   EXPECT_EQ(tree.common_parent(), nullptr);
   EXPECT_EQ(DOM_Document_getDocumentElement(tree.document()), nullptr);
   DOM_Document_destroyNode(tree.document(), nullptr);
+}
+
+TEST(CommonParent, MayBeADocumentThatBelongsToAnother) {
+  const Tree tree;
+  tree.common_parent() = nullptr;
+  DOM_Document* const inner = Document_createNode(tree.document(), DOM_DOCUMENT_NODE);
+  tree.Add(inner, "!");
+  EXPECT_EQ(tree.common_parent(), inner);
+  DOM_Document_destroyNode(nullptr, inner);
+  EXPECT_EQ(tree.common_parent(), nullptr);
+}
+
+TEST(CommonParent, IsFoundHoweverOftenItMoved) {
+  const Tree tree;
+  DOM_Node* const a = tree.Add(tree.root(), "<a");
+  DOM_Node* const b = tree.Add(tree.root(), "<b");
+  DOM_Node* const c = tree.Add(a, "<c");
+  tree.common_parent() = nullptr;
+  updateCommonParent(a);
+  updateCommonParent(c);  // marks the way from it
+  EXPECT_EQ(tree.common_parent(), a);
+  static_cast<dom::DocumentNode*>(tree.document())->current_mark += (uint64_t{1} << 30) - 1;
+  tree.common_parent() = nullptr;
+  updateCommonParent(b);
+  EXPECT_EQ(tree.common_parent(), b);
+  updateCommonParent(c);
+  EXPECT_EQ(tree.common_parent(), c) << "the old mark leads to another node";
 }
 
 }  // namespace
