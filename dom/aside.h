@@ -2,7 +2,7 @@
 // document model.
 //
 // They are the children of a fragment that has no document. A handler can reach that fragment as
-// the parent of a destroyed node. Tree changes there are refused.
+// the parent of a destroyed node. It may take nodes out of it, but put none into it.
 #ifndef QVX_DOM_ASIDE_H
 #define QVX_DOM_ASIDE_H
 

@@ -1,6 +1,7 @@
 // Destruction of nodes and lists.
 #include <cstdlib>
 
+#include "dom/aside.h"
 #include "dom/dom.h"
 #include "dom/freeing.h"
 #include "dom/list_changes.h"
@@ -30,7 +31,8 @@ void DOM_Document_destroyNodeList(DOM_Document* document, NodeList* list, int de
   if (list == nullptr) {
     return;
   }
-  if (IsView(list)) {
+  const bool are_destroyed_already = list == aside.childNodes && destroy_nodes != 0;
+  if (IsView(list) || are_destroyed_already) {
     return;
   }
   while (destroy_nodes != 0 && FirstEntry(list) != nullptr) {

@@ -148,7 +148,9 @@ NodeEntry* FindEntry(const NodeList* list, DOM_Node* node) {
 bool MayEnter(const TraceSite& site, const NodeList* list, const DOM_Node* node,
               const DOM_Node* replaced) {
   if (KindOf(list) == ListKind::kChildren) {
-    const bool fits = node->parentNode == nullptr && MayHold(ParentOfList(list), node, replaced);
+    const DOM_Node* const parent = ParentOfList(list);
+    const bool fits =
+        parent != &aside && node->parentNode == nullptr && MayHold(parent, node, replaced);
     if (!fits) {
       Fail(site, DOM_HIERARCHY_REQUEST_ERR);
     }

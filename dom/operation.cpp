@@ -2,6 +2,7 @@
 
 #include "dom/aside.h"
 #include "dom/common_parent.h"
+#include "dom/cursors.h"
 #include "dom/failure.h"
 #include "dom/freeing.h"
 #include "dom/linking.h"
@@ -21,6 +22,7 @@ void FreeAside() {
   }
   ForgetCommonParent(&aside);
   FreeListeners(&aside);
+  ForgetCursor(&aside);
   aside = {};
   FreeNodes(first, nullptr);
 }
@@ -75,8 +77,15 @@ bool IsDoomed(const DOM_Node* node) {
   if (aside.firstChild == nullptr) {
     return false;
   }
-  while (node != nullptr && node != &aside) {
+  // An attribute may hold, by way of an entity reference, the element that it belongs to. The way
+  // up is a ring then, in which a walk at half the pace is caught up with.
+  const DOM_Node* slow = node;
+  for (bool moves = false; node != nullptr && node != &aside; moves = !moves) {
     node = HolderOf(node);
+    slow = moves ? HolderOf(slow) : slow;
+    if (node == slow) {
+      return false;
+    }
   }
   return node != nullptr;
 }
