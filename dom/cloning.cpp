@@ -49,7 +49,8 @@ NodeHolder CloneWithDescendants(DOM_Document* document, const DOM_Node* source, 
 
 NodeHolder CloneElement(DOM_Document* document, const DOM_Node* source, int deep) {
   NodeHolder clone = Own(document, Made(DOM_Document_createElement(document, source->nodeName)));
-  NodeEntry* entry = clone != nullptr ? FirstEntry(source->attributes) : nullptr;
+  const bool has_map = clone != nullptr && source->attributes != nullptr;
+  NodeEntry* entry = has_map ? FirstEntry(source->attributes) : nullptr;
   for (; entry != nullptr; entry = NextEntry(source->attributes, entry)) {
     // An attribute with other nodes than texts below it cannot be cloned, so nothing recurses.
     NodeHolder attribute = CloneWithDescendants(document, NodeOf(source->attributes, entry), deep);

@@ -99,7 +99,7 @@ struct DOM_Node : NodeEntry {
   DOM_Node* lastChild;
   DOM_Node* previousSibling;
   DOM_Node* nextSibling;
-  NamedNodeMap* attributes;  ///< elements only
+  NamedNodeMap* attributes;  ///< null for all but elements that were made with a name
   DOM_Node* ownerDocument;   ///< null for a document and for a document type outside any document
   // Behind the pointers, so that what a node has besides fits into their word.
   uint16_t nodeType;
@@ -135,7 +135,7 @@ struct DOM_ExternalIdFields {
   DOM_String* notationName;
 };
 
-/// The own part of a document type.
+/// The own part of a document type; one that was made without a name has no views.
 struct DOM_DocumentTypeFields {
   NamedNodeMap* entities;   ///< a view of its children of type 6
   NamedNodeMap* notations;  ///< a view of its children of type 12
@@ -193,7 +193,8 @@ DOM_Node* DOM_NodeList_item(NodeList* list, int32_t index);
 
 /// Frees a list; a non-zero flag destroys its nodes first. Null is ignored. The nodes of a view are
 /// never touched. A list that is part of a node (its children, its attributes) is emptied instead;
-/// without the flag its nodes are detached and belong to the caller.
+/// without the flag its nodes are detached and belong to the caller. Nodes that were destroyed
+/// within a handler and wait for their end are not destroyed once more.
 void DOM_Document_destroyNodeList(DOM_Document* document, NodeList* list, int destroy_nodes);
 
 // NamedNodeMap (DOM Level 2 Core, interface NamedNodeMap). Names are compared with strcoll(3).
@@ -298,7 +299,8 @@ void DOM_Node_printNode2(const DOM_Node* node);
 
 // --------------------------------------------------------------------------------------- factories
 
-/// Returns a zero-filled node of that type. Only a document and a document type may be made with a
+/// Returns a zero-filled node of that type, with a child list if it may have children, and without
+/// attribute map or views. Only a document and a document type may be made with a
 /// null document; every other type gives null with the null-parameter code. An unknown type gives
 /// null with DOM_NOT_SUPPORTED_ERR.
 DOM_Node* Document_createNode(DOM_Document* document, uint16_t node_type);
@@ -378,9 +380,10 @@ DOM_Text* DOM_Text_splitText(DOM_Text* node, int32_t offset);
 
 /// Reads the file at `path` into an empty document. Returns 1 when the whole file was parsed. -1:
 /// an argument is null, the file cannot be opened, or the load cannot start. 0: the reading or
-/// parsing of the opened file failed; the nodes made until then stay, so destroy the document. The
-/// error cell is ENOMEM when the document model ran out of memory. It is DOM_PARSER_ERR also when
-/// the parser ran out of memory, which qvx::dom::LoadRanOutOfMemory tells.
+/// parsing of the opened file failed, or what stands at `path` is no file (a pipe, a socket, a
+/// device, a link that is not followed). The nodes made until then stay, so destroy the document.
+/// The error cell is ENOMEM when the document model ran out of memory. It is DOM_PARSER_ERR also
+/// when the parser ran out of memory, which qvx::dom::LoadRanOutOfMemory tells.
 int DOM_DocumentLS_load(DOM_Document* document, const char* path);
 int DOM_DocumentLS_fread(DOM_Document* document, std::FILE* stream);
 

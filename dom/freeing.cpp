@@ -18,7 +18,9 @@ namespace {
 void FreeOwnPart(DOM_Node* node) {
   switch (node->nodeType) {
     case DOM_ELEMENT_NODE:
-      ClearList(node->attributes);
+      if (node->attributes != nullptr) {
+        ClearList(node->attributes);
+      }
       FreeAttributeChain(static_cast<ElementNode*>(node));
       break;
     case DOM_ENTITY_NODE:

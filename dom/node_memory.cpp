@@ -13,21 +13,23 @@
 namespace qvx::dom {
 namespace {
 
-/// Sets up the parts of a record that need more than zeros. Overloads tell them by their type.
-void SetUpLists(NodeRecord* /*node*/) {}
+/// Sets up the child list of a record that has one.
+void SetUpChildren(NodeRecord* /*node*/) {}
 
-void SetUpLists(ParentNode* node) {
+void SetUpChildren(ParentNode* node) {
   node->childNodes = node;
 }
 
-void SetUpLists(ElementNode* node) {
+/// Gives an element its attribute map, and a document type its views.
+void SetUpMaps(ParentNode* /*node*/) {}
+
+void SetUpMaps(ElementNode* node) {
   AttributeMap* const map = node;
   map->kind = ListKind::kAttributes;
   node->attributes = map;
-  SetUpLists(static_cast<ParentNode*>(node));
 }
 
-void SetUpLists(DocumentTypeNode* node) {
+void SetUpMaps(DocumentTypeNode* node) {
   EntityView* const entities = node;
   NotationView* const notations = node;
   entities->kind = notations->kind = ListKind::kView;
@@ -35,7 +37,6 @@ void SetUpLists(DocumentTypeNode* node) {
   notations->filter = DOM_NOTATION_NODE;
   node->entities = entities;
   node->notations = notations;
-  SetUpLists(static_cast<ParentNode*>(node));
 }
 
 /// The compiler zeroes a few words by vector stores, more by a slow loop.
@@ -72,7 +73,7 @@ template <typename Record>
   static_assert(kLargestBlock <= kMostTextRoom);
   node->text_room = (size - kSize) & kMostTextRoom;
   node->place = block.place;
-  SetUpLists(node);
+  SetUpChildren(node);
   return node;
 }
 
@@ -148,13 +149,14 @@ DOM_String* CopyForNode(Record* node, size_t used, MeasuredText text) {
   return CopyTo(reinterpret_cast<char*>(node) + kRecordSize<Record> + used, text);
 }
 
-/// Gives a fresh node, which may be null, its name. Null, with the node freed and errno set, when
-/// memory ran out.
+/// A node with its maps and a copy of its name; null with errno set when memory ran out.
 template <typename Record>
-DOM_Node* WithName(Record* node, MeasuredText name) {
+DOM_Node* NewNamed(DOM_Document* document, uint16_t node_type, MeasuredText name) {
+  Record* const node = NewRecord<Record>(document, node_type, name.bytes);
   if (node == nullptr) {
     return nullptr;
   }
+  SetUpMaps(node);
   node->nodeName = CopyForNode(node, 0, name);
   if (node->nodeName == nullptr) {
     FreeRecord(node);
@@ -163,7 +165,8 @@ DOM_Node* WithName(Record* node, MeasuredText name) {
   return node;
 }
 
-/// The same with its name and value.
+/// Gives a fresh node, which may be null, its name and value. Null, with the node freed and errno
+/// set, when memory ran out.
 template <typename Record>
 DOM_Node* WithTexts(Record* node, MeasuredText name, MeasuredText value) {
   if (node == nullptr) {
@@ -205,11 +208,11 @@ DOM_Node* NewNode(DOM_Document* document, uint16_t node_type) {
 DOM_Node* NewNamedNode(DOM_Document* document, uint16_t node_type, MeasuredText name) {
   switch (node_type) {
     case DOM_ELEMENT_NODE:
-      return WithName(NewRecord<ElementNode>(document, node_type, name.bytes), name);
+      return NewNamed<ElementNode>(document, node_type, name);
     case DOM_DOCUMENT_TYPE_NODE:
-      return WithName(NewRecord<DocumentTypeNode>(document, node_type, name.bytes), name);
+      return NewNamed<DocumentTypeNode>(document, node_type, name);
     default:
-      return WithName(NewRecord<ParentNode>(document, node_type, name.bytes), name);
+      return NewNamed<ParentNode>(document, node_type, name);
   }
 }
 

@@ -33,11 +33,11 @@ inline bool MeasureText(const DOM_String* text, MeasuredText& measured) {
 
 // These return null with errno set when memory ran out, and record nothing.
 
-/// Makes a zero-filled node of `node_type` in `document` with its child list, attribute map and
-/// document type views set up.
+/// Makes a zero-filled node of `node_type` in `document` with its child list, and without maps.
 DOM_Node* NewNode(DOM_Document* document, uint16_t node_type);
 
-/// Makes an element, document type or entity reference with a copy of its name.
+/// Makes an element or document type with its maps, or an entity reference, with a copy of its
+/// name.
 DOM_Node* NewNamedNode(DOM_Document* document, uint16_t node_type, MeasuredText name);
 
 /// Makes a processing instruction with copies of its target and data.

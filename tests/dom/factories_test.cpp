@@ -53,6 +53,20 @@ TEST(Factories, MakeNodesWithCopiesOfTheirTexts) {
   }
 }
 
+TEST(Factories, BareNodesHaveNoMaps) {
+  const Tree tree;
+  const OwnedNode element(Document_createNode(tree.document(), DOM_ELEMENT_NODE));
+  EXPECT_EQ(element->attributes, nullptr);
+  DOM_Element_setAttribute(element.get(), "a", "");
+  DOM_Element_removeAttribute(element.get(), "a");
+  EXPECT_EQ(TakeError(), DOM_NOT_FOUND_ERR);
+  element->nodeName = strdup("e");
+  EXPECT_NE(OwnedNode(DOM_Node_cloneNode(element.get(), 1))->attributes, nullptr);
+  const OwnedNode doctype(Document_createNode(nullptr, DOM_DOCUMENT_TYPE_NODE));
+  EXPECT_EQ(DOM_DocumentTypePart(doctype.get()).entities, nullptr);
+  EXPECT_EQ(DOM_DocumentTypePart(doctype.get()).notations, nullptr);
+}
+
 TEST(Factories, CopyTextsOfEveryLength) {
   const Tree tree;
   const std::string letters = "abcdefghijklmnopqrstuvwxyz";
