@@ -260,7 +260,8 @@ DOM_String* DOM_CharacterData_substringData(DOM_CharacterData* node, int32_t off
     return nullptr;
   }
   std::string_view tail = wanted;
-  if (!SkipCharacters({kModule, __func__}, tail, count)) {
+  const auto rest = static_cast<int32_t>(DOM_CharacterDataPart(node).length) - offset;
+  if (!SkipCharacters({kModule, __func__}, tail, std::min(count, rest))) {
     return nullptr;
   }
   wanted.remove_suffix(tail.size());

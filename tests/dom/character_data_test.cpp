@@ -106,6 +106,11 @@ TEST(CharacterData, SubstringIsACopyOfCharacters) {
   DOM_Node* const node = tree.Add(tree.root(), "aäböc");
   EXPECT_EQ(Taken(DOM_CharacterData_substringData(node, 1, 3)), "äbö");
   EXPECT_EQ(Taken(DOM_CharacterData_substringData(node, 3, INT32_MAX)), "öc");
+  DOM_Node* const accented = tree.Add(tree.root(), "xe\u0301");
+  for (const int32_t count : {1, INT32_MAX}) {
+    EXPECT_EQ(Taken(DOM_CharacterData_substringData(accented, 1, count)), "e")
+        << "the count is cut to what is left of the length";
+  }
   for (const auto& [offset, count] : {std::pair{-1, 1}, {6, 0}, {0, -1}}) {
     EXPECT_EQ(Taken(DOM_CharacterData_substringData(node, offset, count)), "(null)");
     EXPECT_EQ(TakeError(), DOM_INDEX_SIZE_ERR);
