@@ -31,6 +31,14 @@ DOM_Text* EndOfRun(DOM_Text* first) {
   return first;
 }
 
+/// Whether one of the texts from `first` on, in front of `last`, has a value.
+bool HasValueBefore(const DOM_Text* first, const DOM_Text* last) {
+  while (first != last && first->nodeValue == nullptr) {
+    first = first->nextSibling;
+  }
+  return first != last;
+}
+
 /// The data of the texts from `first` to `last` with the length of it all; null, recorded, when
 /// memory ran out.
 DOM_String* JoinRun(DOM_Text* first, const DOM_Text* last, uint32_t& length) {
@@ -62,9 +70,11 @@ DOM_Text* MergeRun(DOM_Text* first) {
   if (last == first) {
     return first;
   }
+  const bool changes_data = HasValueBefore(first, last);
+  const bool is_one_change = !changes_data && first->nextSibling == last;
   uint32_t length = 0;
-  DOM_String* joined = JoinRun(first, last, length);
-  if (joined == nullptr) {
+  DOM_String* joined = changes_data ? JoinRun(first, last, length) : nullptr;
+  if (changes_data && joined == nullptr) {
     return first;
   }
   while (first != last) {
@@ -73,11 +83,15 @@ DOM_Text* MergeRun(DOM_Text* first) {
     UnlinkChild(merged);
     DOM_Document_destroyNode(merged->ownerDocument, merged);
   }
-  FreeText(last, ExchangeValue(last, joined, length));
-  // Each merged text is two changes below the same parent. From the second change on, nothing more
-  // comes of it.
+  if (changes_data) {
+    FreeText(last, ExchangeValue(last, joined, length));
+  }
+  // Each merged text is a removal, and a change of data below the same parent if there was data.
+  // From the second change on, nothing more comes of it.
   updateCommonParent(last->parentNode);
-  updateCommonParent(last->parentNode);
+  if (!is_one_change) {
+    updateCommonParent(last->parentNode);
+  }
   return last;
 }
 

@@ -179,6 +179,22 @@ TEST(Normalize, MergesNeighboursHeardOrNot) {
   }
 }
 
+TEST(Normalize, TextsWithoutValueStayWithoutHeardOrNot) {
+  for (const bool heard : {false, true}) {
+    const Tree tree;
+    Listener listener;
+    listener.Hear(heard ? tree.root() : Tree().root(), "DOMCharacterDataModified");
+    for (int i = 0; i < 2; ++i) {
+      DOM_Node_appendChild(tree.root(), Document_createNode(tree.document(), DOM_TEXT_NODE));
+    }
+    tree.common_parent() = tree.root()->lastChild;
+    DOM_Element_normalize(tree.document());
+    EXPECT_EQ(tree.root()->childNodes->length, 1U);
+    EXPECT_EQ(tree.root()->firstChild->nodeValue, nullptr);
+    EXPECT_EQ(tree.common_parent(), nullptr) << "a second change would name the root";
+  }
+}
+
 TEST(Normalize, GoesByTheTreeThatHandlersLeave) {
   const struct {
     DOM_Node* (*removed)(DOM_Node* target);
