@@ -1,12 +1,11 @@
 #include "dom/attributes.h"
 
 #include "dom/announcements.h"
+#include "dom/attribute_maps.h"
 #include "dom/common_parent.h"
 #include "dom/dispatch.h"
 #include "dom/factories.h"
 #include "dom/failure.h"
-#include "dom/freeing.h"
-#include "dom/list_changes.h"
 #include "dom/named_maps.h"
 #include "dom/node_memory.h"
 #include "dom/node_records.h"
@@ -127,11 +126,8 @@ void qvx::dom::AddAttribute(DOM_Element* element, const DOM_String* name, const 
   if (attribute == nullptr) {
     return;
   }
-  if (!AppendAttribute(element, attribute)) {
-    ReportBadValue();
-    FreeNode(attribute);
-    return;
-  }
+  LinkAttribute(static_cast<ElementNode*>(element), static_cast<AttributeNode*>(attribute),
+                nullptr);
   AnnounceAttribute(element, attribute, DOM_ATTR_ADDITION);
   NoteChange(element->parentNode);
 }

@@ -5,6 +5,7 @@
 // says why, or adds a line to that of the factory. Each level above it adds a line.
 #include <utility>
 
+#include "dom/attribute_maps.h"
 #include "dom/common_parent.h"
 #include "dom/document_references.h"
 #include "dom/dom.h"
@@ -12,8 +13,6 @@
 #include "dom/failure.h"
 #include "dom/handles.h"
 #include "dom/linking.h"
-#include "dom/list_changes.h"
-#include "dom/lists.h"
 #include "dom/node_array.h"
 #include "dom/node_records.h"
 #include "support/mbs.h"
@@ -49,20 +48,16 @@ NodeHolder CloneWithDescendants(DOM_Document* document, const DOM_Node* source, 
 
 NodeHolder CloneElement(DOM_Document* document, const DOM_Node* source, int deep) {
   NodeHolder clone = Own(document, Made(DOM_Document_createElement(document, source->nodeName)));
-  const bool has_map = clone != nullptr && source->attributes != nullptr;
-  NodeEntry* entry = has_map ? FirstEntry(source->attributes) : nullptr;
-  for (; entry != nullptr; entry = NextEntry(source->attributes, entry)) {
+  const AttributeNode* attribute = static_cast<const ElementNode*>(source)->first_attribute;
+  for (; clone != nullptr && attribute != nullptr; attribute = attribute->next) {
     // An attribute with other nodes than texts below it cannot be cloned, so nothing recurses.
-    NodeHolder attribute = CloneWithDescendants(document, NodeOf(source->attributes, entry), deep);
-    if (attribute != nullptr && !AppendAttribute(clone.get(), attribute.get())) {
-      FailErrno({kModule, kInnerClone});
-      attribute.reset();
-    }
-    if (attribute == nullptr) {
+    NodeHolder copy = CloneWithDescendants(document, attribute, deep);
+    if (copy == nullptr) {
       TraceLevel();
       return Own(document, nullptr);
     }
-    static_cast<void>(attribute.release());  // the map has it now
+    LinkAttribute(static_cast<ElementNode*>(clone.get()),
+                  static_cast<AttributeNode*>(copy.release()), nullptr);
   }
   return clone;
 }

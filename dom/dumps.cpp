@@ -2,7 +2,7 @@
 #include <cstdio>
 
 #include "dom/dom.h"
-#include "dom/lists.h"
+#include "dom/node_records.h"
 
 using namespace qvx::dom;
 
@@ -24,11 +24,10 @@ const char* TypeNameOf(const DOM_Node* node) {
   return node->nodeType <= DOM_NOTATION_NODE ? node_names[node->nodeType] : node_names[0];
 }
 
-void PrintAttributes(const NamedNodeMap* attributes) {
+void PrintAttributes(const ElementNode* element) {
   const char* separator = "    ";
-  for (NodeEntry* entry = FirstEntry(attributes); entry != nullptr;
-       entry = NextEntry(attributes, entry)) {
-    const DOM_Node* const attribute = NodeOf(attributes, entry);
+  for (const AttributeNode* attribute = element->first_attribute; attribute != nullptr;
+       attribute = attribute->next) {
     std::printf("%s%s=%s", separator, NameOf(attribute), Shown(attribute->nodeValue));
     separator = ",";
   }
@@ -40,7 +39,7 @@ void PrintLine(const DOM_Node* node, int level) {
   std::printf("%*s%s: %s=%s\n", level * kIndent, "", TypeNameOf(node), NameOf(node),
               Shown(node->nodeValue));
   if (LengthOf(node->attributes) != 0) {
-    PrintAttributes(node->attributes);
+    PrintAttributes(static_cast<const ElementNode*>(node));
   }
 }
 

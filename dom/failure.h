@@ -2,7 +2,9 @@
 #ifndef QVX_DOM_FAILURE_H
 #define QVX_DOM_FAILURE_H
 
+#include <cerrno>
 #include <cstdint>
+#include <new>
 
 #include "support/msgno.h"
 #include "support/trace.h"
@@ -28,6 +30,18 @@ void Fail(const TraceSite& site, const int32_t& code);
 
 /// Puts errno into the error cell and overwrites the trace buffer with its line.
 void FailErrno(const TraceSite& site);
+
+/// Does `work`, which uses standard containers. Returns false with errno set when memory ran out.
+template <typename Work>
+bool HasMemoryFor(Work work) {
+  try {
+    work();
+    return true;
+  } catch (const std::bad_alloc&) {
+    errno = ENOMEM;
+    return false;
+  }
+}
 
 /// Appends the line of an operation that failed because a node, map or list could not be made.
 void TraceCreateFailed(const TraceSite& site);

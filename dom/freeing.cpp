@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "dom/attribute_chains.h"
+#include "dom/attribute_maps.h"
 #include "dom/common_parent.h"
 #include "dom/cursors.h"
 #include "dom/document_references.h"
@@ -18,10 +18,10 @@ namespace {
 void FreeOwnPart(DOM_Node* node) {
   switch (node->nodeType) {
     case DOM_ELEMENT_NODE:
-      if (node->attributes != nullptr) {
-        ClearList(node->attributes);
+      while (AttributeNode* const attribute = static_cast<ElementNode*>(node)->first_attribute) {
+        UnlinkAttribute(attribute);
       }
-      FreeAttributeChain(static_cast<ElementNode*>(node));
+      ForgetCursor(static_cast<AttributeMap*>(static_cast<ElementNode*>(node)));
       break;
     case DOM_ENTITY_NODE:
     case DOM_NOTATION_NODE:
@@ -90,9 +90,11 @@ class DoomedNodes {
   }
 
   void AddAttributes(DOM_Node* node) {
-    while (node->attributes != nullptr && FirstEntry(node->attributes) != nullptr) {
-      DOM_Node* const attribute = NodeOf(node->attributes, FirstEntry(node->attributes));
-      DropEntry(node->attributes, FirstEntry(node->attributes));
+    if (node->nodeType != DOM_ELEMENT_NODE) {
+      return;
+    }
+    while (AttributeNode* const attribute = static_cast<ElementNode*>(node)->first_attribute) {
+      UnlinkAttribute(attribute);
       attribute->nextSibling = next_;
       next_ = attribute;
     }

@@ -3,11 +3,8 @@
 #include <cstdlib>
 
 #include "dom/aside.h"
-#include "dom/attribute_chains.h"
-#include "dom/attribute_index.h"
-#include "dom/chain.h"
+#include "dom/attribute_maps.h"
 #include "dom/child_rules.h"
-#include "dom/cursors.h"
 #include "dom/entry_arrays.h"
 #include "dom/failure.h"
 #include "dom/linking.h"
@@ -26,51 +23,12 @@ void SetOwnerElement(DOM_Node* node, DOM_Node* element) {
   }
 }
 
-using Attributes = Chain<ListEntry, &ListEntry::previous, &ListEntry::next>;
-
-/// Puts an attribute into the map of an element before `next`. Returns its entry, which is a part
-/// of it, or null with errno set when memory ran out.
-ListEntry* EnterMap(ElementNode* element, AttributeNode* attribute, ListEntry* next) {
-  if (element->chain == 0 && !MakeAttributeChain(element)) {
-    return nullptr;
-  }
+/// Puts an attribute into the map of an element before `next`.
+void EnterMap(ElementNode* element, AttributeNode* attribute, AttributeNode* next) {
   if (attribute->parentNode != nullptr) {
     TakeBack(attribute);
   }
-  AttributeMap* const map = element;
-  AttributeChain& chain = ChainOf(element);
-  Attributes attributes{chain.first, chain.last};
-  attributes.Insert(attribute, next);
-  KeepCursorOnInsertion(map, static_cast<ListEntry*>(attribute), attribute->previous, next);
-  chain.first = attributes.first;
-  chain.last = attributes.last;
-  ++map->length;
-  if (map->length > kManyAttributes) {
-    IndexAttribute(element, attribute);
-  }
-  attribute->holder = element;
-  attribute->ownerElement = element;
-  ++attribute->placements;
-  return attribute;
-}
-
-/// Takes an attribute out of the map of its element.
-void LeaveMap(AttributeNode* attribute) {
-  ElementNode* const element = attribute->holder;
-  ListEntry* const entry = attribute;
-  AttributeMap* const map = element;
-  if (map->length >= kManyAttributes) {
-    UnindexAttribute(element, attribute);
-  }
-  KeepCursorOnRemoval(map, entry, entry->previous, entry->next);
-  AttributeChain& chain = ChainOf(element);
-  Attributes attributes{chain.first, chain.last};
-  attributes.Remove(entry);
-  chain.first = attributes.first;
-  chain.last = attributes.last;
-  --map->length;
-  attribute->ownerElement = nullptr;
-  attribute->holder = nullptr;
+  LinkAttribute(element, attribute, next);
 }
 
 /// The entry of `node` in a list by itself, or null.
@@ -138,8 +96,7 @@ NodeEntry* FindEntry(const NodeList* list, DOM_Node* node) {
     case ListKind::kChildren:
       return node->parentNode == ParentOfList(list) ? node : nullptr;
     case ListKind::kAttributes:
-      return IsInMap(node, list) ? static_cast<ListEntry*>(static_cast<AttributeNode*>(node))
-                                 : nullptr;
+      return IsInMap(node, list) ? node : nullptr;
     default:
       return FindArrayEntry(AsEntryList(list), node);
   }
@@ -172,22 +129,18 @@ bool MayEnter(const TraceSite& site, const NodeList* list, const DOM_Node* node,
 
 NodeEntry* InsertEntry(NodeList* list, DOM_Node* node, NodeEntry* next) {
   if (KindOf(list) == ListKind::kChildren) {
-    LinkChild(ParentOfList(list), node, AsChild(next));
+    LinkChild(ParentOfList(list), node, AsNode(next));
     return node;
   }
   if (KindOf(list) == ListKind::kAttributes) {
-    return EnterMap(ElementOfMap(list), static_cast<AttributeNode*>(node), AsListEntry(next));
+    EnterMap(ElementOfMap(list), static_cast<AttributeNode*>(node), AsAttribute(next));
+    return node;
   }
   ArrayEntry* const entry = EnterList(AsEntryList(list), node, AsArrayEntry(next));
   if (entry != nullptr) {
     SetOwnerElement(node, nullptr);
   }
   return entry;
-}
-
-bool AppendAttribute(DOM_Element* element, DOM_Attr* attribute) {
-  return EnterMap(static_cast<ElementNode*>(element), static_cast<AttributeNode*>(attribute),
-                  nullptr) != nullptr;
 }
 
 NodeEntry* ReplaceEntry(NodeList* list, NodeEntry* entry, DOM_Node* node) {
@@ -205,10 +158,10 @@ NodeEntry* ReplaceEntry(NodeList* list, NodeEntry* entry, DOM_Node* node) {
 void DropEntry(NodeList* list, NodeEntry* entry) {
   switch (KindOf(list)) {
     case ListKind::kChildren:
-      UnlinkChild(AsChild(entry));
+      UnlinkChild(AsNode(entry));
       return;
     case ListKind::kAttributes:
-      LeaveMap(static_cast<AttributeNode*>(AsListEntry(entry)));
+      UnlinkAttribute(AsAttribute(entry));
       return;
     default:
       SetOwnerElement(NodeOf(list, entry), nullptr);

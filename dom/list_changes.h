@@ -23,10 +23,6 @@ bool MayEnter(const TraceSite& site, const NodeList* list, const DOM_Node* node,
 /// memory ran out.
 NodeEntry* InsertEntry(NodeList* list, DOM_Node* node, NodeEntry* next);
 
-/// Puts an attribute of a new name into the map of `element`. Returns false with errno set when
-/// memory ran out.
-bool AppendAttribute(DOM_Element* element, DOM_Attr* attribute);
-
 /// Puts `node` into the place of `entry`, whose node leaves the list. The ownerElement of a new
 /// attribute becomes the list's in the map of an element only.
 NodeEntry* ReplaceEntry(NodeList* list, NodeEntry* entry, DOM_Node* node);

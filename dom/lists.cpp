@@ -17,14 +17,14 @@ NodeEntry* LastEntry(const NodeList* list) {
   if (KindOf(list) == ListKind::kChildren) {
     return ParentOfList(list)->lastChild;
   }
-  return ChainOf(ElementOfMap(list)).last;
+  return ElementOfMap(list)->first_attribute->previous;
 }
 
 NodeEntry* PreviousEntry(const NodeList* list, NodeEntry* entry) {
   if (KindOf(list) == ListKind::kChildren) {
-    return AsChild(entry)->previousSibling;
+    return AsNode(entry)->previousSibling;
   }
-  return AsListEntry(entry)->previous;
+  return PreviousAttribute(AsAttribute(entry));
 }
 
 /// Moves from `entry`, which is at index `at`, to `index`.
@@ -81,7 +81,7 @@ DOM_Node* ChildOfViewAt(const NodeList* view, const DOM_Node* doctype, uint32_t 
   const Cursor* const cursor = CursorOf(static_cast<const ListRecord*>(view));
   const uint16_t type = static_cast<const ViewList*>(view)->filter;
   const bool use_cursor = cursor != nullptr && cursor->index / 2 <= index;
-  DOM_Node* child = use_cursor ? AsChild(cursor->entry)
+  DOM_Node* child = use_cursor ? AsNode(cursor->entry)
                                : Passing(type, doctype->firstChild, &DOM_Node::nextSibling);
   uint32_t at = use_cursor ? cursor->index : 0;
   for (; child != nullptr && at < index; ++at) {

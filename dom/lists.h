@@ -6,7 +6,7 @@
 #ifndef QVX_DOM_LISTS_H
 #define QVX_DOM_LISTS_H
 
-#include "dom/attribute_chains.h"
+#include "dom/attribute_maps.h"
 #include "dom/node_records.h"
 
 namespace qvx::dom {
@@ -25,14 +25,6 @@ inline EntryList* AsEntryList(NodeList* list) {
 }
 inline const EntryList* AsEntryList(const NodeList* list) {
   return static_cast<const EntryList*>(list);
-}
-
-/// The element that `list`, an attribute map, is a part of.
-inline ElementNode* ElementOfMap(NodeList* list) {
-  return static_cast<ElementNode*>(static_cast<AttributeMap*>(list));
-}
-inline const ElementNode* ElementOfMap(const NodeList* list) {
-  return static_cast<const ElementNode*>(static_cast<const AttributeMap*>(list));
 }
 
 /// The node that `list`, a child list, is a part of.
@@ -55,14 +47,15 @@ inline bool IsView(const NodeList* list) {
   return KindOf(list) == ListKind::kView;
 }
 
-inline ListEntry* AsListEntry(NodeEntry* entry) {
-  return static_cast<ListEntry*>(entry);
-}
 inline ArrayEntry* AsArrayEntry(NodeEntry* entry) {
   return static_cast<ArrayEntry*>(entry);
 }
-inline DOM_Node* AsChild(NodeEntry* entry) {
+/// A child or an attribute is its own entry.
+inline DOM_Node* AsNode(NodeEntry* entry) {
   return static_cast<DOM_Node*>(entry);
+}
+inline AttributeNode* AsAttribute(NodeEntry* entry) {
+  return static_cast<AttributeNode*>(AsNode(entry));
 }
 
 // What follows is not for views.
@@ -72,29 +65,22 @@ inline NodeEntry* FirstEntry(const NodeList* list) {
     case ListKind::kChildren:
       return ParentOfList(list)->firstChild;
     case ListKind::kAttributes:
-      return FirstAttribute(ElementOfMap(list));
+      return ElementOfMap(list)->first_attribute;
     default:
       return list->length != 0 ? AsEntryList(list)->first : nullptr;
   }
 }
 
 inline DOM_Node* NodeOf(const NodeList* list, NodeEntry* entry) {
-  switch (KindOf(list)) {
-    case ListKind::kChildren:
-      return AsChild(entry);
-    case ListKind::kAttributes:
-      return static_cast<AttributeNode*>(AsListEntry(entry));
-    default:
-      return AsArrayEntry(entry)->node;
-  }
+  return IsPartOfNode(list) ? AsNode(entry) : AsArrayEntry(entry)->node;
 }
 
 inline NodeEntry* NextEntry(const NodeList* list, NodeEntry* entry) {
   switch (KindOf(list)) {
     case ListKind::kChildren:
-      return AsChild(entry)->nextSibling;
+      return AsNode(entry)->nextSibling;
     case ListKind::kAttributes:
-      return AsListEntry(entry)->next;
+      return AsAttribute(entry)->next;
     default:
       const ArrayEntry* const last = AsEntryList(list)->first + list->length - 1;
       return entry != last ? AsArrayEntry(entry) + 1 : nullptr;

@@ -1,5 +1,4 @@
 // Look-up by tag name (DOM Level 2 Core, interfaces Document and Element).
-#include <clocale>
 #include <cstring>
 
 #include "dom/dom.h"
@@ -18,17 +17,11 @@ namespace {
 
 constexpr const char* kModule = qvx::trace_modules::kNode;
 
-/// Whether only the same bytes are equal in the order of the locale.
-bool IsOrderedByBytes() {
-  const char* const locale = std::setlocale(LC_COLLATE, nullptr);
-  return locale != nullptr && std::strcmp(locale, "C") == 0;
-}
-
 /// The tag name that a look-up asks for.
 class WantedName {
  public:
   explicit WantedName(const DOM_String* name)
-      : name_(name), any_(std::strcmp(name, "*") == 0), by_bytes_(IsOrderedByBytes()) {}
+      : name_(name), any_(std::strcmp(name, "*") == 0), by_bytes_(NamesCompareByBytes()) {}
 
   bool Matches(const DOM_Node* element) const {
     return any_ || (element->nodeName != nullptr && IsEqual(element->nodeName));

@@ -1,6 +1,6 @@
 #include "dom/named_maps.h"
 
-#include "dom/attribute_index.h"
+#include "dom/attribute_maps.h"
 #include "dom/failure.h"
 #include "dom/list_changes.h"
 #include "dom/lists.h"
@@ -13,36 +13,13 @@ namespace {
 constexpr const char* kModule = qvx::trace_modules::kNamedNodeMap;
 constexpr char kSetNamedItem[] = "DOM_NamedNodeMap_setNamedItem";
 
-bool IsNamed(const DOM_Node* node, const DOM_String* name) {
-  return node->nodeName != nullptr && NamesEqual(node->nodeName, name);
-}
-
-AttributeNode* SearchMap(const ElementNode* element, const DOM_String* name) {
-  ListEntry* entry = FirstAttribute(element);
-  while (entry != nullptr && !IsNamed(static_cast<AttributeNode*>(entry), name)) {
-    entry = entry->next;
-  }
-  return static_cast<AttributeNode*>(entry);
-}
-
-[[gnu::noinline]] AttributeNode* FindAmongMany(const ElementNode* element, const DOM_String* name) {
-  const AttributeIndex* const index = IndexFor(element);
-  return index != nullptr ? FindByIndex(index, name) : SearchMap(element, name);
-}
-
-/// The first attribute of the map of an element that has that name, or null.
-AttributeNode* FindAttribute(const ElementNode* element, const DOM_String* name) {
-  const AttributeMap* const map = element;
-  return map->length < kManyAttributes ? SearchMap(element, name) : FindAmongMany(element, name);
-}
-
 /// The first entry of a map that is no view whose node has that name, or null.
 NodeEntry* FindNamed(const NamedNodeMap* map, const DOM_String* name) {
   if (name == nullptr) {
     return nullptr;
   }
   if (KindOf(map) == ListKind::kAttributes) {
-    return static_cast<ListEntry*>(FindAttribute(ElementOfMap(map), name));
+    return FindAttribute(ElementOfMap(map), name);
   }
   for (NodeEntry* entry = FirstEntry(map); entry != nullptr; entry = NextEntry(map, entry)) {
     if (IsNamed(NodeOf(map, entry), name)) {

@@ -2,16 +2,20 @@
 #ifndef QVX_DOM_NAMES_H
 #define QVX_DOM_NAMES_H
 
-#include <cstring>
-
 #include "dom/dom.h"
 
 namespace qvx::dom {
 
-/// Whether two names are equal in the order of the locale. The same bytes are in every order.
-inline bool NamesEqual(const DOM_String* one, const DOM_String* other) {
-  return std::strcmp(one, other) == 0 || std::strcoll(one, other) == 0;
+/// Whether two names are equal in the order of the locale.
+bool NamesEqual(const DOM_String* one, const DOM_String* other);
+
+/// Whether `node` has that name.
+inline bool IsNamed(const DOM_Node* node, const DOM_String* name) {
+  return node->nodeName != nullptr && NamesEqual(node->nodeName, name);
 }
+
+/// Whether names are equal only if their bytes are, which holds in the "C" locale.
+bool NamesCompareByBytes();
 
 }  // namespace qvx::dom
 

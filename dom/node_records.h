@@ -11,7 +11,7 @@
 namespace qvx::dom {
 
 /// What lists differ in.
-enum class ListKind : uint16_t {
+enum class ListKind : uint8_t {
   kChildren,    ///< of a node, which the list is a part of
   kAttributes,  ///< of an element, likewise
   kEntries,     ///< a list by itself, with entries in an array
@@ -20,19 +20,14 @@ enum class ListKind : uint16_t {
 
 /// What every list has.
 struct ListRecord : NodeList {
-  uint16_t cursor;  ///< the number of its cursor (cursors.h); 0: none
   ListKind kind;
+  uint16_t cursor;  ///< the number of its cursor (cursors.h); 0: none
 };
 
 /// The entries of a child list are the children themselves.
 struct ChildList : ListRecord {};
 
-/// An entry of an attribute map. It is a part of the attribute.
-struct ListEntry : NodeEntry {
-  ListEntry* previous;
-  ListEntry* next;
-};
-
+/// The entries of an attribute map are the attributes themselves.
 struct AttributeMap : ListRecord {};
 
 /// An entry of a list by itself.
@@ -75,14 +70,17 @@ struct MarkedNode : NodeRecord {
 /// A node that may have children: it is its own child list.
 struct ParentNode : MarkedNode, ChildList {};
 
+struct AttributeNode;
+
 struct ElementNode : ParentNode, AttributeMap {
-  uint32_t chain;  ///< the number of its attribute chain (attribute_chains.h); 0: none
+  AttributeNode* first_attribute;  ///< of a ring (attribute_maps.h)
 };
 
-struct AttributeNode : ParentNode, ListEntry, DOM_AttributeFields {
-  uint32_t placements;  ///< how often its entry has been linked into a map
-  ElementNode* holder;  ///< the element whose attribute map the entry is linked into; null while it
-                        ///< is unused
+struct AttributeNode : ParentNode, DOM_AttributeFields {
+  uint32_t placements;      ///< how often it has been put into a map
+  ElementNode* holder;      ///< the element in whose map it is, or null
+  AttributeNode* previous;  ///< in that map; that of the first is the last
+  AttributeNode* next;      ///< null: it is the last
 };
 
 struct CharacterDataNode : NodeRecord, DOM_CharacterDataFields {};

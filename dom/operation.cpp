@@ -1,12 +1,12 @@
 #include "dom/operation.h"
 
 #include "dom/aside.h"
+#include "dom/attribute_maps.h"
 #include "dom/common_parent.h"
 #include "dom/cursors.h"
 #include "dom/failure.h"
 #include "dom/freeing.h"
 #include "dom/linking.h"
-#include "dom/list_changes.h"
 #include "dom/node_records.h"
 
 namespace qvx::dom {
@@ -40,7 +40,7 @@ void Detach(DOM_Node* node) {
   if (node->nodeType == DOM_ATTRIBUTE_NODE) {
     auto* attribute = static_cast<AttributeNode*>(node);
     if (attribute->holder != nullptr) {
-      DropEntry(attribute->holder->attributes, static_cast<ListEntry*>(attribute));
+      UnlinkAttribute(attribute);
     }
   }
   if (node->parentNode != nullptr) {

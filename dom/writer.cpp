@@ -7,7 +7,7 @@
 
 #include "dom/dom.h"
 #include "dom/failure.h"
-#include "dom/lists.h"
+#include "dom/node_records.h"
 #include "support/trace_modules.h"
 
 using namespace qvx::dom;
@@ -61,10 +61,8 @@ Output& operator<<(Output& out, const Quoted& quoted) {
 
 void OpenElement(Output& out, const DOM_Element* element) {
   out << '<' << element->nodeName;
-  NamedNodeMap* const map = element->attributes;
-  for (NodeEntry* entry = map != nullptr ? FirstEntry(map) : nullptr; entry != nullptr;
-       entry = NextEntry(map, entry)) {
-    const DOM_Attr* const attribute = NodeOf(map, entry);
+  for (const AttributeNode* attribute = static_cast<const ElementNode*>(element)->first_attribute;
+       attribute != nullptr; attribute = attribute->next) {
     out << ' ' << attribute->nodeName << '=' << Quoted{attribute->nodeValue};
   }
   if (element->firstChild == nullptr) {

@@ -1,0 +1,137 @@
+#include "dom/attribute_maps.h"
+
+#include <string_view>
+#include <unordered_map>
+
+#include "dom/cursors.h"
+#include "dom/failure.h"
+#include "dom/names.h"
+
+namespace qvx::dom {
+namespace {
+
+/// The number of attributes from which on an element has an index.
+constexpr uint32_t kManyAttributes = 16;
+
+/// The index of one element.
+struct AttributeIndex {
+  std::unordered_map<std::string_view, AttributeNode*> by_name;
+  bool is_void = false;  ///< some names are equal or null
+
+  void Add(AttributeNode* attribute) {
+    const DOM_String* const name = attribute->nodeName;
+    is_void = is_void || name == nullptr || !by_name.try_emplace(name, attribute).second;
+  }
+};
+
+std::unordered_map<const ElementNode*, AttributeIndex> indexes;
+
+uint32_t LengthOfMap(const ElementNode* element) {
+  return static_cast<const AttributeMap*>(element)->length;
+}
+
+/// Keep the index of `element`, if there is one, in step with an attribute that came, or that is
+/// about to go.
+void IndexAttribute(const ElementNode* element, AttributeNode* attribute) {
+  const auto index = indexes.find(element);
+  if (index != indexes.end() && !HasMemoryFor([&] { index->second.Add(attribute); })) {
+    indexes.erase(index);
+  }
+}
+void UnindexAttribute(const ElementNode* element, const AttributeNode* attribute) {
+  const auto index = indexes.find(element);
+  if (index == indexes.end()) {
+    return;
+  }
+  if (LengthOfMap(element) == kManyAttributes) {
+    indexes.erase(index);
+  } else if (!index->second.is_void) {
+    index->second.by_name.erase(attribute->nodeName);
+  }
+}
+
+/// The index of an element with many attributes, made if there is none; null when memory ran out.
+const AttributeIndex* IndexOf(const ElementNode* element) {
+  const AttributeIndex* index = nullptr;
+  const bool is_whole = HasMemoryFor([&] {
+    const auto [place, is_new] = indexes.try_emplace(element);
+    index = &place->second;
+    for (AttributeNode* attribute = is_new ? element->first_attribute : nullptr;
+         attribute != nullptr; attribute = attribute->next) {
+      place->second.Add(attribute);
+    }
+  });
+  if (!is_whole) {
+    indexes.erase(element);
+  }
+  return is_whole ? index : nullptr;
+}
+
+AttributeNode* SearchMap(const ElementNode* element, const DOM_String* name) {
+  AttributeNode* attribute = element->first_attribute;
+  while (attribute != nullptr && !IsNamed(attribute, name)) {
+    attribute = attribute->next;
+  }
+  return attribute;
+}
+
+[[gnu::noinline]] AttributeNode* FindAmongMany(const ElementNode* element, const DOM_String* name) {
+  const AttributeIndex* const index = NamesCompareByBytes() ? IndexOf(element) : nullptr;
+  if (index == nullptr || index->is_void) {
+    return SearchMap(element, name);
+  }
+  const auto found = index->by_name.find(name);
+  return found != index->by_name.end() ? found->second : nullptr;
+}
+
+}  // namespace
+
+void LinkAttribute(ElementNode* element, AttributeNode* attribute, AttributeNode* next) {
+  AttributeMap* const map = element;
+  AttributeNode* const first = element->first_attribute;
+  AttributeNode* const behind = next != nullptr ? next : first;  // in the ring
+  attribute->previous = first != nullptr ? behind->previous : attribute;
+  attribute->next = next;
+  if (next != first) {
+    attribute->previous->next = attribute;
+  } else {
+    element->first_attribute = attribute;
+  }
+  if (behind != nullptr) {
+    behind->previous = attribute;
+  }
+  attribute->holder = element;
+  attribute->ownerElement = element;
+  ++attribute->placements;
+  ++map->length;
+  KeepCursorOnInsertion(map, attribute, PreviousAttribute(attribute), next);
+  if (map->length > kManyAttributes) {
+    IndexAttribute(element, attribute);
+  }
+}
+
+void UnlinkAttribute(AttributeNode* attribute) {
+  ElementNode* const element = attribute->holder;
+  AttributeMap* const map = element;
+  AttributeNode* const next = attribute->next;
+  if (map->length >= kManyAttributes) {
+    UnindexAttribute(element, attribute);
+  }
+  KeepCursorOnRemoval(map, attribute, PreviousAttribute(attribute), next);
+  (next != nullptr ? next : element->first_attribute)->previous = attribute->previous;
+  if (attribute != element->first_attribute) {
+    attribute->previous->next = next;
+  } else {
+    element->first_attribute = next;
+  }
+  --map->length;
+  attribute->ownerElement = nullptr;
+  attribute->holder = nullptr;
+}
+
+AttributeNode* FindAttribute(const ElementNode* element, const DOM_String* name) {
+  return LengthOfMap(element) < kManyAttributes ? SearchMap(element, name)
+                                                : FindAmongMany(element, name);
+}
+
+}  // namespace qvx::dom
