@@ -85,6 +85,17 @@ bool GiveBirth(const Descriptor& file, const Birth& birth) {
          fchmod(file.get(), birth.mode) == 0;
 }
 
+/// Closes an old file to all who will not own the new text. A process that has the file open
+/// already goes on seeing it. What a killed run leaves is open to no fewer than it has to be.
+bool CloseToOthers(const Descriptor& file, const Birth& birth) {
+  struct stat status {};
+  if (fstat(file.get(), &status) != 0) {
+    return false;
+  }
+  const bool has_owners = status.st_uid == birth.user && status.st_gid == birth.group;
+  return fchmod(file.get(), has_owners ? status.st_mode & birth.mode : kNewFileMode) == 0;
+}
+
 /// Returns the STATX_ATTR_... bits of the file, or 0 when there is no file.
 uint64_t AttributesOf(const Place& place) {
   struct statx status {};
@@ -136,6 +147,12 @@ Birth OwnFile(mode_t mode) {
   return {geteuid(), getegid(), mode};
 }
 
+std::string TemporaryPath(const std::string& path) {
+  const size_t name = path.rfind('/') + 1;
+  std::string temporary = path.substr(0, name) + "." + path.substr(name) + ".";
+  return temporary.append(std::to_string(getpid())).append(kSuffix);
+}
+
 FileReplacement::FileReplacement(const std::string& path, const Birth& birth, LastLink last_link,
                                  Fallback fallback)
     : place_(FindPlace(path, Access::kChange, last_link)) {
@@ -157,7 +174,7 @@ FileReplacement::FileReplacement(const std::string& path, const Birth& birth, La
   }
   const bool must_stay = is_mounted || (!file_ && IsRefusedByDirectory(errno));
   if (must_stay && fallback == Fallback::kInPlace && place_->IsA(S_IFREG)) {
-    OpenInPlace(birth.is_secret);
+    OpenInPlace(birth);
   }
 }
 
@@ -170,8 +187,7 @@ FileReplacement::~FileReplacement() {
 }
 
 void FileReplacement::MakeBeside(const Birth& birth) {
-  std::string name = "." + place_->name + "." + std::to_string(getpid());
-  name.append(kSuffix);
+  std::string name = TemporaryPath(place_->name);
   unlinkat(place_->directory.get(), name.c_str(), 0);
   Descriptor file(openat(place_->directory.get(), name.c_str(),
                          O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kNewFileMode));
@@ -184,10 +200,9 @@ void FileReplacement::MakeBeside(const Birth& birth) {
   }
 }
 
-void FileReplacement::OpenInPlace(bool is_secret) {
+void FileReplacement::OpenInPlace(const Birth& birth) {
   Descriptor file = OpenEntry(*place_, O_RDWR);
-  // A process that has the file open already goes on seeing it. The mode keeps out all others.
-  is_in_place_ = file && (!is_secret || fchmod(file.get(), kNewFileMode) == 0);
+  is_in_place_ = file && (!birth.is_secret || CloseToOthers(file, birth));
   if (is_in_place_) {
     file_ = std::move(file);
   }
@@ -206,7 +221,7 @@ bool FileReplacement::Flush() {
   if (is_in_place_) {
     return Reserve(file_, pending_.size());
   }
-  is_whole_ = is_whole_ && WriteAll(file_, pending_) && fsync(file_.get()) == 0;
+  is_whole_ = is_whole_ && WriteAll(file_, pending_) && Synchronize(file_);
   pending_.clear();
   return is_whole_;
 }
@@ -230,6 +245,10 @@ bool FileReplacement::Commit() {
   }
   temporary_.clear();
   return true;
+}
+
+bool FileReplacement::Finish() {
+  return Close();
 }
 
 bool FileReplacement::CommitNew() {

@@ -31,7 +31,7 @@ struct Birth {
   uid_t user;
   gid_t group;
   mode_t mode;
-  bool is_secret = false;  ///< written in place, it first gets mode 0600
+  bool is_secret = false;  ///< written in place, it is closed to others first
   int error = 0;           ///< not 0: it is not known whose the file is to be, and nothing is made
 };
 
@@ -40,6 +40,9 @@ struct Birth {
 Birth ServiceFile();
 /// Owned by the process.
 Birth OwnFile(mode_t mode);
+
+/// Returns the path of a new file until it takes its place at `path`.
+std::string TemporaryPath(const std::string& path);
 
 /// Whether a file may be written in place where nothing can be made beside it.
 enum class Fallback { kInPlace, kNone };
@@ -72,13 +75,21 @@ class FileReplacement {
   /// then as it was.
   bool Commit();
 
+  /// Closes the new file under its temporary name. It takes its place by os/file_exchange.h.
+  /// Returns false when it could not be written whole.
+  bool Finish();
+  bool has_temporary_name() const { return !temporary_.empty(); }
+  const Place& place() const { return *place_; }  ///< once the file has a temporary name
+  /// Leaves the new file under its temporary name for good.
+  void Keep() { temporary_.clear(); }
+
   /// As Commit, but never replaces a file. A file that has appeared meanwhile stays, and the result
   /// is false.
   bool CommitNew();
 
  private:
   void MakeBeside(const Birth& birth);
-  void OpenInPlace(bool is_secret);
+  void OpenInPlace(const Birth& birth);
   bool Close();
   bool WriteInPlace();
 

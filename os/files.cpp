@@ -205,6 +205,10 @@ bool WriteAll(const Descriptor& file, std::string_view text, std::optional<off_t
   return true;
 }
 
+bool Synchronize(const Descriptor& file) {
+  return fsync(file.get()) == 0 || errno == EINVAL || errno == EROFS || errno == EOPNOTSUPP;
+}
+
 bool RemoveName(const std::string& path) {
   const std::optional<Place> place = FindPlace(path, Access::kChange, LastLink::kStay);
   if (place && (place->IsA(S_IFBLK) || place->IsA(S_IFCHR))) {

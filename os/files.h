@@ -52,6 +52,10 @@ std::optional<std::string> ReadRest(const Descriptor& file, size_t limit = SIZE_
 bool WriteAll(const Descriptor& file, std::string_view text,
               std::optional<off_t> offset = std::nullopt);
 
+/// Writes an open file or directory to the disk (fsync(2)). A file system that cannot do that is no
+/// failure. Returns false with errno set when data may be lost.
+bool Synchronize(const Descriptor& file);
+
 /// Removes the name `path` of a file, link, pipe or socket. The name of a device stays, and so does
 /// the target of a link. Returns false with errno set when nothing was removed.
 bool RemoveName(const std::string& path);

@@ -93,7 +93,7 @@ TEST(FileReplacement, InPlaceWhereTheFileIsAMountOrTheDirectoryClosed) {
       Birth secret = ServiceFile();
       secret.is_secret = true;
       EXPECT_TRUE(ReplaceFile(path, secret, "secret"));
-      EXPECT_EQ(ModeOf(path), 0600U);
+      EXPECT_EQ(ModeOf(path), 0640U);
       EXPECT_FALSE(FileReplacement(path, ServiceFile(), LastLink::kFollow, Fallback::kNone));
     });
   });
