@@ -48,7 +48,10 @@ void CheckPair(const Forecast& forecast, Findings& findings) {
     findings.push_back({severity, CertificatePath(), 0, 0, "", std::move(what), PairSentence(pair),
                         std::move(cure)});
   };
-  if (!pair.is_usable()) {
+  if (pair.facts && !pair.facts->is_known) {
+    add(Severity::kFailure, "The certificate and key cannot be read at the moment.",
+        "Look for what is short, memory or open files, and for faults of the disk.");
+  } else if (!pair.is_usable()) {
     add(Severity::kFailure, "There is no usable certificate and key, and none can be made.",
         pair.host_has_name ? "Look at what stands at cert.pem and file.pem, and at the directory."
                            : "The host name has more than 63 characters. Shorten it.");

@@ -31,7 +31,9 @@ struct PairForecast {
 
   bool is_kept() const { return facts && fate == PairFate::kKeep; }
   /// Whether the start goes on.
-  bool is_usable() const { return facts && (is_kept() || (can_be_stored && host_has_name)); }
+  bool is_usable() const {
+    return facts && facts->is_known && (is_kept() || (can_be_stored && host_has_name));
+  }
 };
 
 /// What becomes of the settings document.

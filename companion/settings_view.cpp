@@ -145,6 +145,10 @@ std::string PairSentence(const PairForecast& pair) {
   if (!pair.facts) {
     return "The TLS library cannot be used: a start ends with \"Cannot start application!\".";
   }
+  if (!pair.facts->is_known) {
+    return "A start that cannot read it either keeps it, and ends with \"Cannot start "
+           "application!\".";
+  }
   if (pair.is_kept()) {
     return pair.facts->names_host ? "A start keeps it."
                                   : "A start keeps it: it names another host, but the launcher did "

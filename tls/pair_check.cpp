@@ -1,5 +1,6 @@
 #include "tls/pair_check.h"
 
+#include <chrono>
 #include <cstdio>
 #include <new>
 #include <optional>
@@ -8,7 +9,7 @@
 
 #include "log/ring_log.h"
 #include "os/directories.h"
-#include "os/file_replacement.h"
+#include "os/file_lock.h"
 #include "os/files.h"
 #include "os/host.h"
 #include "os/protection.h"
@@ -20,6 +21,8 @@
 namespace {
 
 constexpr size_t kHostNameCapacity = 64;
+/// The service account can sit on the lock.
+constexpr std::chrono::seconds kLongestWait(10);
 constexpr int kAttempts = 2;  // the second checks the pair that the first one made
 
 /// The check is only whether the files load and match. At level 0 the library refuses no installed
@@ -29,13 +32,16 @@ constexpr char kCipherList[] = "ALL";
 
 constexpr char kCertificateSetAside[] =
     R"(The server certificate did not match the private key and has been regenerated.
-The problematic certificate was renamed %s and is in the "..\zx\sslshare" subdirectory.
+The problematic certificate was renamed certmm.pem and is in the "..\zx\sslshare" subdirectory.
 )";
 constexpr char kKeySetAside[] =
     R"(The private key did not match the server certificate and has been regenerated.
-The problematic private key was renamed %s and is in the "..\zx\sslshare"  subdirectory.
+The problematic private key was renamed filemm.pem and is in the "..\zx\sslshare"  subdirectory.
 )";
 
+constexpr char kUnreadable[] =
+    "The server certificate and private key could not be read at the moment, so they were not "
+    "replaced.\n";
 constexpr char kNotKept[] =
     "The server certificate and private key cannot be used, but could not be kept under another "
     "name, so they were not "
@@ -55,96 +61,146 @@ qvx::ContextHandle MakeContext() {
                                                                   : qvx::ContextHandle();
 }
 
-qvx::CertificateHandle ReadCertificate() {
-  const std::optional<std::string> text = qvx::ReadPemFile(qvx::CertificatePath());
-  return text ? qvx::CertificateFrom(*text) : nullptr;
-}
-
-/// Returns whether both files, as far as they exist, are kept. Only then may they be replaced.
-bool SetPairAside() {
-  const qvx::Aside certificate = qvx::SetCertificateAside();
-  if (certificate.was_copied) {
-    LogOutput(kLogError, kCertificateSetAside, qvx::kCertificateAsideName);
-  }
-  const qvx::Aside key = qvx::SetKeyAside();
-  if (key.was_copied) {
-    LogOutput(kLogError, kKeySetAside, qvx::kKeyAsideName);
-  }
-  if (certificate.is_kept && key.is_kept) {
-    return true;
-  }
-  LogOutput(kLogError, "%s", kNotKept);
-  return false;
-}
-
-/// Examines whose certificate it is. A certificate for another host is logged.
-void ExamineNames(const X509* certificate, const char* host_name, qvx::PairFacts& facts) {
-  facts.names_host = qvx::NamesHost(certificate, host_name);
-  if (facts.names_host) {
-    return;
-  }
-  facts.is_ours = qvx::IsOurs(certificate);
-  LogOutput(kLogError,
-            "This certificate has a Common Name (CN) that doesn't match the server's name\n");
-}
-
-/// Examines whether the key at `path` loads and belongs to the certificate in the context.
-void ExamineKey(SSL_CTX* context, const std::string& path, qvx::PairFacts& facts) {
-  const std::optional<std::string> text = qvx::ReadPemFile(path);
-  const qvx::KeyHandle key = text ? qvx::KeyFrom(*text) : nullptr;
-  facts.key_loads = key != nullptr;
-  if (!facts.key_loads) {
-    LogOutput(kLogError, "Unable to load private key during SSL Server Initialization\n");
-    return;
-  }
-  // The library already refuses a key that does not belong to the certificate when the key is set.
-  facts.they_match =
-      SSL_CTX_use_PrivateKey(context, key.get()) == 1 && SSL_CTX_check_private_key(context) == 1;
-  if (!facts.they_match) {
-    LogOutput(
-        kLogError,
-        "The SSL certificate and private key did not match during SSL Server Initialization\n");
-  }
-}
-
-/// Examines the facts one after the other, up to the first that decides, which is logged. The
-/// certificate is read once, so that every decision is about the same one.
-qvx::PairFacts Examine(SSL_CTX* context, const std::string& host_name) {
+/// Examines the facts one after the other, up to the first that decides. What a lack of memory
+/// seems to say is no fact.
+qvx::PairFacts Examine(SSL_CTX* context, const qvx::OldPair& pair, const char* host_name) {
   qvx::PairFacts facts;
-  const qvx::CertificateHandle certificate = ReadCertificate();
+  const qvx::CertificateHandle certificate =
+      pair.certificate.text ? qvx::CertificateFrom(*pair.certificate.text) : nullptr;
   facts.certificate_loads = certificate && SSL_CTX_use_certificate(context, certificate.get()) == 1;
-  if (!facts.certificate_loads) {
-    LogOutput(kLogInformation,
-              "Unable to load certificate file during SSL Server Initialization\n");
-    return facts;
-  }
-  const std::string key_path = qvx::KeyPath();
-  const int token = OSPrepOpen(key_path.c_str());
-  ExamineKey(context, key_path, facts);
-  OSUndoPrepOpen(key_path.c_str(), token);
-  if (facts.they_match) {
-    ExamineNames(certificate.get(), host_name.c_str(), facts);
-  }
+  const qvx::KeyHandle key =
+      facts.certificate_loads && pair.key.text ? qvx::KeyFrom(*pair.key.text) : nullptr;
+  facts.key_loads = key != nullptr;
+  // The library already refuses a key that does not belong to the certificate when the key is set.
+  facts.they_match = facts.key_loads && SSL_CTX_use_PrivateKey(context, key.get()) == 1 &&
+                     SSL_CTX_check_private_key(context) == 1;
+  facts.names_host = facts.they_match && qvx::NamesHost(certificate.get(), host_name);
+  facts.is_ours = facts.they_match && !facts.names_host && qvx::IsOurs(certificate.get());
+  facts.is_known =
+      facts.they_match || !(pair.certificate.is_unreadable_now() || pair.key.is_unreadable_now() ||
+                            qvx::LibraryLackedMemory());
   return facts;
 }
 
+/// Logs the fact that decides, unless it is that the pair is for this host.
+void Report(const qvx::PairFacts& facts) {
+  if (!facts.is_known) {
+    LogOutput(kLogError, "%s", kUnreadable);
+  } else if (!facts.certificate_loads) {
+    LogOutput(kLogInformation,
+              "Unable to load certificate file during SSL Server Initialization\n");
+  } else if (!facts.key_loads) {
+    LogOutput(kLogError, "Unable to load private key during SSL Server Initialization\n");
+  } else if (!facts.they_match) {
+    LogOutput(
+        kLogError,
+        "The SSL certificate and private key did not match during SSL Server Initialization\n");
+  } else if (!facts.names_host) {
+    LogOutput(kLogError,
+              "This certificate has a Common Name (CN) that doesn't match the server's name\n");
+  }
+}
+
+/// One look at the pair: each file is read once, so that everything is about the same pair.
+struct Look {
+  qvx::OldPair pair;
+  qvx::PairFacts facts;
+
+  qvx::PairFate fate() const { return qvx::FateOf(facts); }
+};
+
+Look TakeLook(SSL_CTX* context, const std::string& host_name) {
+  Look look;
+  look.pair.certificate = qvx::LookAt(qvx::CertificatePath());
+  const std::string key_path = qvx::KeyPath();
+  const int token = OSPrepOpen(key_path.c_str());
+  look.pair.key = qvx::LookAt(key_path);
+  OSUndoPrepOpen(key_path.c_str(), token);
+  look.facts = Examine(context, look.pair, host_name.c_str());
+  return look;
+}
+
+qvx::Kept KeepFile(qvx::Aside (*set_aside)(qvx::OldFile&), qvx::OldFile& old, const char* record) {
+  const qvx::Aside aside = set_aside(old);
+  if (aside.was_copied) {
+    LogOutput(kLogError, "%s", record);
+  }
+  return aside.kept;
+}
+
+bool IsText(const qvx::OldFile& file, const std::optional<std::string>& text) {
+  return file.text && file.text == text;
+}
+
+/// Keeps both files of the pair, as far as they exist, under their set-aside names. `made` is what
+/// this run has stored before, if anything. Half of it beside a file of another's is not kept: the
+/// other is installing a pair at this moment, and that half would take the place of his other file.
+qvx::Kept SetPairAside(qvx::OldPair& old, const qvx::GeneratedPair& made) {
+  using enum qvx::Kept;
+  const bool has_own_certificate = IsText(old.certificate, made.certificate);
+  const bool has_own_key = IsText(old.key, made.key);
+  qvx::Kept certificate = kYes;
+  if (!has_own_certificate || has_own_key) {
+    certificate = KeepFile(qvx::SetCertificateAside, old.certificate, kCertificateSetAside);
+  }
+  qvx::Kept key = certificate == kChanged ? kChanged : kYes;
+  if (certificate != kChanged && (!has_own_key || has_own_certificate)) {
+    key = KeepFile(qvx::SetKeyAside, old.key, kKeySetAside);
+  }
+  if (key == kChanged || (certificate == kYes && key == kYes && qvx::SynchronizeShare())) {
+    return key;
+  }
+  LogOutput(kLogError, "%s", kNotKept);
+  return kNo;
+}
+
+/// Makes a new pair in the place of one that is not to stay. `made` is that of the attempt before.
+qvx::GeneratedPair Replace(Look& look, const std::string& host_name,
+                           const qvx::GeneratedPair& made) {
+  const qvx::Kept kept =
+      look.fate() == qvx::PairFate::kSetAside ? SetPairAside(look.pair, made) : qvx::Kept::kYes;
+  if (kept == qvx::Kept::kYes) {
+    return qvx::GeneratePair(host_name, look.pair);
+  }
+  return {.outcome =
+              kept == qvx::Kept::kChanged ? qvx::Generation::kChanged : qvx::Generation::kFailed};
+}
+
+/// The attempts, with the lock or without it.
+int32_t TryTwice(SSL_CTX* context, const std::string& host_name) {
+  qvx::GeneratedPair made;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    Look look = TakeLook(context, host_name);
+    Report(look.facts);
+    if (look.fate() == qvx::PairFate::kKeep || look.fate() == qvx::PairFate::kUnknown) {
+      return look.fate() == qvx::PairFate::kKeep ? 1 : 0;
+    }
+    made = Replace(look, host_name, made);
+  }
+  // Somebody else's pair took the place of the last one, unless it is only half installed.
+  const bool is_theirs = made.outcome == qvx::Generation::kChanged &&
+                         TakeLook(context, host_name).fate() == qvx::PairFate::kKeep;
+  return made.outcome == qvx::Generation::kDone || is_theirs ? 1 : 0;
+}
+
+/// A pair that stays needs no lock and waits for none.
 int32_t CheckAndReplace() {
   const std::string host_name = qvx::PairHostName();
   const qvx::ContextHandle context = MakeContext();
   if (!context) {
     return 0;
   }
-  qvx::RemoveLeftovers(qvx::CertificatePath());
-  int32_t result = 0;
-  for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    const qvx::PairFate fate = qvx::FateOf(Examine(context.get(), host_name));
-    if (fate == qvx::PairFate::kKeep) {
-      return 1;
-    }
-    const bool may_replace = fate == qvx::PairFate::kReplace || SetPairAside();
-    result = may_replace ? GenerateSelfSignedCertAndPrivateKey(host_name.c_str()) : 0;
+  const Look first = TakeLook(context.get(), host_name);
+  const bool stays = first.fate() == qvx::PairFate::kKeep;
+  std::chrono::milliseconds patience = stays ? std::chrono::milliseconds(0) : kLongestWait;
+  const qvx::Descriptor share = qvx::OpenShare();
+  const qvx::FileLock lock(share, patience);
+  const bool is_repaired = (!stays || lock.is_held()) && qvx::RepairPair();
+  if (stays && !is_repaired) {
+    Report(first.facts);
+    return 1;
   }
-  return result;
+  return TryTwice(context.get(), host_name);
 }
 
 }  // namespace
@@ -179,6 +235,7 @@ int32_t GenerateSelfSignedCert() {
   try {
     return CheckAndReplace();
   } catch (const std::bad_alloc&) {
+    LogOutput(kLogError, "%s", kUnreadable);
     return 0;
   }
 }
@@ -186,12 +243,17 @@ int32_t GenerateSelfSignedCert() {
 int32_t CheckCertValidity(const char* host_name) {
   const qvx::ErrorQueueKeeper queue;
   try {
-    const qvx::CertificateHandle certificate = ReadCertificate();
+    const std::optional<std::string> text = qvx::ReadPemFile(qvx::CertificatePath());
+    const qvx::CertificateHandle certificate = text ? qvx::CertificateFrom(*text) : nullptr;
     if (!certificate) {
       return 0;
     }
-    qvx::PairFacts facts{.certificate_loads = true, .key_loads = true, .they_match = true};
-    ExamineNames(certificate.get(), host_name, facts);
+    const qvx::PairFacts facts{.certificate_loads = true,
+                               .key_loads = true,
+                               .they_match = true,
+                               .names_host = qvx::NamesHost(certificate.get(), host_name),
+                               .is_ours = qvx::IsOurs(certificate.get())};
+    Report(facts);
     return qvx::FateOf(facts) == qvx::PairFate::kKeep ? 1 : 0;
   } catch (const std::bad_alloc&) {
     return 0;
@@ -213,10 +275,13 @@ std::optional<PairFacts> ExaminePair() {
   const ErrorQueueKeeper queue;
   const std::string host_name = PairHostName();
   const ContextHandle context = MakeContext();
-  return context ? std::optional(Examine(context.get(), host_name)) : std::nullopt;
+  return context ? std::optional(TakeLook(context.get(), host_name).facts) : std::nullopt;
 }
 
 PairFate FateOf(const PairFacts& facts) {
+  if (!facts.is_known) {
+    return PairFate::kUnknown;
+  }
   if (!facts.certificate_loads || !facts.key_loads || !facts.they_match) {
     return PairFate::kSetAside;
   }

@@ -3,7 +3,12 @@
 // Both files must load, the key must belong to the certificate, and the certificate must name this
 // host. A pair that does not load or match is copied to its set-aside names and replaced by a new
 // self-signed one. A certificate for another host is replaced only when the launcher made it. Each
-// fault is logged.
+// fault is logged. A pair that cannot be read at the moment stays: nothing is known about it.
+//
+// Runs that find nothing to keep take turns by a lock on the TLS share directory, from the look
+// that counts to the last rename. The service account can sit on that lock, so a run goes on
+// without it after a while. It is right without it, too, because exactly what was looked at is
+// replaced.
 #ifndef QVX_TLS_PAIR_CHECK_H
 #define QVX_TLS_PAIR_CHECK_H
 
@@ -24,7 +29,8 @@ int32_t CreatePHPSessionDir();
 
 /// Checks the pair at most twice and makes a new one after each failure. Returns 1 when the pair on
 /// disk passed, otherwise the result of the last generation. Returns 0 when the TLS context could
-/// not be prepared, when the old pair could not be set aside, and when memory ran out.
+/// not be prepared, when the old pair could not be read now or not be set aside, and when memory
+/// ran out. When somebody else exchanged a file of the pair meanwhile, that file stays, and counts.
 int32_t GenerateSelfSignedCert();
 
 /// Returns 1 when the certificate on disk may be used with `host_name`: its common name is that
@@ -42,6 +48,7 @@ struct PairFacts {
   bool they_match = false;
   bool names_host = false;  ///< the certificate's common name is the host's
   bool is_ours = false;     ///< the launcher issued the certificate
+  bool is_known = true;     ///< false: the pair cannot be read now, and the facts say nothing
 };
 
 /// Returns the name of this host for which a pair is made. Returns an empty name, with a record in
@@ -54,6 +61,7 @@ std::optional<PairFacts> ExaminePair();
 
 enum class PairFate {
   kKeep,
+  kUnknown,   ///< it stays, but cannot be used
   kReplace,   ///< by a new pair
   kSetAside,  ///< kept under the set-aside names, then replaced
 };

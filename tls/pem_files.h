@@ -1,16 +1,22 @@
-// Reading, setting aside and storing the certificate and the key.
+// Looking at, setting aside and storing the certificate and the key.
 //
-// A file is replaced by its name in the TLS share directory; the target of a link stays. An old
-// file is replaced only when a whole copy of it stands under its set-aside name. Both files of a
-// new pair are completed before either takes its place. A new key belongs to the service account.
-// The copy of an old key has mode 0600 and belongs to root, or to the account where the account
-// could exchange it.
+// A file is replaced by its name in the TLS share directory; the target of a link stays. What is
+// set aside and what is replaced is exactly what was looked at. An old file is replaced only when a
+// whole copy of it stands under its set-aside name, and the disk has that copy. Both files of a new
+// pair are completed before either takes its place, and what comes out of the places is compared
+// with what was looked at: another file is put back (os/file_exchange.h). A new key belongs to the
+// service account. The copy of an old key has mode 0600 and belongs to root, or to the account
+// where the account could exchange it.
 #ifndef QVX_TLS_PEM_FILES_H
 #define QVX_TLS_PEM_FILES_H
+
+#include <sys/types.h>
 
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "os/descriptor.h"
 
 namespace qvx {
 
@@ -23,38 +29,76 @@ inline constexpr char kKeyAsideName[] = "filemm.pem";
 std::string CertificatePath();
 std::string KeyPath();
 
-/// Returns the content of a file; nothing when it cannot be read whole or exceeds 1 MiB, which no
-/// pair does.
+/// Returns the content of a file; nothing with errno set when it cannot be read whole or exceeds
+/// 1 MiB, which no pair does (EFBIG).
 std::optional<std::string> ReadPemFile(const std::string& path);
+
+/// What stands at a name.
+struct OldFile {
+  std::optional<std::string> text;  ///< nothing when it cannot be read
+  int error = 0;                    ///< why it cannot be read
+  mode_t type = 0;                  ///< S_IFREG, S_IFLNK, ...; 0 when there is nothing
+  dev_t device = 0;
+  ino_t inode = 0;
+
+  /// Whether it cannot be read for a reason that may pass, such as memory that ran out.
+  bool is_unreadable_now() const;
+};
+
+struct OldPair {
+  OldFile certificate;
+  OldFile key;
+};
+
+OldFile LookAt(const std::string& path);
+OldPair LookAtPair();
+
+/// Opens the TLS share directory for its lock, and makes a missing one. Returns an invalid
+/// descriptor when it cannot be opened.
+Descriptor OpenShare();
+
+/// Puts back what a killed run left half replaced, and removes its files. Returns whether there was
+/// anything of the kind.
+bool RepairPair();
 
 /// Removes certificate and key. A failure is ignored.
 void DeletePair();
 
-/// The result of setting a file aside.
+enum class Kept {
+  kYes,  ///< a whole copy has the set-aside name, or there was nothing to keep
+  kNo,
+  kChanged,  ///< another file stands there now
+};
+
 struct Aside {
   bool was_copied;  ///< the copy command ran
-  bool is_kept;     ///< a whole copy has the set-aside name, or there was nothing to keep
+  Kept kept;
 };
 
 /// Copy the certificate or the key to its set-aside name with OSCopyFile. Where the copy is not
-/// whole, the file is linked to that name or moved there, and then keeps its owner and mode.
-Aside SetCertificateAside();
-Aside SetKeyAside();
+/// whole, the file is linked to that name or moved there, and then keeps its owner and mode. `old`
+/// tells afterwards what stands in the place.
+Aside SetCertificateAside(OldFile& old);
+Aside SetKeyAside(OldFile& old);
 
-/// The files of a new pair that took their places.
-struct StoredPair {
-  bool certificate;
-  bool key;
-};
+/// Writes the names in the TLS share directory to the disk. Returns false when they may be lost.
+bool SynchronizeShare();
 
 /// Returns whether a new pair would take its places, as far as that can be told without making
 /// anything.
 bool ForeseeStore();
 
-/// Writes a new pair. When either file could not be written, neither takes its place. When a
-/// directory has the name of the key, only the certificate takes its place. A pipe or socket with
-/// either name is removed first.
-StoredPair StorePair(std::string_view certificate, std::string_view key);
+/// The files of a new pair that took their places.
+struct StoredPair {
+  bool certificate = false;
+  bool key = false;
+  bool was_changed = false;  ///< none did, because another file than `old` says stood in a place
+};
+
+/// Writes a new pair in the place of `old`. When either file could not be written, neither takes
+/// its place. When a directory has the name of the key, only the certificate takes its place. A
+/// pipe or socket with either name is removed first.
+StoredPair StorePair(std::string_view certificate, std::string_view key, OldPair old);
 
 }  // namespace qvx
 

@@ -43,6 +43,14 @@ KeyHandle KeyFrom(const std::string& text) {
   return Load<KeyHandle>(text, PEM_read_bio_PrivateKey);
 }
 
+bool LibraryLackedMemory() {
+  bool lacked_memory = false;
+  while (const unsigned long error = ERR_get_error()) {
+    lacked_memory = lacked_memory || ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE;
+  }
+  return lacked_memory;
+}
+
 bool NamesHost(const X509* certificate, const char* host_name) {
   return host_name != nullptr &&
          EntryEquals(X509_get_subject_name(certificate), NID_commonName, host_name);

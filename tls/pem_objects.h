@@ -14,6 +14,10 @@ namespace qvx {
 CertificateHandle CertificateFrom(const std::string& text);
 KeyHandle KeyFrom(const std::string& text);
 
+/// Returns whether the library's error queue says that memory ran out, and empties it. What did not
+/// load then may load at another time.
+bool LibraryLackedMemory();
+
 /// Returns whether the common name of the subject is `host_name`, in any case. A null name is
 /// nobody's.
 bool NamesHost(const X509* certificate, const char* host_name);

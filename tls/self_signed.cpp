@@ -46,17 +46,9 @@ void Protect(const std::string& path, const char* subject) {
             subject);
 }
 
-/// Stores the pair and logs the files that took their places. Returns whether both did.
-bool Store(const qvx::Pair& pair) {
-  const std::string certificate_text =
-      PemText([&](BIO* stream) { return PEM_write_bio_X509(stream, pair.certificate.get()); });
-  const std::string key_text = PemText([&](BIO* stream) {
-    return PEM_write_bio_PrivateKey(stream, pair.key.get(), nullptr, nullptr, 0, nullptr, nullptr);
-  });
-  if (certificate_text.empty() || key_text.empty()) {
-    return false;
-  }
-  const qvx::StoredPair stored = qvx::StorePair(certificate_text, key_text);
+/// Stores the pair and logs the files that took their places.
+qvx::Generation Store(const qvx::GeneratedPair& pair, const qvx::OldPair& old) {
+  const qvx::StoredPair stored = qvx::StorePair(*pair.certificate, *pair.key, old);
   if (stored.certificate) {
     LogOutput(kLogInformation, "A new self signed certificate was generated.\n");
     Protect(qvx::CertificatePath(), "Certificate");
@@ -64,8 +56,9 @@ bool Store(const qvx::Pair& pair) {
   if (stored.key) {
     LogOutput(kLogInformation, "A new private key was generated.\n");
     Protect(qvx::KeyPath(), "Private key");
+    return qvx::Generation::kDone;
   }
-  return stored.key;
+  return stored.was_changed ? qvx::Generation::kChanged : qvx::Generation::kFailed;
 }
 
 }  // namespace
@@ -74,17 +67,9 @@ int32_t GenerateSelfSignedCertAndPrivateKey(const char* host_name) {
   if (host_name == nullptr) {
     return 0;
   }
-  const qvx::ErrorQueueKeeper queue;
   try {
-    const qvx::CertificateRequest request = qvx::RequestNow(host_name, kKeyBits, kDays);
-    const qvx::Pair pair = qvx::Build(request);
-    if (!pair.key) {
-      std::abort();
-    }
-    if (!pair.certificate) {
-      return 0;
-    }
-    return Store(pair) ? 1 : 0;
+    const qvx::GeneratedPair pair = qvx::GeneratePair(host_name, qvx::LookAtPair());
+    return pair.outcome == qvx::Generation::kDone ? 1 : 0;
   } catch (const std::bad_alloc&) {
     return 0;
   }
@@ -97,3 +82,28 @@ char* GetCertificateFilePathName(char* buffer) {
 char* GetPrivateKeyFilePathName(char* buffer) {
   return CopyPath(qvx::KeyPath(), buffer);
 }
+
+namespace qvx {
+
+GeneratedPair GeneratePair(const std::string& host_name, const OldPair& old) {
+  const ErrorQueueKeeper queue;
+  const Pair pair = Build(RequestNow(host_name.c_str(), kKeyBits, kDays));
+  if (!pair.key) {
+    std::abort();
+  }
+  GeneratedPair made;
+  if (!pair.certificate) {
+    return made;
+  }
+  made.certificate =
+      PemText([&](BIO* stream) { return PEM_write_bio_X509(stream, pair.certificate.get()); });
+  made.key = PemText([&](BIO* stream) {
+    return PEM_write_bio_PrivateKey(stream, pair.key.get(), nullptr, nullptr, 0, nullptr, nullptr);
+  });
+  if (!made.certificate->empty() && !made.key->empty()) {
+    made.outcome = Store(made, old);
+  }
+  return made;
+}
+
+}  // namespace qvx

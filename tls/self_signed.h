@@ -3,6 +3,10 @@
 #define QVX_TLS_SELF_SIGNED_H
 
 #include <cstdint>
+#include <optional>
+#include <string>
+
+#include "tls/pem_files.h"
 
 /// Makes, writes and protects the pair for `host_name`, by the rules of tls/pem_files.h. Logs each
 /// file that took its place and the result of its protection. Aborts the process when the library
@@ -14,5 +18,25 @@ int32_t GenerateSelfSignedCertAndPrivateKey(const char* host_name);
 /// std::bad_alloc.
 char* GetCertificateFilePathName(char* buffer);
 char* GetPrivateKeyFilePathName(char* buffer);
+
+namespace qvx {
+
+enum class Generation {
+  kFailed,
+  kDone,
+  kChanged,  ///< another file than `old` says stood in a place, and both places are as they were
+};
+
+/// The new pair as PEM texts, also when it was not stored. Nothing when none was made.
+struct GeneratedPair {
+  Generation outcome = Generation::kFailed;
+  std::optional<std::string> certificate{};
+  std::optional<std::string> key{};
+};
+
+/// As GenerateSelfSignedCertAndPrivateKey, in the place of `old`. Throws std::bad_alloc.
+GeneratedPair GeneratePair(const std::string& host_name, const OldPair& old);
+
+}  // namespace qvx
 
 #endif

@@ -99,20 +99,35 @@ TEST(Certificate, ObjectsAreFilledOrMadeForTheCaller) {
 TEST(PairFate, FromFacts) {
   const struct {
     const char* name;
-    bool loads, key_loads, match, names_host, ours;
+    PairFacts facts;
     PairFate fate;
   } rows[] = {
-      {"no certificate", false, false, false, false, false, PairFate::kSetAside},
-      {"no key", true, false, false, false, false, PairFate::kSetAside},
-      {"key of another certificate", true, true, false, false, false, PairFate::kSetAside},
-      {"own, for another host", true, true, true, false, true, PairFate::kReplace},
-      {"foreign, for another host", true, true, true, false, false, PairFate::kKeep},
-      {"own, for this host", true, true, true, true, true, PairFate::kKeep},
-      {"foreign, for this host", true, true, true, true, false, PairFate::kKeep},
+      {.name = "no certificate", .facts = {}, .fate = PairFate::kSetAside},
+      {.name = "no key", .facts = {.certificate_loads = true}, .fate = PairFate::kSetAside},
+      {.name = "key of another certificate",
+       .facts = {.certificate_loads = true, .key_loads = true},
+       .fate = PairFate::kSetAside},
+      {.name = "own, for another host",
+       .facts = {.certificate_loads = true, .key_loads = true, .they_match = true, .is_ours = true},
+       .fate = PairFate::kReplace},
+      {.name = "foreign, for another host",
+       .facts = {.certificate_loads = true, .key_loads = true, .they_match = true},
+       .fate = PairFate::kKeep},
+      {.name = "own, for this host",
+       .facts = {.certificate_loads = true,
+                 .key_loads = true,
+                 .they_match = true,
+                 .names_host = true,
+                 .is_ours = true},
+       .fate = PairFate::kKeep},
+      {.name = "foreign, for this host",
+       .facts =
+           {.certificate_loads = true, .key_loads = true, .they_match = true, .names_host = true},
+       .fate = PairFate::kKeep},
+      {.name = "not to be read now", .facts = {.is_known = false}, .fate = PairFate::kUnknown},
   };
   for (const auto& row : rows) {
-    const PairFacts facts{row.loads, row.key_loads, row.match, row.names_host, row.ours};
-    EXPECT_EQ(FateOf(facts), row.fate) << row.name;
+    EXPECT_EQ(FateOf(row.facts), row.fate) << row.name;
   }
 }
 
