@@ -55,6 +55,66 @@ grep -c SSL_SHARE_BASE_DIR seen; grep -i evil seen)",
          "daemon\n1\n"}});
 }
 
+// A start that root types into a shell, with a file, a variable and a key of root's. Every command
+// of the account's, and the start script, tell what they have of all that.
+TEST(ServiceAccount, GetsNothingOfTheCallers) {
+  const auto script = [](const std::string& tracer) {
+    return R"sh(
+mismatched_pair; chown zxqvx $base/{conf,bin,logs} $tls
+cat >facts <<'end'
+#!/bin/bash
+exec 2>/dev/null; ((EUID)) || exit
+has=$(readlink /proc/$PPID/fd/* | grep -E '^/(dev/(pts|tty)|opt/admin)' | sort -u | xargs)
+attacker type && has+=' types'
+: </dev/tty && has+=' terminal'
+[[ $(awk '{print $6}' /proc/$$/stat) == "$(</opt/session)" ]] && has+=' session'
+grep -q secret /proc/keys && has+=' key'
+echo "$1: $has $ROOTS" >>/opt/seen
+end
+mkdir -p commands $base/tomcat/bin; tool=$base/sbin/genproxyconf; script=$base/tomcat/bin/startup.sh
+for name in chmod chown cp; do
+  printf '#!/bin/sh\n/opt/facts %s\nexec /bin/%s "$@"\n' $name{,} >commands/$name
+done
+printf '#!/bin/sh\necho Proxy >%s\n' $base/conf/mod_proxy.conf >$tool
+printf '#!/bin/sh\n/opt/facts script\n' >$script
+chmod 755 facts commands/* $tool $script; : >seen; chmod 666 seen
+cat >typed <<end
+exec 7>$admin/file 8</dev/tty
+awk '{print \$6}' /proc/\$\$/stat >session
+export PATH=/opt/commands:$PATH ROOTS=variable
+)sh" + tracer +
+           R"sh( attacker key $launcher
+end
+script -qec 'bash typed' /dev/null; sort -u seen)sh";
+  };
+  const std::string nothing = "daemon\r\nchmod:  \nchown:  \ncp:  \nscript:  variable\n";
+  Play({{"start", script(""), nothing},
+        {"without close_range(2)",
+         script("strace -f -o /dev/null -e trace=close_range -e inject=close_range:error=ENOSYS"),
+         nothing},
+        {"failures are still reported there", R"sh(
+good_pair; chown -R zxqvx $base $tls; mount --bind /dev/null /bin/sh
+SHELL=/bin/bash script -qec $launcher /dev/null | grep -ao "execute_linux_cmd: .*!" | sort -u)sh",
+         "execute_linux_cmd: child's execv failed!\n"}});
+}
+
+// Between the change of its identity and its command, such a child still is the launcher.
+TEST(ServiceAccount, SeesIntoNoChildBeforeItsCommand) {
+  Play({{"each command", R"sh(
+good_pair; chown zxqvx $base/{conf,bin,logs}
+watch() {
+  trap 'sort -u /opt/seen; exit' TERM; echo begun
+  while :; do for process in /proc/[0-9]*; do
+    [[ $(<$process/comm) == qvxlauncher && $(<$process/status) == *Uid:$'\t'$EUID* ]] || continue
+    { echo a child; readlink $process/exe | grep qvxlauncher; } >>/opt/seen
+  done; done
+} 2>/dev/null
+export -f watch; : >seen; chmod 666 seen; in_background zxqvx bash -c watch
+strace -f -o /dev/null -e trace=execve -e inject=execve:delay_enter=200000 $launcher
+end_background)sh",
+         "daemon\na child\n"}});
+}
+
 // The database fails once or from then on. Then too, no command on a path of the account's has
 // root's rights, and no file of the account's is root's.
 TEST(ServiceAccount, IsNotMissingWhenItCouldNotBeLookedUp) {
@@ -72,7 +132,8 @@ errors=(ENOMEM EIO EMFILE); for ((at = 1; at <= openings; at++)); do for last in
   run strace -o /dev/null -P /etc/passwd -e inject=openat:error=${errors[at % 3]}:when=$at$last $launcher
   for path in ${own[@]}; do grep "^root .*$path" ran; done
   find ${own[@]} -type f -user root ! -name '*mm.pem' ! -name mod_proxy.conf
-done; done | sort | uniq -c)", ""}});
+done; done | sort | uniq -c)",
+         ""}});
 }
 
 // Three starts whose files `plant` makes, each a name of its own for an administrator's files, in
