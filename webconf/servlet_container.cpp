@@ -51,8 +51,17 @@ constexpr char kForkFailed[] = "fork() in load_tomcat() failed! \n";
 constexpr uint32_t kToolOutputCapacity = 1024;
 constexpr size_t kMessageCapacity = 2048;
 
-/// Replaces whatever has this name by an empty file. On a full disk an old file is emptied in
-/// place, so no refused rules stay in force.
+/// Removes a pipe, socket or device with the name of the rules file. The tool would wait for ever
+/// for a reader of the pipe, and the others would swallow its rules. Returns false when one stays.
+bool RemoveOtherKind() {
+  const auto place = FindPlace(InstallationPath(kRulesFile), Access::kChange, LastLink::kStay);
+  const bool is_other = place && place->exists() && !place->IsA(S_IFREG) && !place->IsA(S_IFLNK) &&
+                        !place->IsA(S_IFDIR);
+  return !is_other || unlinkat(place->directory.get(), place->name.c_str(), 0) == 0;
+}
+
+/// Replaces a file or link with this name by an empty file. On a full disk an old file is emptied
+/// in place, so no refused rules stay in force.
 void EmptyRulesFile() {
   const std::string path = InstallationPath(kRulesFile);
   if (!FileReplacement(path, OwnFile(kRulesFileMode), LastLink::kStay).Commit()) {
@@ -103,6 +112,10 @@ int RunStartScript(const std::string& command) {
 
 bool IsContainerRequired() {
   const CreationMask mask(kWritableByOthers);  // a tool may make the file anew
+  if (!RemoveOtherKind()) {
+    LogOutput(kLogCritical, "%s", kRulesNotFound);
+    return false;
+  }
   EmptyRulesFile();
   const std::optional<bool> wrote_rules = ToolWroteRules();
   if (!wrote_rules) {

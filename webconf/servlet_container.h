@@ -21,9 +21,9 @@ extern const char proxy_conf[];
 /// otherwise the wait status of the child that ran the script.
 int32_t load_tomcat();
 
-/// Runs the installation's tool, which writes the rules file. Returns 1 when the file holds rules.
-/// Returns 0 when it is empty; and when the decision failed, which is logged and empties the file
-/// again.
+/// Empties the rules file and runs the installation's tool, which writes it. Returns 1 when the
+/// file holds rules. Returns 0 when it is empty; and when the decision failed, which is logged and
+/// empties the file again.
 int32_t check_tomcat_required();
 
 /// Adds the proxy block to the server configuration, whose mode and owner stay. Returns 1; or 0

@@ -5,7 +5,9 @@
 #include <linux/capability.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <vector>
@@ -110,8 +112,17 @@ TEST(ServletContainer, RunsWhenTheToolWroteRules) {
     EXPECT_EQ(unshare(CLONE_NEWPID), 0);
     EXPECT_EQ(RunIsolated(0, [] { return 0; }), 0);
   };
+  const auto add_pipe = [] { EXPECT_EQ(mkfifo(kRules, 0666), 0); };
+  const auto add_device = [] { EXPECT_EQ(mknod(kRules, S_IFCHR | 0666, makedev(1, 3)), 0); };
+  const auto mount_device = [] {
+    WriteText(kRules, "");
+    EXPECT_EQ(mount("/dev/null", kRules, "", MS_BIND, nullptr), 0);
+  };
   const Row rows[] = {
       {"rules", write, more_groups, 3 << 8, "", "Proxy\n"},
+      {"pipe in their place", write, add_pipe, 3 << 8, "", "Proxy\n"},
+      {"device in their place", write, add_device, 3 << 8, "", "Proxy\n"},
+      {"device that stays", write, mount_device, 0, unknown, ""},
       {"no rules", "exit 1", nothing, 0, "", ""},
       {"no tool", "", [] { fs::remove_all("/opt/moved/sbin"); }, 0, "", ""},
       {"text", "echo 100%s; echo x > /opt/moved/conf/mod_proxy.conf", nothing, 0, printed, ""},
