@@ -134,7 +134,14 @@ int32_t RunFileProtection(const std::string& path, bool is_held) {
 
 bool ChangeMode(const std::string& path, mode_t mode) {
   const std::optional<Place> place = FindPlace(path, Access::kChange);
-  return place && MayChange(*place) && SetMode(place->entry, mode);
+  if (!place || !place->exists()) {
+    return false;
+  }
+  if (!MayStep(*place, place->entry_status, Access::kChange)) {
+    errno = ELOOP;
+    return false;
+  }
+  return SetMode(place->entry, mode);
 }
 
 }  // namespace qvx

@@ -34,9 +34,8 @@ namespace qvx {
 /// as in os/path_walk.h. Returns 1 or 0 as OsProtectFile.
 int32_t RunFileProtection(const std::string& path, bool is_held);
 
-/// Sets the permission bits of a file or directory. Other entries are left alone, and so are those
-/// that the rules of os/path_walk.h refuse. Returns false with errno set when the bits were not
-/// set.
+/// Sets the permission bits of whatever `path` leads to, unless the rules of os/path_walk.h refuse
+/// it. Returns false with errno set when the bits were not set.
 bool ChangeMode(const std::string& path, mode_t mode);
 
 }  // namespace qvx

@@ -210,6 +210,13 @@ TEST(Launcher, PermissionsFromTheEnvironment) {
     EXPECT_EQ(ModeOf(file), row.mode);
   }
   const Variable permissions("QVXPERMS", "755");
+  const fs::path pipe = site.base() / "pipe";
+  EXPECT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  {
+    const Variable path("QVXFPATH", pipe);
+    EXPECT_EQ(UnderDaemon("worker", 3), done);
+    EXPECT_EQ(ModeOf(pipe), 0755U);
+  }
   const Variable no_path("QVXFPATH", std::nullopt);
   EXPECT_EQ(UnderDaemon("leader", 3), "status 0, signals 0\n");
 }
