@@ -3,9 +3,9 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "dom/cursors.h"
 #include "dom/failure.h"
 #include "dom/names.h"
+#include "dom/places.h"
 
 namespace qvx::dom {
 namespace {
@@ -104,7 +104,7 @@ void LinkAttribute(ElementNode* element, AttributeNode* attribute, AttributeNode
   attribute->ownerElement = element;
   ++attribute->placements;
   ++map->length;
-  KeepCursorOnInsertion(map, attribute, PreviousAttribute(attribute), next);
+  MovePlaceOnInsertion(map, attribute, PreviousAttribute(attribute), next);
   if (map->length > kManyAttributes) {
     IndexAttribute(element, attribute);
   }
@@ -117,7 +117,7 @@ void UnlinkAttribute(AttributeNode* attribute) {
   if (map->length >= kManyAttributes) {
     UnindexAttribute(element, attribute);
   }
-  KeepCursorOnRemoval(map, attribute, PreviousAttribute(attribute), next);
+  MovePlaceOnRemoval(map, attribute, PreviousAttribute(attribute), next);
   (next != nullptr ? next : element->first_attribute)->previous = attribute->previous;
   if (attribute != element->first_attribute) {
     attribute->previous->next = next;

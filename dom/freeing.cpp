@@ -4,13 +4,13 @@
 
 #include "dom/attribute_maps.h"
 #include "dom/common_parent.h"
-#include "dom/cursors.h"
 #include "dom/document_references.h"
 #include "dom/list_changes.h"
 #include "dom/listeners.h"
 #include "dom/lists.h"
 #include "dom/node_memory.h"
 #include "dom/node_records.h"
+#include "dom/places.h"
 
 namespace qvx::dom {
 namespace {
@@ -21,7 +21,7 @@ void FreeOwnPart(DOM_Node* node) {
       while (AttributeNode* const attribute = static_cast<ElementNode*>(node)->first_attribute) {
         UnlinkAttribute(attribute);
       }
-      ForgetCursor(static_cast<AttributeMap*>(static_cast<ElementNode*>(node)));
+      ForgetPlace(static_cast<AttributeMap*>(static_cast<ElementNode*>(node)));
       break;
     case DOM_ENTITY_NODE:
     case DOM_NOTATION_NODE:
@@ -39,8 +39,8 @@ void FreeOwnPart(DOM_Node* node) {
       UnnameClone(node);
       FreeText(node, DOM_DocumentTypePart(node).publicId);
       FreeText(node, DOM_DocumentTypePart(node).systemId);
-      ForgetCursor(static_cast<EntityView*>(static_cast<DocumentTypeNode*>(node)));
-      ForgetCursor(static_cast<NotationView*>(static_cast<DocumentTypeNode*>(node)));
+      ForgetPlace(static_cast<EntityView*>(static_cast<DocumentTypeNode*>(node)));
+      ForgetPlace(static_cast<NotationView*>(static_cast<DocumentTypeNode*>(node)));
       break;
     default:
       break;
@@ -110,7 +110,7 @@ void FreeNode(DOM_Node* node) {
   FreeListeners(node);
   FreeOwnPart(node);
   if (node->childNodes != nullptr) {
-    ForgetCursor(RecordOf(node->childNodes));
+    ForgetPlace(RecordOf(node->childNodes));
   }
   if (HasPrivateName(node->nodeType)) {
     FreeText(node, node->nodeName);

@@ -2,10 +2,10 @@
 
 #include "dom/chain.h"
 #include "dom/common_parent.h"
-#include "dom/cursors.h"
 #include "dom/document_references.h"
 #include "dom/lists.h"
 #include "dom/node_records.h"
+#include "dom/places.h"
 
 namespace qvx::dom {
 namespace {
@@ -15,7 +15,7 @@ using Children = Chain<DOM_Node, &DOM_Node::previousSibling, &DOM_Node::nextSibl
 enum class Change { kCame, kWent };
 
 void KeepViewInStep(ViewList* view, const DOM_Node* declaration, Change change) {
-  ForgetCursor(view);
+  ForgetPlace(view);
   if (view->filter == declaration->nodeType) {
     view->length = change == Change::kCame ? view->length + 1 : view->length - 1;
   }
@@ -37,7 +37,7 @@ void SetChildren(DOM_Node* parent, const Children& children) {
 void LinkChild(DOM_Node* parent, DOM_Node* node, DOM_Node* reference) {
   Children children{parent->firstChild, parent->lastChild};
   children.Insert(node, reference);
-  KeepCursorOnInsertion(RecordOf(parent->childNodes), node, node->previousSibling, reference);
+  MovePlaceOnInsertion(RecordOf(parent->childNodes), node, node->previousSibling, reference);
   node->parentNode = parent;
   SetChildren(parent, children);
   ++parent->childNodes->length;
@@ -52,7 +52,7 @@ void LinkChild(DOM_Node* parent, DOM_Node* node, DOM_Node* reference) {
 
 void UnlinkChild(DOM_Node* node) {
   DOM_Node* const parent = node->parentNode;
-  KeepCursorOnRemoval(RecordOf(parent->childNodes), node, node->previousSibling, node->nextSibling);
+  MovePlaceOnRemoval(RecordOf(parent->childNodes), node, node->previousSibling, node->nextSibling);
   ForgetPath(node);
   Children children{parent->firstChild, parent->lastChild};
   children.Remove(node);

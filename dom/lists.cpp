@@ -1,6 +1,8 @@
 #include "dom/lists.h"
 
-#include "dom/cursors.h"
+#include <algorithm>
+
+#include "dom/places.h"
 
 namespace qvx::dom {
 namespace {
@@ -12,58 +14,40 @@ DOM_Document* OwnerOf(const DOM_Node* node) {
 
 // What follows is for lists whose entries are linked.
 
-/// The last entry of a list that has one.
-NodeEntry* LastEntry(const NodeList* list) {
-  if (KindOf(list) == ListKind::kChildren) {
-    return ParentOfList(list)->lastChild;
-  }
-  return ElementOfMap(list)->first_attribute->previous;
+DOM_Node* FirstNode(const NodeList* list) {
+  return KindOf(list) == ListKind::kChildren ? ParentOfList(list)->firstChild
+                                             : ElementOfMap(list)->first_attribute;
 }
 
-NodeEntry* PreviousEntry(const NodeList* list, NodeEntry* entry) {
-  if (KindOf(list) == ListKind::kChildren) {
-    return AsNode(entry)->previousSibling;
-  }
-  return PreviousAttribute(AsAttribute(entry));
+/// The last node of a list that has one.
+DOM_Node* LastNode(const NodeList* list) {
+  return KindOf(list) == ListKind::kChildren ? ParentOfList(list)->lastChild
+                                             : ElementOfMap(list)->first_attribute->previous;
 }
 
-/// Moves from `entry`, which is at index `at`, to `index`.
-NodeEntry* Step(const NodeList* list, NodeEntry* entry, uint32_t at, uint32_t index) {
+/// Moves from `node`, which is at index `at`, to `index`.
+DOM_Node* Step(const NodeList* list, DOM_Node* node, uint32_t at, uint32_t index) {
+  const bool is_child = KindOf(list) == ListKind::kChildren;
   for (; at < index; ++at) {
-    entry = NextEntry(list, entry);
+    node = is_child ? node->nextSibling : static_cast<AttributeNode*>(node)->next;
   }
   for (; at > index; --at) {
-    entry = PreviousEntry(list, entry);
+    node = is_child ? node->previousSibling : static_cast<AttributeNode*>(node)->previous;
   }
-  return entry;
+  return node;
 }
 
-NodeEntry* EntryAt(const ListRecord* list, uint32_t index) {
+/// The node at `index`, which the list has, from the nearest of the ends and the place.
+DOM_Node* NodeAt(const ListRecord* list, uint32_t index) {
   const uint32_t from_last = list->length - 1 - index;
-  if (const Cursor* const cursor = CursorOf(list)) {
-    const uint32_t from_cursor =
-        index > cursor->index ? index - cursor->index : cursor->index - index;
-    if (from_cursor <= index && from_cursor <= from_last) {
-      return Step(list, cursor->entry, cursor->index, index);
+  if (const Place* const place = PlaceOf(list)) {
+    const uint32_t from_place = std::max(index, place->index) - std::min(index, place->index);
+    if (from_place <= index && from_place <= from_last) {
+      return Step(list, place->node, place->index, index);
     }
   }
-  if (index <= from_last) {
-    return Step(list, FirstEntry(list), 0, index);
-  }
-  return Step(list, LastEntry(list), list->length - 1, index);
-}
-
-/// The entry at `index`, which the list has. The cursor of the list stands there then.
-NodeEntry* MoveCursorTo(ListRecord* list, uint32_t index) {
-  Cursor* const cursor = CursorOf(list);
-  if (cursor != nullptr && index == cursor->index + 1) {
-    cursor->entry = NextEntry(list, cursor->entry);
-    cursor->index = index;
-    return cursor->entry;
-  }
-  NodeEntry* const entry = EntryAt(list, index);
-  SetCursor(list, entry, index);
-  return entry;
+  return index <= from_last ? Step(list, FirstNode(list), 0, index)
+                            : Step(list, LastNode(list), list->length - 1, index);
 }
 
 using Advance = DOM_Node* DOM_Node::*;
@@ -78,12 +62,12 @@ DOM_Node* Passing(uint16_t type, DOM_Node* child, Advance advance) {
 }
 
 DOM_Node* ChildOfViewAt(const NodeList* view, const DOM_Node* doctype, uint32_t index) {
-  const Cursor* const cursor = CursorOf(static_cast<const ListRecord*>(view));
+  const Place* const place = PlaceOf(static_cast<const ListRecord*>(view));
   const uint16_t type = static_cast<const ViewList*>(view)->filter;
-  const bool use_cursor = cursor != nullptr && cursor->index / 2 <= index;
-  DOM_Node* child = use_cursor ? AsNode(cursor->entry)
-                               : Passing(type, doctype->firstChild, &DOM_Node::nextSibling);
-  uint32_t at = use_cursor ? cursor->index : 0;
+  const bool is_near = place != nullptr && place->index / 2 <= index;
+  DOM_Node* child =
+      is_near ? place->node : Passing(type, doctype->firstChild, &DOM_Node::nextSibling);
+  uint32_t at = is_near ? place->index : 0;
   for (; child != nullptr && at < index; ++at) {
     child = Passing(type, child->nextSibling, &DOM_Node::nextSibling);
   }
@@ -131,18 +115,17 @@ DOM_Node* DOM_NodeList_item(NodeList* list, int32_t index) {
     return nullptr;
   }
   const auto position = static_cast<uint32_t>(index);
-  if (IsView(list)) {
-    DOM_Node* const child = ChildOfViewAt(list, DoctypeOfView(list), position);
-    if (child != nullptr) {
-      SetCursor(RecordOf(list), child, position);
-    }
-    return child;
-  }
-  if (position >= list->length) {
-    return nullptr;
-  }
   if (KindOf(list) == ListKind::kEntries) {
-    return AsEntryList(list)->first[position].node;
+    return position < list->length ? AsEntryList(list)->first[position].node : nullptr;
   }
-  return NodeOf(list, MoveCursorTo(RecordOf(list), position));
+  DOM_Node* node = nullptr;
+  if (IsView(list)) {
+    node = ChildOfViewAt(list, DoctypeOfView(list), position);
+  } else if (position < list->length) {
+    node = NodeAt(RecordOf(list), position);
+  }
+  if (node != nullptr) {
+    Remember(RecordOf(list), node, position);
+  }
+  return node;
 }

@@ -21,7 +21,7 @@ enum class ListKind : uint8_t {
 /// What every list has.
 struct ListRecord : NodeList {
   ListKind kind;
-  uint16_t cursor;  ///< the number of its cursor (cursors.h); 0: none
+  bool has_place;  ///< that is remembered (places.h)
 };
 
 /// The entries of a child list are the children themselves.

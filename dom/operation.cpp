@@ -3,11 +3,11 @@
 #include "dom/aside.h"
 #include "dom/attribute_maps.h"
 #include "dom/common_parent.h"
-#include "dom/cursors.h"
 #include "dom/failure.h"
 #include "dom/freeing.h"
 #include "dom/linking.h"
 #include "dom/node_records.h"
+#include "dom/places.h"
 
 namespace qvx::dom {
 
@@ -22,7 +22,7 @@ void FreeAside() {
   }
   ForgetCommonParent(&aside);
   FreeListeners(&aside);
-  ForgetCursor(&aside);
+  ForgetPlace(&aside);
   aside = {};
   FreeNodes(first, nullptr);
 }

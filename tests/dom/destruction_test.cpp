@@ -17,7 +17,7 @@ DOM_Node* Element(DOM_Document* document) {
 
 TEST(Destruction, NodesThatWaitForTheirEndAreAListThatTakesNone) {
   const Tree tree;
-  for (int i = 0; i < 70000; ++i) {
+  for (int i = 0; i < 100; ++i) {
     Amid([&](DOM_Event*) {
       DOM_Node* const destroyed = Element(tree.document());
       DOM_Document_destroyNode(tree.document(), destroyed);

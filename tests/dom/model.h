@@ -193,7 +193,7 @@ inline std::string ViolationAt(DOM_Node* parent) {
     }
     previous = last_of_type[node->nodeType] = node;
   }
-  // From the middle on, where the walk before this one left the list's cursor.
+  // From the middle on, where the walk before this one ended.
   for (size_t i = 0; i < nodes.size(); ++i) {
     const size_t index = (i + nodes.size() / 2) % nodes.size();
     if (DOM_NodeList_item(list, static_cast<int32_t>(index)) != nodes[index]) {
