@@ -11,14 +11,6 @@
 
 namespace qvx::dom {
 
-/// The element that `map` is a part of.
-inline ElementNode* ElementOfMap(NodeList* map) {
-  return static_cast<ElementNode*>(static_cast<AttributeMap*>(map));
-}
-inline const ElementNode* ElementOfMap(const NodeList* map) {
-  return static_cast<const ElementNode*>(static_cast<const AttributeMap*>(map));
-}
-
 /// The attribute in front of `attribute` in its map, or null.
 inline AttributeNode* PreviousAttribute(const AttributeNode* attribute) {
   return attribute == attribute->holder->first_attribute ? nullptr : attribute->previous;

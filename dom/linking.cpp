@@ -3,7 +3,6 @@
 #include "dom/chain.h"
 #include "dom/common_parent.h"
 #include "dom/document_references.h"
-#include "dom/lists.h"
 #include "dom/node_records.h"
 #include "dom/places.h"
 

@@ -1,94 +1,215 @@
 #include "dom/lists.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <deque>
 
+#include "dom/aside.h"
+#include "dom/attribute_maps.h"
+#include "dom/child_rules.h"
+#include "dom/failure.h"
+#include "dom/linking.h"
 #include "dom/places.h"
+#include "support/trace_modules.h"
 
 namespace qvx::dom {
 namespace {
+
+constexpr const char* kModule = qvx::trace_modules::kNodeList;
+
+/// An entry of a list by itself.
+struct ArrayEntry : NodeEntry {
+  explicit ArrayEntry(DOM_Node* n) : node(n) {}
+  DOM_Node* node;
+};
+
+/// A change at an end costs a constant time, one in the middle moves the shorter side.
+struct EntryList : ListRecord {
+  DOM_Document* owner_document;  ///< may be null
+  std::deque<ArrayEntry> entries;
+};
+
+EntryList* AsEntryList(NodeList* list) {
+  return static_cast<EntryList*>(list);
+}
+const EntryList* AsEntryList(const NodeList* list) {
+  return static_cast<const EntryList*>(list);
+}
+
+auto FindEntry(EntryList* list, const DOM_Node* node) {
+  return std::ranges::find(list->entries, node, &ArrayEntry::node);
+}
 
 /// The document of a node that is none itself: a loading document is its own.
 DOM_Document* OwnerOf(const DOM_Node* node) {
   return IsDocument(node) ? nullptr : node->ownerDocument;
 }
 
-// What follows is for lists whose entries are linked.
-
-DOM_Node* FirstNode(const NodeList* list) {
-  return KindOf(list) == ListKind::kChildren ? ParentOfList(list)->firstChild
-                                             : ElementOfMap(list)->first_attribute;
+void SetOwnerElement(DOM_Node* node, DOM_Node* element) {
+  if (node->nodeType == DOM_ATTRIBUTE_NODE) {
+    DOM_AttributePart(node).ownerElement = element;
+  }
 }
 
-/// The last node of a list that has one.
-DOM_Node* LastNode(const NodeList* list) {
-  return KindOf(list) == ListKind::kChildren ? ParentOfList(list)->lastChild
-                                             : ElementOfMap(list)->first_attribute->previous;
+bool Holds(const NodeList* list, const DOM_Node* node) {
+  switch (KindOf(list)) {
+    case ListKind::kChildren:
+      return node->parentNode == ParentOfList(list);
+    case ListKind::kAttributes:
+      return node->nodeType == DOM_ATTRIBUTE_NODE &&
+             static_cast<const AttributeNode*>(node)->holder == ElementOfMap(list);
+    default:
+      const auto& entries = AsEntryList(list)->entries;
+      return std::ranges::find(entries, node, &ArrayEntry::node) != entries.end();
+  }
 }
 
-/// Moves from `node`, which is at index `at`, to `index`.
-DOM_Node* Step(const NodeList* list, DOM_Node* node, uint32_t at, uint32_t index) {
-  const bool is_child = KindOf(list) == ListKind::kChildren;
-  for (; at < index; ++at) {
-    node = is_child ? node->nextSibling : static_cast<AttributeNode*>(node)->next;
+/// Puts `node` in front of `reference`, which is in the list (at the end when that is null). The
+/// caller has asked MayEnter. An attribute's ownerElement becomes the list's. Returns the entry, or
+/// null with errno set when memory ran out.
+NodeEntry* InsertNode(NodeList* list, DOM_Node* node, DOM_Node* reference) {
+  if (KindOf(list) == ListKind::kChildren) {
+    LinkChild(ParentOfList(list), node, reference);
+    return node;
   }
-  for (; at > index; --at) {
-    node = is_child ? node->previousSibling : static_cast<AttributeNode*>(node)->previous;
+  if (KindOf(list) == ListKind::kAttributes) {
+    TakeBack(node);
+    LinkAttribute(ElementOfMap(list), static_cast<AttributeNode*>(node),
+                  static_cast<AttributeNode*>(reference));
+    return node;
   }
-  return node;
+  auto& entries = AsEntryList(list)->entries;
+  NodeEntry* entry = nullptr;
+  const auto place = reference != nullptr ? FindEntry(AsEntryList(list), reference) : entries.end();
+  if (HasMemoryFor([&] { entry = &*entries.emplace(place, node); })) {
+    ++list->length;
+    SetOwnerElement(node, nullptr);
+  }
+  return entry;
 }
 
-/// The node at `index`, which the list has, from the nearest of the ends and the place.
-DOM_Node* NodeAt(const ListRecord* list, uint32_t index) {
-  const uint32_t from_last = list->length - 1 - index;
-  if (const Place* const place = PlaceOf(list)) {
-    const uint32_t from_place = std::max(index, place->index) - std::min(index, place->index);
-    if (from_place <= index && from_place <= from_last) {
-      return Step(list, place->node, place->index, index);
-    }
+/// Whether the public operations may change that list; records why not.
+bool MayChange(const TraceSite& site, const NodeList* list, const DOM_Node* node) {
+  if (list == nullptr || node == nullptr) {
+    Fail(site, kNullParameter);
+    return false;
   }
-  return index <= from_last ? Step(list, FirstNode(list), 0, index)
-                            : Step(list, LastNode(list), list->length - 1, index);
+  if (IsView(list)) {
+    Fail(site, DOM_FILTERED_LIST_ERR);
+    return false;
+  }
+  return true;
 }
 
-using Advance = DOM_Node* DOM_Node::*;
-
-/// The first child from `child` on, in the direction of `advance`, that has the type; null when
-/// there is none.
-DOM_Node* Passing(uint16_t type, DOM_Node* child, Advance advance) {
-  while (child != nullptr && child->nodeType != type) {
-    child = child->*advance;
+NodeEntry* PutBefore(const TraceSite& site, NodeList* list, DOM_Node* node, DOM_Node* reference) {
+  if (!MayEnter(site, list, node)) {
+    return nullptr;
   }
-  return child;
-}
-
-DOM_Node* ChildOfViewAt(const NodeList* view, const DOM_Node* doctype, uint32_t index) {
-  const Place* const place = PlaceOf(static_cast<const ListRecord*>(view));
-  const uint16_t type = static_cast<const ViewList*>(view)->filter;
-  const bool is_near = place != nullptr && place->index / 2 <= index;
-  DOM_Node* child =
-      is_near ? place->node : Passing(type, doctype->firstChild, &DOM_Node::nextSibling);
-  uint32_t at = is_near ? place->index : 0;
-  for (; child != nullptr && at < index; ++at) {
-    child = Passing(type, child->nextSibling, &DOM_Node::nextSibling);
+  NodeEntry* const entry = InsertNode(list, node, reference);
+  if (entry == nullptr) {
+    FailErrno(site);
   }
-  for (; child != nullptr && at > index; --at) {
-    child = Passing(type, child->previousSibling, &DOM_Node::previousSibling);
-  }
-  return child;
+  return entry;
 }
 
 }  // namespace
 
-const DocumentTypeNode* DoctypeOfView(const NodeList* list) {
-  if (static_cast<const ViewList*>(list)->filter == DOM_ENTITY_NODE) {
-    return static_cast<const DocumentTypeNode*>(static_cast<const EntityView*>(list));
+bool MayEnter(const TraceSite& site, const NodeList* list, const DOM_Node* node,
+              const DOM_Node* replaced) {
+  if (KindOf(list) == ListKind::kChildren) {
+    const DOM_Node* const parent = ParentOfList(list);
+    const bool fits =
+        parent != &aside && node->parentNode == nullptr && MayHold(parent, node, replaced);
+    if (!fits) {
+      Fail(site, DOM_HIERARCHY_REQUEST_ERR);
+    }
+    return fits;
   }
-  return static_cast<const DocumentTypeNode*>(static_cast<const NotationView*>(list));
+  if (KindOf(list) != ListKind::kAttributes) {
+    return true;
+  }
+  if (node->nodeType != DOM_ATTRIBUTE_NODE) {
+    Fail(site, DOM_HIERARCHY_REQUEST_ERR);
+    return false;
+  }
+  if (static_cast<const AttributeNode*>(node)->holder != nullptr) {
+    Fail(site, DOM_INUSE_ATTRIBUTE_ERR);
+    return false;
+  }
+  return true;
+}
+
+NodeEntry* ReplaceNode(NodeList* list, DOM_Node* old, DOM_Node* node) {
+  if (KindOf(list) != ListKind::kEntries) {
+    if (node == old) {
+      return node;
+    }
+    DOM_Node* const next = KindOf(list) == ListKind::kChildren
+                               ? old->nextSibling
+                               : static_cast<AttributeNode*>(old)->next;
+    RemoveNode(list, old);
+    return InsertNode(list, node, next);
+  }
+  const auto entry = FindEntry(AsEntryList(list), old);
+  if (node != old) {
+    SetOwnerElement(old, nullptr);
+    entry->node = node;
+  }
+  return &*entry;
+}
+
+void RemoveNode(NodeList* list, DOM_Node* node) {
+  switch (KindOf(list)) {
+    case ListKind::kChildren:
+      UnlinkChild(node);
+      return;
+    case ListKind::kAttributes:
+      UnlinkAttribute(static_cast<AttributeNode*>(node));
+      return;
+    default:
+      SetOwnerElement(node, nullptr);
+      AsEntryList(list)->entries.erase(FindEntry(AsEntryList(list), node));
+      --list->length;
+  }
+}
+
+void PutLast(NodeList* list, DOM_Node* node) {
+  AsEntryList(list)->entries.emplace_back(node);
+  ++list->length;
 }
 
 }  // namespace qvx::dom
 
 using namespace qvx::dom;
+
+NodeList* Document_createNodeList(DOM_Document* document) {
+  EntryList* list = nullptr;
+  if (!HasMemoryFor([&] { list = new EntryList{}; })) {
+    FailErrno({kModule, __func__});
+    return nullptr;
+  }
+  list->kind = ListKind::kEntries;
+  list->owner_document = document;
+  return list;
+}
+
+void DOM_Document_destroyNodeList(DOM_Document* document, NodeList* list, int destroy_nodes) {
+  const bool are_destroyed_already = list == aside.childNodes && destroy_nodes != 0;
+  if (list == nullptr || IsView(list) || are_destroyed_already) {
+    return;
+  }
+  const bool is_by_itself = KindOf(list) == ListKind::kEntries;
+  while (list->length != 0 && (destroy_nodes != 0 || !is_by_itself)) {
+    DOM_Node* const node = DOM_NodeList_item(list, 0);
+    RemoveNode(list, node);
+    if (destroy_nodes != 0) {
+      DOM_Document_destroyNode(document, node);
+    }
+  }
+  if (is_by_itself) {  // without a look at its nodes, which may be gone
+    delete AsEntryList(list);
+  }
+}
 
 DOM_Document* DOM_NodeList_ownerDocument(const NodeList* list) {
   switch (KindOf(list)) {
@@ -116,16 +237,66 @@ DOM_Node* DOM_NodeList_item(NodeList* list, int32_t index) {
   }
   const auto position = static_cast<uint32_t>(index);
   if (KindOf(list) == ListKind::kEntries) {
-    return position < list->length ? AsEntryList(list)->first[position].node : nullptr;
+    return position < list->length ? AsEntryList(list)->entries[position].node : nullptr;
   }
-  DOM_Node* node = nullptr;
-  if (IsView(list)) {
-    node = ChildOfViewAt(list, DoctypeOfView(list), position);
-  } else if (position < list->length) {
-    node = NodeAt(RecordOf(list), position);
+  return LinkedNodeAt(RecordOf(list), position);
+}
+
+NodeEntry* NodeList_append(NodeList* list, DOM_Node* node) {
+  if (list == nullptr) {
+    FailDetails({kModule, __func__}, kNullParameter, "%p", static_cast<const void*>(node));
+    return nullptr;
   }
-  if (node != nullptr) {
-    Remember(RecordOf(list), node, position);
+  return MayChange({kModule, __func__}, list, node)
+             ? PutBefore({kModule, __func__}, list, node, nullptr)
+             : nullptr;
+}
+
+NodeEntry* NodeList_insert(NodeList* list, DOM_Node* node, DOM_Node* reference) {
+  if (!MayChange({kModule, __func__}, list, node)) {
+    return nullptr;
   }
-  return node;
+  if (reference != nullptr && !Holds(list, reference)) {
+    Fail({kModule, __func__}, DOM_NOT_FOUND_ERR);
+    return nullptr;
+  }
+  return PutBefore({kModule, __func__}, list, node, reference);
+}
+
+NodeEntry* NodeList_remove(NodeList* list, DOM_Node* node) {
+  if (!MayChange({kModule, __func__}, list, node) || !Holds(list, node)) {
+    return nullptr;
+  }
+  // The entry itself is a node, or a part of a container, which the caller could not free.
+  void* const memory = std::malloc(sizeof(ArrayEntry));
+  if (memory == nullptr) {
+    FailErrno({kModule, __func__});
+    return nullptr;
+  }
+  RemoveNode(list, node);
+  return new (memory) ArrayEntry(node);
+}
+
+NodeEntry* NodeList_replace(NodeList* list, DOM_Node* new_node, DOM_Node* old_node) {
+  if (!MayChange({kModule, __func__}, list, new_node)) {
+    return nullptr;
+  }
+  if (old_node == nullptr || !Holds(list, old_node)) {
+    Fail({kModule, __func__}, DOM_NOT_FOUND_ERR);
+    return nullptr;
+  }
+  if (new_node != old_node && !MayEnter({kModule, __func__}, list, new_node, old_node)) {
+    return nullptr;
+  }
+  return ReplaceNode(list, old_node, new_node);
+}
+
+int NodeList_exists(const NodeList* list, const DOM_Node* node) {
+  const bool is_plain = list != nullptr && node != nullptr && !IsView(list);
+  return is_plain && Holds(list, node) ? 1 : 0;
+}
+
+void DOM_Document_destroyNamedNodeMap(DOM_Document* document, NamedNodeMap* map,
+                                      int destroy_nodes) {
+  DOM_Document_destroyNodeList(document, map, destroy_nodes);
 }

@@ -1,91 +1,34 @@
-// Reading lists, whatever kind their entries are. Internal to the document model.
+// Lists of nodes, whatever kind they are. Internal to the document model; dom.h declares the public
+// operations.
 //
-// The entries of a child list are the children, linked by the sibling chain. An attribute carries
-// its own entry for the map of an element. So both are found without a search. Lists by themselves
-// have arrays of entries, which are searched.
+// The entries of a child list are the children, those of an attribute map the attributes. So both
+// are found without a search. A list by itself, such as the result of a look-up, has its entries in
+// a container, which is searched. A view has none: it is read from the children of its document
+// type.
 #ifndef QVX_DOM_LISTS_H
 #define QVX_DOM_LISTS_H
 
-#include "dom/attribute_maps.h"
 #include "dom/node_records.h"
+#include "support/trace.h"
 
 namespace qvx::dom {
 
-/// Every list was made by the document model.
-inline ListRecord* RecordOf(NodeList* list) {
-  return static_cast<ListRecord*>(list);
-}
-inline ListKind KindOf(const NodeList* list) {
-  return static_cast<const ListRecord*>(list)->kind;
-}
+/// Whether a list that is no view can take `node` (in the place of `replaced`, when that is given).
+/// Records DOM_HIERARCHY_REQUEST_ERR when a child list may not hold the node, when the node of a
+/// child list has a parent, and when the node of an element's map is no attribute. Records
+/// DOM_INUSE_ATTRIBUTE_ERR when the attribute is in the map of an element.
+bool MayEnter(const TraceSite& site, const NodeList* list, const DOM_Node* node,
+              const DOM_Node* replaced = nullptr);
 
-/// `list` as a list by itself. The caller makes sure of the kind, here and in the next two.
-inline EntryList* AsEntryList(NodeList* list) {
-  return static_cast<EntryList*>(list);
-}
-inline const EntryList* AsEntryList(const NodeList* list) {
-  return static_cast<const EntryList*>(list);
-}
+/// Puts `node` into the place of `old`, which is in the list and leaves it. The caller has asked
+/// MayEnter. The ownerElement of a new attribute becomes the list's in the map of an element only.
+NodeEntry* ReplaceNode(NodeList* list, DOM_Node* old, DOM_Node* node);
 
-/// The node that `list`, a child list, is a part of.
-inline DOM_Node* ParentOfList(NodeList* list) {
-  return static_cast<ParentNode*>(static_cast<ChildList*>(list));
-}
-inline const DOM_Node* ParentOfList(const NodeList* list) {
-  return static_cast<const ParentNode*>(static_cast<const ChildList*>(list));
-}
+/// Takes `node`, which is in the list, out of it. An attribute loses its ownerElement.
+void RemoveNode(NodeList* list, DOM_Node* node);
 
-/// The document type that `list`, a view, is a part of.
-const DocumentTypeNode* DoctypeOfView(const NodeList* list);
-
-/// Whether `list` stands inside a node and goes with it.
-inline bool IsPartOfNode(const NodeList* list) {
-  return KindOf(list) != ListKind::kEntries;
-}
-
-inline bool IsView(const NodeList* list) {
-  return KindOf(list) == ListKind::kView;
-}
-
-inline ArrayEntry* AsArrayEntry(NodeEntry* entry) {
-  return static_cast<ArrayEntry*>(entry);
-}
-/// A child or an attribute is its own entry.
-inline DOM_Node* AsNode(NodeEntry* entry) {
-  return static_cast<DOM_Node*>(entry);
-}
-inline AttributeNode* AsAttribute(NodeEntry* entry) {
-  return static_cast<AttributeNode*>(AsNode(entry));
-}
-
-// What follows is not for views.
-
-inline NodeEntry* FirstEntry(const NodeList* list) {
-  switch (KindOf(list)) {
-    case ListKind::kChildren:
-      return ParentOfList(list)->firstChild;
-    case ListKind::kAttributes:
-      return ElementOfMap(list)->first_attribute;
-    default:
-      return list->length != 0 ? AsEntryList(list)->first : nullptr;
-  }
-}
-
-inline DOM_Node* NodeOf(const NodeList* list, NodeEntry* entry) {
-  return IsPartOfNode(list) ? AsNode(entry) : AsArrayEntry(entry)->node;
-}
-
-inline NodeEntry* NextEntry(const NodeList* list, NodeEntry* entry) {
-  switch (KindOf(list)) {
-    case ListKind::kChildren:
-      return AsNode(entry)->nextSibling;
-    case ListKind::kAttributes:
-      return AsAttribute(entry)->next;
-    default:
-      const ArrayEntry* const last = AsEntryList(list)->first + list->length - 1;
-      return entry != last ? AsArrayEntry(entry) + 1 : nullptr;
-  }
-}
+/// Puts `node` at the end of a list by itself. Throws std::bad_alloc.
+void PutLast(NodeList* list, DOM_Node* node);
 
 }  // namespace qvx::dom
 

@@ -2,7 +2,6 @@
 #include <cstring>
 
 #include "dom/dom.h"
-#include "dom/entry_arrays.h"
 #include "dom/failure.h"
 #include "dom/lists.h"
 #include "dom/names.h"
@@ -41,26 +40,26 @@ class WantedName {
 };
 
 /// Appends the matching elements of the subtree of `root`, from `node` on, in document order.
-/// Elements below nodes that are no elements are not looked at. Returns false when memory ran out.
-bool CollectElements(EntryList* found, const DOM_Node* root, DOM_Node* node,
+/// Elements below nodes that are no elements are not looked at.
+void CollectElements(NodeList* found, const DOM_Node* root, DOM_Node* node,
                      const WantedName& name) {
   while (node != nullptr) {
     if (node->nodeType != DOM_ELEMENT_NODE) {
       node = NextAfterSubtree(root, node);
       continue;
     }
-    if (name.Matches(node) && PutLast(found, node) == nullptr) {
-      return false;
+    if (name.Matches(node)) {
+      PutLast(found, node);
     }
     node = NextInPreorder(root, node);
   }
-  return true;
 }
 
 NodeList* ElementsByTagName(const qvx::TraceSite& site, DOM_Document* document,
                             const DOM_Node* root, DOM_Node* first, const DOM_String* name) {
   NodeList* const found = Document_createNodeList(document);
-  if (found != nullptr && CollectElements(AsEntryList(found), root, first, WantedName(name))) {
+  if (found != nullptr &&
+      HasMemoryFor([&] { CollectElements(found, root, first, WantedName(name)); })) {
     return found;
   }
   if (found != nullptr) {

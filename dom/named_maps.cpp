@@ -2,7 +2,6 @@
 
 #include "dom/attribute_maps.h"
 #include "dom/failure.h"
-#include "dom/list_changes.h"
 #include "dom/lists.h"
 #include "dom/names.h"
 #include "support/trace_modules.h"
@@ -13,20 +12,18 @@ namespace {
 constexpr const char* kModule = qvx::trace_modules::kNamedNodeMap;
 constexpr char kSetNamedItem[] = "DOM_NamedNodeMap_setNamedItem";
 
-/// The first entry of a map that is no view whose node has that name, or null.
-NodeEntry* FindNamed(const NamedNodeMap* map, const DOM_String* name) {
+/// The first node of that name in a map that is no view, or null.
+DOM_Node* FindNamed(NamedNodeMap* map, const DOM_String* name) {
   if (name == nullptr) {
     return nullptr;
   }
   if (KindOf(map) == ListKind::kAttributes) {
     return FindAttribute(ElementOfMap(map), name);
   }
-  for (NodeEntry* entry = FirstEntry(map); entry != nullptr; entry = NextEntry(map, entry)) {
-    if (IsNamed(NodeOf(map, entry), name)) {
-      return entry;
-    }
+  DOM_Node* node = nullptr;
+  for (int32_t i = 0; (node = DOM_NodeList_item(map, i)) != nullptr && !IsNamed(node, name); ++i) {
   }
-  return nullptr;
+  return node;
 }
 
 bool IsInUseElsewhere(const NamedNodeMap* map, DOM_Node* node) {
@@ -68,8 +65,7 @@ MapResult PutIntoMap(NamedNodeMap* map, DOM_Node* node, DOM_Node** displaced) {
   if (map == nullptr || node == nullptr || IsRefused(map, node)) {
     return MapResult::kRefused;
   }
-  NodeEntry* const entry = FindNamed(map, node->nodeName);
-  DOM_Node* const previous = entry != nullptr ? NodeOf(map, entry) : nullptr;
+  DOM_Node* const previous = FindNamed(map, node->nodeName);
   if (previous == node) {
     *displaced = node;
     return MapResult::kReplaced;
@@ -77,10 +73,10 @@ MapResult PutIntoMap(NamedNodeMap* map, DOM_Node* node, DOM_Node** displaced) {
   if (!MayEnter({kModule, kSetNamedItem}, map, node, previous)) {
     return MapResult::kRefused;
   }
-  if (entry == nullptr) {
+  if (previous == nullptr) {
     return Append(map, node);
   }
-  ReplaceEntry(map, entry, node);
+  ReplaceNode(map, previous, node);
   if (node->nodeType == DOM_ATTRIBUTE_NODE) {
     DOM_AttributePart(node).ownerElement = DOM_NodeList_ownerElement(map);
   }
@@ -93,11 +89,10 @@ DOM_Attr* AttributeNamed(const DOM_Element* element, const DOM_String* name) {
 }
 
 bool TakeOutOfMap(NamedNodeMap* map, DOM_Node* node) {
-  NodeEntry* const entry = map != nullptr && !IsView(map) ? FindEntry(map, node) : nullptr;
-  if (entry == nullptr) {
+  if (map == nullptr || NodeList_exists(map, node) == 0) {
     return false;
   }
-  DropEntry(map, entry);
+  RemoveNode(map, node);
   return true;
 }
 
@@ -122,8 +117,7 @@ DOM_Node* DOM_NamedNodeMap_getNamedItem(const NamedNodeMap* map, const DOM_Strin
     return nullptr;
   }
   if (!IsView(map)) {
-    NodeEntry* const entry = FindNamed(map, name);
-    return entry != nullptr ? NodeOf(map, entry) : nullptr;
+    return FindNamed(const_cast<NamedNodeMap*>(map), name);
   }
   const uint16_t type = static_cast<const ViewList*>(map)->filter;
   DOM_Node* child = DoctypeOfView(map)->firstChild;
@@ -144,12 +138,11 @@ DOM_Node* DOM_NamedNodeMap_removeNamedItem(NamedNodeMap* map, const DOM_String* 
     Fail({kModule, __func__}, DOM_NO_MODIFICATION_ALLOWED_ERR);
     return nullptr;
   }
-  NodeEntry* const entry = map != nullptr ? FindNamed(map, name) : nullptr;
-  if (entry == nullptr) {
+  DOM_Node* const node = map != nullptr ? FindNamed(map, name) : nullptr;
+  if (node == nullptr) {
     Fail({kModule, __func__}, DOM_NOT_FOUND_ERR);
     return nullptr;
   }
-  DOM_Node* const node = NodeOf(map, entry);
-  DropEntry(map, entry);
+  RemoveNode(map, node);
   return node;
 }

@@ -1,5 +1,16 @@
 #include "dom/node_records.h"
 
+namespace qvx::dom {
+
+const DocumentTypeNode* DoctypeOfView(const NodeList* list) {
+  if (static_cast<const ViewList*>(list)->filter == DOM_ENTITY_NODE) {
+    return static_cast<const DocumentTypeNode*>(static_cast<const EntityView*>(list));
+  }
+  return static_cast<const DocumentTypeNode*>(static_cast<const NotationView*>(list));
+}
+
+}  // namespace qvx::dom
+
 using namespace qvx::dom;
 
 const char* const node_names[13] = {"No such node type",      "DOM_ELEMENT_NODE",

@@ -14,7 +14,7 @@ namespace qvx::dom {
 enum class ListKind : uint8_t {
   kChildren,    ///< of a node, which the list is a part of
   kAttributes,  ///< of an element, likewise
-  kEntries,     ///< a list by itself, with entries in an array
+  kEntries,     ///< a list by itself (lists.cpp)
   kView         ///< of the children of a document type, which it is a part of
 };
 
@@ -29,19 +29,6 @@ struct ChildList : ListRecord {};
 
 /// The entries of an attribute map are the attributes themselves.
 struct AttributeMap : ListRecord {};
-
-/// An entry of a list by itself.
-struct ArrayEntry : NodeEntry {
-  DOM_Node* node;
-};
-
-/// The entries stand in an array (entry_arrays.h).
-struct EntryList : ListRecord {
-  DOM_Document* owner_document;  ///< may be null
-  ArrayEntry* first;             ///< null: there is no array
-  uint32_t free_before;
-  uint32_t free_behind;
-};
 
 /// A view has no entries of its own.
 struct ViewList : ListRecord {
@@ -125,6 +112,36 @@ inline constexpr size_t kRecordSizes[13] = {0,
                                             kRecordSize<DocumentTypeNode>,
                                             kRecordSize<ParentNode>,
                                             kRecordSize<NotationNode>};
+
+/// Every list was made by the document model.
+inline ListRecord* RecordOf(NodeList* list) {
+  return static_cast<ListRecord*>(list);
+}
+inline ListKind KindOf(const NodeList* list) {
+  return static_cast<const ListRecord*>(list)->kind;
+}
+inline bool IsView(const NodeList* list) {
+  return KindOf(list) == ListKind::kView;
+}
+
+/// The element that `list`, an attribute map, is a part of.
+inline ElementNode* ElementOfMap(NodeList* list) {
+  return static_cast<ElementNode*>(static_cast<AttributeMap*>(list));
+}
+inline const ElementNode* ElementOfMap(const NodeList* list) {
+  return static_cast<const ElementNode*>(static_cast<const AttributeMap*>(list));
+}
+
+/// The node that `list`, a child list, is a part of.
+inline DOM_Node* ParentOfList(NodeList* list) {
+  return static_cast<ParentNode*>(static_cast<ChildList*>(list));
+}
+inline const DOM_Node* ParentOfList(const NodeList* list) {
+  return static_cast<const ParentNode*>(static_cast<const ChildList*>(list));
+}
+
+/// The document type that `list`, a view, is a part of.
+const DocumentTypeNode* DoctypeOfView(const NodeList* list);
 
 /// Whether `node` (may be null) is a document.
 inline bool IsDocument(const DOM_Node* node) {

@@ -6,13 +6,19 @@
 namespace qvx::dom {
 namespace {
 
+/// A child or an attribute, and its index in its list.
+struct Place {
+  ListRecord* list;  ///< null: nobody's
+  DOM_Node* node;
+  uint32_t index;
+};
+
 Place places[8];
-size_t next_taken = 0;  // when a further list needs one
+size_t next_taken = 0;  // by a list that has none
 
-}  // namespace
-
-Place* FindPlace(const ListRecord* list) {
-  return std::ranges::find(places, list, &Place::list);
+/// The place of `list`, or null.
+Place* PlaceOf(const ListRecord* list) {
+  return list->has_place ? std::ranges::find(places, list, &Place::list) : nullptr;
 }
 
 void Remember(ListRecord* list, DOM_Node* node, uint32_t index) {
@@ -28,8 +34,86 @@ void Remember(ListRecord* list, DOM_Node* node, uint32_t index) {
   *place = {list, node, index};
 }
 
+DOM_Node* FirstNode(const NodeList* list) {
+  return KindOf(list) == ListKind::kChildren ? ParentOfList(list)->firstChild
+                                             : ElementOfMap(list)->first_attribute;
+}
+
+/// The last node of a list that has one.
+DOM_Node* LastNode(const NodeList* list) {
+  return KindOf(list) == ListKind::kChildren ? ParentOfList(list)->lastChild
+                                             : ElementOfMap(list)->first_attribute->previous;
+}
+
+/// Moves from `node`, which is at index `at`, to `index`.
+DOM_Node* Step(const NodeList* list, DOM_Node* node, uint32_t at, uint32_t index) {
+  const bool is_child = KindOf(list) == ListKind::kChildren;
+  for (; at < index; ++at) {
+    node = is_child ? node->nextSibling : static_cast<AttributeNode*>(node)->next;
+  }
+  for (; at > index; --at) {
+    node = is_child ? node->previousSibling : static_cast<AttributeNode*>(node)->previous;
+  }
+  return node;
+}
+
+/// The node at `index`, which the list has, from the nearest of the ends and the place.
+DOM_Node* NodeAt(const ListRecord* list, uint32_t index) {
+  const uint32_t from_last = list->length - 1 - index;
+  if (const Place* const place = PlaceOf(list)) {
+    const uint32_t from_place = std::max(index, place->index) - std::min(index, place->index);
+    if (from_place <= index && from_place <= from_last) {
+      return Step(list, place->node, place->index, index);
+    }
+  }
+  return index <= from_last ? Step(list, FirstNode(list), 0, index)
+                            : Step(list, LastNode(list), list->length - 1, index);
+}
+
+using Advance = DOM_Node* DOM_Node::*;
+
+/// The first child from `child` on, in the direction of `advance`, that has the type; null when
+/// there is none.
+DOM_Node* Passing(uint16_t type, DOM_Node* child, Advance advance) {
+  while (child != nullptr && child->nodeType != type) {
+    child = child->*advance;
+  }
+  return child;
+}
+
+DOM_Node* ChildOfViewAt(const NodeList* view, const DOM_Node* doctype, uint32_t index) {
+  const Place* const place = PlaceOf(static_cast<const ListRecord*>(view));
+  const uint16_t type = static_cast<const ViewList*>(view)->filter;
+  const bool is_near = place != nullptr && place->index / 2 <= index;
+  DOM_Node* child =
+      is_near ? place->node : Passing(type, doctype->firstChild, &DOM_Node::nextSibling);
+  uint32_t at = is_near ? place->index : 0;
+  for (; child != nullptr && at < index; ++at) {
+    child = Passing(type, child->nextSibling, &DOM_Node::nextSibling);
+  }
+  for (; child != nullptr && at > index; --at) {
+    child = Passing(type, child->previousSibling, &DOM_Node::previousSibling);
+  }
+  return child;
+}
+
+}  // namespace
+
+DOM_Node* LinkedNodeAt(ListRecord* list, uint32_t index) {
+  DOM_Node* node = nullptr;
+  if (IsView(list)) {
+    node = ChildOfViewAt(list, DoctypeOfView(list), index);
+  } else if (index < list->length) {
+    node = NodeAt(list, index);
+  }
+  if (node != nullptr) {
+    Remember(list, node, index);
+  }
+  return node;
+}
+
 void GiveUpPlace(ListRecord* list) {
-  *FindPlace(list) = {};
+  *PlaceOf(list) = {};
   list->has_place = false;
 }
 

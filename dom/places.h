@@ -1,10 +1,10 @@
-// The last look-ups by index in a few lists. Internal to the document model.
+// Look-up by index in children, attributes and views. Internal to the document model.
 //
-// A list whose entries are linked is looked up by steps from one to the next. The places of the
-// last lists that were looked up so are remembered, each with the delivered entry. So a walk by
-// index is linear, also within another one. When there are more lists at a time than places, they
-// take each other's, and such a list is walked from an end again. A bit in the list tells whether
-// it has a place.
+// Children and attributes are linked, so a look-up goes by steps from one to the next, from an end
+// or from the node that the list delivered last. The last lists that were looked up have a place
+// where that node is remembered. So a walk by index is linear, also within another one. When there
+// are more walks at a time than places, they take each other's, and start from an end again. A bit
+// in the list tells whether it has a place.
 #ifndef QVX_DOM_PLACES_H
 #define QVX_DOM_PLACES_H
 
@@ -12,21 +12,8 @@
 
 namespace qvx::dom {
 
-/// A child or an attribute, and its index in its list.
-struct Place {
-  ListRecord* list;  ///< null: nobody's
-  DOM_Node* node;
-  uint32_t index;
-};
-
-/// The place of `list`, or null.
-Place* FindPlace(const ListRecord* list);
-inline Place* PlaceOf(const ListRecord* list) {
-  return list->has_place ? FindPlace(list) : nullptr;
-}
-
-/// Remembers where `node` stands in `list`.
-void Remember(ListRecord* list, DOM_Node* node, uint32_t index);
+/// The node at `index` of a list that is not by itself, or null. The place is remembered.
+DOM_Node* LinkedNodeAt(ListRecord* list, uint32_t index);
 
 /// Forgets the place of `list`, which has one.
 void GiveUpPlace(ListRecord* list);
