@@ -126,9 +126,12 @@ Admission Admit(const Forecast& forecast, const std::string& address) {
   const AccessEntry* denying = FirstMatch(entries, false, address);
   admission.is_admitted = allowing != nullptr && denying == nullptr;
   admission.is_certain = denying != nullptr || !HasHostName(entries);
-  admission.reason = denying != nullptr    ? "Refused by " + NameOf(*denying) + "."
-                     : allowing != nullptr ? "Let in by " + NameOf(*allowing) + "."
-                                           : "No include entry holds it.";
+  admission.reason = "No include entry holds it.";
+  if (denying != nullptr) {
+    admission.reason = "Refused by " + NameOf(*denying) + ".";
+  } else if (allowing != nullptr) {
+    admission.reason = "Let in by " + NameOf(*allowing) + ".";
+  }
   return admission;
 }
 
@@ -139,9 +142,8 @@ std::string SshPeer() {
 }
 
 void ShowAdmission(const Admission& admission, Page& page) {
-  const std::string verdict = !admission.is_address   ? "unknown"
-                              : admission.is_admitted ? "let in"
-                                                      : "refused";
+  std::string verdict = admission.is_admitted ? "let in" : "refused";
+  verdict = admission.is_address ? verdict : "unknown";
   page.Line(Printable(admission.address) + ": " +
             page.Painted(admission.is_admitted ? Colour::kGreen : Colour::kRed, verdict) + ". " +
             Printable(admission.reason) +

@@ -26,11 +26,12 @@ class ListFindings {
   ListFindings(const std::vector<SeenElement>& elements, Findings& findings)
       : elements_(elements), findings_(findings) {}
 
-  void Add(Severity severity, bool allows, std::string what, std::string effect,
-           std::string cure) const {
-    const char* element = allows ? kInclude : kExclude;
-    findings_.push_back({severity, SettingsPath(), LineOf(elements_, element), 0, element,
-                         std::move(what), std::move(effect), std::move(cure)});
+  /// Sets the place.
+  void Add(bool allows, Finding finding) const {
+    finding.file = SettingsPath();
+    finding.element = allows ? kInclude : kExclude;
+    finding.line = LineOf(elements_, finding.element);
+    findings_.push_back(std::move(finding));
   }
 
  private:
@@ -56,30 +57,44 @@ bool CheckText(const AccessEntry& entry, const ListFindings& findings) {
   const std::string quoted = "\"" + entry.text + "\" ";
   if (entry.directive.empty() ||
       (entry.words == std::vector<std::string>{"all"} && entry.text.size() > kLongestEntry)) {
-    findings.Add(Severity::kFailure, entry.allows,
-                 quoted + "has more than " + std::to_string(kLongestEntry) + " characters.",
-                 entry.allows ? "It leaves the entry out." : "It refuses everybody.", kForm);
+    findings.Add(
+        entry.allows,
+        {.severity = Severity::kFailure,
+         .code = "entry-too-long",
+         .what = quoted + "has more than " + std::to_string(kLongestEntry) + " characters.",
+         .effect = entry.allows ? "It leaves the entry out." : "It refuses everybody.",
+         .cure = kForm});
     return true;
   }
   if (entry.directive.find('\n') + 1 != entry.directive.size()) {
-    findings.Add(Severity::kFailure, entry.allows, quoted + "holds a line break.",
-                 "It writes the rest as a line of its own, which the daemon takes for a directive "
-                 "or refuses.",
-                 kForm);
+    findings.Add(
+        entry.allows,
+        {.severity = Severity::kFailure,
+         .code = "entry-line-break",
+         .what = quoted + "holds a line break.",
+         .effect =
+             "It writes the rest as a line of its own, which the daemon takes for a directive "
+             "or refuses.",
+         .cure = kForm});
     return true;
   }
   if (entry.words.empty()) {
-    findings.Add(Severity::kFailure, entry.allows,
-                 quoted + "is a reversed range, or its start is not an address.", kStaysDown,
-                 kForm);
+    findings.Add(entry.allows,
+                 {.severity = Severity::kFailure,
+                  .code = "range-reversed",
+                  .what = quoted + "is a reversed range, or its start is not an address.",
+                  .effect = kStaysDown,
+                  .cure = kForm});
     return true;
   }
   if (GoesUpByMistake(entry)) {
-    findings.Add(Severity::kFailure, entry.allows,
-                 quoted + "has an end that is not an address, perhaps because of a blank.",
-                 std::string("The range goes up to 255.255.255.255: it ") +
-                     (entry.allows ? "lets in" : "refuses") + " far more than is meant.",
-                 kForm);
+    findings.Add(entry.allows,
+                 {.severity = Severity::kFailure,
+                  .code = "range-end",
+                  .what = quoted + "has an end that is not an address, perhaps because of a blank.",
+                  .effect = std::string("The range goes up to 255.255.255.255: it ") +
+                            (entry.allows ? "lets in" : "refuses") + " far more than is meant.",
+                  .cure = kForm});
     return true;
   }
   return false;
@@ -90,18 +105,24 @@ void CheckWords(const AccessEntry& entry, const Subnets& subnets, const ListFind
   for (const std::string& word : entry.words) {
     const WordKind kind = subnets.KindOf(word);
     if (kind == WordKind::kRefused) {
-      findings.Add(Severity::kFailure, entry.allows, "\"" + word + "\" is not an address.",
-                   kStaysDown, kForm);
+      findings.Add(entry.allows, {.severity = Severity::kFailure,
+                                  .code = "word-refused",
+                                  .what = "\"" + word + "\" is not an address.",
+                                  .effect = kStaysDown,
+                                  .cure = kForm});
       return;
     }
     if (kind == WordKind::kHostName) {
       const bool has_comma = word.find(',') != std::string::npos;
-      findings.Add(has_comma ? Severity::kFailure : Severity::kWarning, entry.allows,
-                   has_comma ? "\"" + word + "\" holds a comma in the place of a semicolon."
+      findings.Add(
+          entry.allows,
+          {.severity = has_comma ? Severity::kFailure : Severity::kWarning,
+           .code = "word-host-name",
+           .what = has_comma ? "\"" + word + "\" holds a comma in the place of a semicolon."
                              : "\"" + word + "\" is not an address, but a name to the daemon.",
-                   "The daemon compares it with the client's name in the name service, so the "
-                   "entry usually matches nobody.",
-                   kForm);
+           .effect = "The daemon compares it with the client's name in the name service, so the "
+                     "entry usually matches nobody.",
+           .cure = kForm});
       return;
     }
   }
@@ -113,16 +134,24 @@ void DescribeOverlap(const AccessEntry& entry, const AccessEntry& other, Overlap
   const std::string by = "\"" + other.text + "\".";
   switch (kind) {
     case Overlap::Kind::kRefused:
-      findings.Add(Severity::kWarning, true, quoted + "is refused by the exclude entry " + by,
-                   "Nobody is let in by this entry.", "Remove one of the two.");
+      findings.Add(true, {.severity = Severity::kWarning,
+                          .code = "entry-excluded",
+                          .what = quoted + "is refused by the exclude entry " + by,
+                          .effect = "Nobody is let in by this entry.",
+                          .cure = "Remove one of the two."});
       return;
     case Overlap::Kind::kCovered:
-      findings.Add(Severity::kNote, entry.allows, quoted + "is covered by " + by,
-                   "The entry changes nothing.", "Remove it.");
+      findings.Add(entry.allows, {.severity = Severity::kNote,
+                                  .code = "entry-covered",
+                                  .what = quoted + "is covered by " + by,
+                                  .effect = "The entry changes nothing.",
+                                  .cure = "Remove it."});
       return;
     case Overlap::Kind::kShared:
-      findings.Add(Severity::kNote, entry.allows, quoted + "overlaps with " + by,
-                   "The common addresses count once.", "");
+      findings.Add(entry.allows, {.severity = Severity::kNote,
+                                  .code = "entry-overlaps",
+                                  .what = quoted + "overlaps with " + by,
+                                  .effect = "The common addresses count once."});
   }
 }
 
@@ -130,14 +159,18 @@ void CheckLists(const Forecast& forecast, const ListFindings& findings) {
   const std::string_view include = ViewOf(forecast.settings.included_clients);
   if (include.empty()) {
     const bool excludes = !ViewOf(forecast.settings.excluded_clients).empty();
-    findings.Add(
-        excludes ? Severity::kNote : Severity::kWarning, true,
-        "The include list is empty, and the restriction is on.",
-        excludes ? "It lets everybody in, but for the exclude list." : "It lets everybody in.",
-        excludes ? "" : kForm);
+    findings.Add(true, {.severity = excludes ? Severity::kNote : Severity::kWarning,
+                        .code = "include-empty",
+                        .what = "The include list is empty, and the restriction is on.",
+                        .effect = excludes ? "It lets everybody in, but for the exclude list."
+                                           : "It lets everybody in.",
+                        .cure = excludes ? "" : kForm});
   } else if (include.find_first_not_of(';') == std::string_view::npos) {
-    findings.Add(Severity::kWarning, true, "The include list has no entry.",
-                 "It lets in 127.0.0.1 alone.", kForm);
+    findings.Add(true, {.severity = Severity::kWarning,
+                        .code = "include-no-entry",
+                        .what = "The include list has no entry.",
+                        .effect = "It lets in 127.0.0.1 alone.",
+                        .cure = kForm});
   }
 }
 
@@ -146,9 +179,11 @@ void CheckUnused(const Forecast& forecast, const ListFindings& findings) {
   for (const bool allows : {true, false}) {
     const char* list = SettingText(forecast.document.get(), allows ? kInclude : kExclude);
     if (!ViewOf(list).empty()) {
-      findings.Add(Severity::kWarning, allows, "The list is given, but the restriction is off.",
-                   "It ignores the list and lets everybody in.",
-                   "Set ip-restricted-logins to True, or empty the list.");
+      findings.Add(allows, {.severity = Severity::kWarning,
+                            .code = "list-unused",
+                            .what = "The list is given, but the restriction is off.",
+                            .effect = "It ignores the list and lets everybody in.",
+                            .cure = "Set ip-restricted-logins to True, or empty the list."});
     }
   }
 }

@@ -44,36 +44,50 @@ std::string WhyReplaced(const PairForecast& pair) {
 
 void CheckPair(const Forecast& forecast, Findings& findings) {
   const PairForecast& pair = forecast.pair;
-  const auto add = [&](Severity severity, std::string what, std::string cure) {
-    findings.push_back({severity, CertificatePath(), 0, 0, "", std::move(what), PairSentence(pair),
-                        std::move(cure)});
+  const auto add = [&](Finding finding) {
+    finding.file = CertificatePath();
+    finding.effect = PairSentence(pair);
+    findings.push_back(std::move(finding));
   };
   if (pair.facts && !pair.facts->is_known) {
-    add(Severity::kFailure, "The certificate and key cannot be read at the moment.",
-        "Look for what is short, memory or open files, and for faults of the disk.");
+    add({.severity = Severity::kFailure,
+         .code = "pair-unreadable-now",
+         .what = "The certificate and key cannot be read at the moment.",
+         .cure = "Look for what is short, memory or open files, and for faults of the disk."});
   } else if (!pair.is_usable()) {
-    add(Severity::kFailure, "There is no usable certificate and key, and none can be made.",
-        pair.host_has_name ? "Look at what stands at cert.pem and file.pem, and at the directory."
-                           : "The host name has more than 63 characters. Shorten it.");
+    add({.severity = Severity::kFailure,
+         .code = "no-usable-pair",
+         .what = "There is no usable certificate and key, and none can be made.",
+         .cure = pair.host_has_name
+                     ? "Look at what stands at cert.pem and file.pem, and at the directory."
+                     : "The host name has more than 63 characters. Shorten it."});
   } else if (pair.is_kept() && !pair.facts->names_host) {
-    add(Severity::kNote, "The certificate names another host.",
-        "Clients warn unless they know the console by that name.");
+    add({.severity = Severity::kNote,
+         .code = "certificate-other-host",
+         .what = "The certificate names another host.",
+         .cure = "Clients warn unless they know the console by that name."});
   } else if (!pair.is_kept()) {
     const bool is_new = !HasName(CertificatePath()) && !HasName(KeyPath());
-    add(is_new ? Severity::kNote : Severity::kWarning,
-        is_new ? "There is no certificate and key yet." : WhyReplaced(pair),
-        is_new ? "" : "Install a pair that loads and matches before the start, if it is to stay.");
+    add({.severity = is_new ? Severity::kNote : Severity::kWarning,
+         .code = "pair-replaced",
+         .what = is_new ? "There is no certificate and key yet." : WhyReplaced(pair),
+         .cure =
+             is_new ? ""
+                    : "Install a pair that loads and matches before the start, if it is to stay."});
   }
 }
 
 void CheckEnd(const CertificateDetails& details, Findings& findings) {
   const int64_t days = DaysLeft(details.end, std::time(nullptr));
   if (days < kFewDays) {
-    findings.push_back({Severity::kWarning, CertificatePath(), 0, 0, "",
-                        days < 0 ? "The certificate has ended."
-                                 : "The certificate ends in " + std::to_string(days) + " days.",
-                        "It keeps the certificate all the same. Clients refuse it after its end.",
-                        "Install a new pair, or let the launcher make one: " + RenewalOf()});
+    findings.push_back(
+        {.severity = Severity::kWarning,
+         .code = "certificate-ends",
+         .file = CertificatePath(),
+         .what = days < 0 ? "The certificate has ended."
+                          : "The certificate ends in " + std::to_string(days) + " days.",
+         .effect = "It keeps the certificate all the same. Clients refuse it after its end.",
+         .cure = "Install a new pair, or let the launcher make one: " + RenewalOf()});
   }
 }
 
@@ -88,28 +102,38 @@ void CheckNames(const Forecast& forecast, const CertificateDetails& details, Fin
   }
   if (!lacking.empty() && forecast.pair.names_are_accepted) {
     findings.push_back(
-        {Severity::kWarning, CertificatePath(), 0, 0, "multihomed",
-         "The certificate lacks names of the multihomed list: " + lacking + ".",
-         "It keeps the certificate: the list counts only when a new one is made.",
-         details.is_ours ? RenewalOf() : "Ask its issuer for one with these names."});
+        {.severity = Severity::kWarning,
+         .code = "certificate-lacks-names",
+         .file = CertificatePath(),
+         .element = "multihomed",
+         .what = "The certificate lacks names of the multihomed list: " + lacking + ".",
+         .effect = "It keeps the certificate: the list counts only when a new one is made.",
+         .cure = details.is_ours ? RenewalOf() : "Ask its issuer for one with these names."});
   }
 }
 
 void CheckReading(const Forecast& forecast, Findings& findings) {
   for (const std::string& path : {CertificatePath(), KeyPath()}) {
     if (forecast.pair.is_kept() && !AccountMayRead(path)) {
-      findings.push_back({Severity::kWarning, path, 0, 0, "", "zxqvx cannot read the file.",
-                          "A start works, but reconfigure runs of the daemon end with \"Cannot "
-                          "start application!\".",
-                          "chown zxqvx:zxqvx " + Quoted(path) + "; chmod 660 " + Quoted(path)});
+      findings.push_back(
+          {.severity = Severity::kWarning,
+           .code = "pair-not-readable",
+           .file = path,
+           .what = "zxqvx cannot read the file.",
+           .effect = "A start works, but reconfigure runs of the daemon end with \"Cannot "
+                     "start application!\".",
+           .cure = "chown zxqvx:zxqvx " + Quoted(path) + "; chmod 660 " + Quoted(path)});
     }
   }
   const std::optional<Ownership> key = OwnershipOf(KeyPath());
   if (key && (key->mode & S_IRWXO) != 0) {
     findings.push_back(
-        {Severity::kWarning, KeyPath(), 0, 0, "", "Others than zxqvx can use the private key.",
-         "It leaves a key that it keeps as it is.",
-         "chown zxqvx:zxqvx " + Quoted(KeyPath()) + "; chmod 660 " + Quoted(KeyPath())});
+        {.severity = Severity::kWarning,
+         .code = "key-readable-by-others",
+         .file = KeyPath(),
+         .what = "Others than zxqvx can use the private key.",
+         .effect = "It leaves a key that it keeps as it is.",
+         .cure = "chown zxqvx:zxqvx " + Quoted(KeyPath()) + "; chmod 660 " + Quoted(KeyPath())});
   }
 }
 

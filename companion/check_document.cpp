@@ -1,5 +1,6 @@
 // The settings document as a whole: whether it loads, and what its elements look like.
 #include <algorithm>
+#include <utility>
 
 #include "companion/elements.h"
 #include "companion/findings.h"
@@ -49,10 +50,13 @@ void CheckDefault(const std::string& kept, Findings& findings) {
   const std::optional<std::string> newest =
       ReadText(SettingsPath()) == QVX_XML_DEFAULT ? NewestKept(kept) : std::nullopt;
   if (newest) {
-    findings.push_back({Severity::kWarning, SettingsPath(), 0, 0, "",
-                        "This is the default document, but other settings were in use before.",
-                        std::string("It uses the default. ") + kEverybody,
-                        "Put back the last one: " + PutBack(*newest)});
+    findings.push_back(
+        {.severity = Severity::kWarning,
+         .code = "default-in-use",
+         .file = SettingsPath(),
+         .what = "This is the default document, but other settings were in use before.",
+         .effect = std::string("It uses the default. ") + kEverybody,
+         .cure = "Put back the last one: " + PutBack(*newest)});
   }
 }
 
@@ -63,33 +67,48 @@ void CheckFate(const Forecast& forecast, const std::string& kept, Findings& find
       CheckDefault(kept, findings);
       return;
     case DocumentFate::kMade:
-      findings.push_back({HasName(SettingsPath()) ? Severity::kFailure : Severity::kWarning,
-                          SettingsPath(), 0, 0, "",
-                          "There is no settings document that can be opened.",
-                          std::string("It writes the default document. ") + kEverybody,
-                          CureByKept(forecast, kept)});
+      findings.push_back(
+          {.severity = HasName(SettingsPath()) ? Severity::kFailure : Severity::kWarning,
+           .code = "document-made",
+           .file = SettingsPath(),
+           .what = "There is no settings document that can be opened.",
+           .effect = std::string("It writes the default document. ") + kEverybody,
+           .cure = CureByKept(forecast, kept)});
       return;
     case DocumentFate::kReplaced:
       findings.push_back(
-          {Severity::kFailure, SettingsPath(), fault.line, fault.column, "",
-           "The settings document does not load: " + fault.text + ".",
-           std::string("It replaces the document by the default, and every setting is lost, the "
-                       "restrictions included. ") +
-               kEverybody,
-           CureByKept(forecast, kept)});
+          {.severity = Severity::kFailure,
+           .code = "document-replaced",
+           .file = SettingsPath(),
+           .line = fault.line,
+           .column = fault.column,
+           .what = "The settings document does not load: " + fault.text + ".",
+           .effect = std::string(
+                         "It replaces the document by the default, and every setting is lost, the "
+                         "restrictions included. ") +
+                     kEverybody,
+           .cure = CureByKept(forecast, kept)});
       return;
     case DocumentFate::kSkipped:
-      findings.push_back({Severity::kFailure, SettingsPath(), 0, 0, "",
-                          "The settings document cannot be opened, and no default be written.",
-                          std::string("Every setting counts as absent. ") + kEverybody,
-                          "Look at owner, mode and file system."});
+      findings.push_back(
+          {.severity = Severity::kFailure,
+           .code = "document-skipped",
+           .file = SettingsPath(),
+           .what = "The settings document cannot be opened, and no default be written.",
+           .effect = std::string("Every setting counts as absent. ") + kEverybody,
+           .cure = "Look at owner, mode and file system."});
       return;
     case DocumentFate::kUnusable:
-      findings.push_back({Severity::kFailure, SettingsPath(), fault.line, fault.column, "",
-                          "The settings document does not load: " + fault.text +
-                              ". The default cannot be written in its place.",
-                          "It prints \"Invalid configuration file ...\" and ends with status 1.",
-                          CureByKept(forecast, kept)});
+      findings.push_back(
+          {.severity = Severity::kFailure,
+           .code = "document-unusable",
+           .file = SettingsPath(),
+           .line = fault.line,
+           .column = fault.column,
+           .what = "The settings document does not load: " + fault.text +
+                   ". The default cannot be written in its place.",
+           .effect = "It prints \"Invalid configuration file ...\" and ends with status 1.",
+           .cure = CureByKept(forecast, kept)});
   }
 }
 
@@ -102,10 +121,12 @@ bool IsRead(const std::vector<EffectiveSetting>& settings, const std::string& na
 class ElementFindings {
  public:
   explicit ElementFindings(Findings& findings) : findings_(findings) {}
-  void Add(Severity severity, const SeenElement& element, std::string what, std::string effect,
-           std::string cure) {
-    findings_.push_back({severity, SettingsPath(), element.line, 0, element.name, std::move(what),
-                         std::move(effect), std::move(cure)});
+  /// Sets the place.
+  void Add(const SeenElement& element, Finding finding) {
+    finding.file = SettingsPath();
+    finding.element = element.name;
+    finding.line = element.line;
+    findings_.push_back(std::move(finding));
   }
 
  private:
@@ -124,18 +145,25 @@ void CheckShape(const SeenElement& element, ElementFindings& findings) {
     return;
   }
   if (first->nodeType == DOM_COMMENT_NODE || first->nodeType == DOM_PROCESSING_INSTRUCTION_NODE) {
-    findings.Add(Severity::kFailure, element,
-                 "A comment or instruction stands in front of the value.",
-                 "It reads the comment as the value.", "Move the comment out of the element.");
+    findings.Add(element, {.severity = Severity::kFailure,
+                           .code = "value-behind-comment",
+                           .what = "A comment or instruction stands in front of the value.",
+                           .effect = "It reads the comment as the value.",
+                           .cure = "Move the comment out of the element."});
   } else if (first->nodeType == DOM_ELEMENT_NODE) {
-    findings.Add(Severity::kFailure, element,
-                 "The element holds another element in front of a value.",
-                 "It takes the setting for absent.", "Write the value alone into the element.");
+    findings.Add(element, {.severity = Severity::kFailure,
+                           .code = "value-nested",
+                           .what = "The element holds another element in front of a value.",
+                           .effect = "It takes the setting for absent.",
+                           .cure = "Write the value alone into the element."});
   }
   for (const DOM_Node* next = first->nextSibling; next != nullptr; next = next->nextSibling) {
     if (next->nodeType != DOM_COMMENT_NODE && !IsBlank(next)) {
-      findings.Add(Severity::kWarning, element, "The value is in several pieces.",
-                   "It reads the first piece alone.", "Write the value in one piece.");
+      findings.Add(element, {.severity = Severity::kWarning,
+                             .code = "value-in-pieces",
+                             .what = "The value is in several pieces.",
+                             .effect = "It reads the first piece alone.",
+                             .cure = "Write the value in one piece."});
       return;
     }
   }
@@ -146,13 +174,19 @@ void CheckName(const SeenElement& element, const std::vector<std::string>& known
   const bool is_known = std::count(known.begin(), known.end(), element.name) > 0;
   if (!is_known && element.depth > 0) {
     const std::string nearest = NearestName(element.name, known);
-    findings.Add(Severity::kWarning, element, "The launcher does not know this element.",
-                 "It ignores the element.",
-                 nearest.empty() ? "Remove it." : "Is " + nearest + " meant?");
+    findings.Add(element, {.severity = Severity::kWarning,
+                           .code = "element-unknown",
+                           .what = "The launcher does not know this element.",
+                           .effect = "It ignores the element.",
+                           .cure = nearest.empty() ? "Remove it." : "Is " + nearest + " meant?"});
   } else if (is_known && element.depth > 1) {
-    findings.Add(Severity::kWarning, element, "The setting is nested inside another element.",
-                 "It reads the setting all the same, as the first of its name counts anywhere.",
-                 "Put it directly into the root element.");
+    findings.Add(
+        element,
+        {.severity = Severity::kWarning,
+         .code = "element-nested",
+         .what = "The setting is nested inside another element.",
+         .effect = "It reads the setting all the same, as the first of its name counts anywhere.",
+         .cure = "Put it directly into the root element."});
   }
 }
 
@@ -172,10 +206,13 @@ void CheckElements(const Forecast& forecast, Findings& all) {
       CheckShape(element, findings);
       continue;
     }
-    findings.Add(Severity::kWarning, element, "The element is given more than once.",
-                 "It reads the first one, on line " +
-                     std::to_string(LineOf(elements, element.name)) + ", and ignores this one.",
-                 "Remove all but one.");
+    findings.Add(element, {.severity = Severity::kWarning,
+                           .code = "element-repeated",
+                           .what = "The element is given more than once.",
+                           .effect = "It reads the first one, on line " +
+                                     std::to_string(LineOf(elements, element.name)) +
+                                     ", and ignores this one.",
+                           .cure = "Remove all but one."});
   }
 }
 

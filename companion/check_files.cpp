@@ -25,12 +25,14 @@ void CheckWriting(const Forecast& forecast, Findings& findings) {
     const bool ends = file == &forecast.server_conf;
     if (!file->is_written && (ends || forecast.server_conf.is_written)) {
       findings.push_back(
-          {Severity::kFailure, file->path, 0, 0, "",
-           "A start cannot write the file: its directory is missing or refuses, or "
-           "something other than a file has its name.",
-           ends ? "It prints \"Invalid configuration file ...\" and ends with status 1."
-                : "It leaves what is there and goes on.",
-           "Make the directory, or remove what is in the way."});
+          {.severity = Severity::kFailure,
+           .code = "file-not-written",
+           .file = file->path,
+           .what = "A start cannot write the file: its directory is missing or refuses, or "
+                   "something other than a file has its name.",
+           .effect = ends ? "It prints \"Invalid configuration file ...\" and ends with status 1."
+                          : "It leaves what is there and goes on.",
+           .cure = "Make the directory, or remove what is in the way."});
     }
   }
 }
@@ -43,9 +45,12 @@ void CheckDirectories(Findings& findings) {
         WritablePath("/webapp"), TlsSharePath(), LogPath()}) {
     if (AccountMayWrite(path)) {
       findings.push_back(
-          {Severity::kWarning, path, 0, 0, "", "The service account can write into the directory.",
-           "It writes files of the account alone there, and follows no link of others.",
-           "chown root:root " + Quoted(path) + "; chmod 755 " + Quoted(path)});
+          {.severity = Severity::kWarning,
+           .code = "directory-of-account",
+           .file = path,
+           .what = "The service account can write into the directory.",
+           .effect = "It writes files of the account alone there, and follows no link of others.",
+           .cure = "chown root:root " + Quoted(path) + "; chmod 755 " + Quoted(path)});
     }
   }
 }
@@ -55,9 +60,12 @@ void CheckPidDirectory(Findings& findings) {
   const std::string path = InstallationPath("/logs");
   struct stat status {};
   if (stat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
-    findings.push_back({Severity::kFailure, path, 0, 0, "", "The directory is missing.",
-                        "The daemon cannot write its process ID and does not start.",
-                        "install -d -m 0755 " + Quoted(path)});
+    findings.push_back({.severity = Severity::kFailure,
+                        .code = "pid-directory-missing",
+                        .file = path,
+                        .what = "The directory is missing.",
+                        .effect = "The daemon cannot write its process ID and does not start.",
+                        .cure = "install -d -m 0755 " + Quoted(path)});
   }
 }
 
@@ -67,10 +75,14 @@ void CheckModes(const Forecast& forecast, Findings& findings) {
     const std::optional<Ownership> file = OwnershipOf(path);
     if (file && (file->mode & S_IWOTH) != 0) {
       findings.push_back(
-          {Severity::kWarning, path, 0, 0, "", "Everybody on the machine can change the file.",
-           path == SettingsPath() ? "It takes the settings as they stand, and sets the mode 660."
-                                  : "It makes the file anew with the mode 660.",
-           "chown zxqvx:zxqvx " + Quoted(path) + "; chmod 660 " + Quoted(path)});
+          {.severity = Severity::kWarning,
+           .code = "file-writable-by-all",
+           .file = path,
+           .what = "Everybody on the machine can change the file.",
+           .effect = path == SettingsPath()
+                         ? "It takes the settings as they stand, and sets the mode 660."
+                         : "It makes the file anew with the mode 660.",
+           .cure = "chown zxqvx:zxqvx " + Quoted(path) + "; chmod 660 " + Quoted(path)});
     }
   }
 }
@@ -80,9 +92,12 @@ void CheckSpace(Findings& findings) {
     struct statvfs space {};
     if (statvfs(path.c_str(), &space) == 0 && space.f_bavail * space.f_frsize < kLittleSpace) {
       findings.push_back(
-          {Severity::kFailure, path, 0, 0, "", "The file system has less than 1 MiB left.",
-           "Files that cannot be written whole stay as they are, and the start may end.",
-           "Make room."});
+          {.severity = Severity::kFailure,
+           .code = "little-space",
+           .file = path,
+           .what = "The file system has less than 1 MiB left.",
+           .effect = "Files that cannot be written whole stay as they are, and the start may end.",
+           .cure = "Make room."});
     }
   }
 }
@@ -92,21 +107,28 @@ void CheckProxyBlocks(const Forecast& forecast, Findings& findings) {
   const std::string rules = ReadText(InstallationPath("/conf/mod_proxy.conf")).value_or("");
   const std::optional<std::string> conf = ReadText(forecast.server_conf.path);
   if (!rules.empty() && conf && conf->find(proxy_conf) == std::string::npos) {
-    findings.push_back({Severity::kWarning, forecast.server_conf.path, 0, 0, "",
-                        "There are forwarding rules for the servlet container, but no proxy block: "
-                        "a reconfigure run has taken it away.",
-                        "It adds the block again. Until then the container's applications cannot "
-                        "be reached.",
-                        "Stop and start the console."});
+    findings.push_back(
+        {.severity = Severity::kWarning,
+         .code = "proxy-block-missing",
+         .file = forecast.server_conf.path,
+         .what = "There are forwarding rules for the servlet container, but no proxy block: "
+                 "a reconfigure run has taken it away.",
+         .effect = "It adds the block again. Until then the container's applications cannot "
+                   "be reached.",
+         .cure = "Stop and start the console."});
   }
 }
 
 void CheckAccount(Findings& findings) {
   if (!LookUpServiceAccount().ids) {
-    findings.push_back({Severity::kFailure, "/etc/passwd", 0, 0, "", "There is no account zxqvx.",
-                        "Its files belong to root, and the daemon refuses its configuration.",
-                        "useradd --system --user-group --no-create-home --shell /usr/sbin/nologin "
-                        "zxqvx"});
+    findings.push_back(
+        {.severity = Severity::kFailure,
+         .code = "account-missing",
+         .file = "/etc/passwd",
+         .what = "There is no account zxqvx.",
+         .effect = "Its files belong to root, and the daemon refuses its configuration.",
+         .cure = "useradd --system --user-group --no-create-home --shell /usr/sbin/nologin "
+                 "zxqvx"});
   }
 }
 

@@ -1,5 +1,6 @@
 // The values of the settings: each is compared with what the launcher has read.
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "companion/elements.h"
@@ -40,9 +41,24 @@ bool IsOneOf(const std::string& text, std::initializer_list<const char*> words) 
 }
 
 /// A switch that is meant to be on, but is off, loses what it should have switched on.
-bool LosesProtection(const EffectiveSetting& setting) {
-  return IsOneOf(setting.element, {"ip-restricted-logins", "ip-binding"}) &&
-         !IsOneOf(Trimmed(*setting.written), {"", "False", "0", "no", "off", "2"});
+struct Protection {
+  std::string_view element;
+  const char* loss;
+};
+constexpr Protection kProtections[] = {
+    {.element = "ip-restricted-logins", .loss = " The restriction is off: everybody is let in."},
+    {.element = "ip-binding", .loss = ""},
+};
+
+/// Returns null for a setting that loses no protection.
+const Protection* LostProtection(const EffectiveSetting& setting) {
+  const auto* found = std::find_if(
+      std::begin(kProtections), std::end(kProtections),
+      [&](const Protection& protection) { return protection.element == setting.element; });
+  return found == std::end(kProtections) ||
+                 IsOneOf(Trimmed(*setting.written), {"", "False", "0", "no", "off", "2"})
+             ? nullptr
+             : found;
 }
 
 std::string CureFor(const EffectiveSetting& setting) {
@@ -69,15 +85,22 @@ void CheckWord(const EffectiveSetting& setting, uint64_t line, Findings& finding
       stricmp(setting.written->c_str(), setting.effective.c_str()) == 0) {
     return;
   }
-  const bool is_empty = Trimmed(*setting.written).empty();
-  const Severity severity = LosesProtection(setting) ? Severity::kFailure
-                            : is_empty               ? Severity::kNote
-                                                     : Severity::kWarning;
-  const bool opens = severity == Severity::kFailure && setting.element[3] == 'r';
-  findings.push_back({severity, SettingsPath(), line, 0, setting.element, WhatOf(setting),
-                      "It uses " + setting.effective + "." +
-                          (opens ? " The restriction is off: everybody is let in." : ""),
-                      CureFor(setting)});
+  Finding finding{.severity = Severity::kWarning,
+                  .code = "value-not-accepted",
+                  .file = SettingsPath(),
+                  .line = line,
+                  .element = setting.element,
+                  .what = WhatOf(setting),
+                  .effect = "It uses " + setting.effective + ".",
+                  .cure = CureFor(setting)};
+  if (const Protection* lost = LostProtection(setting)) {
+    finding.severity = Severity::kFailure;
+    finding.effect += lost->loss;
+  } else if (Trimmed(*setting.written).empty()) {
+    finding.severity = Severity::kNote;
+    finding.code = "value-empty";
+  }
+  findings.push_back(std::move(finding));
 }
 
 /// Adds findings about the directory of the web server's logs.
@@ -88,22 +111,30 @@ void CheckLogDirectory(const Forecast& forecast, uint64_t line, Findings& findin
   }
   std::string path = directory;
   std::replace(path.begin(), path.end(), '\\', '/');
-  const auto add = [&](Severity severity, std::string what, std::string effect) {
-    findings.push_back({severity, SettingsPath(), line, 0, "log-base-dir", std::move(what),
-                        std::move(effect),
-                        "Write the absolute path of a directory that holds a "
-                        "directory \"logs\", without blanks and quotes."});
+  const auto add = [&](Finding finding) {
+    finding.file = SettingsPath();
+    finding.line = line;
+    finding.element = "log-base-dir";
+    finding.cure =
+        "Write the absolute path of a directory that holds a directory \"logs\", without "
+        "blanks and quotes.";
+    findings.push_back(std::move(finding));
   };
   if (path.find_first_of(" \t\r\n\"'") != std::string::npos) {
-    add(Severity::kFailure, "The path holds blanks, line breaks or quotes.",
-        "It writes them into the server's configuration as they are.");
+    add({.severity = Severity::kFailure,
+         .code = "log-directory-form",
+         .what = "The path holds blanks, line breaks or quotes.",
+         .effect = "It writes them into the server's configuration as they are."});
   } else if (forecast.server_conf.text.find(path + "/logs/error_log") == std::string::npos) {
-    add(Severity::kWarning, "The path holds a word that the launcher replaces.",
-        "It writes another path.");
+    add({.severity = Severity::kWarning,
+         .code = "log-directory-replaced",
+         .what = "The path holds a word that the launcher replaces.",
+         .effect = "It writes another path."});
   } else if (!HasName(path + "/logs/.")) {
-    add(forecast.settings.rotate_logs ? Severity::kWarning : Severity::kFailure,
-        "There is no directory " + path + "/logs.",
-        "The daemon cannot write its logs, and without rotation it does not start.");
+    add({.severity = forecast.settings.rotate_logs ? Severity::kWarning : Severity::kFailure,
+         .code = "log-directory-missing",
+         .what = "There is no directory " + path + "/logs.",
+         .effect = "The daemon cannot write its logs, and without rotation it does not start."});
   }
 }
 
@@ -116,25 +147,35 @@ std::string FirstRefusedCharacter(std::string_view list) {
 
 void CheckNames(const Forecast& forecast, uint64_t line, Findings& findings) {
   const char* text = SettingText(forecast.document.get(), "multihomed");
-  const auto add = [&](std::string what, std::string effect, std::string cure) {
-    findings.push_back({Severity::kWarning, SettingsPath(), line, 0, "multihomed", std::move(what),
-                        std::move(effect), std::move(cure)});
+  const auto add = [&](Finding finding) {
+    finding.severity = Severity::kWarning;
+    finding.file = SettingsPath();
+    finding.line = line;
+    finding.element = "multihomed";
+    findings.push_back(std::move(finding));
   };
   std::string_view list = ViewOf(text);
   if (!IsNameList(list)) {
-    add("The character \"" + FirstRefusedCharacter(list) + "\" is not allowed in the list.",
-        "It refuses the whole list: a new certificate has no further names.",
-        "Separate names and addresses by \";\" alone, without blanks.");
+    add({.code = "names-refused",
+         .what =
+             "The character \"" + FirstRefusedCharacter(list) + "\" is not allowed in the list.",
+         .effect = "It refuses the whole list: a new certificate has no further names.",
+         .cure = "Separate names and addresses by \";\" alone, without blanks."});
     return;
   }
   while (const auto entry = TakeEntry(list)) {
     const AlternativeNames names = AlternativeNamesFrom(*entry);
     if (names.left_out > 0) {
-      add("A name has more than 127 characters: " + std::string(entry->substr(0, 20)) + "...",
-          "It leaves the name out of a new certificate.", "Shorten the name.");
+      add({.code = "name-too-long",
+           .what =
+               "A name has more than 127 characters: " + std::string(entry->substr(0, 20)) + "...",
+           .effect = "It leaves the name out of a new certificate.",
+           .cure = "Shorten the name."});
     } else if (!AreAccepted(names)) {
-      add("The TLS library refuses \"" + std::string(*entry) + "\".",
-          "A new certificate has no further names at all.", "Correct the entry.");
+      add({.code = "name-refused",
+           .what = "The TLS library refuses \"" + std::string(*entry) + "\".",
+           .effect = "A new certificate has no further names at all.",
+           .cure = "Correct the entry."});
     }
   }
 }

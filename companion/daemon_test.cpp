@@ -56,16 +56,21 @@ void CheckWithDaemon(const Forecast& forecast, Findings& findings) {
   const std::optional<AccountRun> run =
       RunAsAccount("exec " + Quoted(daemon) + " -DSSL -t -f " + kInputPath, TextFor(forecast));
   if (!run) {
-    findings.push_back({Severity::kWarning, daemon, 0, 0, "",
-                        "The daemon could not be asked with the rights of the account "
-                        "zxqvx, or did not answer within ten seconds.",
-                        "The daemon may refuse its configuration.", ""});
+    findings.push_back({.severity = Severity::kWarning,
+                        .code = "daemon-not-asked",
+                        .file = daemon,
+                        .what = "The daemon could not be asked with the rights of the account "
+                                "zxqvx, or did not answer within ten seconds.",
+                        .effect = "The daemon may refuse its configuration."});
   } else if (run->status != 0) {
-    findings.push_back({Severity::kFailure, daemon, 0, 0, "",
-                        "The daemon refuses the configuration: " + WordsOf(run->output, forecast),
-                        "The daemon does not start: the console stays down.",
-                        "Correct the setting that the named directive comes from: see "
-                        "qvxpd.xml(5). qvxctl show --diff has the lines."});
+    findings.push_back(
+        {.severity = Severity::kFailure,
+         .code = "daemon-refuses",
+         .file = daemon,
+         .what = "The daemon refuses the configuration: " + WordsOf(run->output, forecast),
+         .effect = "The daemon does not start: the console stays down.",
+         .cure = "Correct the setting that the named directive comes from: see "
+                 "qvxpd.xml(5). qvxctl show --diff has the lines."});
   }
 }
 

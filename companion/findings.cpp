@@ -26,6 +26,11 @@ std::string PlaceOf(const Finding& finding) {
   return place + (finding.element.empty() ? "" : " <" + finding.element + ">");
 }
 
+/// No place is known where the number is 0.
+nlohmann::ordered_json NumberOrNull(uint64_t number) {
+  return number == 0 ? nlohmann::ordered_json() : nlohmann::ordered_json(number);
+}
+
 }  // namespace
 
 Findings CheckAll(const Forecast& forecast, const std::string& kept) {
@@ -76,9 +81,10 @@ nlohmann::ordered_json FindingsAsJson(const Findings& findings) {
   json["findings"] = nlohmann::ordered_json::array();
   for (const Finding& finding : findings) {
     json["findings"].push_back({{"severity", NameOf(finding.severity)},
+                                {"code", finding.code},
                                 {"file", finding.file},
-                                {"line", finding.line},
-                                {"column", finding.column},
+                                {"line", NumberOrNull(finding.line)},
+                                {"column", NumberOrNull(finding.column)},
                                 {"element", finding.element},
                                 {"what", finding.what},
                                 {"effect", finding.effect},

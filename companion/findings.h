@@ -20,14 +20,15 @@ enum class Severity {
 };
 
 struct Finding {
-  Severity severity;
-  std::string file;
+  Severity severity = Severity::kNote;
+  const char* code = "";  ///< for machines; never changes its meaning. qvxctl(8) lists them.
+  std::string file{};
   uint64_t line = 0;  ///< from 1; 0: the whole file
   uint64_t column = 0;
   std::string element{};  ///< of the settings document
-  std::string what;
-  std::string effect;  ///< what a start does
-  std::string cure;
+  std::string what{};
+  std::string effect{};  ///< what a start does
+  std::string cure{};
 };
 using Findings = std::vector<Finding>;
 
