@@ -1,12 +1,32 @@
 #include "dom/common_parent.h"
 
-#include "dom/live_documents.h"
-#include "dom/node_records.h"
+#include <unordered_map>
+#include <utility>
+
+#include "dom/failure.h"
 
 namespace qvx::dom {
 namespace {
 
-constexpr uint64_t kMarkBits = ~uint64_t{0} >> 2;
+constexpr uint64_t kMarkBits = ~uint64_t{0} >> 1;
+
+/// All documents by the node that each names, so that a node that is freed finds those that name
+/// it. It may belong to another document, and outlive it. A document that names none stands under
+/// an address of its own, so a change needs no memory.
+std::unordered_multimap<const void*, DocumentNode*> documents;
+
+const void* KeyOf(const DocumentNode* document) {
+  return document->named != nullptr ? static_cast<const void*>(document->named)
+                                    : &document->current_mark;
+}
+
+auto EntryOf(const DocumentNode* document) {
+  auto entry = documents.find(KeyOf(document));
+  while (entry->second != document) {
+    ++entry;
+  }
+  return entry;
+}
 
 uint64_t CurrentMark(const DOM_Document* document) {
   return static_cast<const DocumentNode*>(document)->current_mark;
@@ -52,44 +72,25 @@ void MarkPath(DOM_Node* from, const DOM_Node* to, DOM_Document* document) {
   }
 }
 
-void Unname(DocumentNode* document) {
-  if (document->named == nullptr) {
+/// `node` may be null.
+void Name(DocumentNode* document, DOM_Node* node) {
+  if (document->named == node) {
     return;
   }
-  if (document->is_indexed != 0) {
-    UnindexDocument(document);
-  } else {
-    ParentRecord(document->named)->is_named_by_owner = 0;
-  }
-  document->named = nullptr;
-}
-
-void Name(DocumentNode* document, DOM_Node* node) {
+  auto entry = documents.extract(EntryOf(document));
   document->named = node;
-  document->is_indexed = TakesNotes(node, document) ? 0 : 1;
-  if (document->is_indexed != 0) {
-    ParentRecord(node)->has_been_named_by_others = 1;
-    IndexDocument(document);
-  } else {
-    ParentRecord(node)->is_named_by_owner = 1;
+  entry.key() = KeyOf(document);
+  documents.insert(std::move(entry));
+  if (node != nullptr) {
+    ParentRecord(node)->is_named = 1;
   }
 }
 
 void SetCommonParent(DOM_Document* document, DOM_Node* node) {
-  auto* record = static_cast<DocumentNode*>(document);
-  Unname(record);
-  record->commonParent = node;
+  DOM_DocumentPart(document).commonParent = node;
   MoveMarkOn(document);
-  if (node != nullptr && node->childNodes != nullptr) {
-    Name(record, node);
-  }
-}
-
-void ForgetNamed(DocumentNode* document) {
-  if (document->commonParent == document->named) {
-    document->commonParent = nullptr;
-  }
-  Unname(document);
+  Name(static_cast<DocumentNode*>(document),
+       node != nullptr && node->childNodes != nullptr ? node : nullptr);
 }
 
 }  // namespace
@@ -102,23 +103,24 @@ void ForgetPath(DOM_Node* node) {
 }
 
 void ForgetCommonParent(DOM_Node* node) {
-  if (node->childNodes == nullptr) {
+  if (node->childNodes == nullptr || ParentRecord(node)->is_named == 0) {
     return;
   }
-  if (ParentRecord(node)->is_named_by_owner != 0) {
-    ForgetNamed(static_cast<DocumentNode*>(IsDocument(node) ? node : node->ownerDocument));
-  }
-  if (ParentRecord(node)->has_been_named_by_others == 0) {
-    return;
-  }
-  while (DocumentNode* const document = IndexedDocument(node)) {
-    ForgetNamed(document);
+  for (auto entry = documents.find(node); entry != documents.end(); entry = documents.find(node)) {
+    DocumentNode* const document = entry->second;
+    if (document->commonParent == node) {
+      document->commonParent = nullptr;
+    }
+    Name(document, nullptr);
   }
 }
 
+bool AddDocument(DocumentNode* document) {
+  return HasMemoryFor([&] { documents.emplace(KeyOf(document), document); });
+}
+
 void ForgetDocument(DOM_Document* document) {
-  Unname(static_cast<DocumentNode*>(document));
-  RemoveDocument();
+  documents.erase(EntryOf(static_cast<DocumentNode*>(document)));
 }
 
 DOM_Node* TakeCommonParent(DOM_Document* document) {

@@ -44,7 +44,10 @@ void ForgetPath(DOM_Node* node);
 /// Clears the commonParent of every document that names `node`, which is about to be freed.
 void ForgetCommonParent(DOM_Node* node);
 
-/// Lets `document`, which is about to be freed, name no common parent.
+/// Takes up a document that was just made. Returns false with errno set when memory ran out.
+bool AddDocument(DocumentNode* document);
+
+/// Gives up a document that is about to be freed.
 void ForgetDocument(DOM_Document* document);
 
 /// Takes the flags off and the common parent out of `document`. Returns it; null when none is

@@ -73,7 +73,7 @@ class Delivery {
   }
 
   /// Calls those from the slot `first` on, which is meant, to the slot in front of `end`.
-  void CallFrom(uint32_t first, uint32_t end, const NodeListeners& listeners, DOM_Node* node,
+  void CallFrom(size_t first, size_t end, const NodeListeners& listeners, DOM_Node* node,
                 uint16_t phase) const;
 
   void Call(const DOM_ListenerEntry& entry, DOM_Node* current, uint16_t phase) const {
@@ -91,13 +91,13 @@ class Delivery {
 void Delivery::Trigger(DOM_Node* node, uint16_t phase) const {
   event_->eventPhase = phase;
   const NodeListeners* const listeners = ListenersOf(node);
-  const uint32_t slots = listeners != nullptr ? listeners->count : 0;
+  const size_t slots = listeners != nullptr ? listeners->slots.size() : 0;
   if (slots == 0 || event_->propagationStopped != 0) {
     return;
   }
   event_->currentTarget = node;
-  uint32_t first = 0;
-  while (first < slots && !IsMeant(listeners->slots[first], phase)) {
+  size_t first = 0;
+  while (first < slots && !IsMeant(listeners->slots[first].get(), phase)) {
     ++first;
   }
   if (first < slots) {
@@ -105,18 +105,18 @@ void Delivery::Trigger(DOM_Node* node, uint16_t phase) const {
   }
 }
 
-void Delivery::CallFrom(uint32_t first, uint32_t end, const NodeListeners& listeners,
-                        DOM_Node* node, uint16_t phase) const {
+void Delivery::CallFrom(size_t first, size_t end, const NodeListeners& listeners, DOM_Node* node,
+                        uint16_t phase) const {
   const FrameArray<DOM_EventHandler, kUsualSlots> noted(end - first);
   if (noted.get() == nullptr) {
     FailErrno({kModule, kDispatchEvent});
     return;
   }
-  for (uint32_t i = first; i < end; ++i) {
+  for (size_t i = first; i < end; ++i) {
     noted.get()[i - first] = listeners.slots[i] == nullptr ? nullptr : listeners.slots[i]->handler;
   }
-  for (uint32_t i = first; i < end; ++i) {
-    const DOM_ListenerEntry* const entry = listeners.slots[i];
+  for (size_t i = first; i < end; ++i) {
+    const DOM_ListenerEntry* const entry = listeners.slots[i].get();
     if (IsMeant(entry, phase) && entry->handler == noted.get()[i - first]) {
       Call(*entry, node, phase);
     }

@@ -8,9 +8,13 @@
 #define QVX_DOM_LISTENERS_H
 
 #include <cstddef>
+#include <memory>
+#include <set>
+#include <unordered_map>
+#include <vector>
 
-#include "dom/hash_index.h"
 #include "dom/node_records.h"
+#include "support/malloc_owner.h"
 
 namespace qvx::dom {
 
@@ -59,25 +63,25 @@ inline bool MayBeHeard(EventType type) {
 }
 
 struct ListenerRecord : DOM_ListenerEntry {
-  size_t hash;
-  uint32_t slot;
+  ListenerRecord(const DOM_ListenerEntry& key, MallocOwner<DOM_String> type_copy);
+  MallocOwner<DOM_String> owned_type;
   EventType event_type;
 };
 
-inline size_t HashOfListener(const ListenerRecord& listener) {
-  return listener.hash;
-}
+/// What tells one listener of a node from another is all that its entry holds.
+struct ListenerHash {
+  size_t operator()(const DOM_ListenerEntry* entry) const;
+};
+struct ListenerEqual {
+  bool operator()(const DOM_ListenerEntry* one, const DOM_ListenerEntry* other) const;
+};
 
 /// The listeners of a node that has or had some.
 struct NodeListeners {
-  const DOM_Node* node;
-  ListenerRecord** slots;
-  uint32_t* empty_slots;  ///< a heap whose front is the first of them
-  uint32_t count;         ///< of slots
-  uint32_t room;          ///< of both arrays
-  uint32_t empty_count;
-  ListenerCounts counts;
-  HashIndex<ListenerRecord, HashOfListener> index;
+  std::vector<std::unique_ptr<ListenerRecord>> slots;
+  std::set<uint32_t> empty_slots;
+  std::unordered_map<const DOM_ListenerEntry*, uint32_t, ListenerHash, ListenerEqual> slot_of;
+  ListenerCounts counts = {};
 };
 
 inline bool HasListeners(const DOM_Node* node) {

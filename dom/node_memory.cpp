@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "dom/live_documents.h"
+#include "dom/common_parent.h"
 #include "dom/node_pages.h"
 #include "support/mbs.h"
 
@@ -198,7 +198,8 @@ const DOM_String* ConstantName(uint16_t node_type) {
 
 DOM_Node* NewNode(DOM_Document* document, uint16_t node_type) {
   DOM_Node* const node = NewBareNode(document, node_type);
-  if (node != nullptr && node_type == DOM_DOCUMENT_NODE && !AddDocument()) {
+  if (node != nullptr && node_type == DOM_DOCUMENT_NODE &&
+      !AddDocument(static_cast<DocumentNode*>(node))) {
     FreeRecord(node);
     return nullptr;
   }

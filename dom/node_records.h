@@ -49,9 +49,8 @@ struct NodeRecord : DOM_Node {
 /// A mark of so many bits never comes back.
 struct MarkedNode : NodeRecord {
   uint64_t
-      path_mark : 62;  ///< equals the document's while the path up to the commonParent is known
-  uint64_t is_named_by_owner : 1;         ///< as the commonParent of its own document
-  uint64_t has_been_named_by_others : 1;  ///< as that of another document
+      path_mark : 63;     ///< equals the document's while the path up to the commonParent is known
+  uint64_t is_named : 1;  ///< as the commonParent of a document, now or formerly
 };
 
 /// A node that may have children: it is its own child list.
@@ -80,7 +79,6 @@ struct NotationNode : NodeRecord, DOM_ExternalIdFields {};
 
 struct DocumentNode : ParentNode, DOM_DocumentFields {
   uint64_t current_mark;  ///< what marks a path to the present commonParent
-  uint32_t is_indexed;    ///< flag: `named` belongs to another document (live_documents.h)
   DOM_Node* named;        ///< the commonParent that the model has set, if it may have children
 };
 
