@@ -1,12 +1,12 @@
 #include "dom/announcements.h"
 
-#include <cstring>
+#include <string>
+#include <vector>
 
 #include "dom/common_parent.h"
 #include "dom/dispatch.h"
 #include "dom/failure.h"
 #include "dom/listeners.h"
-#include "dom/node_array.h"
 #include "dom/node_memory.h"
 #include "dom/node_records.h"
 #include "dom/walks.h"
@@ -16,10 +16,6 @@ namespace qvx::dom {
 namespace {
 
 constexpr const char* kModule = qvx::trace_modules::kEvents;
-
-// What is put into a tree is mostly small, and so are the texts of events.
-constexpr size_t kUsualSubtree = 32;
-constexpr size_t kUsualText = 128;
 
 /// If memory runs out, the event is dropped.
 void RecordLostEvent() {
@@ -52,66 +48,48 @@ void DispatchIfAwaited(DOM_Node* target, EventType type, Bubbling bubbling,
   }
 }
 
-/// The two orders in which a subtree is told of its fate.
-struct Preorder {
-  static DOM_Node* First(DOM_Node* root) { return root; }
-  static DOM_Node* Next(const DOM_Node* root, DOM_Node* node) { return NextInPreorder(root, node); }
-};
-
-struct Postorder {
-  static DOM_Node* First(DOM_Node* root) { return FirstInPostorder(root); }
-  static DOM_Node* Next(const DOM_Node* root, DOM_Node* node) {
-    return NextInPostorder(root, node);
-  }
-};
-
-/// Dispatches an event of `type` to every node of the subtree. Handlers may change the tree, so the
-/// nodes are gathered first. A node that has left the subtree meanwhile was announced by the
-/// operation that took it out. A node that has come into it was announced by the operation that put
-/// it in.
-template <typename Order>
-void DispatchToSubtree(DOM_Node* root, EventType type) {
-  if (!MayBeHeard(type)) {
-    return;
-  }
-  size_t count = 0;
-  for (DOM_Node* node = Order::First(root); node != nullptr; node = Order::Next(root, node)) {
-    ++count;
-  }
-  const FrameArray<DOM_Node*, kUsualSubtree> nodes(count);
-  if (nodes.get() == nullptr) {
-    RecordLostEvent();
-    return;
-  }
-  size_t gathered = 0;
-  for (DOM_Node* node = Order::First(root); node != nullptr; node = Order::Next(root, node)) {
-    nodes.get()[gathered++] = node;
-  }
-  for (size_t i = 0; i < count; ++i) {
-    DOM_Node* const node = nodes.get()[i];
+/// Dispatches an event of `type` to every node of the subtree, in the order of `nodes`. Handlers
+/// may change the tree, so the nodes were gathered first. A node that has left the subtree
+/// meanwhile was announced by the operation that took it out. A node that has come into it was
+/// announced by the operation that put it in.
+void DispatchToAll(const DOM_Node* root, const std::vector<DOM_Node*>& nodes, EventType type) {
+  for (DOM_Node* node : nodes) {
     if (IsWithin(root, node)) {
       DispatchIfAwaited(node, type, Bubbling::kNo);
     }
   }
 }
 
-/// A text of an event, copied because a handler may change the original.
-class EventText {
- public:
-  explicit EventText(const DOM_String* text)
-      : is_null_(text == nullptr), size_(is_null_ ? 0 : std::strlen(text) + 1), copy_(size_) {
-    if (!is_null_ && copy_.get() != nullptr) {
-      std::memcpy(copy_.get(), text, size_);
-    }
+/// Dispatches an event of `type` to every node of the subtree from `first` on, if one may be heard;
+/// `next` leads from one to the next.
+void DispatchToSubtree(const DOM_Node* root, DOM_Node* first, EventType type,
+                       DOM_Node* (*next)(const DOM_Node* root, DOM_Node* node)) {
+  if (!MayBeHeard(type)) {
+    return;
   }
-  const DOM_String* get() const { return is_null_ ? nullptr : copy_.get(); }
-  bool lost() const { return copy_.get() == nullptr; }
+  std::vector<DOM_Node*> nodes;
+  const bool are_gathered = HasMemoryFor([&] {
+    for (DOM_Node* node = first; node != nullptr; node = next(root, node)) {
+      nodes.push_back(node);
+    }
+  });
+  if (are_gathered) {
+    DispatchToAll(root, nodes, type);
+  } else {
+    RecordLostEvent();
+  }
+}
 
- private:
-  bool is_null_;
-  size_t size_;
-  FrameArray<DOM_String, kUsualText> copy_;
-};
+/// Does `dispatch` with a copy of `text` (may be null), because a handler may change the original.
+template <typename Dispatcher>
+void WithCopyOf(const DOM_String* text, Dispatcher dispatch) {
+  std::string copy;
+  if (!HasMemoryFor([&] { copy = text != nullptr ? text : ""; })) {
+    RecordLostEvent();
+    return;
+  }
+  dispatch(text != nullptr ? copy.c_str() : nullptr);
+}
 
 /// The attribute keeps its name, and lives until the operation ends.
 void DispatchValues(DOM_Element* element, DOM_Attr* attribute, const DOM_String* previous,
@@ -120,61 +98,43 @@ void DispatchValues(DOM_Element* element, DOM_Attr* attribute, const DOM_String*
            {attribute, previous, current, attribute->nodeName, change});
 }
 
-void DispatchAttributeValue(DOM_Element* element, DOM_Attr* attribute, const DOM_String* previous) {
-  const EventText current(attribute->nodeValue);
-  if (current.lost()) {
-    RecordLostEvent();
-    return;
-  }
-  DispatchValues(element, attribute, previous, current.get(), DOM_ATTR_MODIFICATION);
-}
-
-void DispatchData(DOM_CharacterData* node, const DOM_String* previous) {
-  const EventText current(node->nodeValue);
-  if (current.lost()) {
-    RecordLostEvent();
-    return;
-  }
-  Dispatch(node, kCharacterDataModified, Bubbling::kYes,
-           {.previous = previous, .current = current.get()});
-}
-
 }  // namespace
 
 void DispatchInsertion(DOM_Node* parent, DOM_Node* node) {
   DispatchIfAwaited(node, kNodeInserted, Bubbling::kYes, {.related = parent});
-  DispatchToSubtree<Preorder>(node, kNodeInsertedIntoDocument);
+  DispatchToSubtree(node, node, kNodeInsertedIntoDocument, NextInPreorder);
 }
 
 void DispatchRemoval(DOM_Node* parent, DOM_Node* node) {
   DispatchIfAwaited(node, kNodeRemoved, Bubbling::kYes, {.related = parent});
-  DispatchToSubtree<Postorder>(node, kNodeRemovedFromDocument);
+  DispatchToSubtree(node, FirstInPostorder(node), kNodeRemovedFromDocument, NextInPostorder);
 }
 
 void DispatchAttribute(DOM_Element* element, DOM_Attr* attribute, uint16_t change) {
   if (!IsAwaited(element, kAttrModified)) {
     return;
   }
-  const EventText value(attribute->nodeValue);
-  if (value.lost()) {
-    RecordLostEvent();
-    return;
-  }
-  const bool added = change == DOM_ATTR_ADDITION;
-  DispatchValues(element, attribute, added ? nullptr : value.get(), added ? value.get() : nullptr,
-                 change);
+  WithCopyOf(attribute->nodeValue, [&](const DOM_String* value) {
+    const bool added = change == DOM_ATTR_ADDITION;
+    DispatchValues(element, attribute, added ? nullptr : value, added ? value : nullptr, change);
+  });
 }
 
 void AnnounceAttributeValue(DOM_Element* element, DOM_Attr* attribute, DOM_String* previous) {
   if (IsAwaited(element, kAttrModified)) {
-    DispatchAttributeValue(element, attribute, previous);
+    WithCopyOf(attribute->nodeValue, [&](const DOM_String* current) {
+      DispatchValues(element, attribute, previous, current, DOM_ATTR_MODIFICATION);
+    });
   }
   FreeText(attribute, previous);
 }
 
 void AnnounceData(DOM_CharacterData* node, DOM_String* previous) {
   if (IsAwaited(node, kCharacterDataModified)) {
-    DispatchData(node, previous);
+    WithCopyOf(node->nodeValue, [&](const DOM_String* current) {
+      Dispatch(node, kCharacterDataModified, Bubbling::kYes,
+               {.previous = previous, .current = current});
+    });
   }
   FreeText(node, previous);
 }

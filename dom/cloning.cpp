@@ -13,7 +13,6 @@
 #include "dom/failure.h"
 #include "dom/handles.h"
 #include "dom/linking.h"
-#include "dom/node_array.h"
 #include "dom/node_records.h"
 #include "support/mbs.h"
 #include "support/trace_modules.h"
@@ -160,12 +159,13 @@ class DescendantsCloner {
     const DOM_Node* from = source_->firstChild;
     while (from != nullptr) {
       DOM_Node* const child = CloneByType(document_, from, 1);
-      if (child == nullptr || (from->firstChild != nullptr && !Open(child))) {
+      if (child == nullptr) {
         TraceLevelsAbove(from);
         DestroyPending();
         return false;
       }
       if (from->firstChild != nullptr) {
+        Open(child);
         from = from->firstChild;
         continue;
       }
@@ -176,16 +176,18 @@ class DescendantsCloner {
   }
 
  private:
-  /// Makes `child` the parent of what is cloned next. Returns false, with the child destroyed, when
-  /// memory ran out.
-  bool Open(DOM_Node* child) {
-    if (!outer_parents_.Push(parent_)) {
-      FailErrno({kModule, kInnerClone});
-      DOM_Document_destroyNode(document_, child);
-      return false;
-    }
+  /// Makes `child` the parent of what is cloned next. Until it is placed, its link to the next
+  /// sibling leads to the parent that it waits for.
+  void Open(DOM_Node* child) {
+    child->nextSibling = parent_;
     parent_ = child;
-    return true;
+  }
+
+  /// Goes back to the parent of the clones around. Returns the one that was open.
+  DOM_Node* CloseParent() {
+    DOM_Node* const closed = parent_;
+    parent_ = std::exchange(closed->nextSibling, nullptr);
+    return closed;
   }
 
   void Place(DOM_Node* child) {
@@ -200,8 +202,7 @@ class DescendantsCloner {
       if (from == source_) {
         return nullptr;
       }
-      DOM_Node* const complete = parent_;
-      parent_ = outer_parents_.Pop();
+      DOM_Node* const complete = CloseParent();
       Place(complete);
     }
     return from->nextSibling;
@@ -215,9 +216,7 @@ class DescendantsCloner {
 
   void DestroyPending() {
     while (parent_ != clone_) {
-      DOM_Node* const doomed = parent_;
-      parent_ = outer_parents_.Pop();
-      DOM_Document_destroyNode(document_, doomed);
+      DOM_Document_destroyNode(document_, CloseParent());
     }
   }
 
@@ -225,7 +224,6 @@ class DescendantsCloner {
   const DOM_Node* source_;
   DOM_Node* clone_;
   DOM_Node* parent_;  // of the clone that is made next
-  PointerStack<DOM_Node> outer_parents_;
 };
 
 NodeHolder CloneWithDescendants(DOM_Document* document, const DOM_Node* source, int deep) {

@@ -11,10 +11,11 @@
 #include "dom/dispatch.h"
 
 #include <cstring>
+#include <ranges>
+#include <vector>
 
 #include "dom/failure.h"
 #include "dom/listeners.h"
-#include "dom/node_array.h"
 #include "dom/operation.h"
 #include "support/timestamp.h"
 #include "support/trace_modules.h"
@@ -25,38 +26,17 @@ namespace {
 
 constexpr const char* kModule = qvx::trace_modules::kEvents;
 constexpr char kDispatchEvent[] = "DOM_EventTarget_dispatchEvent";
+constexpr size_t kUsualDepth = 32;  // few trees are deeper
 
-// Few trees are deeper, and few nodes have more listeners.
-constexpr size_t kUsualDepth = 32;
-constexpr size_t kUsualSlots = 16;
-
-size_t CountAncestors(const DOM_Node* node) {
-  size_t count = 0;
-  for (const DOM_Node* ancestor = node->parentNode; ancestor != nullptr;
-       ancestor = ancestor->parentNode) {
-    ++count;
+/// The ancestors of a node, the root last. Throws std::bad_alloc.
+std::vector<DOM_Node*> AncestorsOf(const DOM_Node* node) {
+  std::vector<DOM_Node*> ancestors;
+  ancestors.reserve(kUsualDepth);
+  while ((node = node->parentNode) != nullptr) {
+    ancestors.push_back(const_cast<DOM_Node*>(node));
   }
-  return count;
+  return ancestors;
 }
-
-/// The ancestors of a node, the root first.
-class Ancestors {
- public:
-  explicit Ancestors(const DOM_Node* node) : count_(CountAncestors(node)), nodes_(count_) {
-    size_t left = nodes_.get() != nullptr ? count_ : 0;
-    for (DOM_Node* ancestor = node->parentNode; left > 0; ancestor = ancestor->parentNode) {
-      nodes_.get()[--left] = ancestor;
-    }
-  }
-  /// Whether memory was left for them; errno tells.
-  bool are_known() const { return nodes_.get() != nullptr; }
-  size_t count() const { return count_; }
-  DOM_Node* operator[](size_t index) const { return nodes_.get()[index]; }
-
- private:
-  size_t count_;
-  FrameArray<DOM_Node*, kUsualDepth> nodes_;
-};
 
 /// One dispatch of an event at a target.
 class Delivery {
@@ -72,9 +52,8 @@ class Delivery {
            std::strcmp(entry->type, event_->type) == 0;
   }
 
-  /// Calls those from the slot `first` on, which is meant, to the slot in front of `end`.
-  void CallFrom(size_t first, size_t end, const NodeListeners& listeners, DOM_Node* node,
-                uint16_t phase) const;
+  /// Calls those from the slot `first` on.
+  void CallFrom(size_t first, const NodeListeners& listeners, DOM_Node* node, uint16_t phase) const;
 
   void Call(const DOM_ListenerEntry& entry, DOM_Node* current, uint16_t phase) const {
     // A handler may have dispatched the same event elsewhere.
@@ -101,23 +80,25 @@ void Delivery::Trigger(DOM_Node* node, uint16_t phase) const {
     ++first;
   }
   if (first < slots) {
-    CallFrom(first, slots, *listeners, node, phase);
+    CallFrom(first, *listeners, node, phase);
   }
 }
 
-void Delivery::CallFrom(size_t first, size_t end, const NodeListeners& listeners, DOM_Node* node,
+void Delivery::CallFrom(size_t first, const NodeListeners& listeners, DOM_Node* node,
                         uint16_t phase) const {
-  const FrameArray<DOM_EventHandler, kUsualSlots> noted(end - first);
-  if (noted.get() == nullptr) {
+  std::vector<DOM_EventHandler> noted;
+  const bool are_noted = HasMemoryFor([&] {
+    for (const auto& entry : listeners.slots) {
+      noted.push_back(entry == nullptr ? nullptr : entry->handler);
+    }
+  });
+  if (!are_noted) {
     FailErrno({kModule, kDispatchEvent});
     return;
   }
-  for (size_t i = first; i < end; ++i) {
-    noted.get()[i - first] = listeners.slots[i] == nullptr ? nullptr : listeners.slots[i]->handler;
-  }
-  for (size_t i = first; i < end; ++i) {
+  for (size_t i = first; i < noted.size(); ++i) {
     const DOM_ListenerEntry* const entry = listeners.slots[i].get();
-    if (IsMeant(entry, phase) && entry->handler == noted.get()[i - first]) {
+    if (IsMeant(entry, phase) && entry->handler == noted[i]) {
       Call(*entry, node, phase);
     }
   }
@@ -148,20 +129,22 @@ int DOM_EventTarget_dispatchEvent(DOM_Node* node, DOM_Event* event) {
   event->timeStamp = timestamp();
   event->defaultPrevented = 0;
   event->propagationStopped = 0;
-  const Ancestors ancestors(node);
-  if (!ancestors.are_known()) {
+  std::vector<DOM_Node*> ancestors;
+  if (!HasMemoryFor([&] { ancestors = AncestorsOf(node); })) {
     FailErrno({kModule, kDispatchEvent});
     return 1;
   }
 
   const Delivery delivery(node, event);
-  for (size_t i = 0; i < ancestors.count(); ++i) {
-    delivery.Trigger(ancestors[i], DOM_CAPTURING_PHASE);
+  for (DOM_Node* ancestor : std::views::reverse(ancestors)) {
+    delivery.Trigger(ancestor, DOM_CAPTURING_PHASE);
   }
   delivery.Trigger(node, DOM_AT_TARGET);
   event->eventPhase = DOM_BUBBLING_PHASE;
-  for (size_t i = ancestors.count(); i > 0 && event->bubbles != 0; --i) {
-    delivery.Trigger(ancestors[i - 1], DOM_BUBBLING_PHASE);
+  for (DOM_Node* ancestor : ancestors) {
+    if (event->bubbles != 0) {
+      delivery.Trigger(ancestor, DOM_BUBBLING_PHASE);
+    }
   }
   return event->defaultPrevented != 0 ? 0 : 1;
 }
