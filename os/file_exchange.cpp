@@ -105,13 +105,13 @@ std::set<std::string> MakersIn(const Descriptor& directory, const std::vector<st
 
 FileExchange::FileExchange(FileReplacement& file, const std::string& path, Judge may_be_replaced)
     : file_(file),
-      names_(NamesOf(NameIn(path), std::to_string(getpid()))),
+      names_(NamesOf(NameIn(path), MakerOf(file.temporary_name(), NameIn(path)).value_or(""))),
       path_(path),
       old_path_(path.substr(0, path.rfind('/') + 1) + names_.old),
       may_be_replaced_(std::move(may_be_replaced)) {}
 
 FileExchange::~FileExchange() {
-  if (!file_.has_temporary_name()) {
+  if (file_.temporary_name().empty()) {
     return;
   }
   const int directory = file_.place().directory.get();

@@ -1,20 +1,17 @@
 #include "os/file_replacement.h"
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
-#include <memory>
 #include <utility>
 
 #include "os/access_lists.h"
 #include "os/files.h"
+#include "os/new_files.h"
 #include "os/service_account.h"
 
 namespace qvx {
@@ -22,47 +19,8 @@ namespace qvx {
 namespace {
 
 constexpr mode_t kServiceFileMode = 0660;
-constexpr mode_t kNewFileMode = 0600;  // until it has its final owner and no access list
+constexpr mode_t kSecretMode = 0600;
 constexpr size_t kBlockSize = 65536;
-constexpr std::string_view kSuffix = ".new";
-
-struct DirectoryCloser {
-  void operator()(DIR* stream) const { closedir(stream); }
-};
-
-/// Returns the ID of the process that makes the file of this name, or nothing for another name.
-std::optional<pid_t> MakerOf(std::string_view name) {
-  if (!name.starts_with('.') || !name.ends_with(kSuffix)) {
-    return std::nullopt;
-  }
-  name.remove_suffix(kSuffix.size());
-  const std::string_view number = name.substr(name.rfind('.') + 1);
-  pid_t maker = 0;
-  const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), maker);
-  return error == std::errc() && end == number.data() + number.size() && maker > 0
-             ? std::optional(maker)
-             : std::nullopt;
-}
-
-/// This process has made nothing yet, so a file with its ID is from an earlier process.
-bool IsGone(pid_t process) {
-  return process == getpid() || (kill(process, 0) != 0 && errno == ESRCH);
-}
-
-void RemoveLeftoversIn(const Descriptor& directory) {
-  const int descriptor = openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  const std::unique_ptr<DIR, DirectoryCloser> stream(descriptor < 0 ? nullptr
-                                                                    : fdopendir(descriptor));
-  while (const dirent* entry = stream ? readdir(stream.get()) : nullptr) {
-    const std::optional<pid_t> maker = MakerOf(entry->d_name);
-    struct stat status {};
-    if (maker && IsGone(*maker) &&
-        fstatat(directory.get(), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-        S_ISREG(status.st_mode)) {
-      unlinkat(directory.get(), entry->d_name, 0);
-    }
-  }
-}
 
 /// Replaces the content of an open file by `text`.
 bool Overwrite(const Descriptor& file, std::string_view text) {
@@ -93,7 +51,7 @@ bool CloseToOthers(const Descriptor& file, const Birth& birth) {
     return false;
   }
   const bool has_owners = status.st_uid == birth.user && status.st_gid == birth.group;
-  return fchmod(file.get(), has_owners ? status.st_mode & birth.mode : kNewFileMode) == 0;
+  return fchmod(file.get(), has_owners ? status.st_mode & birth.mode : kSecretMode) == 0;
 }
 
 /// Returns the STATX_ATTR_... bits of the file, or 0 when there is no file.
@@ -147,12 +105,6 @@ Birth OwnFile(mode_t mode) {
   return {geteuid(), getegid(), mode};
 }
 
-std::string TemporaryPath(const std::string& path) {
-  const size_t name = path.rfind('/') + 1;
-  std::string temporary = path.substr(0, name) + "." + path.substr(name) + ".";
-  return temporary.append(std::to_string(getpid())).append(kSuffix);
-}
-
 FileReplacement::FileReplacement(const std::string& path, const Birth& birth, LastLink last_link,
                                  Fallback fallback)
     : place_(FindPlace(path, Access::kChange, last_link)) {
@@ -187,16 +139,13 @@ FileReplacement::~FileReplacement() {
 }
 
 void FileReplacement::MakeBeside(const Birth& birth) {
-  std::string name = TemporaryPath(place_->name);
-  unlinkat(place_->directory.get(), name.c_str(), 0);
-  Descriptor file(openat(place_->directory.get(), name.c_str(),
-                         O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kNewFileMode));
-  if (!file) {
+  NewFile made = MakeNewFile(*place_);
+  if (!made.file) {
     return;
   }
-  temporary_ = std::move(name);
-  if (GiveBirth(file, birth)) {
-    file_ = std::move(file);
+  temporary_ = std::move(made.name);
+  if (GiveBirth(made.file, birth)) {
+    file_ = std::move(made.file);
   }
 }
 
@@ -226,7 +175,9 @@ bool FileReplacement::Flush() {
   return is_whole_;
 }
 
+/// The lock of the new file is held until the file has taken its place.
 bool FileReplacement::Close() {
+  lock_ = Descriptor(fcntl(file_.get(), F_DUPFD_CLOEXEC, 0));
   is_whole_ = is_whole_ && WriteAll(file_, pending_);
   pending_.clear();
   return close(file_.release()) == 0 && is_whole_;
@@ -252,9 +203,22 @@ bool FileReplacement::Finish() {
 }
 
 bool FileReplacement::CommitNew() {
-  const int directory = place_ ? place_->directory.get() : -1;
-  return file_ && !is_in_place_ && Close() &&
-         linkat(directory, temporary_.c_str(), directory, place_->name.c_str(), 0) == 0;
+  if (!file_ || is_in_place_ || !Close()) {
+    return false;
+  }
+  const int directory = place_->directory.get();
+  const char* const name = place_->name.c_str();
+  if (renameat2(directory, temporary_.c_str(), directory, name, RENAME_NOREPLACE) != 0) {
+    // Old kernels and some file systems cannot do that. There an empty file reserves the name.
+    if (errno == EEXIST ||
+        !Descriptor(openat(directory, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                           kSecretMode)) ||
+        renameat(directory, temporary_.c_str(), directory, name) != 0) {
+      return false;
+    }
+  }
+  temporary_.clear();
+  return true;
 }
 
 bool FileReplacement::WriteInPlace() {
@@ -296,7 +260,7 @@ int ForeseeReplacement(const std::string& path, LastLink last_link) {
 
 void RemoveLeftovers(const std::string& path) {
   if (const std::optional<Place> place = FindPlace(path, Access::kChange, LastLink::kStay)) {
-    RemoveLeftoversIn(place->directory);
+    RemoveLeftovers(*place);
   }
 }
 

@@ -1,9 +1,9 @@
 // The one place that writes whole files.
 //
-// A file is replaced whole or not at all. The new file is made beside the old one, under the name
-// ".NAME.PID.new", and takes its place when it has been written completely. Before its first byte
-// it gets its final owner and mode, and loses any access list that it inherited from the directory.
-// Files that a killed process left behind are removed by RemoveLeftovers.
+// A file is replaced whole or not at all. The new file is made beside the old one, as
+// os/new_files.h says, and takes its place when it has been written completely. Before its first
+// byte it gets its final owner and mode, and loses any access list that it inherited from the
+// directory.
 //
 // An old file is written in place where its directory lets nothing be made, or where the file is a
 // mount of its own. The new text is kept in memory until the end, and space is reserved for it.
@@ -41,9 +41,6 @@ Birth ServiceFile();
 /// Owned by the process.
 Birth OwnFile(mode_t mode);
 
-/// Returns the path of a new file until it takes its place at `path`.
-std::string TemporaryPath(const std::string& path);
-
 /// Whether a file may be written in place where nothing can be made beside it.
 enum class Fallback { kInPlace, kNone };
 
@@ -78,7 +75,7 @@ class FileReplacement {
   /// Closes the new file under its temporary name. It takes its place by os/file_exchange.h.
   /// Returns false when it could not be written whole.
   bool Finish();
-  bool has_temporary_name() const { return !temporary_.empty(); }
+  const std::string& temporary_name() const { return temporary_; }  ///< empty once it has no such
   const Place& place() const { return *place_; }  ///< once the file has a temporary name
   /// Leaves the new file under its temporary name for good.
   void Keep() { temporary_.clear(); }
@@ -96,6 +93,7 @@ class FileReplacement {
   std::optional<Place> place_;
   std::string temporary_;  // the name of the new file until it has taken its place
   Descriptor file_;
+  Descriptor lock_;  // once the new file is closed
   std::string pending_;
   bool is_whole_ = true;
   bool is_in_place_ = false;
@@ -110,8 +108,7 @@ bool ReplaceFile(const std::string& path, const Birth& birth, std::string_view t
 /// names.
 int ForeseeReplacement(const std::string& path, LastLink last_link = LastLink::kFollow);
 
-/// Removes the files that killed processes left in the directory of `path`. This process must not
-/// be making a file there.
+/// Removes what killed processes left of new files for `path`. Making one does that, too.
 void RemoveLeftovers(const std::string& path);
 
 }  // namespace qvx

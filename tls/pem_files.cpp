@@ -14,6 +14,7 @@
 #include "os/file_exchange.h"
 #include "os/file_replacement.h"
 #include "os/files.h"
+#include "os/new_files.h"
 
 namespace qvx {
 
@@ -213,7 +214,9 @@ Descriptor OpenShare() {
 
 bool RepairPair() {
   const bool was_found = TakeBackExchanges({CertificatePath(), KeyPath()});
-  RemoveLeftovers(CertificatePath());
+  for (const char* name : {kCertificateName, kKeyName, kCertificateAsideName, kKeyAsideName}) {
+    RemoveLeftovers(InShare(name));
+  }
   return was_found;
 }
 

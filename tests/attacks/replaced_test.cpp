@@ -87,6 +87,23 @@ same old.conf $base/conf/qvxpd.conf)",
          "daemon\n1\n"}});
 }
 
+// Both runs have the same process ID, each in a namespace of its own. One is stopped after each
+// call that makes its file.
+TEST(GeneratedFile, OfARunInAnotherNamespaceIsLeftAlone) {
+  Play({{"same process ID", R"sh(
+good_pair; launch; calls '^(openat.*O_CREAT|flock|fch|write|close|rename).*qvxpd.conf' >points
+apart() { unshare --pid --fork --mount-proc strace -o "$@" $launcher 2>/dev/null; }
+[[ -s points ]] || echo no points
+while read -r call number; do
+  : >stops; apart stops -e "inject=$call:signal=STOP:when=$number" >out & run=$!
+  until grep -q 'stopped by' stops || ! kill -0 $run; do :; done; stopped=$(pgrep -x qvxlauncher)
+  [[ $(apart /dev/null -e trace=none) == daemon ]] || echo "$call $number: the other run"
+  kill -CONT $stopped; wait $run; [[ $(<out) == daemon ]] || echo "$call $number: $(<out)"
+done <points; find $base -name '.*.new')sh",
+         "daemon\n"}}  // namespace
+  );
+}  // namespace qvx::test
+
 TEST(Log, KeepsItsRecordsAndItsHeader) {
   Play({{"cannot be opened once", R"(
 pair /CN=other; launch; calls '^openat.*qvx.log' >points; read -r call number <points

@@ -1,9 +1,14 @@
 #include "os/file_replacement.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <sys/file.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <set>
 
 #include "os/service_account.h"
 #include "tests/harness/installation.h"
@@ -21,18 +26,9 @@ size_t Entries(const fs::path& directory) {
 TEST(FileReplacement, BesideTheOldFileAndBornAsItStays) {
   const TempDirectory root;
   const fs::path path = root.path() / "file";
-  // A process that is gone, one that is alive, and what is no name or no file of ours.
-  WriteText(root.path() / ".other.xml.4194305.new", "");
-  WriteText(root.path() / (".file." + std::to_string(getppid()) + ".new"), "");
-  WriteText(root.path() / ".file.x.new", "");
-  WriteText(root.path() / "file.4194305.new", "");
-  fs::create_symlink("file", root.path() / ".link.4194305.new");
   WriteText(path, "old");
   PassIsolated(0, [&] {
     umask(0);
-    WriteText(root.path() / (".other." + std::to_string(getpid()) + ".new"), "of an earlier one");
-    RemoveLeftovers(path);
-    WriteText(root.path() / (".file." + std::to_string(getpid()) + ".new"), "made meanwhile");
     FileReplacement file(path, ServiceFile());
     EXPECT_TRUE(file.Write(std::string(100000, 'n')));
     EXPECT_EQ(Contents(path), "old");
@@ -42,7 +38,41 @@ TEST(FileReplacement, BesideTheOldFileAndBornAsItStays) {
   EXPECT_EQ(Contents(path), std::string(100000, 'n'));
   EXPECT_EQ(ModeOf(path), 0660U);
   EXPECT_EQ(OwnerOf(path), ServiceOwner());
-  EXPECT_EQ(Entries(root.path()), 5U);
+  EXPECT_EQ(Entries(root.path()), 1U);
+}
+
+// Numbers above 4194304 are those of no process.
+TEST(FileReplacement, RemovesWhatAKilledMakerLeft) {
+  const TempDirectory root;
+  const fs::path path = root.path() / "file";
+  const std::set<std::string> staying = {".file.x.new", "file.4194305.new", ".other.4194305.new",
+                                         ".file.4194306.new",
+                                         ".file." + std::to_string(getppid()) + ".new"};
+  for (const std::string& name : staying) {
+    WriteText(root.path() / name, "");
+  }
+  const std::string of_another = root.path() / ".file.4194307.new";
+  WriteText(of_another, "");
+  EXPECT_EQ(chown(of_another.c_str(), 65534, 0), 0);
+  EXPECT_EQ(mkfifo((root.path() / ".file.4194308.new").c_str(), 0600), 0);
+  fs::create_symlink("file", root.path() / ".file.4194309.new");
+  WriteText(root.path() / ".file.4194305.new", "of a process that is gone");
+  const Descriptor living(open((root.path() / ".file.4194306.new").c_str(), O_RDONLY | O_CLOEXEC));
+  EXPECT_EQ(flock(living.get(), LOCK_EX), 0);
+  PassIsolated(0, [&] {
+    const std::string own = root.path() / (".file." + std::to_string(getpid()) + ".new");
+    WriteText(own, "of an earlier process");
+    EXPECT_TRUE(ReplaceFile(path, OwnFile(0600), "new"));
+    EXPECT_FALSE(fs::exists(own));
+    WriteText(own, "of a process in another namespace");
+    const Descriptor other(open(own.c_str(), O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(flock(other.get(), LOCK_EX), 0);
+    EXPECT_TRUE(ReplaceFile(path, OwnFile(0600), "newer"));
+    EXPECT_EQ(Contents(own), "of a process in another namespace");
+    fs::remove(own);
+  });
+  EXPECT_EQ(Contents(path), "newer");
+  EXPECT_EQ(Entries(root.path()), staying.size() + 4);
 }
 
 TEST(FileReplacement, OnlyRegularFilesAreReplaced) {
