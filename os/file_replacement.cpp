@@ -20,6 +20,10 @@ namespace {
 
 constexpr mode_t kServiceFileMode = 0660;
 constexpr mode_t kSecretMode = 0600;
+constexpr mode_t kGroupBits = S_IRWXG;
+constexpr mode_t kOthersBits = S_IRWXO;
+constexpr unsigned kGroupShift = 3;                  // from the bits of others
+constexpr uid_t kSameUser = static_cast<uid_t>(-1);  // for fchown(2)
 constexpr size_t kBlockSize = 65536;
 
 /// Replaces the content of an open file by `text`.
@@ -36,11 +40,26 @@ bool Reserve(const Descriptor& file, size_t size) {
          errno == EOPNOTSUPP || errno == ENOSYS;
 }
 
-/// Only root can give a file away, so a refusal counts for root only.
+/// Returns whether the group of a file whose owner cannot be given may have the file. A directory
+/// can hand on any group.
+bool HasKnownGroup(const Descriptor& file, gid_t wanted) {
+  struct stat status {};
+  return fstat(file.get(), &status) == 0 &&
+         (status.st_gid == wanted || fchown(file.get(), kSameUser, getegid()) == 0);
+}
+
+/// Gives a new file its owner and mode. Containers and shares refuse owners, and some file systems
+/// modes. The file can be used all the same. Then a foreign group gets what everybody gets.
 bool GiveBirth(const Descriptor& file, const Birth& birth) {
-  return RemoveAccessList(file) &&
-         (fchown(file.get(), birth.user, birth.group) == 0 || geteuid() != 0) &&
-         fchmod(file.get(), birth.mode) == 0;
+  if (!RemoveAccessList(file)) {
+    return false;
+  }
+  mode_t mode = birth.mode;
+  if (fchown(file.get(), birth.user, birth.group) != 0 && !HasKnownGroup(file, birth.group)) {
+    mode = (mode & ~kGroupBits) | ((mode & kOthersBits) << kGroupShift);
+  }
+  fchmod(file.get(), mode);
+  return true;
 }
 
 /// Closes an old file to all who will not own the new text. A process that has the file open

@@ -3,7 +3,8 @@
 // A file is replaced whole or not at all. The new file is made beside the old one, as
 // os/new_files.h says, and takes its place when it has been written completely. Before its first
 // byte it gets its final owner and mode, and loses any access list that it inherited from the
-// directory.
+// directory. Where the system refuses the owner, the file stays the process's, and a foreign group
+// gets no more than everybody.
 //
 // An old file is written in place where its directory lets nothing be made, or where the file is a
 // mount of its own. The new text is kept in memory until the end, and space is reserved for it.

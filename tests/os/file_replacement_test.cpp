@@ -1,9 +1,11 @@
 #include "os/file_replacement.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/file.h>
+#include <sys/fsuid.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -39,6 +41,25 @@ TEST(FileReplacement, BesideTheOldFileAndBornAsItStays) {
   EXPECT_EQ(ModeOf(path), 0660U);
   EXPECT_EQ(OwnerOf(path), ServiceOwner());
   EXPECT_EQ(Entries(root.path()), 1U);
+}
+
+// As on a share that squashes root, in a folder that hands on its group.
+TEST(FileReplacement, ForeignGroupGetsWhatEverybodyGets) {
+  const TempDirectory root;
+  EXPECT_EQ(chown(root.path().c_str(), 65534, 4711), 0);
+  EXPECT_EQ(chmod(root.path().c_str(), 02755), 0);
+  PassIsolated(0, [&] {
+    EXPECT_EQ(setgroups(0, nullptr), 0);
+    setfsgid(65534);
+    setfsuid(65534);
+    EXPECT_TRUE(ReplaceFile(root.path() / "closed", ServiceFile(), ""));
+    EXPECT_TRUE(ReplaceFile(root.path() / "open", OwnFile(0644), ""));
+    EXPECT_TRUE(ReplaceFile(root.path() / "shared", {.user = 0, .group = 4711, .mode = 0660}, ""));
+  });
+  EXPECT_EQ(OwnerOf(root.path() / "closed"), "65534:4711");
+  EXPECT_EQ(ModeOf(root.path() / "closed"), 0600U);
+  EXPECT_EQ(ModeOf(root.path() / "open"), 0644U);
+  EXPECT_EQ(ModeOf(root.path() / "shared"), 0660U);
 }
 
 // Numbers above 4194304 are those of no process.
