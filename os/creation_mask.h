@@ -12,6 +12,7 @@ class CreationMask {
  public:
   explicit CreationMask(mode_t further) : before_(umask(0)) { umask(before_ | further); }
   ~CreationMask() { umask(before_); }
+  mode_t before() const { return before_; }
   CreationMask(const CreationMask&) = delete;
   CreationMask& operator=(const CreationMask&) = delete;
   CreationMask(CreationMask&&) = delete;

@@ -5,42 +5,33 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <memory>
+#include <new>
 #include <optional>
 #include <set>
 #include <string_view>
 #include <utility>
 
+#include "os/files.h"
+
 namespace qvx {
 
 namespace {
 
-constexpr std::string_view kNewSuffix = ".new";
 constexpr std::string_view kOldSuffix = ".old";
+constexpr std::string_view kUndoSuffix = ".undo";
+constexpr size_t kLongestUndo = 1 << 20;
+constexpr mode_t kOwnersAlone = S_IRUSR | S_IWUSR;
 
-ExchangeNames NamesOf(const std::string& name, std::string_view maker) {
-  const std::string stem = std::string(".").append(name).append(".").append(maker);
-  return {name, std::string(stem).append(kNewSuffix), std::string(stem).append(kOldSuffix)};
+std::string Joined(std::string_view front, std::string_view back) {
+  return std::string(front).append(back);
 }
 
-std::string NameIn(const std::string& path) {
-  return path.substr(path.rfind('/') + 1);
-}
-
-/// Returns the process ID in a name that an exchange of `name` makes; nothing for another name.
-std::optional<std::string> MakerOf(std::string_view entry, std::string_view name) {
-  const size_t front = name.size() + 2;  // a dot on each side
-  const bool is_further = entry.ends_with(kNewSuffix) || entry.ends_with(kOldSuffix);
-  if (!is_further || entry.size() <= front + kNewSuffix.size() || entry[0] != '.' ||
-      entry.substr(1, name.size()) != name || entry[front - 1] != '.') {
-    return std::nullopt;
-  }
-  const std::string_view maker = entry.substr(front, entry.size() - front - kNewSuffix.size());
-  return maker.find_first_not_of("0123456789") == std::string_view::npos
-             ? std::optional<std::string>(maker)
-             : std::nullopt;
+std::string StemOf(std::string_view name) {
+  return std::string(".").append(name).append(".");
 }
 
 bool Exists(int directory, const std::string& name) {
@@ -48,17 +39,12 @@ bool Exists(int directory, const std::string& name) {
   return fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
-/// Whether two names lead to one file.
-bool AreOne(int directory, const std::string& a, const std::string& b) {
-  struct stat first {};
-  struct stat second {};
-  return fstatat(directory, a.c_str(), &first, AT_SYMLINK_NOFOLLOW) == 0 &&
-         fstatat(directory, b.c_str(), &second, AT_SYMLINK_NOFOLLOW) == 0 &&
-         first.st_dev == second.st_dev && first.st_ino == second.st_ino;
-}
-
-bool Link(int directory, const std::string& from, const std::string& to) {
-  return linkat(directory, from.c_str(), directory, to.c_str(), 0) == 0;
+/// Returns whether a file has the content `text`; nothing when that cannot be told at the moment.
+std::optional<bool> Holds(const std::string& path, const std::string& text) {
+  const Descriptor file = OpenDescriptor(path, O_RDONLY);
+  const std::optional<std::string> content = file ? ReadRest(file, text.size()) : std::nullopt;
+  const bool is_known = content || errno == ENOENT || errno == EFBIG || IsNoFile(errno);
+  return is_known ? std::optional(content == text) : std::nullopt;
 }
 
 /// Without flags this is renameat(2), which every kernel and file system has.
@@ -67,134 +53,204 @@ bool Move(int directory, const std::string& from, const std::string& to, unsigne
                     : renameat2(directory, from.c_str(), directory, to.c_str(), flags) == 0;
 }
 
-/// Puts back what an exchange displaced; takes the new file away where nothing stood. A file that
-/// has come in the place of the new one stays, also when it comes at this moment. What could not be
-/// put back keeps its further name, for the next run.
-void PutBack(int directory, const ExchangeNames& names) {
-  if (!AreOne(directory, names.name, names.fresh)) {
-    return;
+void Remove(int directory, const std::string& name) {
+  unlinkat(directory, name.c_str(), 0);
+}
+
+/// Puts back what an exchange displaced; takes the new text away where nothing stood. What somebody
+/// has put or written in the place meanwhile stays, also when it comes at this moment. Returns
+/// false when the new text may still stand there, and what it displaced has its further name.
+bool PutBack(int directory, const std::string& path, const std::string& name,
+             const std::string& old, const std::string& text) {
+  const std::optional<bool> stands = Holds(path + name, text);
+  if (!stands || !*stands) {
+    return stands.has_value();
   }
-  const bool had_old = Exists(directory, names.old);
-  const unsigned int how = had_old ? RENAME_EXCHANGE : RENAME_NOREPLACE;
-  if (Move(directory, names.name, names.old, how) && !AreOne(directory, names.old, names.fresh)) {
-    Move(directory, names.old, names.name, how);
+  const unsigned int how = Exists(directory, old) ? RENAME_EXCHANGE : RENAME_NOREPLACE;
+  if (!Move(directory, name, old, how)) {
+    return errno == ENOENT;
   }
+  if (Holds(path + old, text) == false) {
+    Move(directory, old, name, how);
+  }
+  return true;
 }
 
 struct DirectoryCloser {
   void operator()(DIR* stream) const { closedir(stream); }
 };
 
-/// Returns the makers of all further names of `paths` in their directory.
-std::set<std::string> MakersIn(const Descriptor& directory, const std::vector<std::string>& paths) {
+/// Returns the names in a directory that begin with the stem of one of `names`.
+std::set<std::string> FurtherNamesIn(const Descriptor& directory,
+                                     const std::vector<std::string>& names) {
   const int descriptor = openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   const std::unique_ptr<DIR, DirectoryCloser> stream(descriptor < 0 ? nullptr
                                                                     : fdopendir(descriptor));
-  std::set<std::string> makers;
+  std::set<std::string> further;
   while (const dirent* entry = stream ? readdir(stream.get()) : nullptr) {
-    for (const std::string& path : paths) {
-      if (std::optional<std::string> maker = MakerOf(entry->d_name, NameIn(path))) {
-        makers.insert(std::move(*maker));
-      }
+    const std::string_view found = entry->d_name;
+    const auto belongs = [found](const std::string& name) {
+      return found.starts_with(StemOf(name));
+    };
+    if (std::any_of(names.begin(), names.end(), belongs)) {
+      further.emplace(found);
     }
   }
-  return makers;
+  return further;
+}
+
+/// Returns the number in a further name of `name` with `suffix`; nothing for another name.
+std::optional<std::string> NumberIn(std::string_view further, std::string_view name,
+                                    std::string_view suffix) {
+  const std::string stem = StemOf(name);
+  if (!further.starts_with(stem) || !further.ends_with(suffix) ||
+      further.size() <= stem.size() + suffix.size()) {
+    return std::nullopt;
+  }
+  further.remove_prefix(stem.size());
+  further.remove_suffix(suffix.size());
+  return further.find_first_not_of("0123456789") == std::string_view::npos
+             ? std::optional<std::string>(further)
+             : std::nullopt;
+}
+
+/// Takes back the exchange of one name by the run with a number. Returns false when that has to be
+/// left to a later run.
+bool TakeBack(int directory, const std::string& path, const std::string& name,
+              const std::string& number) {
+  const std::string stem = StemOf(name).append(number);
+  const Descriptor undo = OpenDescriptor(path + Joined(stem, kUndoSuffix), O_RDONLY);
+  const std::optional<std::string> text = undo ? ReadRest(undo, kLongestUndo) : std::nullopt;
+  if (!text || text->empty()) {
+    return text || errno == ENOENT || errno == EFBIG || IsNoFile(errno);
+  }
+  return PutBack(directory, path, name, Joined(stem, kOldSuffix), *text);
+}
+
+/// Removes what is left of an exchange.
+void RemoveFurther(int directory, const std::vector<std::string>& names,
+                   const std::string& number) {
+  for (auto name = names.rbegin(); name != names.rend(); ++name) {
+    Remove(directory, Joined(StemOf(*name).append(number), kOldSuffix));
+    Remove(directory, Joined(StemOf(*name).append(number), kUndoSuffix));
+  }
 }
 
 }  // namespace
 
-FileExchange::FileExchange(FileReplacement& file, const std::string& path, Judge may_be_replaced)
+FileExchange::FileExchange(FileReplacement& file, const std::string& path, std::string text,
+                           Judge may_be_replaced)
     : file_(file),
-      names_(NamesOf(NameIn(path), MakerOf(file.temporary_name(), NameIn(path)).value_or(""))),
-      path_(path),
-      old_path_(path.substr(0, path.rfind('/') + 1) + names_.old),
+      directory_(path.substr(0, path.rfind('/') + 1)),
+      name_(path.substr(path.rfind('/') + 1)),
+      stem_(file.temporary().substr(0, file.temporary().rfind('.'))),
+      text_(std::move(text)),
       may_be_replaced_(std::move(may_be_replaced)) {}
 
 FileExchange::~FileExchange() {
-  if (file_.temporary_name().empty()) {
+  if (stem_.empty()) {
     return;
   }
   const int directory = file_.place().directory.get();
-  if (can_be_taken_back_) {
-    PutBack(directory, names_);
-    if (AreOne(directory, names_.name, names_.fresh)) {
-      file_.Keep();
-      return;
+  try {
+    const std::string old = Joined(stem_, kOldSuffix);
+    if (!can_be_taken_back_ || PutBack(directory, directory_, name_, old, text_)) {
+      Remove(directory, old);
+      Remove(directory, Joined(stem_, kUndoSuffix));
     }
+  } catch (const std::bad_alloc&) {
+    return;  // the next run takes it back
   }
-  unlinkat(directory, names_.old.c_str(), 0);
 }
 
 FileExchange::Outcome FileExchange::Exchange() {
-  if (!may_be_replaced_(path_)) {
+  if (!may_be_replaced_(directory_ + name_)) {
     return Outcome::kChanged;
   }
   if (file_.is_in_place()) {
     return file_.Commit() ? Outcome::kDone : Outcome::kFailed;
   }
-  if (!file_.Finish()) {
+  if (!file_.Finish() || !MakeUndo()) {
     return Outcome::kFailed;
   }
-  return Exists(file_.place().directory.get(), names_.name) ? ReplaceOld() : PutNew();
+  return Exists(file_.place().directory.get(), name_) ? ReplaceOld() : PutNew();
+}
+
+bool FileExchange::MakeUndo() {
+  const Descriptor undo(openat(file_.place().directory.get(), Joined(stem_, kUndoSuffix).c_str(),
+                               O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kOwnersAlone));
+  return undo && WriteAll(undo, text_) && Synchronize(undo);
 }
 
 FileExchange::Outcome FileExchange::ReplaceOld() {
   const int directory = file_.place().directory.get();
-  if (!Link(directory, names_.fresh, names_.old)) {
-    return Rename();
+  const std::string old = Joined(stem_, kOldSuffix);
+  if (!Move(directory, file_.temporary(), old, 0)) {
+    return Outcome::kFailed;
   }
-  if (!Move(directory, names_.old, names_.name, RENAME_EXCHANGE)) {
-    return errno == ENOENT ? Outcome::kChanged : Rename();
+  if (!Move(directory, old, name_, RENAME_EXCHANGE)) {
+    const bool is_gone = errno == ENOENT;
+    return is_gone ? Outcome::kChanged : Rename(old);
   }
   can_be_taken_back_ = true;
-  return may_be_replaced_(old_path_) ? Outcome::kDone : Outcome::kChanged;
+  return may_be_replaced_(directory_ + old) ? Outcome::kDone : Outcome::kChanged;
 }
 
 FileExchange::Outcome FileExchange::PutNew() {
-  const int directory = file_.place().directory.get();
-  can_be_taken_back_ = Link(directory, names_.fresh, names_.name);
-  if (can_be_taken_back_ || Move(directory, names_.fresh, names_.name, RENAME_NOREPLACE)) {
+  can_be_taken_back_ =
+      Move(file_.place().directory.get(), file_.temporary(), name_, RENAME_NOREPLACE);
+  if (can_be_taken_back_) {
     return Outcome::kDone;
   }
-  return errno == EEXIST ? Outcome::kChanged : Rename();
+  return errno == EEXIST ? Outcome::kChanged : Rename(file_.temporary());
 }
 
-FileExchange::Outcome FileExchange::Rename() {
-  return Move(file_.place().directory.get(), names_.fresh, names_.name, 0) ? Outcome::kDone
-                                                                           : Outcome::kFailed;
+FileExchange::Outcome FileExchange::Rename(const std::string& from) {
+  return Move(file_.place().directory.get(), from, name_, 0) ? Outcome::kDone : Outcome::kFailed;
 }
 
 bool FileExchange::Stands() const {
-  return !can_be_taken_back_ || AreOne(file_.place().directory.get(), names_.name, names_.fresh);
+  return !can_be_taken_back_ || Holds(directory_ + name_, text_) == true;
 }
 
 void FileExchange::Accept() {
   can_be_taken_back_ = false;
-  if (!file_.is_in_place()) {
-    unlinkat(file_.place().directory.get(), names_.fresh.c_str(), 0);
+  if (!stem_.empty()) {
+    Remove(file_.place().directory.get(), Joined(stem_, kUndoSuffix));
   }
 }
 
-bool TakeBackExchanges(const std::vector<std::string>& paths) {
-  const std::optional<Place> place = FindPlace(paths.front(), Access::kChange, LastLink::kStay);
-  if (!place) {
-    return false;
+bool HasFurtherNames(const Descriptor& directory, const std::vector<std::string>& names) {
+  return !FurtherNamesIn(directory, names).empty();
+}
+
+void TakeBackExchanges(const std::string& path, const std::vector<std::string>& names) {
+  const Descriptor directory = OpenDirectory(path);
+  if (!directory) {
+    return;
   }
-  const int directory = place->directory.get();
-  const std::set<std::string> makers = MakersIn(place->directory, paths);
-  for (const std::string& maker : makers) {
-    const bool is_final = !Exists(directory, NamesOf(NameIn(paths.front()), maker).fresh);
-    for (auto path = paths.rbegin(); path != paths.rend(); ++path) {
-      const ExchangeNames names = NamesOf(NameIn(*path), maker);
-      if (!is_final) {
-        PutBack(directory, names);
-      }
-      if (is_final || !AreOne(directory, names.name, names.fresh)) {
-        unlinkat(directory, names.old.c_str(), 0);
+  std::set<std::string> numbers;
+  for (const std::string& further : FurtherNamesIn(directory, names)) {
+    for (const std::string& name : names) {
+      for (const std::string_view suffix : {kOldSuffix, kUndoSuffix}) {
+        if (std::optional<std::string> number = NumberIn(further, name, suffix)) {
+          numbers.insert(std::move(*number));
+        }
       }
     }
   }
-  return !makers.empty();
+  for (const std::string& number : numbers) {
+    const std::string first = Joined(StemOf(names.front()).append(number), kUndoSuffix);
+    bool is_done = true;
+    if (Exists(directory.get(), first)) {
+      for (auto name = names.rbegin(); name != names.rend(); ++name) {
+        is_done = TakeBack(directory.get(), path, *name, number) && is_done;
+      }
+    }
+    if (is_done) {
+      RemoveFurther(directory.get(), names, number);
+    }
+  }
 }
 
 }  // namespace qvx

@@ -1,13 +1,13 @@
 // Putting a new file in the place of an old one so that it can be taken back.
 //
-// The new file, ".NAME.PID.new", gets a further name, ".NAME.PID.old", and that one changes places
-// with NAME in one step. So whatever stood at NAME has the name ".NAME.PID.old" afterwards. It can
-// be compared with what was meant to be replaced, and be put back. While ".NAME.PID.new" stands,
-// nothing is final: TakeBackExchanges puts back what a killed run had exchanged. An old file is
-// dropped only after that name.
+// The new file, which has the name ".NAME.NUMBER.old" by then, and the old one change places in one
+// step. So whatever stood at NAME has that name afterwards. It can be compared with what was meant
+// to be replaced, and be put back. A copy of the new text, ".NAME.NUMBER.undo", stands until the
+// exchange is final. By it the next run knows what a killed one had exchanged, and takes that back,
+// unless somebody has written something else to NAME meanwhile.
 //
-// Where the file system knows no hard links or cannot exchange, the new file is renamed over the
-// old one, and an old file that is written in place keeps its name. Both are final at once.
+// Where the file system cannot exchange, the new file is renamed over the old one, and an old file
+// that is written in place keeps its name. Both are final at once.
 #ifndef QVX_OS_FILE_EXCHANGE_H
 #define QVX_OS_FILE_EXCHANGE_H
 
@@ -15,16 +15,10 @@
 #include <string>
 #include <vector>
 
+#include "os/descriptor.h"
 #include "os/file_replacement.h"
 
 namespace qvx {
-
-/// The names of one exchange in its directory.
-struct ExchangeNames {
-  std::string name;
-  std::string fresh;  ///< of the new file, as long as nothing is final
-  std::string old;    ///< of what stood there
-};
 
 class FileExchange {
  public:
@@ -37,11 +31,11 @@ class FileExchange {
     kFailed,   ///< everything is as it was
   };
 
-  /// `file` is the whole replacement of the file at `path`, made with LastLink::kStay. It belongs
-  /// to the caller, who keeps it longer than this object.
-  FileExchange(FileReplacement& file, const std::string& path, Judge may_be_replaced);
-  /// Takes an exchange back that was not accepted, unless another file has taken the place
-  /// meanwhile. Removes the further names.
+  /// `file` is the replacement of the file at `path`, with LastLink::kStay, and has the content
+  /// `text`. It belongs to the caller, who keeps it longer than this object.
+  FileExchange(FileReplacement& file, const std::string& path, std::string text,
+               Judge may_be_replaced);
+  /// Takes an exchange back that was not accepted, unless something else has taken the place.
   ~FileExchange();
   FileExchange(const FileExchange&) = delete;
   FileExchange& operator=(const FileExchange&) = delete;
@@ -50,29 +44,34 @@ class FileExchange {
 
   Outcome Exchange();
 
-  /// Returns whether the new file still stands in its place, as far as it can be taken back.
+  /// Returns whether the new text still stands in its place, as far as it can be taken back.
   bool Stands() const;
 
   /// Makes the exchange final.
   void Accept();
 
  private:
+  bool MakeUndo();
   Outcome ReplaceOld();
   Outcome PutNew();
-  Outcome Rename();
+  Outcome Rename(const std::string& from);
 
   FileReplacement& file_;
-  ExchangeNames names_;
-  std::string path_;
-  std::string old_path_;
+  std::string directory_;  // in front of a name
+  std::string name_;
+  std::string stem_;  // of the further names; empty when there are none
+  std::string text_;
   Judge may_be_replaced_;
   bool can_be_taken_back_ = false;
 };
 
-/// Takes back what killed runs, or runs without the lock, exchanged at the names of `paths`, which
-/// have one directory. A run's exchanges are taken back together, as long as that of the first path
-/// is not final. Returns whether files of other runs were found beside `paths`.
-bool TakeBackExchanges(const std::vector<std::string>& paths);
+/// Returns whether a directory that can be read has files that runs make beside those with `names`.
+bool HasFurtherNames(const Descriptor& directory, const std::vector<std::string>& names);
+
+/// Takes back what other runs exchanged at `names` in the directory `path`, which ends in a slash,
+/// and did not make final. A run's exchanges are taken back together, as long as that of the first
+/// name is not final. Removes what is left of them.
+void TakeBackExchanges(const std::string& path, const std::vector<std::string>& names);
 
 }  // namespace qvx
 

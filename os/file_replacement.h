@@ -76,10 +76,9 @@ class FileReplacement {
   /// Closes the new file under its temporary name. It takes its place by os/file_exchange.h.
   /// Returns false when it could not be written whole.
   bool Finish();
-  const std::string& temporary_name() const { return temporary_; }  ///< empty once it has no such
+  /// The name of the new file until it has taken its place; empty when there is none.
+  const std::string& temporary() const { return temporary_; }
   const Place& place() const { return *place_; }  ///< once the file has a temporary name
-  /// Leaves the new file under its temporary name for good.
-  void Keep() { temporary_.clear(); }
 
   /// As Commit, but never replaces a file. A file that has appeared meanwhile stays, and the result
   /// is false.

@@ -195,7 +195,7 @@ int32_t CheckAndReplace() {
   std::chrono::milliseconds patience = stays ? std::chrono::milliseconds(0) : kLongestWait;
   const qvx::Descriptor share = qvx::OpenShare();
   const qvx::FileLock lock(share, patience);
-  const bool is_repaired = (!stays || lock.is_held()) && qvx::RepairPair();
+  const bool is_repaired = (!stays || lock.is_held()) && qvx::RepairPair(share);
   if (stays && !is_repaired) {
     Report(first.facts);
     return 1;

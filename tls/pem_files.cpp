@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <vector>
 
 #include "os/copying.h"
 #include "os/creation_mask.h"
@@ -53,73 +54,71 @@ bool MakeWay(const std::string& path) {
   return place && MakesWay(place->entry_status.st_mode & S_IFMT) && RemoveName(path);
 }
 
-/// Makes the file into which a key is copied, under the temporary name for `target`. Nobody else
-/// can open this file, whatever the directory's access list says about new files. Where the account
-/// could exchange it, the copy is made with the account's rights, so the file is the account's.
-void PrepareSecretCopy(const std::string& target) {
+enum class Secrecy { kPublic, kSecret };
+
+/// Owner and mode of a copy; the mode is as "cp" gives it. Nobody else can open that of a key,
+/// whatever the directory's access list says about new files. Where the account could exchange the
+/// copy, it is made with the account's rights, so the file is the account's.
+Birth CopyBirth(const std::string& target, const OldFile& old, Secrecy secrecy) {
   const std::optional<Place> place = FindName(target);
   Birth birth = place && !place->is_held ? ServiceFile() : OwnFile(kOwnersAlone);
-  birth.mode = kOwnersAlone;
-  FileReplacement(target, birth, LastLink::kStay, Fallback::kNone).Keep();
+  const mode_t as_copied = old.mode & ~CreationMask(0).before();
+  birth.mode = secrecy == Secrecy::kSecret ? kOwnersAlone : as_copied;
+  return birth;
 }
 
-/// Gives a draft the set-aside name, if it is the whole old file, once the disk has it. A device
-/// with that name stays.
-bool PutAside(const std::string& draft, const std::string& target, const OldFile& old) {
-  const std::optional<Place> from = FindName(draft);
-  const std::optional<Place> to = FindName(target);
-  if (!from || !to || to->IsA(S_IFBLK) || to->IsA(S_IFCHR) || !AreSame(LookAt(draft), old)) {
-    return false;
-  }
+/// Whether the file at `draft` is the whole old file, and the disk has it.
+bool IsWhole(const std::string& draft, const OldFile& old) {
   const Descriptor copy = OpenDescriptor(draft, O_RDONLY);
-  return (!copy || Synchronize(copy)) && renameat(from->directory.get(), from->name.c_str(),
-                                                  to->directory.get(), to->name.c_str()) == 0;
+  return AreSame(LookAt(draft), old) && (!copy || Synchronize(copy));
 }
 
 /// A link leaves the old file in its place until a new one takes that. A file system without hard
-/// links lets it only be moved.
-bool LinkOrMove(const std::string& path, const std::string& draft, const std::string& target,
-                OldFile& old) {
-  RemoveName(draft);
+/// links lets it only be moved. A device with the set-aside name stays.
+bool LinkOrMove(const std::string& path, const std::string& target, OldFile& old) {
   const std::optional<Place> from = FindName(path);
-  const std::optional<Place> link = FindName(draft);
   const std::optional<Place> to = FindName(target);
-  if (!from || !link || !to || !AreSame(LookAt(path), old)) {
+  if (!from || !to || to->IsA(S_IFBLK) || to->IsA(S_IFCHR) || !AreSame(LookAt(path), old)) {
     return false;
   }
-  if (linkat(from->directory.get(), from->name.c_str(), link->directory.get(), link->name.c_str(),
-             0) == 0) {
-    return PutAside(draft, target, old);
+  const int from_directory = from->directory.get();
+  const int to_directory = to->directory.get();
+  const std::string draft_path = TemporaryPath(target);
+  const std::string draft = draft_path.substr(draft_path.rfind('/') + 1);
+  unlinkat(to_directory, draft.c_str(), 0);
+  if (linkat(from_directory, from->name.c_str(), to_directory, draft.c_str(), 0) == 0) {
+    const bool is_kept = IsWhole(draft_path, old) &&
+                         renameat(to_directory, draft.c_str(), to_directory, to->name.c_str()) == 0;
+    unlinkat(to_directory, draft.c_str(), 0);  // a rename leaves a second name of its target
+    return is_kept;
   }
-  if (to->IsA(S_IFBLK) || to->IsA(S_IFCHR) ||
-      renameat(from->directory.get(), from->name.c_str(), to->directory.get(), to->name.c_str()) !=
-          0) {
+  if (renameat(from_directory, from->name.c_str(), to_directory, to->name.c_str()) != 0) {
     return false;
   }
   old = {};
   return true;
 }
 
-enum class Secrecy { kPublic, kSecret };
-
-/// The copy is made under a temporary name. What has the set-aside name may be another run's only
-/// copy of the same file, so it is replaced in one step, by a whole copy.
+/// What has the set-aside name may be another run's only copy of the same file. So the copy is made
+/// under a temporary name, and replaces the other in one step, when it is whole. Where nothing can
+/// be made in the directory, a copy that stands there can only be written anew.
 Aside SetAside(const std::string& path, const std::string& copy, OldFile& old, Secrecy secrecy) {
   const std::string target = CopyTarget(path, copy);
-  const std::string draft = TemporaryPath(target);
   const bool is_worth_keeping = old.type == S_IFREG || old.type == S_IFLNK;
+  std::optional<FileReplacement> draft;
   if (is_worth_keeping) {
-    RemoveName(draft);
     MakeWay(target);
-    if (secrecy == Secrecy::kSecret) {
-      PrepareSecretCopy(target);
-    }
+    draft.emplace(target, CopyBirth(target, old, secrecy), LastLink::kStay, Fallback::kNone);
   }
+  const bool has_draft = draft && *draft;
+  const std::string copied_to =
+      has_draft ? target.substr(0, target.rfind('/') + 1) + draft->temporary() : copy;
   const CreationMask mask(secrecy == Secrecy::kSecret ? S_IRWXG | S_IRWXO : 0);
-  const bool was_copied = OSCopyFile(path.c_str(), draft.c_str()) == 1;
+  const bool was_copied = OSCopyFile(path.c_str(), copied_to.c_str()) == 1;
   const bool is_kept =
-      !is_worth_keeping || PutAside(draft, target, old) || LinkOrMove(path, draft, target, old);
-  RemoveName(draft);
+      !is_worth_keeping ||
+      (IsWhole(has_draft ? copied_to : target, old) && (!has_draft || draft->Commit())) ||
+      LinkOrMove(path, target, old);
   if (is_kept) {
     return {was_copied, Kept::kYes};
   }
@@ -189,8 +188,11 @@ OldFile LookAt(const std::string& path) {
   file.text = ReadPemFile(path);
   file.error = file.text ? 0 : errno;
   struct stat status {};
+  struct stat target {};
   if (lstat(path.c_str(), &status) == 0) {
+    const bool is_link = S_ISLNK(status.st_mode) && stat(path.c_str(), &target) == 0;
     file.type = status.st_mode & S_IFMT;
+    file.mode = (is_link ? target.st_mode : status.st_mode) & ~S_IFMT;
     file.device = status.st_dev;
     file.inode = status.st_ino;
   }
@@ -212,12 +214,17 @@ Descriptor OpenShare() {
                : Descriptor();
 }
 
-bool RepairPair() {
-  const bool was_found = TakeBackExchanges({CertificatePath(), KeyPath()});
-  for (const char* name : {kCertificateName, kKeyName, kCertificateAsideName, kKeyAsideName}) {
-    RemoveLeftovers(InShare(name));
+bool RepairPair(const Descriptor& share) {
+  const std::vector<std::string> names = {kCertificateName, kKeyName, kCertificateAsideName,
+                                          kKeyAsideName};
+  if (!share || !HasFurtherNames(share, names)) {
+    return false;
   }
-  return was_found;
+  TakeBackExchanges(TlsSharePath("/"), {kCertificateName, kKeyName});
+  for (const std::string& name : names) {
+    RemoveLeftovers(InShare(name.c_str()));
+  }
+  return true;
 }
 
 void DeletePair() {
@@ -252,8 +259,9 @@ StoredPair StorePair(std::string_view certificate, std::string_view key, OldPair
   if (!Fill(certificate_file, certificate) || (!key_has_no_place && !Fill(key_file, key))) {
     return {};
   }
-  FileExchange certificates(certificate_file, CertificatePath(), SeenAs(old.certificate));
-  FileExchange keys(key_file, KeyPath(), SeenAs(old.key));
+  FileExchange certificates(certificate_file, CertificatePath(), std::string(certificate),
+                            SeenAs(old.certificate));
+  FileExchange keys(key_file, KeyPath(), std::string(key), SeenAs(old.key));
   FileExchange::Outcome outcome = certificates.Exchange();
   if (outcome == kDone && !key_has_no_place) {
     outcome = keys.Exchange();

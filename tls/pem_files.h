@@ -38,6 +38,7 @@ struct OldFile {
   std::optional<std::string> text;  ///< nothing when it cannot be read
   int error = 0;                    ///< why it cannot be read
   mode_t type = 0;                  ///< S_IFREG, S_IFLNK, ...; 0 when there is nothing
+  mode_t mode = 0;                  ///< the permission bits, of a link those of its target
   dev_t device = 0;
   ino_t inode = 0;
 
@@ -57,9 +58,9 @@ OldPair LookAtPair();
 /// descriptor when it cannot be opened.
 Descriptor OpenShare();
 
-/// Puts back what a killed run left half replaced, and removes its files. Returns whether there was
-/// anything of the kind.
-bool RepairPair();
+/// Puts back what a killed run left half replaced, and removes its files. `share` is from
+/// OpenShare. Returns whether there was anything of the kind.
+bool RepairPair(const Descriptor& share);
 
 /// Removes certificate and key. A failure is ignored.
 void DeletePair();
