@@ -68,12 +68,12 @@ const AccessEntry* FirstMatch(const std::vector<AccessEntry>& entries, bool allo
   return found == entries.end() ? nullptr : &*found;
 }
 
-bool HasHostName(const std::vector<AccessEntry>& entries) {
+/// Whether the server may take the entry for other addresses than this program does.
+bool IsUncertain(const AccessEntry& entry) {
   const Subnets subnets;
-  return std::any_of(entries.begin(), entries.end(), [&](const AccessEntry& entry) {
-    return std::any_of(entry.words.begin(), entry.words.end(), [&](const std::string& word) {
-      return subnets.KindOf(word) == WordKind::kHostName;
-    });
+  return std::any_of(entry.words.begin(), entry.words.end(), [&](const std::string& word) {
+    const WordKind kind = subnets.KindOf(word);
+    return kind == WordKind::kHostName || kind == WordKind::kOther;
   });
 }
 
@@ -125,7 +125,10 @@ Admission Admit(const Forecast& forecast, const std::string& address) {
   const AccessEntry* allowing = FirstMatch(entries, true, address);
   const AccessEntry* denying = FirstMatch(entries, false, address);
   admission.is_admitted = allowing != nullptr && denying == nullptr;
-  admission.is_certain = denying != nullptr || !HasHostName(entries);
+  const bool are_joined = std::any_of(entries.begin(), entries.end(),
+                                      [](const auto& entry) { return entry.joins_next_line(); });
+  admission.is_certain = !are_joined && (denying != nullptr ||
+                                         std::none_of(entries.begin(), entries.end(), IsUncertain));
   admission.reason = "No include entry holds it.";
   if (denying != nullptr) {
     admission.reason = "Refused by " + NameOf(*denying) + ".";
@@ -144,10 +147,13 @@ std::string SshPeer() {
 void ShowAdmission(const Admission& admission, Page& page) {
   std::string verdict = admission.is_admitted ? "let in" : "refused";
   verdict = admission.is_address ? verdict : "unknown";
-  page.Line(Printable(admission.address) + ": " +
-            page.Painted(admission.is_admitted ? Colour::kGreen : Colour::kRed, verdict) + ". " +
-            Printable(admission.reason) +
-            (admission.is_certain ? "" : " An entry is a host name, which may decide otherwise."));
+  page.Line(
+      Printable(admission.address) + ": " +
+      page.Painted(admission.is_admitted ? Colour::kGreen : Colour::kRed, verdict) + ". " +
+      Printable(admission.reason) +
+      (admission.is_certain
+           ? ""
+           : " That is not certain: an entry is a name, or the server reads it in another way."));
 }
 
 nlohmann::ordered_json AdmissionAsJson(const Admission& admission) {

@@ -21,6 +21,9 @@ struct AccessEntry {
   std::string text;                ///< as it is written; empty for what the launcher adds
   std::string directive;           ///< the lines that it becomes; empty when it is left out
   std::vector<std::string> words;  ///< behind "allow from" or "deny from"
+
+  /// Whether the server takes the line that follows for a part of this one.
+  bool joins_next_line() const { return directive.find("\\\n") != std::string::npos; }
 };
 
 /// Returns the entries in the order of their lines; none while nobody is restricted.
@@ -33,7 +36,7 @@ struct Admission {
   std::string address;
   bool is_address;  ///< false: it is not an address, and nothing else is known
   bool is_admitted = false;
-  bool is_certain = true;  ///< false when an entry is a host name
+  bool is_certain = true;  ///< false when an entry is a name, or is read in another way
   std::string reason{};    ///< a sentence
 };
 Admission Admit(const Forecast& forecast, const std::string& address);

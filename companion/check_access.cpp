@@ -78,13 +78,24 @@ bool CheckText(const AccessEntry& entry, const ListFindings& findings) {
          .cure = kForm});
     return true;
   }
+  if (entry.joins_next_line()) {
+    findings.Add(entry.allows,
+                 {.severity = Severity::kFailure,
+                  .code = "entry-joins-lines",
+                  .what = quoted + "ends in a backslash.",
+                  .effect = "The daemon joins the next line to it: what the next entry refuses is "
+                            "let in, or the console stays down.",
+                  .cure = kForm});
+    return true;
+  }
   if (entry.words.empty()) {
     findings.Add(entry.allows,
                  {.severity = Severity::kFailure,
                   .code = "range-reversed",
                   .what = quoted + "is a reversed range, or its start is not an address.",
                   .effect = kStaysDown,
-                  .cure = kForm});
+                  .cure = kForm,
+                  .keeps_down = true});
     return true;
   }
   if (GoesUpByMistake(entry)) {
@@ -109,7 +120,18 @@ void CheckWords(const AccessEntry& entry, const Subnets& subnets, const ListFind
                                   .code = "word-refused",
                                   .what = "\"" + word + "\" is not an address.",
                                   .effect = kStaysDown,
-                                  .cure = kForm});
+                                  .cure = kForm,
+                                  .keeps_down = true});
+      return;
+    }
+    if (kind == WordKind::kOther) {
+      findings.Add(entry.allows,
+                   {.severity = Severity::kFailure,
+                    .code = "word-expanded",
+                    .what = "\"" + word + "\" is in quotes, or names a variable.",
+                    .effect = "The daemon takes it for something else: it may let in or refuse "
+                              "others than are meant.",
+                    .cure = kForm});
       return;
     }
     if (kind == WordKind::kHostName) {

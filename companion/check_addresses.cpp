@@ -38,7 +38,7 @@ void CheckBinding(const Forecast& forecast, Findings& findings) {
     findings.push_back(std::move(finding));
   };
   for (const BindingEntry& entry : BindingEntries(forecast)) {
-    if (entry.selected.empty()) {
+    if (entry.selected.empty() && !(entry.is_network && entry.has_loopback)) {
       add({.severity = Severity::kWarning,
            .code = "binding-entry-selects-nothing",
            .what = WhatOf(entry),
@@ -87,7 +87,8 @@ void CheckAddresses(const Forecast& forecast, Findings& findings) {
          .what = "Debian's web server refuses the address \"*\".",
          .effect = "It writes the configuration all the same. Whether the daemon starts is "
                    "told by: qvxctl check --daemon",
-         .cure = "Set monitor-ip-changes to 0."});
+         .cure = "Set monitor-ip-changes to 0.",
+         .keeps_down = true});
   }
   const char* list = SettingText(forecast.document.get(), "ip-binding-list");
   if (!ViewOf(list).empty()) {

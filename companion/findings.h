@@ -29,6 +29,7 @@ struct Finding {
   std::string what{};
   std::string effect{};  ///< what a start does
   std::string cure{};
+  bool keeps_down = false;  ///< the daemon does not come up, whatever the start's exit status
 };
 using Findings = std::vector<Finding>;
 

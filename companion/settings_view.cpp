@@ -57,6 +57,16 @@ std::map<std::string, std::string> Interfaces(std::string_view text) {
   return interfaces;
 }
 
+bool HasLoopback(const std::string& network) {
+  const size_t slash = std::min(network.find('/'), network.size());
+  in_addr address{};
+  in_addr mask{};
+  return inet_pton(AF_INET, network.substr(0, slash).c_str(), &address) == 1 &&
+         inet_pton(AF_INET, network.substr(std::min(slash + 1, network.size())).c_str(), &mask) ==
+             1 &&
+         ((address.s_addr ^ htonl(INADDR_LOOPBACK)) & mask.s_addr) == 0;
+}
+
 }  // namespace
 
 std::vector<EffectiveSetting> EffectiveSettings(const Forecast& forecast) {
@@ -93,7 +103,10 @@ std::vector<BindingEntry> BindingEntries(const Forecast& forecast) {
         forecast.available,
         {.is_to_selected = true, .is_to_wildcard = false, .binding_list = *text});
     selected.erase(selected.begin());
-    entries.push_back({std::string(*text), IsNetworkEntry(*text), std::move(selected)});
+    entries.push_back({.text = std::string(*text),
+                       .is_network = IsNetworkEntry(*text),
+                       .has_loopback = HasLoopback(std::string(*text)),
+                       .selected = std::move(selected)});
   }
   return entries;
 }

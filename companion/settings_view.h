@@ -24,7 +24,8 @@ std::vector<EffectiveSetting> EffectiveSettings(const Forecast& forecast);
 struct BindingEntry {
   std::string text;
   bool is_network;                    ///< an address and a mask
-  std::vector<std::string> selected;  ///< addresses, without 127.0.0.1, which is always bound
+  bool has_loopback;                  ///< 127.0.0.1, which is always bound, is in the network
+  std::vector<std::string> selected;  ///< addresses besides that
 };
 
 /// Returns the entries of the binding list, each as if it stood alone. The cost grows with the

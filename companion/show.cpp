@@ -86,7 +86,7 @@ void ShowAddresses(const Forecast& forecast, Page& page) {
     return;
   }
   for (const BindingEntry& entry : BindingEntries(forecast)) {
-    if (entry.selected.empty()) {
+    if (entry.selected.empty() && !entry.has_loopback) {
       page.Line("  " + page.Painted(Colour::kYellow, Printable(entry.text)) +
                 " selects no address besides 127.0.0.1");
     }

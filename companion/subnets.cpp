@@ -16,6 +16,7 @@ namespace qvx::companion {
 namespace {
 
 constexpr char kAll[] = "all";
+constexpr char kVariable[] = "env=";
 constexpr size_t kBytes = 4;
 
 struct Subnet {
@@ -81,14 +82,17 @@ WordKind Subnets::KindOf(const std::string& word) const {
   if (stricmp(word.c_str(), kAll) == 0) {
     return WordKind::kAll;
   }
-  if (word.starts_with('#')) {
-    return WordKind::kRefused;  // a comment is not allowed there
+  if (word.starts_with('"') || word.starts_with('\'') || word.find("${") != std::string::npos ||
+      strnicmp(word.c_str(), kVariable, sizeof kVariable - 1) == 0) {
+    return WordKind::kOther;
   }
   const apr_status_t status = SubnetOf(pool_, word).status;
   if (status == APR_SUCCESS) {
     return WordKind::kSubnet;
   }
-  const bool is_name = APR_STATUS_IS_EINVAL(status) && word.find('/') == std::string::npos;
+  // A comment is not allowed there.
+  const bool is_name =
+      APR_STATUS_IS_EINVAL(status) && word.find_first_of("/#") == std::string::npos;
   return is_name ? WordKind::kHostName : WordKind::kRefused;
 }
 

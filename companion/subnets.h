@@ -17,6 +17,7 @@ enum class WordKind {
   kAll,
   kSubnet,
   kHostName,  ///< compared with the client's name in the name service
+  kOther,     ///< a variable, or in quotes: the server takes it for another word
   kRefused,   ///< the server refuses the configuration
 };
 

@@ -145,6 +145,13 @@ TEST(Check, AccessAndAddresses) {
        "w ip-restricted-exclude:4 \"host1\" is not an address, but a name to the daemon.\n"
        "n ip-restricted-exclude:4 \"10.0.0.1\n\" is covered by \"192.168.100.100 - "
        "192.168.100.200\".\n"},
+      {"what the daemon reads in another way",
+       Restricted("10.0.0.1\\;10.0.0.2#x;${HOME};env=!x;\"10.0.0.3\""),
+       "f ip-restricted-include:3 \"10.0.0.1\\\" ends in a backslash.\n"
+       "f ip-restricted-include:3 \"10.0.0.2#x\" is not an address.\n"
+       "f ip-restricted-include:3 \"${HOME}\" is in quotes, or names a variable.\n"
+       "f ip-restricted-include:3 \"env=!x\" is in quotes, or names a variable.\n"
+       "f ip-restricted-include:3 \"\"10.0.0.3\"\" is in quotes, or names a variable.\n"},
       {"the highest address", Restricted(";255.255.255.255-", "1.0.0.0"), ""},
       {"up to the highest address", Restricted("250.0.0.0-255.255.255.255"), ""},
       {"everybody", Restricted("all"), ""},
@@ -168,6 +175,8 @@ TEST(Check, AccessAndAddresses) {
        "w ip-restricted-include:2 The list is given, but the restriction is off.\n"
        "w ip-binding-list:3 The list is given, but ip-binding is not True.\n"},
       {"bound", Bound("10.0.0.0/255.0.0.0"), kBindingNote},
+      {"bound to the loopback network, too", Bound("10.0.0.0/255.0.0.0;127.0.0.1/255.0.0.0"),
+       kBindingNote},
       {"bound to nothing", Bound("10.1.2.0/24;10.1.0.0-10.2.0.0;11.0.0.0/255.0.0.0;10.1.2.3"),
        std::string(
            "f ip-binding-list:3 The binding list selects no address.\n"
@@ -400,6 +409,9 @@ TEST(Check, Admission) {
        "in: Let in by the include entry 10.0.0.1."},
       {"IPv6", Restricted("10.0.0.1"), "fe80::1", "out: No include entry holds it."},
       {"host name", Restricted("host1"), "10.0.0.1", "out? No include entry holds it."},
+      {"expanded", Restricted("env=!x"), "10.0.0.1", "out? No include entry holds it."},
+      {"joined lines", Restricted("10.0.0.1\\", "10.0.0.5"), "10.0.0.5",
+       "out? Refused by the exclude entry 10.0.0.5."},
       {"no address", Restricted("10.0.0.1"), "10.0.0", "none: It is not an address."},
   };
   for (const auto& row : rows) {
