@@ -12,6 +12,7 @@
 #include "settings/setting_list.h"
 #include "tls/certificate_details.h"
 #include "tls/pem_files.h"
+#include "tls/served_pair.h"
 
 namespace qvx::companion {
 
@@ -60,7 +61,14 @@ void CheckPair(const Forecast& forecast, Findings& findings) {
          .what = "There is no usable certificate and key, and none can be made.",
          .cure = pair.host_has_name
                      ? "Look at what stands at cert.pem and file.pem, and at the directory."
-                     : "The host name has more than 63 characters. Shorten it."});
+                     : "The host name has more than 63 characters. Shorten it.",
+         .keeps_down = true});
+  } else if (const auto reason = pair.is_kept() ? WhyServerRefusesPair() : std::nullopt) {
+    add({.severity = Severity::kFailure,
+         .code = "pair-refused-by-server",
+         .what = "The web server will refuse the pair: " + *reason + ".",
+         .cure = "Install another pair, or let the launcher make one: " + RenewalOf(),
+         .keeps_down = true});
   } else if (pair.is_kept() && !pair.facts->names_host) {
     add({.severity = Severity::kNote,
          .code = "certificate-other-host",

@@ -108,7 +108,8 @@ void CheckFate(const Forecast& forecast, const std::string& kept, Findings& find
            .what = "The settings document does not load: " + fault.text +
                    ". The default cannot be written in its place.",
            .effect = "It prints \"Invalid configuration file ...\" and ends with status 1.",
-           .cure = CureByKept(forecast, kept)});
+           .cure = CureByKept(forecast, kept),
+           .keeps_down = true});
   }
 }
 

@@ -32,7 +32,8 @@ void CheckWriting(const Forecast& forecast, Findings& findings) {
                    "something other than a file has its name.",
            .effect = ends ? "It prints \"Invalid configuration file ...\" and ends with status 1."
                           : "It leaves what is there and goes on.",
-           .cure = "Make the directory, or remove what is in the way."});
+           .cure = "Make the directory, or remove what is in the way.",
+           .keeps_down = ends});
     }
   }
 }
@@ -65,7 +66,27 @@ void CheckPidDirectory(Findings& findings) {
                         .file = path,
                         .what = "The directory is missing.",
                         .effect = "The daemon cannot write its process ID and does not start.",
-                        .cure = "install -d -m 0755 " + Quoted(path)});
+                        .cure = "install -d -m 0755 " + Quoted(path),
+                        .keeps_down = true});
+  }
+}
+
+/// The daemon takes a living process of that number for itself.
+void CheckPid(Findings& findings) {
+  const std::string path = InstallationPath("/logs/httpd.pid");
+  const std::string text = ReadStart(path, 20).value_or("");
+  const std::string number = text.substr(0, text.find_first_not_of("0123456789"));
+  const std::string name = ReadStart("/proc/" + number + "/comm", 20).value_or("");
+  if (!number.empty() && !name.empty() && name != "zxqvxd\n") {
+    findings.push_back({.severity = Severity::kFailure,
+                        .code = "pid-of-another",
+                        .file = path,
+                        .what = "The file names another process than the daemon: " +
+                                name.substr(0, name.find('\n')) + ".",
+                        .effect = "The daemon says that it runs already, and does not start. The "
+                                  "service removes such a file first.",
+                        .cure = "rm " + Quoted(path),
+                        .keeps_down = true});
   }
 }
 
@@ -128,7 +149,8 @@ void CheckAccount(Findings& findings) {
          .what = "There is no account zxqvx.",
          .effect = "Its files belong to root, and the daemon refuses its configuration.",
          .cure = "useradd --system --user-group --no-create-home --shell /usr/sbin/nologin "
-                 "zxqvx"});
+                 "zxqvx",
+         .keeps_down = true});
   }
 }
 
@@ -139,6 +161,7 @@ void CheckFiles(const Forecast& forecast, Findings& findings) {
   CheckWriting(forecast, findings);
   CheckDirectories(findings);
   CheckPidDirectory(findings);
+  CheckPid(findings);
   CheckModes(forecast, findings);
   CheckSpace(findings);
   CheckProxyBlocks(forecast, findings);

@@ -7,6 +7,7 @@
 #include "companion/findings.h"
 #include "companion/installation.h"
 #include "companion/ports.h"
+#include "companion/programs.h"
 #include "launcher/launcher.h"
 #include "os/directories.h"
 #include "webconf/webapp_extensions.h"
@@ -26,7 +27,8 @@ void CheckDaemon(Findings& findings) {
                         .file = path,
                         .what = "The daemon is missing, or is not a program that can be executed.",
                         .effect = "It writes every file and ends with status 127.",
-                        .cure = "Install the console's daemon."});
+                        .cure = "Install the console's daemon.",
+                        .keeps_down = true});
     return;
   }
   const std::optional<Ownership> owner = OwnershipOf(path);
@@ -74,7 +76,8 @@ void CheckTools(const Forecast& forecast, Findings& findings) {
                         .file = rotation,
                         .what = "The program that rotates the logs is missing.",
                         .effect = "The daemon cannot open its logs and does not start.",
-                        .cure = "Install it, or set rotate-logs to 2."});
+                        .cure = "Install it, or set rotate-logs to 2.",
+                        .keeps_down = true});
   }
   for (const char* path : {"/bin/sh", "/sbin/ip", "/bin/chmod", "/bin/chown", "/bin/cp"}) {
     if (access(path, X_OK) != 0) {
@@ -97,7 +100,8 @@ void CheckPorts(Findings& findings) {
                             .file = "port " + std::to_string(port),
                             .what = "The port is taken by " + name + ".",
                             .effect = "The daemon cannot listen and does not start.",
-                            .cure = "Stop the other program."});
+                            .cure = "Stop the other program.",
+                            .keeps_down = true});
       }
     }
   }

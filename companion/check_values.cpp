@@ -7,6 +7,7 @@
 #include "companion/findings.h"
 #include "companion/installation.h"
 #include "companion/settings_view.h"
+#include "os/directories.h"
 #include "os/strings.h"
 #include "settings/document.h"
 #include "settings/multihomed_names.h"
@@ -103,13 +104,47 @@ void CheckWord(const EffectiveSetting& setting, uint64_t line, Findings& finding
   findings.push_back(std::move(finding));
 }
 
+void CheckSsl2(const Forecast& forecast, uint64_t line, Findings& findings) {
+  if (!forecast.settings.refuse_ssl2) {
+    findings.push_back({.severity = Severity::kFailure,
+                        .code = "ssl2-wanted",
+                        .file = SettingsPath(),
+                        .line = line,
+                        .element = "disable-sslv2",
+                        .what = "SSLv2 is wanted, which today's web servers do not have.",
+                        .effect = "The daemon refuses its configuration: the console stays down.",
+                        .cure = "Set disable-sslv2 to True.",
+                        .keeps_down = true});
+  }
+}
+
+/// Without the directory, the server has no logs; without rotation, it does not even start.
+Finding LacksLogDirectory(const Forecast& forecast) {
+  const bool keeps_down = !forecast.settings.rotate_logs;
+  return {.severity = keeps_down ? Severity::kFailure : Severity::kWarning,
+          .code = "log-directory-missing",
+          .effect = "The daemon cannot write its logs, and without rotation it does not start.",
+          .keeps_down = keeps_down};
+}
+
+void CheckDefaultLogDirectory(const Forecast& forecast, Findings& findings) {
+  const std::string path = LogPath("/logs");
+  if (!HasName(path + "/.")) {
+    Finding finding = LacksLogDirectory(forecast);
+    finding.file = path;
+    finding.what = "The directory is missing.";
+    finding.cure = "install -d -m 0750 " + Quoted(path);
+    findings.push_back(std::move(finding));
+  }
+}
+
 /// Adds findings about the directory of the web server's logs.
 void CheckLogDirectory(const Forecast& forecast, uint64_t line, Findings& findings) {
-  const char* directory = forecast.settings.log_directory;
-  if (directory == nullptr) {
+  if (forecast.settings.log_directory == nullptr) {
+    CheckDefaultLogDirectory(forecast, findings);
     return;
   }
-  std::string path = directory;
+  std::string path = forecast.settings.log_directory;
   std::replace(path.begin(), path.end(), '\\', '/');
   const auto add = [&](Finding finding) {
     finding.file = SettingsPath();
@@ -120,7 +155,14 @@ void CheckLogDirectory(const Forecast& forecast, uint64_t line, Findings& findin
         "blanks and quotes.";
     findings.push_back(std::move(finding));
   };
-  if (path.find_first_of(" \t\r\n\"'") != std::string::npos) {
+  if (path.find("${") != std::string::npos) {
+    add({.severity = Severity::kFailure,
+         .code = "log-directory-variable",
+         .what = "The path names a variable.",
+         .effect = "The daemon puts a value in its place, which a service does not have, and does "
+                   "not start.",
+         .keeps_down = true});
+  } else if (path.find_first_of(" \t\r\n\"'") != std::string::npos) {
     add({.severity = Severity::kFailure,
          .code = "log-directory-form",
          .what = "The path holds blanks, line breaks or quotes.",
@@ -131,10 +173,9 @@ void CheckLogDirectory(const Forecast& forecast, uint64_t line, Findings& findin
          .what = "The path holds a word that the launcher replaces.",
          .effect = "It writes another path."});
   } else if (!HasName(path + "/logs/.")) {
-    add({.severity = forecast.settings.rotate_logs ? Severity::kWarning : Severity::kFailure,
-         .code = "log-directory-missing",
-         .what = "There is no directory " + path + "/logs.",
-         .effect = "The daemon cannot write its logs, and without rotation it does not start."});
+    Finding finding = LacksLogDirectory(forecast);
+    finding.what = "There is no directory " + path + "/logs.";
+    add(std::move(finding));
   }
 }
 
@@ -187,6 +228,7 @@ void CheckValues(const Forecast& forecast, Findings& findings) {
   for (const EffectiveSetting& setting : EffectiveSettings(forecast)) {
     CheckWord(setting, LineOf(elements, setting.element), findings);
   }
+  CheckSsl2(forecast, LineOf(elements, "disable-sslv2"), findings);
   CheckLogDirectory(forecast, LineOf(elements, "log-base-dir"), findings);
   CheckNames(forecast, LineOf(elements, "multihomed"), findings);
 }

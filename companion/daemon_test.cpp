@@ -6,6 +6,7 @@
 
 #include "companion/account_run.h"
 #include "companion/installation.h"
+#include "companion/programs.h"
 #include "launcher/launcher.h"
 #include "os/directories.h"
 #include "tls/pem_files.h"
@@ -53,6 +54,9 @@ std::string WordsOf(std::string output, const Forecast& forecast) {
 
 void CheckWithDaemon(const Forecast& forecast, Findings& findings) {
   const std::string daemon = InstallationPath(kDaemonName);
+  if (!IsProgram(daemon)) {
+    return;  // which is a finding already
+  }
   const std::optional<AccountRun> run =
       RunAsAccount("exec " + Quoted(daemon) + " -DSSL -t -f " + kInputPath, TextFor(forecast));
   if (!run) {
@@ -70,7 +74,8 @@ void CheckWithDaemon(const Forecast& forecast, Findings& findings) {
          .what = "The daemon refuses the configuration: " + WordsOf(run->output, forecast),
          .effect = "The daemon does not start: the console stays down.",
          .cure = "Correct the setting that the named directive comes from: see "
-                 "qvxpd.xml(5). qvxctl show --diff has the lines."});
+                 "qvxpd.xml(5). qvxctl show --diff has the lines.",
+         .keeps_down = true});
   }
 }
 

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "companion/installation.h"
+#include "companion/programs.h"
 #include "launcher/launcher.h"
 #include "os/directories.h"
 #include "os/file_replacement.h"

@@ -67,24 +67,6 @@ bool HasName(const std::string& path) {
   return place && place->exists();
 }
 
-bool IsProgram(const std::string& path) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) ||
-      faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) != 0) {
-    return false;
-  }
-  char start[4] = {};
-  const Descriptor file = OpenDescriptor(path, O_RDONLY);
-  if (!file) {
-    return true;  // executing needs no right to read
-  }
-  const ssize_t count = read(file.get(), start, sizeof start);
-  const std::string_view magic(start, count < 0 ? 0 : static_cast<size_t>(count));
-  return magic.starts_with("#!") || magic ==
-                                        "\x7f"
-                                        "ELF";
-}
-
 std::optional<Ownership> OwnershipOf(const std::string& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) {

@@ -24,10 +24,6 @@ std::optional<std::string> ReadStart(const std::string& path, size_t most);
 /// Returns whether something has this name, a link without a target included.
 bool HasName(const std::string& path);
 
-/// Returns whether the kernel would execute the file: a regular file with an execute bit that is a
-/// script or a program of this system's format.
-bool IsProgram(const std::string& path);
-
 /// Owner and permission bits of what `path` leads to.
 struct Ownership {
   uint32_t user;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +12,7 @@
 #include "companion/daemon_test.h"
 #include "companion/findings.h"
 #include "companion/installation.h"
+#include "companion/programs.h"
 #include "companion/settings_view.h"
 #include "settings/document.h"
 #include "tests/companion/prepared_installation.h"
@@ -49,6 +51,7 @@ struct Row {
 
 void CheckRow(const Row& row) {
   SCOPED_TRACE(row.name);
+  Pairs();
   OnFreshMachine([&row] {
     const PreparedInstallation site(row.elements);
     row.spoil(site);
@@ -107,6 +110,10 @@ TEST(Check, Settings) {
        "w multihomed The certificate lacks names of the multihomed list: 10.0.0.9.\n"},
       {"log directory", "<log-base-dir>/tmp/none</log-base-dir>\n",
        "w log-base-dir:2 There is no directory /tmp/none/logs.\n"},
+      {"log directory of a variable", "<log-base-dir>${HOME}</log-base-dir>\n",
+       "f log-base-dir:2 The path names a variable.\n"},
+      {"SSLv2", "<disable-sslv2>False</disable-sslv2>\n",
+       "f disable-sslv2:2 SSLv2 is wanted, which today's web servers do not have.\n"},
   };
   for (const Row& row : rows) {
     CheckRow(row);
@@ -212,7 +219,18 @@ TEST(Check, Certificates) {
       {"key alone", "", "w ../tls/cert.pem The certificate is missing.\n",
        [](const PreparedInstallation& site) { fs::remove(site.tls() / "cert.pem"); }},
       {"for another host", "", "n ../tls/cert.pem The certificate names another host.\n",
-       [&put](const PreparedInstallation& site) { put(site, MakePairs().foreign); }},
+       [&put](const PreparedInstallation& site) { put(site, Pairs().foreign); }},
+      {"too short for the server", "",
+       "f ../tls/cert.pem The web server will refuse the pair: ee key too small.\n",
+       [&put](const PreparedInstallation& site) {
+         put(site, MakePair(PairHostName(), 2144468992, 512));
+       }},
+      {"chain that is cut", "",
+       "f ../tls/cert.pem The web server will refuse the pair: bad end line.\n",
+       [&put](const PreparedInstallation& site) {
+         const PemPair& pair = Pairs().ours;
+         put(site, {pair.certificate + pair.certificate.substr(0, 400), pair.key});
+       }},
       {"ended", "", "w ../tls/cert.pem The certificate has ended.\n",
        [&end_in](const PreparedInstallation& site) { end_in(site, -10); }},
       {"ends soon", "", "w ../tls/cert.pem The certificate ends in 10 days.\n",
@@ -259,6 +277,14 @@ TEST(Check, Files) {
          fs::permissions(site.settings(), fs::perms(0662));
          fs::permissions(site.base() / "sbin/zxqvxd", fs::perms(0775));
        }},
+      {"default directory of the logs", "<rotate-logs>2</rotate-logs>",
+       "f ../log/logs The directory is missing.\n",
+       [](const PreparedInstallation& site) { fs::remove(site.log() / "logs"); }},
+      {"process ID", "",
+       "f logs/httpd.pid The file names another process than the daemon: companion_tests.\n",
+       [](const PreparedInstallation& site) {
+         WriteText(site.base() / "logs/httpd.pid", std::to_string(getpid()) + "\n");
+       }},
       {"log directory", "", "f logs The directory is missing.\n",
        [](const PreparedInstallation& site) { fs::remove(site.base() / "logs"); }},
       {"capability", "", "w sbin/qvxlauncher The launcher lacks its capability for signals.\n",
@@ -289,6 +315,44 @@ TEST(Check, Files) {
   };
   for (const Row& row : rows) {
     CheckRow(row);
+  }
+}
+
+TEST(Check, ProgramsAreJudgedAsByTheKernel) {
+  const TempDirectory scratch;
+  const std::string path = scratch.path() / "program";
+  const std::string native = Contents("/bin/true").value_or("");
+  const auto with = [&native](size_t offset, const std::string& bytes) {
+    return std::string(native).replace(offset, bytes.size(), bytes);
+  };
+  const struct {
+    const char* name;
+    std::string text;
+    bool is_program;
+  } rows[] = {
+      {"script", "#! /bin/sh -e\n", true},
+      {"no interpreter", "#!/none/sh\n", false},
+      {"line of another system", "#!/bin/sh\r\n", false},
+      {"text", "echo\n", false},
+      {"native program", native, true},
+      {"another machine", with(18, std::string("\x02\x00", 2)), false},
+      {"an object file", with(16, std::string("\x01\x00", 2)), false},
+      {"no loader", with(native.find("/ld-"), "/no-"), false},
+      {"cut", native.substr(0, 60), false},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    WriteText(path, row.text);
+    fs::permissions(path, fs::perms(0755));
+    EXPECT_EQ(companion::IsProgram(path), row.is_program);
+    const pid_t child = fork();
+    if (child == 0) {
+      execl(path.c_str(), "program", nullptr);
+      _exit(111);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(WIFEXITED(status) && WEXITSTATUS(status) != 111, row.is_program);
   }
 }
 

@@ -24,6 +24,12 @@ inline void PutServiceFile(const std::filesystem::path& path, std::string_view t
             0);
 }
 
+/// Made once in a process. A test that forks calls it before.
+inline const PairStock& Pairs() {
+  static const PairStock pairs = MakePairs();
+  return pairs;
+}
+
 /// The daemon, the rotation program, a pair for this host and a document with `elements`. On a
 /// fresh machine; its addresses are 127.0.0.1 and 10.1.2.3.
 class PreparedInstallation {
@@ -32,14 +38,14 @@ class PreparedInstallation {
     RecordIpOutput("1: lo: <UP>\n    inet 127.0.0.1/8\n2: eth0: <UP>\n    inet 10.1.2.3/8\n");
     PutProgram(base() / "sbin/zxqvxd");
     PutProgram(base() / "bin/rotatelogs");
-    static const PairStock pairs = MakePairs();
-    PutServiceFile(tls() / "cert.pem", pairs.ours.certificate);
-    PutServiceFile(tls() / "file.pem", pairs.ours.key);
+    PutServiceFile(tls() / "cert.pem", Pairs().ours.certificate);
+    PutServiceFile(tls() / "file.pem", Pairs().ours.key);
     PutServiceFile(settings(), "<velquarn>\n" + elements + "</velquarn>");
   }
 
   std::filesystem::path base() const { return installation_.base(); }
   std::filesystem::path tls() const { return installation_.tls(); }
+  std::filesystem::path log() const { return installation_.log(); }
   std::filesystem::path settings() const { return base() / "conf/qvxpd.xml"; }
 
  private:

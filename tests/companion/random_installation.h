@@ -20,7 +20,7 @@ struct PemPair {
 };
 
 /// A pair of the launcher's own for a host. Its certificate ends at `end`.
-PemPair MakePair(const std::string& host, time_t end);
+PemPair MakePair(const std::string& host, time_t end, int bits = 2048);
 
 /// The pairs that installations are given.
 struct PairStock {
