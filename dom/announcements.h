@@ -4,7 +4,7 @@
 // Otherwise a change costs only its bookkeeping. Listeners may change the tree, the attributes and
 // the texts while an operation is under way. So the operations look at the tree again after each
 // announcement. A node that a handler destroys stays until the outermost operation has ended
-// (operation.h). Texts that a handler could change are copied for the event.
+// (destruction.h). Texts that a handler could change are copied for the event.
 #ifndef QVX_DOM_ANNOUNCEMENTS_H
 #define QVX_DOM_ANNOUNCEMENTS_H
 

@@ -20,12 +20,12 @@
 
 #include "dom/announcements.h"
 #include "dom/common_parent.h"
+#include "dom/destruction.h"
 #include "dom/dispatch.h"
 #include "dom/failure.h"
 #include "dom/mutation.h"
 #include "dom/node_memory.h"
 #include "dom/node_records.h"
-#include "dom/operation.h"
 #include "support/malloc_owner.h"
 #include "support/mbs.h"
 #include "support/trace_modules.h"

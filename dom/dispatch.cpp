@@ -14,9 +14,9 @@
 #include <ranges>
 #include <vector>
 
+#include "dom/destruction.h"
 #include "dom/failure.h"
 #include "dom/listeners.h"
-#include "dom/operation.h"
 #include "support/timestamp.h"
 #include "support/trace_modules.h"
 

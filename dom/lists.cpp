@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <deque>
 
-#include "dom/aside.h"
 #include "dom/attribute_maps.h"
 #include "dom/child_rules.h"
+#include "dom/destruction.h"
 #include "dom/failure.h"
 #include "dom/linking.h"
 #include "dom/places.h"
@@ -119,7 +119,7 @@ bool MayEnter(const TraceSite& site, const NodeList* list, const DOM_Node* node,
   if (KindOf(list) == ListKind::kChildren) {
     const DOM_Node* const parent = ParentOfList(list);
     const bool fits =
-        parent != &aside && node->parentNode == nullptr && MayHold(parent, node, replaced);
+        parent != &waiting_nodes && node->parentNode == nullptr && MayHold(parent, node, replaced);
     if (!fits) {
       Fail(site, DOM_HIERARCHY_REQUEST_ERR);
     }
@@ -194,7 +194,7 @@ NodeList* Document_createNodeList(DOM_Document* document) {
 }
 
 void DOM_Document_destroyNodeList(DOM_Document* document, NodeList* list, int destroy_nodes) {
-  const bool are_destroyed_already = list == aside.childNodes && destroy_nodes != 0;
+  const bool are_destroyed_already = list == waiting_nodes.childNodes && destroy_nodes != 0;
   if (list == nullptr || IsView(list) || are_destroyed_already) {
     return;
   }

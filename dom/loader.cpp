@@ -8,10 +8,10 @@
 #include <memory>
 #include <utility>
 
+#include "dom/destruction.h"
 #include "dom/dom.h"
 #include "dom/failure.h"
 #include "dom/listeners.h"
-#include "dom/operation.h"
 #include "dom/parse_handlers.h"
 #include "os/files.h"
 #include "support/trace_modules.h"

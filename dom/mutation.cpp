@@ -3,17 +3,16 @@
 // A handler of an event may change the tree while an operation is under way. So after each
 // announcement the operation looks at the tree again. A node that a handler has moved is left where
 // the handler put it, and the rules are asked once more before a node is linked. A destroyed node
-// counts as a moved one (operation.h).
+// counts as a moved one (destruction.h).
 #include "dom/mutation.h"
 
 #include "dom/announcements.h"
-#include "dom/aside.h"
 #include "dom/child_rules.h"
 #include "dom/common_parent.h"
+#include "dom/destruction.h"
 #include "dom/document_references.h"
 #include "dom/failure.h"
 #include "dom/linking.h"
-#include "dom/operation.h"
 #include "support/trace_modules.h"
 
 using namespace qvx::dom;

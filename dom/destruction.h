@@ -1,23 +1,30 @@
-// Destruction while handlers run. Internal to the document model.
+// Who may free what, and when. Internal to the document model; dom.h declares
+// DOM_Document_destroyNode.
 //
-// A handler may destroy nodes that an outer operation still works on: it may merge texts, remove an
-// attribute, move a fragment to a place where not all of it fits, or call DOM_Document_destroyNode.
-// So while an operation is under way that handlers may hear of, a destroyed node is only put aside:
-// it leaves its place for a parent outside all trees. If it is put into a tree again, it leaves
-// that parent and lives on. The nodes that are aside when the outermost operation ends are freed.
-#ifndef QVX_DOM_OPERATION_H
-#define QVX_DOM_OPERATION_H
+// The owner of a node may free it at any time, with all that it owns, by destroying it. But while
+// an operation is under way that handlers may hear of, some outer operation may still work on the
+// node: a handler may merge texts, remove an attribute, move a fragment to a place where not all of
+// it fits, or destroy a node itself. So a node that is destroyed then only leaves its place and
+// waits: it becomes a child of a fragment outside all trees and without a document, which a handler
+// can reach as its parent. Nodes may be taken out of that fragment, but none be put into it. A node
+// that is put into a tree again lives on. Those that still wait when the outermost operation ends
+// are freed.
+#ifndef QVX_DOM_DESTRUCTION_H
+#define QVX_DOM_DESTRUCTION_H
 
 #include <cstddef>
 
-#include "dom/dom.h"
 #include "dom/listeners.h"
+#include "dom/node_records.h"
 #include "support/trace.h"
 
 namespace qvx::dom {
 
 /// The depth of nested operations that handlers may hear of.
 extern size_t operations_under_way;
+
+/// The parent of the nodes that wait.
+extern ParentNode waiting_nodes;
 
 /// An operation that dispatches events, from before it looks at any node until it has touched the
 /// last one.
@@ -45,13 +52,12 @@ class Operation {
   bool is_counted_;  // an operation that nobody can hear costs nothing more
 };
 
-/// Takes `node` out of its place and puts it aside. When no operation is under way, does nothing
-/// and returns false: the node can be freed.
-bool PutAside(DOM_Node* node);
-
 /// Whether `node` will be freed, itself or with the node that it belongs to, when the outermost
 /// operation ends.
 bool IsDoomed(const DOM_Node* node);
+
+/// Lets `node` wait no longer, if it is itself a node that waits. It then belongs to nobody.
+void TakeBack(DOM_Node* node);
 
 /// Returns the result of an operation that put `node` into a tree: `node`, or null when it is null
 /// or doomed. For a doomed node it records DOM_NOT_FOUND_ERR and takes it out of its place. As
