@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "dom/failure.h"
+#include "dom/model_state.h"
 #include "dom/names.h"
 #include "dom/places.h"
 
@@ -13,18 +14,12 @@ namespace {
 /// The number of attributes from which on an element has an index.
 constexpr uint32_t kManyAttributes = 16;
 
-/// The index of one element.
-struct AttributeIndex {
-  std::unordered_map<std::string_view, AttributeNode*> by_name;
-  bool is_void = false;  ///< some names are equal or null
-
-  void Add(AttributeNode* attribute) {
-    const DOM_String* const name = attribute->nodeName;
-    is_void = is_void || name == nullptr || !by_name.try_emplace(name, attribute).second;
-  }
-};
-
-std::unordered_map<const ElementNode*, AttributeIndex> indexes;
+/// Throws std::bad_alloc.
+void AddTo(AttributeIndex& index, AttributeNode* attribute) {
+  const DOM_String* const name = attribute->nodeName;
+  index.is_void =
+      index.is_void || name == nullptr || !index.by_name.try_emplace(name, attribute).second;
+}
 
 uint32_t LengthOfMap(const ElementNode* element) {
   return static_cast<const AttributeMap*>(element)->length;
@@ -33,18 +28,19 @@ uint32_t LengthOfMap(const ElementNode* element) {
 /// Keep the index of `element`, if there is one, in step with an attribute that came, or that is
 /// about to go.
 void IndexAttribute(const ElementNode* element, AttributeNode* attribute) {
-  const auto index = indexes.find(element);
-  if (index != indexes.end() && !HasMemoryFor([&] { index->second.Add(attribute); })) {
-    indexes.erase(index);
+  const auto index = Model().attribute_indexes.find(element);
+  if (index != Model().attribute_indexes.end() &&
+      !HasMemoryFor([&] { AddTo(index->second, attribute); })) {
+    Model().attribute_indexes.erase(index);
   }
 }
 void UnindexAttribute(const ElementNode* element, const AttributeNode* attribute) {
-  const auto index = indexes.find(element);
-  if (index == indexes.end()) {
+  const auto index = Model().attribute_indexes.find(element);
+  if (index == Model().attribute_indexes.end()) {
     return;
   }
   if (LengthOfMap(element) == kManyAttributes) {
-    indexes.erase(index);
+    Model().attribute_indexes.erase(index);
   } else if (!index->second.is_void) {
     index->second.by_name.erase(attribute->nodeName);
   }
@@ -54,15 +50,15 @@ void UnindexAttribute(const ElementNode* element, const AttributeNode* attribute
 const AttributeIndex* IndexOf(const ElementNode* element) {
   const AttributeIndex* index = nullptr;
   const bool is_whole = HasMemoryFor([&] {
-    const auto [place, is_new] = indexes.try_emplace(element);
+    const auto [place, is_new] = Model().attribute_indexes.try_emplace(element);
     index = &place->second;
     for (AttributeNode* attribute = is_new ? element->first_attribute : nullptr;
          attribute != nullptr; attribute = attribute->next) {
-      place->second.Add(attribute);
+      AddTo(place->second, attribute);
     }
   });
   if (!is_whole) {
-    indexes.erase(element);
+    Model().attribute_indexes.erase(element);
   }
   return is_whole ? index : nullptr;
 }

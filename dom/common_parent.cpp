@@ -1,27 +1,23 @@
 #include "dom/common_parent.h"
 
-#include <unordered_map>
 #include <utility>
 
 #include "dom/failure.h"
+#include "dom/model_state.h"
 
 namespace qvx::dom {
 namespace {
 
 constexpr uint64_t kMarkBits = ~uint64_t{0} >> 1;
 
-/// All documents by the node that each names, so that a node that is freed finds those that name
-/// it. It may belong to another document, and outlive it. A document that names none stands under
-/// an address of its own, so a change needs no memory.
-std::unordered_multimap<const void*, DocumentNode*> documents;
-
+/// A document that names no node stands under an address of its own, so a change needs no memory.
 const void* KeyOf(const DocumentNode* document) {
   return document->named != nullptr ? static_cast<const void*>(document->named)
                                     : &document->current_mark;
 }
 
 auto EntryOf(const DocumentNode* document) {
-  auto entry = documents.find(KeyOf(document));
+  auto entry = Model().documents.find(KeyOf(document));
   while (entry->second != document) {
     ++entry;
   }
@@ -77,10 +73,10 @@ void Name(DocumentNode* document, DOM_Node* node) {
   if (document->named == node) {
     return;
   }
-  auto entry = documents.extract(EntryOf(document));
+  auto entry = Model().documents.extract(EntryOf(document));
   document->named = node;
   entry.key() = KeyOf(document);
-  documents.insert(std::move(entry));
+  Model().documents.insert(std::move(entry));
   if (node != nullptr) {
     ParentRecord(node)->is_named = 1;
   }
@@ -106,7 +102,8 @@ void ForgetCommonParent(DOM_Node* node) {
   if (node->childNodes == nullptr || ParentRecord(node)->is_named == 0) {
     return;
   }
-  for (auto entry = documents.find(node); entry != documents.end(); entry = documents.find(node)) {
+  for (auto entry = Model().documents.find(node); entry != Model().documents.end();
+       entry = Model().documents.find(node)) {
     DocumentNode* const document = entry->second;
     if (document->commonParent == node) {
       document->commonParent = nullptr;
@@ -116,11 +113,11 @@ void ForgetCommonParent(DOM_Node* node) {
 }
 
 bool AddDocument(DocumentNode* document) {
-  return HasMemoryFor([&] { documents.emplace(KeyOf(document), document); });
+  return HasMemoryFor([&] { Model().documents.emplace(KeyOf(document), document); });
 }
 
 void ForgetDocument(DOM_Document* document) {
-  documents.erase(EntryOf(static_cast<DocumentNode*>(document)));
+  Model().documents.erase(EntryOf(static_cast<DocumentNode*>(document)));
 }
 
 DOM_Node* TakeCommonParent(DOM_Document* document) {

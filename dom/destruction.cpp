@@ -11,9 +11,6 @@
 
 namespace qvx::dom {
 
-size_t operations_under_way = 0;
-ParentNode waiting_nodes;
-
 namespace {
 
 // Freeing nodes that are in no tree.
@@ -134,13 +131,15 @@ void Detach(DOM_Node* node) {
 }
 
 void LetWait(DOM_Node* node) {
-  if (node != &waiting_nodes && node->parentNode != &waiting_nodes) {
+  DOM_Node* const parent = &Model().waiting_nodes;
+  if (node != parent && node->parentNode != parent) {
     Detach(node);
-    LinkChild(&waiting_nodes, node, nullptr);
+    LinkChild(parent, node, nullptr);
   }
 }
 
 void FreeWaitingNodes() {
+  ParentNode& waiting_nodes = Model().waiting_nodes;
   DOM_Node* const first = waiting_nodes.firstChild;
   if (first == nullptr && !HasListeners(&waiting_nodes)) {
     return;
@@ -155,7 +154,8 @@ void FreeWaitingNodes() {
 }  // namespace
 
 void Operation::Begin() {
-  if (operations_under_way++ == 0) {
+  if (Model().operations_under_way++ == 0) {
+    ParentNode& waiting_nodes = Model().waiting_nodes;
     waiting_nodes.nodeName = "#destroyed";
     waiting_nodes.nodeType = DOM_DOCUMENT_FRAGMENT_NODE;
     waiting_nodes.childNodes = &waiting_nodes;
@@ -163,19 +163,20 @@ void Operation::Begin() {
 }
 
 void Operation::End() {
-  if (--operations_under_way == 0) {
+  if (--Model().operations_under_way == 0) {
     FreeWaitingNodes();
   }
 }
 
 bool IsDoomed(const DOM_Node* node) {
-  if (waiting_nodes.firstChild == nullptr) {
+  const DOM_Node* const parent = &Model().waiting_nodes;
+  if (parent->firstChild == nullptr) {
     return false;
   }
   // An attribute may hold, by way of an entity reference, the element that it belongs to. The way
   // up is a ring then, in which a walk at half the pace is caught up with.
   const DOM_Node* slow = node;
-  for (bool moves = false; node != nullptr && node != &waiting_nodes; moves = !moves) {
+  for (bool moves = false; node != nullptr && node != parent; moves = !moves) {
     node = HolderOf(node);
     slow = moves ? HolderOf(slow) : slow;
     if (node == slow) {
@@ -186,7 +187,7 @@ bool IsDoomed(const DOM_Node* node) {
 }
 
 void TakeBack(DOM_Node* node) {
-  if (node->parentNode == &waiting_nodes) {
+  if (node->parentNode == &Model().waiting_nodes) {
     UnlinkChild(node);
   }
 }
@@ -216,7 +217,7 @@ void DOM_Document_destroyNode(DOM_Document* document, DOM_Node* node) {
     return;
   }
   DOM_Document* const survivor = document != node && IsDocument(document) ? document : nullptr;
-  if (operations_under_way == 0) {
+  if (Model().operations_under_way == 0) {
     node->nextSibling = nullptr;
     FreeNodes(node, survivor);
     return;

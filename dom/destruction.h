@@ -12,19 +12,11 @@
 #ifndef QVX_DOM_DESTRUCTION_H
 #define QVX_DOM_DESTRUCTION_H
 
-#include <cstddef>
-
 #include "dom/listeners.h"
-#include "dom/node_records.h"
+#include "dom/model_state.h"
 #include "support/trace.h"
 
 namespace qvx::dom {
-
-/// The depth of nested operations that handlers may hear of.
-extern size_t operations_under_way;
-
-/// The parent of the nodes that wait.
-extern ParentNode waiting_nodes;
 
 /// An operation that dispatches events, from before it looks at any node until it has touched the
 /// last one.
@@ -64,7 +56,7 @@ void TakeBack(DOM_Node* node);
 /// after any other failure, the node belongs to the caller again.
 DOM_Node* PlacedAmidHandlers(const TraceSite& site, DOM_Node* node);
 inline DOM_Node* Placed(const TraceSite& site, DOM_Node* node) {
-  return operations_under_way == 0 ? node : PlacedAmidHandlers(site, node);
+  return Model().operations_under_way == 0 ? node : PlacedAmidHandlers(site, node);
 }
 
 /// Returns `node`, which an operation took out of a tree. A doomed node, too, is detached and

@@ -8,13 +8,13 @@ namespace qvx::dom {
 
 void Fail(const TraceSite& site, const int32_t& code) {
   RegisterCodes();
-  *_DOM_Exception() = code;
+  _exception = code;
   Trace(site, code);
 }
 
 void FailDetails(const TraceSite& site, const int32_t& code, const char* format, ...) {
   RegisterCodes();
-  *_DOM_Exception() = code;
+  _exception = code;
 
   // Nothing longer would fit into the trace buffer.
   char details[kTraceBufferSize];
@@ -27,7 +27,7 @@ void FailDetails(const TraceSite& site, const int32_t& code, const char* format,
 
 void FailErrno(const TraceSite& site) {
   const int32_t code = errno;
-  *_DOM_Exception() = code;
+  _exception = code;
   Trace(site, code);
 }
 

@@ -1,10 +1,10 @@
 #include "dom/linking.h"
 
-#include "dom/chain.h"
 #include "dom/common_parent.h"
 #include "dom/document_references.h"
 #include "dom/node_records.h"
 #include "dom/places.h"
+#include "support/chain.h"
 
 namespace qvx::dom {
 namespace {

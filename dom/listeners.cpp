@@ -11,8 +11,6 @@
 
 namespace qvx::dom {
 
-ListenerCounts registered_listeners = {};
-
 const DOM_String* const event_type_names[kOtherType] = {
     "DOMNodeInserted",   "DOMNodeInsertedIntoDocument",
     "DOMNodeRemoved",    "DOMNodeRemovedFromDocument",
@@ -22,8 +20,6 @@ const DOM_String* const event_type_names[kOtherType] = {
 namespace {
 
 constexpr const char* kModule = qvx::trace_modules::kEvents;
-
-std::unordered_map<const DOM_Node*, NodeListeners> nodes_with_listeners;
 
 EventType TypeNamed(const DOM_String* name) {
   uint8_t type = 0;
@@ -41,7 +37,7 @@ DOM_ListenerEntry KeyOf(const DOM_String* type, DOM_EventListener* listener,
 
 /// Puts a listener that `node` does not have into its first empty slot. Throws std::bad_alloc.
 void Add(DOM_Node* node, std::unique_ptr<ListenerRecord> added) {
-  NodeListeners& listeners = nodes_with_listeners[node];
+  NodeListeners& listeners = Model().listeners[node];
   static_cast<NodeRecord*>(node)->has_listeners = 1;
   if (listeners.empty_slots.empty()) {
     listeners.slots.emplace_back();
@@ -50,7 +46,7 @@ void Add(DOM_Node* node, std::unique_ptr<ListenerRecord> added) {
   const auto first_empty = listeners.empty_slots.begin();
   listeners.slot_of.emplace(added.get(), *first_empty);
   listeners.counts.Add(added->event_type);
-  registered_listeners.Add(added->event_type);
+  Model().registered_listeners.Add(added->event_type);
   listeners.slots[*first_empty] = std::move(added);
   listeners.empty_slots.erase(first_empty);
 }
@@ -60,7 +56,7 @@ void Remove(NodeListeners& listeners, uint32_t slot) {
   const std::unique_ptr<ListenerRecord> removed = std::move(listeners.slots[slot]);
   listeners.slot_of.erase(removed.get());
   listeners.counts.Remove(removed->event_type);
-  registered_listeners.Remove(removed->event_type);
+  Model().registered_listeners.Remove(removed->event_type);
   // When memory has run out, the slot stays empty for ever.
   static_cast<void>(HasMemoryFor([&] { listeners.empty_slots.insert(slot); }));
 }
@@ -86,18 +82,18 @@ bool ListenerEqual::operator()(const DOM_ListenerEntry* one, const DOM_ListenerE
 }
 
 NodeListeners* FindListeners(const DOM_Node* node) {
-  const auto found = nodes_with_listeners.find(node);
-  return found != nodes_with_listeners.end() ? &found->second : nullptr;
+  const auto found = Model().listeners.find(node);
+  return found != Model().listeners.end() ? &found->second : nullptr;
 }
 
 void FreeListenersOf(const DOM_Node* node) {
-  const auto listeners = nodes_with_listeners.find(node);
+  const auto listeners = Model().listeners.find(node);
   for (const auto& entry : listeners->second.slots) {
     if (entry != nullptr) {
-      registered_listeners.Remove(entry->event_type);
+      Model().registered_listeners.Remove(entry->event_type);
     }
   }
-  nodes_with_listeners.erase(listeners);
+  Model().listeners.erase(listeners);
 }
 
 }  // namespace qvx::dom

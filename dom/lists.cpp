@@ -118,8 +118,8 @@ bool MayEnter(const TraceSite& site, const NodeList* list, const DOM_Node* node,
               const DOM_Node* replaced) {
   if (KindOf(list) == ListKind::kChildren) {
     const DOM_Node* const parent = ParentOfList(list);
-    const bool fits =
-        parent != &waiting_nodes && node->parentNode == nullptr && MayHold(parent, node, replaced);
+    const bool fits = parent != &Model().waiting_nodes && node->parentNode == nullptr &&
+                      MayHold(parent, node, replaced);
     if (!fits) {
       Fail(site, DOM_HIERARCHY_REQUEST_ERR);
     }
@@ -194,7 +194,7 @@ NodeList* Document_createNodeList(DOM_Document* document) {
 }
 
 void DOM_Document_destroyNodeList(DOM_Document* document, NodeList* list, int destroy_nodes) {
-  const bool are_destroyed_already = list == waiting_nodes.childNodes && destroy_nodes != 0;
+  const bool are_destroyed_already = list == Model().waiting_nodes.childNodes && destroy_nodes != 0;
   if (list == nullptr || IsView(list) || are_destroyed_already) {
     return;
   }

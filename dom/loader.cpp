@@ -12,6 +12,7 @@
 #include "dom/dom.h"
 #include "dom/failure.h"
 #include "dom/listeners.h"
+#include "dom/model_state.h"
 #include "dom/parse_handlers.h"
 #include "os/files.h"
 #include "support/trace_modules.h"
@@ -35,11 +36,9 @@ constexpr auto* LineNumber = XML_GetCurrentLineNumber64;
 constexpr auto* ColumnNumber = XML_GetCurrentColumnNumber64;
 #endif
 
-/// Why the last load failed, where neither its result nor the error cell tells.
-bool load_ran_out_of_memory = false;
-
-constexpr LoadFault kNoFault = {"", 0, 0};
-LoadFault load_fault = kNoFault;
+void ForgetLastFailure() {
+  Model().load_failure = {false, {"", 0, 0}};
+}
 
 /// Makes a node of the text that is still being collected: it belongs to the document, also when
 /// the load fails. Returns whether no handler has failed. The caller then reports its own failure.
@@ -54,7 +53,7 @@ bool EndWithoutFailure(DOM_ParseContext& context) {
 // Each of these three records why the load fails, and returns 0.
 
 int FailForWantOfBlock(DOM_ParseContext& context) {
-  load_ran_out_of_memory = true;
+  Model().load_failure.ran_out_of_memory = true;
   if (EndWithoutFailure(context)) {
     FailDetails({kModule, kFread}, DOM_PARSER_ERR, "buf=NULL");
   }
@@ -62,7 +61,7 @@ int FailForWantOfBlock(DOM_ParseContext& context) {
 }
 
 int FailToRead(DOM_ParseContext& context, std::FILE* stream, int read_errno) {
-  load_ran_out_of_memory = read_errno == ENOMEM;
+  Model().load_failure.ran_out_of_memory = read_errno == ENOMEM;
   if (EndWithoutFailure(context)) {
     // The cell takes the stream's indicator, which has no text. The line has the system's text.
     _exception = std::ferror(stream);
@@ -72,8 +71,9 @@ int FailToRead(DOM_ParseContext& context, std::FILE* stream, int read_errno) {
 }
 
 int FailToParse(DOM_ParseContext& context) {
-  load_ran_out_of_memory = XML_GetErrorCode(context.parser) == XML_ERROR_NO_MEMORY;
+  Model().load_failure.ran_out_of_memory = XML_GetErrorCode(context.parser) == XML_ERROR_NO_MEMORY;
   const XML_LChar* text = XML_ErrorString(XML_GetErrorCode(context.parser));
+  LoadFault& load_fault = Model().load_failure.fault;
   if (_exception == 0 && text != nullptr) {
     load_fault = {text, LineNumber(context.parser), ColumnNumber(context.parser) + 1};
   }
@@ -157,16 +157,16 @@ class LoadScope {
 }  // namespace
 
 bool qvx::dom::LoadRanOutOfMemory() {
-  return load_ran_out_of_memory;
+  return Model().load_failure.ran_out_of_memory;
 }
 
 LoadFault qvx::dom::LastLoadFault() {
-  return load_fault;
+  const LoadFault& fault = Model().load_failure.fault;
+  return fault.text != nullptr ? fault : LoadFault{"", 0, 0};
 }
 
 int DOM_DocumentLS_load(DOM_Document* document, const char* path) {
-  load_ran_out_of_memory = false;
-  load_fault = kNoFault;
+  ForgetLastFailure();
   if (document == nullptr || path == nullptr) {
     FailDetails({kModule, __func__}, kNullParameter, "doc=%p,uri=%s", static_cast<void*>(document),
                 path != nullptr ? path : "(null)");
@@ -175,7 +175,7 @@ int DOM_DocumentLS_load(DOM_Document* document, const char* path) {
   const qvx::File stream(OSfopen(path, "r"));
   if (stream == nullptr) {
     const int32_t error = errno;
-    load_ran_out_of_memory = error == ENOMEM;
+    Model().load_failure.ran_out_of_memory = error == ENOMEM;
     FailDetails({kModule, __func__}, error, "uri=%s", path);
     return qvx::IsNoFile(error) ? 0 : -1;
   }
@@ -183,8 +183,7 @@ int DOM_DocumentLS_load(DOM_Document* document, const char* path) {
 }
 
 int DOM_DocumentLS_fread(DOM_Document* document, std::FILE* stream) {
-  load_ran_out_of_memory = false;
-  load_fault = kNoFault;
+  ForgetLastFailure();
   if (document == nullptr || stream == nullptr) {
     FailDetails({kModule, kFread}, kNullParameter, "doc=%p,stream=%p", static_cast<void*>(document),
                 static_cast<void*>(stream));
@@ -197,13 +196,13 @@ int DOM_DocumentLS_fread(DOM_Document* document, std::FILE* stream) {
   }
   ParserHandle parser(XML_ParserCreate(nullptr));
   if (parser == nullptr) {
-    load_ran_out_of_memory = true;
+    Model().load_failure.ran_out_of_memory = true;
     Fail({kModule, kFread}, DOM_PARSER_ERR);
     return -1;
   }
   LoadScope load(document, std::move(parser));
   if (!load.is_started()) {
-    load_ran_out_of_memory = true;
+    Model().load_failure.ran_out_of_memory = true;
     FailDetails({kModule, kFread}, DOM_PARSER_ERR, "stk=%p",
                 static_cast<void*>(load.context().open_nodes));
     return -1;
@@ -218,7 +217,7 @@ int DOM_DocumentLS_fread(DOM_Document* document, std::FILE* stream) {
   if (_exception != ENOMEM) {
     return result;
   }
-  load_ran_out_of_memory = true;
+  Model().load_failure.ran_out_of_memory = true;
   return 0;  // also when the texts of a whole document could not be merged: a reader would see
              // their first pieces only
 }

@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "dom/common_parent.h"
-#include "dom/node_pages.h"
+#include "support/block_pages.h"
 #include "support/mbs.h"
 
 namespace qvx::dom {
@@ -62,7 +62,7 @@ template <typename Record>
   constexpr size_t kSize = kRecordSize<Record>;
   const bool fits = text_bytes <= kLargestBlock - kSize;
   const size_t size = BlockSizeFor(kSize + (fits ? text_bytes : 0));
-  const NodeBlock block = TakeBlock(size);
+  const PageBlock block = TakeBlock(size);
   if (block.memory == nullptr) {
     return nullptr;
   }

@@ -43,7 +43,7 @@ struct NodeRecord : DOM_Node {
   uint16_t text_room : 14;         ///< the bytes of the room for texts behind the record
   uint16_t has_listeners : 1;      ///< now or formerly (listeners.h)
   uint16_t has_growing_value : 1;  ///< the value has room to grow (character_data.cpp)
-  uint16_t place;                  ///< of its block in a page (node_pages.h)
+  uint16_t place;                  ///< of its block in a page (support/block_pages.h)
 };
 
 /// A mark of so many bits never comes back.

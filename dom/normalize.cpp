@@ -136,10 +136,10 @@ void DOM_Element_normalize(DOM_Node* node) {
   for (DOM_Node* at = NextInPreorder(node, node); at != nullptr; at = NextInPreorder(node, at)) {
     if (IsText(at) && heard) {
       MergePrevious(at);
-    } else if (IsText(at) && *_DOM_Exception() == 0) {
+    } else if (IsText(at) && _exception == 0) {
       at = MergeRun(at);
     }
-    if (at->firstChild == nullptr && *_DOM_Exception() != 0) {
+    if (at->firstChild == nullptr && _exception != 0) {
       TraceLevels(node, at);
       return;
     }

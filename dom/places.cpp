@@ -3,29 +3,22 @@
 #include <algorithm>
 #include <iterator>
 
+#include "dom/model_state.h"
+
 namespace qvx::dom {
 namespace {
 
-/// A child or an attribute, and its index in its list.
-struct Place {
-  ListRecord* list;  ///< null: nobody's
-  DOM_Node* node;
-  uint32_t index;
-};
-
-Place places[8];
-size_t next_taken = 0;  // by a list that has none
-
 /// The place of `list`, or null.
 Place* PlaceOf(const ListRecord* list) {
-  return list->has_place ? std::ranges::find(places, list, &Place::list) : nullptr;
+  return list->has_place ? std::ranges::find(Model().places.all, list, &Place::list) : nullptr;
 }
 
 void Remember(ListRecord* list, DOM_Node* node, uint32_t index) {
   Place* place = PlaceOf(list);
   if (place == nullptr) {
-    place = &places[next_taken];
-    next_taken = (next_taken + 1) % std::size(places);
+    auto& [all, next_taken] = Model().places;
+    place = &all[next_taken];
+    next_taken = (next_taken + 1) % std::size(all);
     if (place->list != nullptr) {
       place->list->has_place = false;
     }

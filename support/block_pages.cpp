@@ -1,10 +1,10 @@
-#include "dom/node_pages.h"
+#include "support/block_pages.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <new>
 
-namespace qvx::dom {
+namespace qvx {
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -25,7 +25,7 @@ constexpr size_t kLargestPage = 32768;
 constexpr uint32_t kPageRecord = (sizeof(Page) + kBlockUnit - 1) / kBlockUnit * kBlockUnit;
 static_assert(kLargestPage / kBlockUnit <= UINT16_MAX, "a place fits its field");
 
-Page* PageOf(const NodeBlock& block) {
+Page* PageOf(const PageBlock& block) {
   void* const page = static_cast<char*>(block.memory) - block.place * kBlockUnit;
   return static_cast<Page*>(page);
 }
@@ -59,21 +59,21 @@ void FreePage(BlockSize& blocks, Page* page, size_t size) {
 
 BlockSize block_sizes[kLargestBlock / kBlockUnit + 1];
 
-NodeBlock TakeOtherBlock(size_t size) {
+PageBlock TakeOtherBlock(size_t size) {
   if constexpr (!kHasPages) {
     return {std::malloc(size), 0};
   }
   BlockSize& blocks = block_sizes[size / kBlockUnit];
   if (FreeBlock* const block = blocks.free.first) {
-    const NodeBlock taken{block, block->place};
+    const PageBlock taken{block, block->place};
     blocks.free.Remove(block);
     ++PageOf(taken)->taken;
     return taken;
   }
-  return AddPage(blocks) ? TakeBlock(size) : NodeBlock{nullptr, 0};
+  return AddPage(blocks) ? TakeBlock(size) : PageBlock{nullptr, 0};
 }
 
-void GiveBackBlock(NodeBlock block, size_t size) {
+void GiveBackBlock(PageBlock block, size_t size) {
   if constexpr (!kHasPages) {
     std::free(block.memory);
     return;
@@ -87,4 +87,4 @@ void GiveBackBlock(NodeBlock block, size_t size) {
   }
 }
 
-}  // namespace qvx::dom
+}  // namespace qvx

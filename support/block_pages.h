@@ -1,28 +1,29 @@
-// The blocks of nodes. Internal to the document model.
+// Small blocks of memory, of which there are many.
 //
-// Blocks of one size stand side by side in pages. That spares every node the header of a block from
-// malloc, and most of the cost of malloc. The next node of that size, of any document, takes a
-// block that was given back. A page without a node goes back to malloc. So a document that shrinks
-// may keep pages with few nodes in them, which the next nodes fill. A new page is as large as the
-// pages of that size are together, within bounds, so a small document has small pages.
+// Blocks of one size stand side by side in pages. That spares every block the header of one from
+// malloc, and most of the cost of malloc. A block that was given back is the next one of its size.
+// A page without a block in use goes back to malloc. So a user that shrinks may keep pages with few
+// blocks in them, which are taken next. A new page is as large as the pages of that size are
+// together, within bounds, so a small user has small pages. The pages are the process's, so that a
+// block serves whoever needs one next. One thread uses them.
 //
 // Sanitizers see a use of freed memory only in blocks from malloc, so their builds have no pages.
-#ifndef QVX_DOM_NODE_PAGES_H
-#define QVX_DOM_NODE_PAGES_H
+#ifndef QVX_SUPPORT_BLOCK_PAGES_H
+#define QVX_SUPPORT_BLOCK_PAGES_H
 
 #include <cstddef>
 #include <cstdint>
 
-#include "dom/chain.h"
+#include "support/chain.h"
 
-namespace qvx::dom {
+namespace qvx {
 
 /// The size of the largest block, and what the sizes of all are a multiple of.
 inline constexpr size_t kLargestBlock = 512;
 inline constexpr size_t kBlockUnit = 8;
 
 /// A block and its place in a page, which finds that page again.
-struct NodeBlock {
+struct PageBlock {
   void* memory;  ///< null with errno set when memory ran out
   uint16_t place;
 };
@@ -51,11 +52,11 @@ struct BlockSize {
 extern BlockSize block_sizes[kLargestBlock / kBlockUnit + 1];
 
 /// TakeBlock when the newest page does not do.
-NodeBlock TakeOtherBlock(size_t size);
+PageBlock TakeOtherBlock(size_t size);
 
 /// A block of `size` bytes: a multiple of kBlockUnit, at least three of them, at most
 /// kLargestBlock.
-[[gnu::always_inline]] inline NodeBlock TakeBlock(size_t size) {
+[[gnu::always_inline]] inline PageBlock TakeBlock(size_t size) {
   BlockSize& blocks = block_sizes[size / kBlockUnit];
   Page* const page = blocks.newest;
   if (page == nullptr || blocks.free.first != nullptr || page->size - page->begun < size) {
@@ -68,8 +69,8 @@ NodeBlock TakeOtherBlock(size_t size);
 }
 
 /// Gives back a block of TakeBlock(size).
-void GiveBackBlock(NodeBlock block, size_t size);
+void GiveBackBlock(PageBlock block, size_t size);
 
-}  // namespace qvx::dom
+}  // namespace qvx
 
 #endif

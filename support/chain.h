@@ -1,9 +1,8 @@
-// The doubly linked chain of children, of list entries and of the living documents. Internal to the
-// document model.
-#ifndef QVX_DOM_CHAIN_H
-#define QVX_DOM_CHAIN_H
+// A doubly linked chain of items that hold their links themselves.
+#ifndef QVX_SUPPORT_CHAIN_H
+#define QVX_SUPPORT_CHAIN_H
 
-namespace qvx::dom {
+namespace qvx {
 
 /// The ends of a chain whose items hold the links `Previous` and `Next`.
 template <typename Item, Item* Item::*Previous, Item* Item::*Next>
@@ -43,6 +42,6 @@ struct Chain {
   }
 };
 
-}  // namespace qvx::dom
+}  // namespace qvx
 
 #endif
