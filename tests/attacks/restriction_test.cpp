@@ -26,10 +26,11 @@ same restricted.conf $base/conf/qvxpd.conf; stat -c %F $settings)";
 }
 
 // Each of the first allocations fails, some spread over the run, and more from the settings on.
+// Where the TLS library waits for itself, the run is not the launcher's any more (docs/limits.md).
 TEST(Restriction, StandsWhateverAllocationFails) {
   Play({{"sweep", kRestrict + R"(
 starved() {
-  rm -f starved
+  rm -f starved hung
   timeout -k 1 $hangs env LD_PRELOAD=/opt/libqvx_starve.so QVX_STARVE_AT=$1 $launcher
 }
 rules() { grep -E '^(allow|deny) from' $1; }
@@ -45,7 +46,7 @@ for at in {1..15} $(seq 16 $((last / 10)) $last) $(seq $((last - 700)) 18 $last)
     0/daemon) safe || closed ;;
     1/) (($(wc -l <errors) == 1)) ;;
     "1/${texts% status 1}" | 0/*'Cannot start application!') ;;
-    *) false ;;
+    *) [[ -e hung ]] ;;
   esac || echo "$at: $status $said"
 done)",
          "daemon\n"}});
