@@ -12,16 +12,13 @@
 #include <utility>
 
 #include "os/access_lists.h"
+#include "os/service_account.h"
 
 namespace qvx {
 
 namespace {
 
 constexpr int kMostLinks = 40;  // as many as the kernel follows
-
-bool IsTrusted(uid_t user) {
-  return user == 0 || user == geteuid();
-}
 
 /// An access list can let further accounts write. In the mode it shows only as bits of the group.
 bool GroupIsTrusted(const Descriptor& directory, const struct stat& status) {
@@ -182,6 +179,10 @@ bool Examine(const Descriptor& file, struct stat& status) {
 
 }  // namespace
 
+bool IsTrusted(uid_t user) {
+  return user == 0 || user == geteuid();
+}
+
 std::string PathOf(const Descriptor& file) {
   return "/proc/self/fd/" + std::to_string(file.get());
 }
@@ -219,15 +220,17 @@ bool MayStep(const Place& place, const struct stat& file, Access access) {
   if (IsHeld(place.directory, place.directory_status, &file)) {
     return true;
   }
-  const bool is_owners =
-      !IsTrusted(place.directory_status.st_uid) && file.st_uid == place.directory_status.st_uid;
-  if (is_owners || S_ISDIR(file.st_mode)) {
-    return true;  // a directory has no further links, and only its owner can move it elsewhere
+  const bool is_folder = S_ISDIR(file.st_mode);
+  const bool is_owners = file.st_uid == place.directory_status.st_uid;
+  const bool is_trusted = IsTrusted(place.directory_status.st_uid);
+  if (!is_folder && file.st_nlink > 1) {
+    return is_owners && !is_trusted;
   }
-  if (file.st_nlink > 1) {
-    return false;
+  if (access == Access::kRead || is_owners || (is_trusted && !is_folder)) {
+    return true;
   }
-  return access == Access::kRead || IsTrusted(place.directory_status.st_uid);
+  const std::optional<AccountIds> account = LookUpServiceAccount().ids;
+  return account && file.st_uid == account->user;
 }
 
 Descriptor OpenDirectory(const std::string& path) {

@@ -11,10 +11,13 @@
 //
 // - A symbolic link is followed only when it belongs to root or to the effective user. On the way
 //   to a file that is to be changed, the link's name must be held, too.
-// - In a directory of any other account, only files of that account are changed. Files of others
-//   are read, unless they have a further hard link.
+// - In a directory of any other account, only files of that account are changed, and those of the
+//   service account without a further hard link. Files of others are read, unless they have a
+//   further hard link.
 // - In a directory of root or the effective user, a file with a further hard link is neither read
 //   nor changed under a name that is not held.
+// - A directory under a name that is not held is changed only when it belongs to the owner of the
+//   directory around it, or to the service account.
 //
 // What these rules refuse fails with ELOOP.
 #ifndef QVX_OS_PATH_WALK_H
@@ -28,6 +31,9 @@
 #include "os/descriptor.h"
 
 namespace qvx {
+
+/// Returns whether the account is root or the effective user.
+bool IsTrusted(uid_t user);
 
 /// Returns a path to what a descriptor holds, for calls that refuse a descriptor of O_PATH.
 std::string PathOf(const Descriptor& file);
@@ -62,8 +68,8 @@ std::optional<Place> FindPlace(const std::string& path, Access access,
 /// `is_held` is false. Returns nothing for any other path, and when there is no entry.
 std::optional<Place> FindPlainPlace(const std::string& path);
 
-/// Returns whether the rules let a file with this status be opened or changed under a name in the
-/// place's directory. A directory always passes.
+/// Returns whether the rules let a file or directory with this status be opened or changed under a
+/// name in the place's directory.
 bool MayStep(const Place& place, const struct stat& file, Access access);
 
 /// Opens the directory that `path` leads to, for fchdir(2) and the calls that work relative to a

@@ -1,6 +1,7 @@
 #include "os/protection.h"
 
 #include <fcntl.h>
+#include <sys/fsuid.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 #include <optional>
 #include <string_view>
 
+#include "os/access_lists.h"
 #include "os/commands.h"
 #include "os/path_walk.h"
 #include "os/service_account.h"
@@ -25,9 +27,9 @@ constexpr size_t kLongestPath =
 
 enum class Owner { kOwn, kService };
 
-/// Changes the mode through /proc, because fchmod(2) refuses a descriptor of O_PATH.
+/// Changes the mode through /proc where fchmod(2) refuses the descriptor, which may be of O_PATH.
 bool SetMode(const qvx::Descriptor& entry, mode_t mode) {
-  return chmod(qvx::PathOf(entry).c_str(), mode) == 0;
+  return fchmod(entry.get(), mode) == 0 || chmod(qvx::PathOf(entry).c_str(), mode) == 0;
 }
 
 /// The mode comes last, because a change of the owner clears mode bits.
@@ -74,19 +76,66 @@ int32_t Protect(const std::string& path) {
   return RunProtection(path, is_directory, place->is_held);
 }
 
+/// While it lives, files are made and removed with the identity of the directory's owner, where
+/// that is another account and the process may take its identity.
+class OwnersIdentity {
+ public:
+  explicit OwnersIdentity(const struct stat& directory) {
+    if (!qvx::IsTrusted(directory.st_uid)) {
+      setfsgid(directory.st_gid);
+      setfsuid(directory.st_uid);
+    }
+  }
+  ~OwnersIdentity() {
+    setfsuid(user_);
+    setfsgid(group_);
+  }
+  OwnersIdentity(const OwnersIdentity&) = delete;
+  OwnersIdentity& operator=(const OwnersIdentity&) = delete;
+  OwnersIdentity(OwnersIdentity&&) = delete;
+  OwnersIdentity& operator=(OwnersIdentity&&) = delete;
+
+ private:
+  // An invalid ID only asks for the present one.
+  uid_t user_ = static_cast<uid_t>(setfsuid(static_cast<uid_t>(-1)));
+  gid_t group_ = static_cast<gid_t>(setfsgid(static_cast<gid_t>(-1)));
+};
+
+/// In a directory of another account, the new one is that account's from the start. So what the
+/// account puts in its place is not given away, unless it is the account's, too.
+bool MakeEntry(const qvx::Place& place, Owner owner) {
+  const OwnersIdentity identity(place.directory_status);
+  const int directory = place.directory.get();
+  const char* const name = place.name.c_str();
+  if (mkdirat(directory, name, kNewDirectoryMode) == 0) {
+    return true;
+  }
+  // Only an empty one is removed. It is of no use to the service account.
+  return owner == Owner::kService && place.IsA(S_IFDIR) &&
+         !qvx::MayStep(place, place.entry_status, qvx::Access::kChange) &&
+         unlinkat(directory, name, AT_REMOVEDIR) == 0 &&
+         mkdirat(directory, name, kNewDirectoryMode) == 0;
+}
+
 /// The new directory is opened and checked again, because it may have been exchanged.
 int MakeDirectory(std::string path, Owner owner) {
   path.erase(path.find_last_not_of('/') + 1);
   const std::optional<qvx::Place> place =
       qvx::FindPlace(path, qvx::Access::kChange, qvx::LastLink::kStay);
-  if (!place || mkdirat(place->directory.get(), place->name.c_str(), kNewDirectoryMode) != 0) {
+  if (!place || !MakeEntry(*place, owner)) {
     return -1;
   }
   const qvx::Descriptor made(openat(place->directory.get(), place->name.c_str(),
-                                    O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+                                    O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   struct stat status {};
-  if (!made || fstat(made.get(), &status) != 0 || status.st_uid != geteuid()) {
+  const uid_t around = place->directory_status.st_uid;
+  const uid_t maker = geteuid() != 0 || qvx::IsTrusted(around) ? geteuid() : around;
+  if (made && fstat(made.get(), &status) == 0 && status.st_uid != maker) {
     return 0;
+  }
+  if (!made || !qvx::RemoveDirectoryLists(made)) {
+    unlinkat(place->directory.get(), place->name.c_str(), AT_REMOVEDIR);
+    return -1;
   }
   if (owner == Owner::kService) {
     GiveToAccount(made, kNewDirectoryMode);

@@ -20,12 +20,14 @@
 int32_t OsProtectFile(const char* path);
 int32_t OsProtectLogFile(const char* path);
 
-/// Creates one directory with mode 0775, whatever the file-creation mask. Returns 0, or -1 when it
-/// was not created.
+/// Creates one directory with mode 0775, whatever the file-creation mask and the access lists of
+/// the directory around it. Where that belongs to an account other than root and the effective
+/// user, the new one belongs to that account, too. Returns 0, or -1 when it was not created.
 int _mkdir(const char* path);
 
 /// As _mkdir, and gives the new directory the service account's user and group, if the account
-/// exists. Returns 0; or -1 when it was not created, also because it existed.
+/// exists. An empty directory that the rules of os/path_walk.h keep from being given is made anew.
+/// Returns 0; or -1 when it was not created, also because it existed.
 int OsMkdir(const char* path);
 
 namespace qvx {

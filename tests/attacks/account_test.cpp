@@ -27,6 +27,28 @@ for run in {1..8}; do launch >/dev/null; done; end_background)"),
          "root:root 700\n"}});
 }
 
+// What the account can put at the name of its session folder without a link.
+TEST(ServiceAccount, GetsNoFolderOfRootsInItsOwn) {
+  const auto script = [](const std::string& attack) {
+    return R"(
+good_pair; launch; cd $base/session; mkdir -m 700 backup; echo secret >backup/secret
+)" + attack +
+           "\nstat -c '%U:%G %a' $(ls -d */secret | xargs dirname) php";
+  };
+  const std::string kept = "daemon\ndaemon\nroot:root 700\n";
+  Play({{"before the start", script("rmdir php; account mv backup php; launch"),
+         kept + "root:root 700\n"},
+        {"when php is made", script(R"(
+calls '^mkdirat.*"php"' >/opt/points; rmdir php; read -r call number </opt/points
+cd /opt; stopped $call $number "cd $base/session; account mv php own; account mv backup php"
+cd $base/session; cat /opt/stopped_out)"),
+         kept + "root:root 700\n"},
+        {"empty, of a killed run", R"(
+good_pair; launch; rmdir $base/session/php; mkdir -m 700 $base/session/php; launch
+stat -c '%U:%G %a' $base/session/php)",
+         "daemon\ndaemon\nzxqvx:zxqvx 755\n"}});
+}
+
 // The victim is a process group of root's. 143 means that the scene ended it, 138 that SIGUSR1 did.
 TEST(ServiceAccount, SignalsNobodyWithTheRightToKill) {
   const std::string begin = R"(
@@ -242,7 +264,8 @@ launch strace -o /dev/null -e inject=fremovexattr:error=EIO $launcher; ls $tls $
         {"on folders", R"(
 good_pair; chmod 775 $base/conf; mkdir -m 755 bin; : >who; chmod 666 who
 printf '#!/bin/sh\ncase "$*" in */conf/*) id -un >>/opt/who ;; esac\n' >bin/chmod
-chmod 755 bin/chmod; launch; PATH=/opt/bin:$PATH strace -o /dev/null -e inject=getxattr,fgetxattr:error=EIO $launcher
+chmod 755 bin/chmod; launch; export PATH=/opt/bin:$PATH
+strace -o /dev/null -e inject=getxattr,fgetxattr:error=EIO $launcher
 sort -u who)",
          "daemon\ndaemon\nzxqvx\n"}});
 }

@@ -33,6 +33,7 @@ TEST(Protection, ModeAndOwnerByKind) {
       {"directory", mkdir, 1, 0755, owner},
       {"/file", creat, 1, 0660, owner},
       {"directory/file of root", creat, 0, 0600, "0:0"},
+      {"directory/folder of root", mkdir, 0, 0600, "0:0"},
       {longest, creat, 1, 0660, owner},
       {longest + "f", creat, 0, 0600, "0:0"},
       {"fifo", mkfifo, 0, 0600, "0:0"},
@@ -58,11 +59,14 @@ TEST(Directories, ModeAndOwnerOfNewOnes) {
     EXPECT_EQ(OsMkdir("owned"), 0);
     EXPECT_EQ(OsMkdir("plain"), -1) << "it exists, and is left alone";
     EXPECT_EQ(_mkdir("missing/child"), -1);
+    EXPECT_EQ(_mkdir("owned/child"), 0) << "its owner is that of the folder";
     EXPECT_EQ(mount("/dev/null", "/etc/passwd", "", MS_BIND, nullptr), 0);
     EXPECT_EQ(OsMkdir("without account"), 0);
   });
-  for (const auto& [name, directory_owner] :
-       {std::pair("plain", std::string("0:0")), {"owned", owner}, {"without account", "0:0"}}) {
+  for (const auto& [name, directory_owner] : {std::pair("plain", std::string("0:0")),
+                                              {"owned", owner},
+                                              {"owned/child", owner},
+                                              {"without account", "0:0"}}) {
     EXPECT_EQ(ModeOf(name), 0775U) << name;
     EXPECT_EQ(OwnerOf(name), directory_owner) << name;
   }

@@ -19,6 +19,7 @@ class PathWalk : public testing::Test {
  protected:
   PathWalk() {
     std::filesystem::current_path(root_.path());
+    ServiceOwner();
     EXPECT_EQ(std::system(R"(umask 022
 mkdir own other shared sticky; chown 65534 other; chmod 777 shared; chmod 1777 sticky
 mkdir shared/directory; ln -s "$PWD/target" own/absolute
@@ -28,6 +29,7 @@ for d in own other shared sticky; do
   ln -s ../target $d/link; ln -s ../target $d/foreign; chown -h 65534 $d/foreign
   ln -s ../missing $d/dangling
 done
+for f in accounts linked; do echo $f >other/$f; chown zxqvx other/$f; done; ln other/linked own
 ln -s link own/chain; ln -s loop own/loop; ln -s ../own own/up
 mkfifo own/fifo; mknod own/device c 1 3)"),
               0);
@@ -57,6 +59,8 @@ TEST_F(PathWalk, WhatMayBeReadAndChanged) {
       {"other/root", 0, ELOOP},
       {"other/theirs", 0, 0},
       {"other/hard", ELOOP, ELOOP},
+      {"other/accounts", 0, 0},
+      {"other/linked", ELOOP, ELOOP},
       {"other/link", 0, ELOOP},
       {"other/foreign", ELOOP, ELOOP},
       {"other/../own/root", 0, 0},
