@@ -12,7 +12,8 @@ namespace {
 
 constexpr char kPrelude[] =
     "launcher='" QVX_LAUNCHER "' zxqvxd='" QVX_DAEMON "' attacker='" QVX_ATTACKER
-    "' starve='" QVX_STARVE "'\n. '" QVX_SCRIPTS "/stage'\n. '" QVX_SCRIPTS "/faults'\n";
+    "' starve='" QVX_STARVE "' squash='" QVX_SQUASH "'\n. '" QVX_SCRIPTS "/stage'\n. '" QVX_SCRIPTS
+    "/faults'\n";
 constexpr char kEnd[] = "the end\n";  // a script that was ended does not print it
 
 std::string Outcome(const std::string& script) {
