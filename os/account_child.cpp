@@ -5,6 +5,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <climits>
 #include <cstdlib>
 
 #include "os/descriptor.h"
@@ -37,6 +38,13 @@ bool LeaveCaller() {
   return true;
 }
 
+/// Whoever is in a directory can reach what is in it, even if the directories above are closed to
+/// him. So the account stays only where it could have gone by itself.
+bool LeaveClosedDirectory() {
+  char path[PATH_MAX];
+  return (getcwd(path, sizeof path) != nullptr && chdir(path) == 0) || chdir("/") == 0;
+}
+
 void ExecuteShell(std::string command, Variables variables) {
   const char* const found = std::getenv("PATH");
   std::string path = found == nullptr ? "" : std::string("PATH=") + found;
@@ -56,7 +64,7 @@ void ExecuteDetached(const std::string& command, const std::optional<AccountIds>
   }
   const Descriptor errors(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, kFirstInherited));
   GiveUpTerminals();
-  if (!account || BecomeServiceAccount(*account, groups)) {
+  if (!account || (BecomeServiceAccount(*account, groups) && LeaveClosedDirectory())) {
     ExecuteShell(command, variables);
   }
   dup2(errors.get(), STDERR_FILENO);

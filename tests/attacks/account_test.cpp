@@ -77,8 +77,8 @@ grep -c SSL_SHARE_BASE_DIR seen; grep -i evil seen)",
          "daemon\n1\n"}});
 }
 
-// A start that root types into a shell, with a file, a variable and a key of root's. Every command
-// of the account's, and the start script, tell what they have of all that.
+// A start that root types into a shell in a closed directory, with a file, a variable and a key of
+// root's. Every command of the account's, and the start script, tell what they have of all that.
 TEST(ServiceAccount, GetsNothingOfTheCallers) {
   const auto script = [](const std::string& tracer) {
     return R"sh(
@@ -91,6 +91,7 @@ attacker type && has+=' types'
 : </dev/tty && has+=' terminal'
 [[ $(awk '{print $6}' /proc/$$/stat) == "$(</opt/session)" ]] && has+=' session'
 grep -q secret /proc/keys && has+=' key'
+cat closed && has+=' closed directory'
 echo "$1: $has $ROOTS" >>/opt/seen
 end
 mkdir -p commands $base/tomcat/bin; tool=$base/sbin/genproxyconf; script=$base/tomcat/bin/startup.sh
@@ -99,10 +100,13 @@ for name in chmod chown cp; do
 done
 printf '#!/bin/sh\necho Proxy >%s\n' $base/conf/mod_proxy.conf >$tool
 printf '#!/bin/sh\n/opt/facts script\n' >$script
-chmod 755 facts commands/* $tool $script; : >seen; chmod 666 seen
+chmod 755 facts commands/* $tool $script; mkdir $admin/open; : >$admin/open/closed; chmod 700 $admin
+launch >/dev/null; cp -a old/* $tls # without settings, it would leave the directory
+: >seen; chmod 666 seen
 cat >typed <<end
 exec 7>$admin/file 8</dev/tty
 awk '{print \$6}' /proc/\$\$/stat >session
+cd $admin/open
 export PATH=/opt/commands:$PATH ROOTS=variable
 )sh" + tracer +
            R"sh( attacker key $launcher
@@ -215,6 +219,12 @@ TEST(ServiceAccount, HoldsUpNoStart) {
         {"for other files", Exchanged("$base/conf/debug.ini $base/webapp/a.xml", 14), ""},
         {"for the certificate", Exchanged("$tls/cert.pem", 6), ""},
         {"for the key", Exchanged("$tls/file.pem", 6), ""},
+        {"a command without end, without pidfd_open(2)", R"(
+good_pair; chown zxqvx $base/conf; mkdir commands
+printf '#!/bin/sh\ncase $* in *map) sleep infinity ;; *) exec /bin/chmod "$@"; esac\n' >commands/chmod
+chmod 755 commands/chmod; export PATH=/opt/commands:$PATH
+launch strace -o /dev/null -e trace=pidfd_open -e inject=pidfd_open:error=ENOSYS $launcher)",
+         "daemon\n"},
         {"write leases", R"(
 pair /CN=other; echo '<a/>' >$base/webapp/a.xml; : >$base/conf/debug.ini
 chown zxqvx $base/{webapp/a.xml,conf/debug.ini}; launch
