@@ -141,7 +141,7 @@ end_background)sh",
          "daemon\na child\n"}});
 }
 
-// The database fails once or from then on. Then too, no command on a path of the account's has
+// The database fails once, or from then on. Then too, no command on a path of the account's has
 // root's rights, and no file of the account's is root's.
 TEST(ServiceAccount, IsNotMissingWhenItCouldNotBeLookedUp) {
   Play({{"each opening of the accounts", R"(
@@ -153,12 +153,13 @@ chmod 755 commands/*; run() { : >ran; chmod 666 ran; PATH=/opt/commands:$PATH "$
 run strace -o trace -P /etc/passwd -e trace=openat $launcher
 grep -q "^zxqvx .*$tls" ran || echo no command; openings=$(grep -c openat trace)
 ((openings > 5)) || echo no openings
-errors=(ENOMEM EIO EMFILE); for ((at = 1; at <= openings; at++)); do for last in '' +; do
+errors=(ENOMEM EIO EMFILE) times=(+ ''); for ((at = 1; at <= openings; at++)); do
   rm -f $base/{conf,bin,logs}/*.* $tls/*; cp -a old/* $tls
-  run strace -o /dev/null -P /etc/passwd -e inject=openat:error=${errors[at % 3]}:when=$at$last $launcher
+  run strace -o /dev/null -P /etc/passwd -e inject=openat:error=${errors[at % 3]}:when=$at${times[at % 2]} \
+    $launcher
   for path in ${own[@]}; do grep "^root .*$path" ran; done
   find ${own[@]} -type f -user root ! -name '*mm.pem' ! -name mod_proxy.conf
-done; done | sort | uniq -c)",
+done | sort | uniq -c)",
          ""}});
 }
 
