@@ -35,9 +35,9 @@ TEST(OldPair, SurvivesAFaultAtEachCall) {
   const std::string mismatch = "good_pair; launch >/dev/null; mismatched_pair; cp -a $tls before";
   Play({{"kill at a change in the folder", mismatch + R"(
 at_each "^(${changes%%|fsync*}).*/opt/tls.* = [0-9]" '
-  faulted $call $number signal=KILL >/dev/null; lost "$call $number: " | grep file
+  faulted $call $number signal=KILL >/dev/null; lost "$call $number: "
   [[ $(launch) == daemon ]] || echo "$call $number: no start"
-  lost "$call $number, next start: " | grep file
+  lost "$call $number, next start: "
   ls -A $tls | grep -vxE "(cert|file)(mm)?.pem" && echo "$call $number: left over"')",
          ""},
         {"no space from each write on", mismatch + R"(
@@ -50,8 +50,44 @@ at_each '^p?writev?.*/opt/tls' '
 pair /OU=Elsewhere/CN=other; keep_pair; launch >/dev/null; cp -a old before
 at_each '^(openat|p?readv?).*/opt/tls/(cert|file).pem' '
   error=EIO; [[ $call == openat ]] && error=EMFILE
-  faulted $call $number error=$error >/dev/null; lost "$call $number: "')",
-         ""}});
+  faulted $call $number error=$error >/dev/null
+  same old/cert.pem $tls/cert.pem; same old/file.pem $tls/file.pem')",
+         ""},
+        {"input error that lasts", R"(
+pair /OU=Elsewhere/CN=other; keep_pair; launch >/dev/null; cp -a old before
+at_each '^p?readv?.*/opt/tls/(cert|file).pem.*"-' '
+  faulted $call $number+ error=EIO; echo; ls $tls
+  same old/cert.pem $tls/cert.pem; same old/file.pem $tls/file.pem
+  grep -c "could not be read at the moment" $base/logs/qvx.log')",
+         "Cannot start application!\ncert.pem\nfile.pem\n1\n"
+         "Cannot start application!\ncert.pem\nfile.pem\n2\n"}});
+}
+
+// A start is stopped behind each step while somebody else does his whole work. The lock is held by
+// then, and the other one waits in vain.
+TEST(OldPair, SurvivesWhoeverElseIsAtWork) {
+  const std::string steps = "'^(renameat|flock).*/opt/tls' ";
+  const std::string mismatch = "good_pair; launch >/dev/null; mismatched_pair; cp -a $tls before\n";
+  const std::string install = R"(
+pair /OU=Elsewhere/CN=other; keep_pair; good_pair; launch >/dev/null
+openssl genpkey -algorithm ed25519 >$tls/file.pem; cp -a $tls before
+)";
+  Play({{"a second start", mismatch + "at_each " + steps + R"('
+  stopped $call $number "impatient >second" >first; lost "$call $number: "
+  [[ $(<first)$(<second) == daemondaemon ]] || echo "$call $number: no start"')",
+         ""},
+        {"an administrator with his own pair", install + "at_each " + steps + R"('
+  stopped $call $number "cp old/*.pem $tls" >first; lost "$call $number: "
+  [[ $(<first) == daemon ]] || echo "$call $number: no start"')",
+         ""},
+        {"an administrator who comes with the key first", install + "at_each " + steps + R"('
+  stopped $call $number "cp old/file.pem $tls" >first; cp old/cert.pem $tls
+  lost "$call $number: "')",
+         ""},
+        {"the account with the lock", mismatch + R"(
+in_background zxqvx flock -F $tls sh -c "echo; exec sleep 60"
+impatient; lost; end_background; ls -A $tls)",
+         "daemon\ncert.pem\ncertmm.pem\nfile.pem\nfilemm.pem\n"}});
 }
 
 TEST(FirstStart, MakesTheShareDirectory) {
