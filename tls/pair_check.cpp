@@ -75,7 +75,7 @@ qvx::PairFacts Examine(SSL_CTX* context, const qvx::OldPair& pair, const char* h
   facts.they_match = facts.key_loads && SSL_CTX_use_PrivateKey(context, key.get()) == 1 &&
                      SSL_CTX_check_private_key(context) == 1;
   facts.names_host = facts.they_match && qvx::NamesHost(certificate.get(), host_name);
-  facts.is_ours = facts.they_match && !facts.names_host && qvx::IsOurs(certificate.get());
+  facts.is_ours = facts.they_match && qvx::IsOurs(certificate.get());
   facts.is_known =
       facts.they_match || !(pair.certificate.is_unreadable_now() || pair.key.is_unreadable_now() ||
                             qvx::LibraryLackedMemory());
@@ -166,6 +166,14 @@ qvx::GeneratedPair Replace(Look& look, const std::string& host_name,
               kept == qvx::Kept::kChanged ? qvx::Generation::kChanged : qvx::Generation::kFailed};
 }
 
+/// Leaves a pair that passed. A key of the launcher's own is for the account's group, too.
+int32_t Keep(const Look& look) {
+  if (look.facts.is_ours) {
+    qvx::OpenToGroup(look.pair.key);
+  }
+  return 1;
+}
+
 /// The attempts, with the lock or without it.
 int32_t TryTwice(SSL_CTX* context, const std::string& host_name) {
   qvx::GeneratedPair made;
@@ -173,7 +181,7 @@ int32_t TryTwice(SSL_CTX* context, const std::string& host_name) {
     Look look = TakeLook(context, host_name);
     Report(look.facts);
     if (look.fate() == qvx::PairFate::kKeep || look.fate() == qvx::PairFate::kUnknown) {
-      return look.fate() == qvx::PairFate::kKeep ? 1 : 0;
+      return look.fate() == qvx::PairFate::kKeep ? Keep(look) : 0;
     }
     made = Replace(look, host_name, made);
   }
@@ -198,7 +206,7 @@ int32_t CheckAndReplace() {
   const bool is_repaired = (!stays || lock.is_held()) && qvx::RepairPair(share);
   if (stays && !is_repaired) {
     Report(first.facts);
-    return 1;
+    return Keep(first);
   }
   return TryTwice(context.get(), host_name);
 }

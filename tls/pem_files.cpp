@@ -16,6 +16,7 @@
 #include "os/file_replacement.h"
 #include "os/files.h"
 #include "os/new_files.h"
+#include "os/protection.h"
 
 namespace qvx {
 
@@ -193,6 +194,8 @@ OldFile LookAt(const std::string& path) {
     const bool is_link = S_ISLNK(status.st_mode) && stat(path.c_str(), &target) == 0;
     file.type = status.st_mode & S_IFMT;
     file.mode = (is_link ? target.st_mode : status.st_mode) & ~S_IFMT;
+    file.user = status.st_uid;
+    file.group = status.st_gid;
     file.device = status.st_dev;
     file.inode = status.st_ino;
   }
@@ -225,6 +228,16 @@ bool RepairPair(const Descriptor& share) {
     RemoveLeftovers(InShare(name.c_str()));
   }
   return true;
+}
+
+void OpenToGroup(const OldFile& key) {
+  if (key.type != S_IFREG || key.mode != kOwnersAlone) {
+    return;
+  }
+  const Birth birth = ServiceFile();
+  if (birth.error == 0 && key.user == birth.user && key.group == birth.group) {
+    ChangeMode(KeyPath(), birth.mode);
+  }
 }
 
 void DeletePair() {

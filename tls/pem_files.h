@@ -39,6 +39,8 @@ struct OldFile {
   int error = 0;                    ///< why it cannot be read
   mode_t type = 0;                  ///< S_IFREG, S_IFLNK, ...; 0 when there is nothing
   mode_t mode = 0;                  ///< the permission bits, of a link those of its target
+  uid_t user = 0;
+  gid_t group = 0;
   dev_t device = 0;
   ino_t inode = 0;
 
@@ -61,6 +63,10 @@ Descriptor OpenShare();
 /// Puts back what a killed run left half replaced, and removes its files. `share` is from
 /// OpenShare. Returns whether there was anything of the kind.
 bool RepairPair(const Descriptor& share);
+
+/// Gives a key that belongs to the service account and its group the mode that it was born with,
+/// when it has mode 0600. A run that was killed while it wrote a key in place used to leave that.
+void OpenToGroup(const OldFile& key);
 
 /// Removes certificate and key. A failure is ignored.
 void DeletePair();

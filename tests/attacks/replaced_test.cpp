@@ -31,6 +31,25 @@ grep -A1 severity=2 $base/logs/qvx.log | grep -vE "severity=|^--|$ordered" >own
          ""}});
 }
 
+// What a power cut leaves is what the disk got, in this order.
+TEST(OldPair, IsOnTheDiskBeforeItIsReplaced) {
+  const std::string all = "cert.pem\ncertmm.pem\nfile.pem\nfilemm.pem\n";
+  Play({{"synchronised", R"sh(
+good_pair; launch >/dev/null; mismatched_pair; strace -y -o trace $launcher >/dev/null
+sed -nE '/ = 0$/{
+  s,^fsync.[0-9]+</opt/tls>.*,the folder,p; s,^fsync.*/tls/\.(.*)\.[0-9]+.*,\1,p
+  s,^renameat2.*old".*"(.*)".*,exchange \1,p; s,^unlink.*"\.(.*)\.[0-9]+\.undo".*,accept \1,p
+}' trace)sh",
+         "certmm.pem\nfilemm.pem\nthe folder\ncert.pem\nfile.pem\n"
+         "cert.pem\nexchange cert.pem\nfile.pem\nexchange file.pem\nthe folder\n"
+         "accept cert.pem\naccept file.pem\nthe folder\n"},
+        {"where that or an exchange is refused", R"(
+for refused in fsync:error=EINVAL renameat2:error=ENOSYS; do
+  rm -f $tls/*; mismatched_pair; strace -o /dev/null -e inject=$refused $launcher; lost; ls -A $tls
+done)",
+         "daemon\n" + all + "daemon\n" + all}});
+}
+
 TEST(OldPair, SurvivesAFaultAtEachCall) {
   const std::string mismatch = "good_pair; launch >/dev/null; mismatched_pair; cp -a $tls before";
   Play({{"kill at a change in the folder", mismatch + R"(

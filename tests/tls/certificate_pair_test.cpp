@@ -292,6 +292,15 @@ TEST_F(CertificatePair, OutcomeOfACheck) {
   EXPECT_EQ(Shell("ls /proc/$PPID/fd"), open_files);
 }
 
+TEST_F(CertificatePair, KeyOfItsOwnIsOpenToTheGroup) {
+  const std::string close = "chmod 600 file.pem; chown " + owner_ + " file.pem";
+  for (const auto& [unit, mode] : {std::pair("$u", 0660U), std::pair("Elsewhere", 0600U)}) {
+    Shell(kMakers + "pair \"/OU=" + unit + "/CN=$h\"; " + close);
+    EXPECT_EQ(GenerateSelfSignedCert(), 1);
+    EXPECT_EQ(ModeOf(installation_.tls() / "file.pem"), mode);
+  }
+}
+
 TEST_F(CertificatePair, KeyThatCannotBeReplacedKeepsTheCertificate) {
   Shell(kMakers + "pair /CN=$h; key rsa; chattr +i file.pem");
   if (Shell("lsattr file.pem | cut -c5") != "i\n") {
