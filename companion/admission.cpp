@@ -1,10 +1,13 @@
 #include "companion/admission.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "companion/installation.h"
 #include "settings/setting_list.h"
 #include "webconf/access_rules.h"
 
@@ -13,6 +16,9 @@ namespace qvx::companion {
 namespace {
 
 constexpr std::string_view kImplicitAllow = "allow from 127.0.0.1\n";
+constexpr char kConnection[] = "SSH_CONNECTION";
+constexpr int kMostLevels = 64;
+constexpr size_t kMostVariables = 1 << 20;
 constexpr std::string_view kAllowAll = "allow from all\n";
 
 /// Returns the words of a directive. The first line alone is one: a line break in an entry begins
@@ -68,13 +74,16 @@ const AccessEntry* FirstMatch(const std::vector<AccessEntry>& entries, bool allo
   return found == entries.end() ? nullptr : &*found;
 }
 
-/// Whether the server may take the entry for other addresses than this program does.
-bool IsUncertain(const AccessEntry& entry) {
-  const Subnets subnets;
-  return std::any_of(entry.words.begin(), entry.words.end(), [&](const std::string& word) {
-    const WordKind kind = subnets.KindOf(word);
-    return kind == WordKind::kHostName || kind == WordKind::kOther;
-  });
+/// The variable begins with the address.
+std::string PeerFrom(const char* connection) {
+  const std::string text = connection != nullptr ? connection : "";
+  return text.substr(0, text.find(' '));
+}
+
+pid_t ParentFrom(const std::string& status) {
+  constexpr std::string_view kParent = "\nPPid:";
+  const size_t found = status.find(kParent);
+  return found == std::string::npos ? 0 : std::atoi(&status[found + kParent.size()]);
 }
 
 }  // namespace
@@ -95,6 +104,10 @@ std::vector<Span> SpansOf(const AccessEntry& entry) {
       spans.push_back(*span);
     }
   }
+  return Merged(std::move(spans));
+}
+
+std::vector<Span> Merged(std::vector<Span> spans) {
   std::sort(spans.begin(), spans.end(),
             [](const Span& a, const Span& b) { return a.first < b.first; });
   std::vector<Span> merged;
@@ -138,10 +151,26 @@ Admission Admit(const Forecast& forecast, const std::string& address) {
   return admission;
 }
 
+bool IsUncertain(const AccessEntry& entry) {
+  const Subnets subnets;
+  return std::any_of(entry.words.begin(), entry.words.end(), [&](const std::string& word) {
+    const WordKind kind = subnets.KindOf(word);
+    return kind == WordKind::kHostName || kind == WordKind::kOther;
+  });
+}
+
 std::string SshPeer() {
-  const char* connection = std::getenv("SSH_CONNECTION");
-  const std::string peer = connection != nullptr ? connection : "";
-  return peer.substr(0, peer.find(' '));
+  std::string peer = PeerFrom(std::getenv(kConnection));
+  pid_t process = getppid();
+  for (int i = 0; peer.empty() && process > 1 && i < kMostLevels; ++i) {
+    const std::string folder = "/proc/" + std::to_string(process);
+    const std::string variables = ReadStart(folder + "/environ", kMostVariables).value_or("");
+    const std::string start = std::string("\0", 1) + kConnection + "=";
+    const size_t found = (std::string("\0", 1) + variables).find(start);
+    peer = found == std::string::npos ? "" : PeerFrom(&variables[found + start.size() - 1]);
+    process = ParentFrom(ReadStart(folder + "/status", kMostVariables).value_or(""));
+  }
+  return peer;
 }
 
 void ShowAdmission(const Admission& admission, Page& page) {

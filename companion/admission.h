@@ -29,6 +29,9 @@ struct AccessEntry {
 /// Returns the entries in the order of their lines; none while nobody is restricted.
 std::vector<AccessEntry> AccessEntries(const Forecast& forecast);
 
+/// Returns the addresses in order and without overlaps.
+std::vector<Span> Merged(std::vector<Span> spans);
+
 /// Returns the addresses of an entry, in order and without overlaps.
 std::vector<Span> SpansOf(const AccessEntry& entry);
 
@@ -41,7 +44,11 @@ struct Admission {
 };
 Admission Admit(const Forecast& forecast, const std::string& address);
 
-/// Returns the peer of the SSH session that this process belongs to, or an empty text.
+/// Returns whether the server may take the entry for other addresses than this program does.
+bool IsUncertain(const AccessEntry& entry);
+
+/// Returns the peer of the SSH session that this process belongs to, or an empty text. A program
+/// such as sudo takes the variable away, so the processes above this one are asked, too.
 std::string SshPeer();
 
 void ShowAdmission(const Admission& admission, Page& page);

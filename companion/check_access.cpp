@@ -23,20 +23,22 @@ constexpr char kForm[] =
 /// Adds findings about entries of one list.
 class ListFindings {
  public:
-  ListFindings(const std::vector<SeenElement>& elements, Findings& findings)
-      : elements_(elements), findings_(findings) {}
+  ListFindings(const Forecast& forecast, Findings& findings)
+      : file_(forecast.document_path), elements_(SettingsElements(forecast)), findings_(findings) {}
 
   /// Sets the place.
   void Add(bool allows, Finding finding) const {
-    finding.file = SettingsPath();
+    finding.file = file_;
     finding.element = allows ? kInclude : kExclude;
     finding.line = LineOf(elements_, finding.element);
-    findings_.push_back(std::move(finding));
+    findings_.Add(std::move(finding));
   }
+  void Finish() const { findings_.Finish(); }
 
  private:
-  const std::vector<SeenElement>& elements_;
-  Findings& findings_;
+  const std::string& file_;
+  const std::vector<SeenElement> elements_;
+  mutable FewOfAKind findings_;
 };
 
 bool IsRange(const AccessEntry& entry) {
@@ -177,9 +179,39 @@ void DescribeOverlap(const AccessEntry& entry, const AccessEntry& other, Overlap
   }
 }
 
-void CheckLists(const Forecast& forecast, const ListFindings& findings) {
+/// Whether no address but that of this machine is let in. A name may be any address.
+bool NobodyIsLetIn(const std::vector<AccessEntry>& entries) {
+  std::vector<Span> refused;
+  for (const AccessEntry& entry : entries) {
+    if (!entry.allows) {
+      const std::vector<Span> spans = SpansOf(entry);
+      refused.insert(refused.end(), spans.begin(), spans.end());
+    }
+  }
+  const std::vector<Span> all = Merged(refused);
+  const auto is_refused = [&all](const Span& span) {
+    return std::any_of(all.begin(), all.end(), [&span](const Span& other) {
+      return other.first <= span.first && span.last <= other.last;
+    });
+  };
+  return !all.empty() && std::none_of(entries.begin(), entries.end(), [&](const auto& entry) {
+    const std::vector<Span> spans = SpansOf(entry);
+    const bool is_own = entry.words == std::vector<std::string>{"127.0.0.1"};
+    return entry.allows && !is_own &&
+           (IsUncertain(entry) || !std::all_of(spans.begin(), spans.end(), is_refused));
+  });
+}
+
+void CheckLists(const Forecast& forecast, const std::vector<AccessEntry>& entries,
+                const ListFindings& findings) {
   const std::string_view include = ViewOf(forecast.settings.included_clients);
-  if (include.empty()) {
+  if (NobodyIsLetIn(entries)) {
+    findings.Add(false, {.severity = Severity::kWarning,
+                         .code = "nobody-let-in",
+                         .what = "The lists let in nobody but, perhaps, this machine.",
+                         .effect = "It writes the lists as they are: everybody is refused.",
+                         .cure = "Exclude fewer addresses, or include those of administrators."});
+  } else if (include.empty()) {
     const bool excludes = !ViewOf(forecast.settings.excluded_clients).empty();
     findings.Add(true, {.severity = excludes ? Severity::kNote : Severity::kWarning,
                         .code = "include-empty",
@@ -213,15 +245,14 @@ void CheckUnused(const Forecast& forecast, const ListFindings& findings) {
 }  // namespace
 
 void CheckAccess(const Forecast& forecast, Findings& all) {
-  const std::vector<SeenElement> elements = SettingsElements(forecast);
-  const ListFindings findings(elements, all);
+  const ListFindings findings(forecast, all);
   if (!forecast.settings.restrict_clients) {
     CheckUnused(forecast, findings);
     return;
   }
-  CheckLists(forecast, findings);
-  const Subnets subnets;
   const std::vector<AccessEntry> entries = AccessEntries(forecast);
+  CheckLists(forecast, entries, findings);
+  const Subnets subnets;
   for (const AccessEntry& entry : entries) {
     if (!entry.text.empty() && !CheckText(entry, findings)) {
       CheckWords(entry, subnets, findings);
@@ -229,6 +260,19 @@ void CheckAccess(const Forecast& forecast, Findings& all) {
   }
   for (const Overlap& overlap : OverlapsOf(entries)) {
     DescribeOverlap(entries[overlap.entry], entries[overlap.other], overlap.kind, findings);
+  }
+  findings.Finish();
+}
+
+void CheckPeer(const Forecast& forecast, const Admission& peer, Findings& all) {
+  if (peer.is_address && !peer.is_admitted) {
+    const ListFindings findings(forecast, all);
+    findings.Add(true, {.severity = Severity::kWarning,
+                        .code = "peer-refused",
+                        .what = "The address from which you are here, " + peer.address +
+                                ", is refused. " + peer.reason,
+                        .effect = "You do not reach the console from there any more.",
+                        .cure = "Put the address into the include list."});
   }
 }
 

@@ -31,7 +31,7 @@ std::string WhatOf(const BindingEntry& entry) {
 void CheckBinding(const Forecast& forecast, Findings& findings) {
   const std::vector<SeenElement> elements = SettingsElements(forecast);
   const auto add = [&](Finding finding) {
-    finding.file = SettingsPath();
+    finding.file = forecast.document_path;
     finding.line = LineOf(elements, "ip-binding-list");
     finding.element = "ip-binding-list";
     finding.cure = kForm;
@@ -54,7 +54,7 @@ void CheckBinding(const Forecast& forecast, Findings& findings) {
   if (forecast.settings.bind_to_wildcard) {
     findings.push_back({.severity = Severity::kNote,
                         .code = "wildcard-ignored",
-                        .file = SettingsPath(),
+                        .file = forecast.document_path,
                         .line = LineOf(elements, "monitor-ip-changes"),
                         .element = "monitor-ip-changes",
                         .what = "ip-binding is on, too.",
@@ -69,7 +69,7 @@ void CheckAddresses(const Forecast& forecast, Findings& findings) {
     findings.push_back(
         {.severity = Severity::kNote,
          .code = "binding-chooses-hosts",
-         .file = SettingsPath(),
+         .file = forecast.document_path,
          .element = "ip-binding",
          .what = "The binding only chooses virtual hosts.",
          .effect = "Both ports, 2301 and 2381, listen on every address all the same.",
@@ -81,20 +81,19 @@ void CheckAddresses(const Forecast& forecast, Findings& findings) {
     findings.push_back(
         {.severity = Severity::kWarning,
          .code = "wildcard-refused",
-         .file = SettingsPath(),
+         .file = forecast.document_path,
          .line = LineOf(SettingsElements(forecast), "monitor-ip-changes"),
          .element = "monitor-ip-changes",
          .what = "Debian's web server refuses the address \"*\".",
          .effect = "It writes the configuration all the same. Whether the daemon starts is "
                    "told by: qvxctl check --daemon",
-         .cure = "Set monitor-ip-changes to 0.",
-         .keeps_down = true});
+         .cure = "Set monitor-ip-changes to 0."});
   }
   const char* list = SettingText(forecast.document.get(), "ip-binding-list");
   if (!ViewOf(list).empty()) {
     findings.push_back({.severity = Severity::kWarning,
                         .code = "binding-list-unused",
-                        .file = SettingsPath(),
+                        .file = forecast.document_path,
                         .line = LineOf(SettingsElements(forecast), "ip-binding-list"),
                         .element = "ip-binding-list",
                         .what = "The list is given, but ip-binding is not True.",

@@ -59,7 +59,7 @@ void CheckPair(const Forecast& forecast, Findings& findings) {
     add({.severity = Severity::kFailure,
          .code = "no-usable-pair",
          .what = "There is no usable certificate and key, and none can be made.",
-         .cure = pair.host_has_name
+         .cure = !pair.host.empty()
                      ? "Look at what stands at cert.pem and file.pem, and at the directory."
                      : "The host name has more than 63 characters. Shorten it.",
          .keeps_down = true});
@@ -69,11 +69,6 @@ void CheckPair(const Forecast& forecast, Findings& findings) {
          .what = "The web server will refuse the pair: " + *reason + ".",
          .cure = "Install another pair, or let the launcher make one: " + RenewalOf(),
          .keeps_down = true});
-  } else if (pair.is_kept() && !pair.facts->names_host) {
-    add({.severity = Severity::kNote,
-         .code = "certificate-other-host",
-         .what = "The certificate names another host.",
-         .cure = "Clients warn unless they know the console by that name."});
   } else if (!pair.is_kept()) {
     const bool is_new = !HasName(CertificatePath()) && !HasName(KeyPath());
     add({.severity = is_new ? Severity::kNote : Severity::kWarning,
@@ -85,8 +80,34 @@ void CheckPair(const Forecast& forecast, Findings& findings) {
   }
 }
 
+/// Clients look for the host among the alternative names alone.
+void CheckHost(const PairForecast& pair, const CertificateDetails& details, Findings& findings) {
+  if (ClientsFindHost(pair.host)) {
+    return;
+  }
+  const bool lists_others = !details.names.empty() || !details.is_ours;
+  findings.push_back(
+      {.severity = lists_others ? Severity::kWarning : Severity::kNote,
+       .code = "certificate-lacks-host",
+       .file = CertificatePath(),
+       .what = "The names of the certificate lack this host, " + pair.host + ".",
+       .effect =
+           "It keeps the certificate. Clients that know the console by this name refuse it or "
+           "warn.",
+       .cure = details.is_ours ? "Put the name into multihomed; then " + RenewalOf()
+                               : "Ask its issuer for one with this name."});
+}
+
 void CheckEnd(const CertificateDetails& details, Findings& findings) {
   const int64_t days = DaysLeft(details.end, std::time(nullptr));
+  if (details.begin > std::time(nullptr)) {
+    findings.push_back({.severity = Severity::kWarning,
+                        .code = "certificate-not-yet-valid",
+                        .file = CertificatePath(),
+                        .what = "The certificate is not valid yet.",
+                        .effect = "It keeps the certificate all the same. Clients refuse it.",
+                        .cure = "Is the clock right? Wait, or install another pair."});
+  }
   if (days < kFewDays) {
     findings.push_back(
         {.severity = Severity::kWarning,
@@ -151,6 +172,7 @@ void CheckCertificate(const Forecast& forecast, Findings& findings) {
   CheckPair(forecast, findings);
   if (const std::optional<CertificateDetails> details = ReadCertificateDetails();
       details && forecast.pair.is_kept()) {
+    CheckHost(forecast.pair, *details, findings);
     CheckEnd(*details, findings);
     CheckNames(forecast, *details, findings);
   }

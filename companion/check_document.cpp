@@ -12,14 +12,21 @@ namespace qvx::companion {
 
 namespace {
 
+constexpr int kFailed = static_cast<int>(Severity::kFailure);
 constexpr char kEverybody[] =
     "Nobody is restricted then: everybody who reaches the machine is let in.";
 
-/// Returns the newest kept document that loads and is not the default.
+bool IsDefault(const std::string& path) {
+  return ReadText(path) == QVX_XML_DEFAULT;
+}
+
+/// Returns the newest kept document that loads, is not the default, and of which no failure is
+/// known.
 std::optional<std::string> NewestKept(const std::string& kept) {
   for (const std::string& path : KeptSettings(kept)) {
-    const std::optional<std::string> text = ReadText(path);
-    if (text && !FaultOf(*text) && *text != QVX_XML_DEFAULT) {
+    const Forecast forecast = ForetellWith(path);
+    const bool loads = forecast.document_fate == DocumentFate::kRead;
+    if (loads && !IsDefault(path) && StatusOf(CheckSettings(forecast)) < kFailed) {
       return path;
     }
   }
@@ -44,11 +51,22 @@ std::string CureByKept(const Forecast& forecast, const std::string& kept) {
                       kept + ".";
 }
 
+/// Whether somebody has gone back to the default: he has started or reloaded with it, and the
+/// document before it was no damaged one.
+bool IsDefaultWanted(const std::string& kept) {
+  const std::vector<std::string> paths = KeptSettings(kept);
+  if (paths.empty() || !IsDefault(paths.front())) {
+    return false;
+  }
+  const auto before = std::find_if_not(paths.begin(), paths.end(), IsDefault);
+  return before == paths.end() || !FaultOf(ReadText(*before).value_or(""));
+}
+
 /// Other documents were kept before the default: a start has put it in the place of one that did
 /// not load.
 void CheckDefault(const std::string& kept, Findings& findings) {
   const std::optional<std::string> newest =
-      ReadText(SettingsPath()) == QVX_XML_DEFAULT ? NewestKept(kept) : std::nullopt;
+      IsDefault(SettingsPath()) && !IsDefaultWanted(kept) ? NewestKept(kept) : std::nullopt;
   if (newest) {
     findings.push_back(
         {.severity = Severity::kWarning,
@@ -60,8 +78,26 @@ void CheckDefault(const std::string& kept, Findings& findings) {
   }
 }
 
+void CheckCandidate(const Forecast& forecast, Findings& findings) {
+  if (forecast.document_fate == DocumentFate::kReplaced) {
+    findings.push_back(
+        {.severity = Severity::kFailure,
+         .code = "document-replaced",
+         .file = forecast.document_path,
+         .line = forecast.fault.line,
+         .column = forecast.fault.column,
+         .what = "The document does not load: " + forecast.fault.text + ".",
+         .effect = std::string("A start would replace it by the default. ") + kEverybody,
+         .cure = "Correct it before you install it."});
+  }
+}
+
 void CheckFate(const Forecast& forecast, const std::string& kept, Findings& findings) {
   const DocumentFault& fault = forecast.fault;
+  if (forecast.is_candidate) {
+    CheckCandidate(forecast, findings);
+    return;
+  }
   switch (forecast.document_fate) {
     case DocumentFate::kRead:
       CheckDefault(kept, findings);
@@ -121,17 +157,22 @@ bool IsRead(const std::vector<EffectiveSetting>& settings, const std::string& na
 /// Adds a finding about an element.
 class ElementFindings {
  public:
-  explicit ElementFindings(Findings& findings) : findings_(findings) {}
+  ElementFindings(const Forecast& forecast, Findings& findings)
+      : file_(forecast.document_path), findings_(findings) {}
   /// Sets the place.
   void Add(const SeenElement& element, Finding finding) {
-    finding.file = SettingsPath();
+    finding.file = file_;
     finding.element = element.name;
     finding.line = element.line;
-    findings_.push_back(std::move(finding));
+    findings_.Add(std::move(finding));
   }
 
+  bool IsFull(const char* code) const { return findings_.IsFull(code); }
+  void Finish() { findings_.Finish(); }
+
  private:
-  Findings& findings_;
+  const std::string& file_;
+  FewOfAKind findings_;
 };
 
 bool IsBlank(const DOM_Node* node) {
@@ -174,7 +215,8 @@ void CheckName(const SeenElement& element, const std::vector<std::string>& known
                ElementFindings& findings) {
   const bool is_known = std::count(known.begin(), known.end(), element.name) > 0;
   if (!is_known && element.depth > 0) {
-    const std::string nearest = NearestName(element.name, known);
+    const std::string nearest =
+        findings.IsFull("element-unknown") ? "" : NearestName(element.name, known);
     findings.Add(element, {.severity = Severity::kWarning,
                            .code = "element-unknown",
                            .what = "The launcher does not know this element.",
@@ -191,11 +233,13 @@ void CheckName(const SeenElement& element, const std::vector<std::string>& known
   }
 }
 
+}  // namespace
+
 void CheckElements(const Forecast& forecast, Findings& all) {
   const std::vector<EffectiveSetting> settings = EffectiveSettings(forecast);
   const std::vector<std::string> known = KnownElements(forecast);
   const std::vector<SeenElement> elements = SettingsElements(forecast);
-  ElementFindings findings(all);
+  ElementFindings findings(forecast, all);
   std::vector<std::string> seen;
   for (const SeenElement& element : elements) {
     CheckName(element, known, findings);
@@ -215,9 +259,8 @@ void CheckElements(const Forecast& forecast, Findings& all) {
                                      ", and ignores this one.",
                            .cure = "Remove all but one."});
   }
+  findings.Finish();
 }
-
-}  // namespace
 
 void CheckDocument(const Forecast& forecast, const std::string& kept, Findings& findings) {
   CheckFate(forecast, kept, findings);

@@ -74,19 +74,17 @@ void CheckPidDirectory(Findings& findings) {
 /// The daemon takes a living process of that number for itself.
 void CheckPid(Findings& findings) {
   const std::string path = InstallationPath("/logs/httpd.pid");
-  const std::string text = ReadStart(path, 20).value_or("");
-  const std::string number = text.substr(0, text.find_first_not_of("0123456789"));
-  const std::string name = ReadStart("/proc/" + number + "/comm", 20).value_or("");
-  if (!number.empty() && !name.empty() && name != "zxqvxd\n") {
-    findings.push_back({.severity = Severity::kFailure,
-                        .code = "pid-of-another",
-                        .file = path,
-                        .what = "The file names another process than the daemon: " +
-                                name.substr(0, name.find('\n')) + ".",
-                        .effect = "The daemon says that it runs already, and does not start. The "
-                                  "service removes such a file first.",
-                        .cure = "rm " + Quoted(path),
-                        .keeps_down = true});
+  const NamedProcess process = ProcessOfPidFile();
+  if (process.number != 0 && process.name != kDaemonProcess) {
+    findings.push_back(
+        {.severity = Severity::kFailure,
+         .code = "pid-of-another",
+         .file = path,
+         .what = "The file names another process than the daemon: " + process.name + ".",
+         .effect = "The daemon says that it runs already, and does not start. The "
+                   "service removes such a file first.",
+         .cure = "rm " + Quoted(path),
+         .keeps_down = true});
   }
 }
 

@@ -16,7 +16,6 @@ namespace qvx::companion {
 
 namespace {
 
-constexpr char kDaemonProcess[] = "zxqvxd";
 constexpr uint16_t kPorts[] = {2301, 2381};
 
 void CheckDaemon(Findings& findings) {

@@ -81,14 +81,15 @@ std::string WhatOf(const EffectiveSetting& setting) {
                                                : "is not an accepted one.");
 }
 
-void CheckWord(const EffectiveSetting& setting, uint64_t line, Findings& findings) {
+void CheckWord(const Forecast& forecast, const EffectiveSetting& setting, uint64_t line,
+               Findings& findings) {
   if (!setting.written || setting.is_list ||
       stricmp(setting.written->c_str(), setting.effective.c_str()) == 0) {
     return;
   }
   Finding finding{.severity = Severity::kWarning,
                   .code = "value-not-accepted",
-                  .file = SettingsPath(),
+                  .file = forecast.document_path,
                   .line = line,
                   .element = setting.element,
                   .what = WhatOf(setting),
@@ -108,7 +109,7 @@ void CheckSsl2(const Forecast& forecast, uint64_t line, Findings& findings) {
   if (!forecast.settings.refuse_ssl2) {
     findings.push_back({.severity = Severity::kFailure,
                         .code = "ssl2-wanted",
-                        .file = SettingsPath(),
+                        .file = forecast.document_path,
                         .line = line,
                         .element = "disable-sslv2",
                         .what = "SSLv2 is wanted, which today's web servers do not have.",
@@ -147,7 +148,7 @@ void CheckLogDirectory(const Forecast& forecast, uint64_t line, Findings& findin
   std::string path = forecast.settings.log_directory;
   std::replace(path.begin(), path.end(), '\\', '/');
   const auto add = [&](Finding finding) {
-    finding.file = SettingsPath();
+    finding.file = forecast.document_path;
     finding.line = line;
     finding.element = "log-base-dir";
     finding.cure =
@@ -190,7 +191,7 @@ void CheckNames(const Forecast& forecast, uint64_t line, Findings& findings) {
   const char* text = SettingText(forecast.document.get(), "multihomed");
   const auto add = [&](Finding finding) {
     finding.severity = Severity::kWarning;
-    finding.file = SettingsPath();
+    finding.file = forecast.document_path;
     finding.line = line;
     finding.element = "multihomed";
     findings.push_back(std::move(finding));
@@ -226,7 +227,7 @@ void CheckNames(const Forecast& forecast, uint64_t line, Findings& findings) {
 void CheckValues(const Forecast& forecast, Findings& findings) {
   const std::vector<SeenElement> elements = SettingsElements(forecast);
   for (const EffectiveSetting& setting : EffectiveSettings(forecast)) {
-    CheckWord(setting, LineOf(elements, setting.element), findings);
+    CheckWord(forecast, setting, LineOf(elements, setting.element), findings);
   }
   CheckSsl2(forecast, LineOf(elements, "disable-sslv2"), findings);
   CheckLogDirectory(forecast, LineOf(elements, "log-base-dir"), findings);

@@ -109,7 +109,7 @@ std::vector<SeenElement> SettingsElements(const Forecast& forecast) {
   if (forecast.document_fate != DocumentFate::kRead) {
     return {};
   }
-  return ElementsOf(forecast.document.get(), ReadText(SettingsPath()).value_or(""));
+  return ElementsOf(forecast.document.get(), forecast.document_text);
 }
 
 uint64_t LineOf(const std::vector<SeenElement>& elements, std::string_view name) {

@@ -26,12 +26,58 @@ std::string PlaceOf(const Finding& finding) {
   return place + (finding.element.empty() ? "" : " <" + finding.element + ">");
 }
 
+/// "1 failure, 2 warnings", or "clean".
+std::string Summary(const Findings& findings, const Page& page) {
+  std::string text;
+  for (const Severity severity : {Severity::kFailure, Severity::kWarning, Severity::kNote}) {
+    const auto count = std::count_if(findings.begin(), findings.end(), [&](const Finding& finding) {
+      return finding.severity == severity;
+    });
+    if (count > 0) {
+      text.append(text.empty() ? "" : ", ").append(std::to_string(count)).append(" ");
+      text.append(NameOf(severity)).append(count == 1 ? "" : "s");
+    }
+  }
+  return text.empty() ? page.Painted(Colour::kGreen, "clean") : text;
+}
+
 /// No place is known where the number is 0.
 nlohmann::ordered_json NumberOrNull(uint64_t number) {
   return number == 0 ? nlohmann::ordered_json() : nlohmann::ordered_json(number);
 }
 
 }  // namespace
+
+void FewOfAKind::Add(Finding finding) {
+  size_t& count = counts_[finding.code];
+  if (++count <= kMost) {
+    findings_.push_back(std::move(finding));
+  }
+}
+
+bool FewOfAKind::IsFull(const char* code) const {
+  const auto found = counts_.find(code);
+  return found != counts_.end() && found->second >= kMost;
+}
+
+void FewOfAKind::Finish() {
+  for (const auto& [code, count] : counts_) {
+    if (count > kMost) {
+      findings_.push_back({.code = "and-more",
+                           .what = std::to_string(count - kMost) +
+                                   " further findings of the kind \"" + code + "\" are left out."});
+    }
+  }
+}
+
+Findings CheckSettings(const Forecast& forecast) {
+  Findings findings;
+  CheckElements(forecast, findings);
+  CheckValues(forecast, findings);
+  CheckAccess(forecast, findings);
+  CheckAddresses(forecast, findings);
+  return findings;
+}
 
 Findings CheckAll(const Forecast& forecast, const std::string& kept) {
   Findings findings;
@@ -51,6 +97,12 @@ void SortBySeverity(Findings& findings) {
                    [](const Finding& a, const Finding& b) { return a.severity > b.severity; });
 }
 
+const Finding* WhatKeepsDown(const Findings& findings) {
+  const auto found = std::find_if(findings.begin(), findings.end(),
+                                  [](const Finding& finding) { return finding.keeps_down; });
+  return found == findings.end() ? nullptr : &*found;
+}
+
 int StatusOf(const Findings& findings) {
   int status = 0;
   for (const Finding& finding : findings) {
@@ -59,8 +111,11 @@ int StatusOf(const Findings& findings) {
   return status;
 }
 
-void ShowFindings(const Findings& findings, Page& page) {
+void ShowFindings(const Findings& findings, const std::string& document, Page& page) {
   for (const Finding& finding : findings) {
+    if (&finding != &findings.front()) {
+      page.Line("");
+    }
     page.Line(page.Painted(ColourOf(finding.severity), NameOf(finding.severity)) + ": " +
               Printable(PlaceOf(finding)));
     std::vector<std::pair<std::string, std::string>> rows = {
@@ -70,13 +125,15 @@ void ShowFindings(const Findings& findings, Page& page) {
     }
     page.Columns(rows);
   }
-  if (findings.empty()) {
-    page.Line(page.Painted(Colour::kGreen, "clean"));
+  if (!findings.empty()) {
+    page.Line("");
   }
+  page.Line(Summary(findings, page) + "; looked at " + Printable(document));
 }
 
 nlohmann::ordered_json FindingsAsJson(const Findings& findings) {
   nlohmann::ordered_json json;
+  json["schema"] = kJsonSchema;
   json["status"] = StatusOf(findings);
   json["findings"] = nlohmann::ordered_json::array();
   for (const Finding& finding : findings) {
@@ -88,7 +145,8 @@ nlohmann::ordered_json FindingsAsJson(const Findings& findings) {
                                 {"element", finding.element},
                                 {"what", finding.what},
                                 {"effect", finding.effect},
-                                {"cure", finding.cure}});
+                                {"cure", finding.cure},
+                                {"keeps_down", finding.keeps_down}});
   }
   return json;
 }

@@ -4,10 +4,12 @@
 #define QVX_COMPANION_FINDINGS_H
 
 #include <cstdint>
+#include <map>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
+#include "companion/admission.h"
 #include "companion/forecast.h"
 #include "companion/presentation.h"
 
@@ -33,15 +35,40 @@ struct Finding {
 };
 using Findings = std::vector<Finding>;
 
+/// Takes findings of which a document may have millions: the first hundred of a kind and, with
+/// Finish, a note on how many there are besides.
+class FewOfAKind {
+ public:
+  explicit FewOfAKind(Findings& findings) : findings_(findings) {}
+
+  void Add(Finding finding);
+  void Finish();
+
+  /// Whether a further finding of the kind would only be counted.
+  bool IsFull(const char* code) const;
+
+ private:
+  static constexpr size_t kMost = 100;
+
+  Findings& findings_;
+  std::map<std::string, size_t> counts_;
+};
+
 /// Check one subject each and add to the findings. `kept` is the folder of the kept settings
 /// documents.
 void CheckDocument(const Forecast& forecast, const std::string& kept, Findings& findings);
+void CheckElements(const Forecast& forecast, Findings& findings);
 void CheckValues(const Forecast& forecast, Findings& findings);
 void CheckAccess(const Forecast& forecast, Findings& findings);
+/// `peer` is the answer for the address from which somebody asks.
+void CheckPeer(const Forecast& forecast, const Admission& peer, Findings& findings);
 void CheckAddresses(const Forecast& forecast, Findings& findings);
 void CheckCertificate(const Forecast& forecast, Findings& findings);
 void CheckFiles(const Forecast& forecast, Findings& findings);
 void CheckPrograms(const Forecast& forecast, Findings& findings);
+
+/// Returns the findings about the settings alone.
+Findings CheckSettings(const Forecast& forecast);
 
 /// Returns the findings of all subjects, failures first. The damage of the settings document comes
 /// before everything else.
@@ -50,10 +77,14 @@ Findings CheckAll(const Forecast& forecast, const std::string& kept);
 /// Puts failures first, then warnings. Findings of one severity keep their order.
 void SortBySeverity(Findings& findings);
 
+/// Returns the first finding that keeps the daemon down; null when there is none.
+const Finding* WhatKeepsDown(const Findings& findings);
+
 /// Returns 0 when there are at most notes, 1 for warnings, 2 for failures.
 int StatusOf(const Findings& findings);
 
-void ShowFindings(const Findings& findings, Page& page);
+/// `document` is the settings document that was looked at.
+void ShowFindings(const Findings& findings, const std::string& document, Page& page);
 nlohmann::ordered_json FindingsAsJson(const Findings& findings);
 
 }  // namespace qvx::companion

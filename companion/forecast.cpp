@@ -43,7 +43,7 @@ PairForecast ForetellPair() {
   }
   pair.fate = FateOf(pair.facts.value_or(PairFacts{}));
   pair.can_be_stored = ForeseeStore();
-  pair.host_has_name = !PairHostName().empty();
+  pair.host = PairHostName();
   pair.names = AlternativeNamesFrom(MultihomedNames().value_or(""));
   pair.names_are_accepted = AreAccepted(pair.names);
   return pair;
@@ -93,8 +93,8 @@ DocumentFault ModelFault(const std::string& text) {
   return fault;
 }
 
-DocumentFault FaultOfFile() {
-  const std::optional<std::string> text = ReadText(SettingsPath());
+DocumentFault FaultOfFile(const std::string& path) {
+  const std::optional<std::string> text = ReadText(path);
   if (!text && errno == EFBIG) {
     return DocumentFault{"it has more than 64 MiB"};
   }
@@ -111,7 +111,7 @@ void ForetellDocument(Forecast& forecast) {
   }
   const bool is_damaged = result == LoadResult::kNotWellFormed;
   if (is_damaged) {
-    forecast.fault = FaultOfFile();
+    forecast.fault = FaultOfFile(forecast.document_path);
   }
   if (ForeseeDefault()) {
     forecast.document_fate = is_damaged ? DocumentFate::kReplaced : DocumentFate::kMade;
@@ -120,6 +120,15 @@ void ForetellDocument(Forecast& forecast) {
   }
   forecast.document_fate = is_damaged ? DocumentFate::kUnusable : DocumentFate::kSkipped;
   forecast.document = NewDocument();
+}
+
+void TakeCandidate(Forecast& forecast) {
+  forecast.document = LoadText(forecast.document_text);
+  if (!forecast.document) {
+    forecast.fault = FaultOfFile(forecast.document_path);
+    forecast.document_fate = DocumentFate::kReplaced;
+    forecast.document = LoadText(QVX_XML_DEFAULT);
+  }
 }
 
 void ForetellSettings(Forecast& forecast) {
@@ -169,6 +178,23 @@ void ForetellEnd(Forecast& forecast) {
   }
 }
 
+Forecast ForetellFrom(const std::string& path, bool is_candidate) {
+  Forecast forecast;
+  forecast.document_path = path;
+  forecast.document_text = ReadText(path).value_or("");
+  forecast.is_candidate = is_candidate;
+  forecast.pair = ForetellPair();
+  if (is_candidate) {
+    TakeCandidate(forecast);
+  } else {
+    ForetellDocument(forecast);
+  }
+  ForetellSettings(forecast);
+  ForetellFiles(forecast);
+  ForetellEnd(forecast);
+  return forecast;
+}
+
 }  // namespace
 
 DocumentHolder LoadText(const std::string& text) {
@@ -190,13 +216,11 @@ std::optional<DocumentFault> FaultOf(const std::string& text) {
 }
 
 Forecast Foretell() {
-  Forecast forecast;
-  forecast.pair = ForetellPair();
-  ForetellDocument(forecast);
-  ForetellSettings(forecast);
-  ForetellFiles(forecast);
-  ForetellEnd(forecast);
-  return forecast;
+  return ForetellFrom(SettingsPath(), false);
+}
+
+Forecast ForetellWith(const std::string& candidate) {
+  return ForetellFrom(candidate, true);
 }
 
 }  // namespace qvx::companion

@@ -25,14 +25,14 @@ struct PairForecast {
   std::optional<PairFacts> facts;  ///< nothing when the TLS library cannot be used
   PairFate fate = PairFate::kSetAside;
   bool can_be_stored = false;  ///< a new pair would take its places
-  bool host_has_name = false;  ///< of a length that a certificate can hold
+  std::string host;            ///< empty when its name is too long for a certificate
   AlternativeNames names;      ///< those of a new certificate
   bool names_are_accepted = false;
 
   bool is_kept() const { return facts && fate == PairFate::kKeep; }
   /// Whether the start goes on.
   bool is_usable() const {
-    return facts && facts->is_known && (is_kept() || (can_be_stored && host_has_name));
+    return facts && facts->is_known && (is_kept() || (can_be_stored && !host.empty()));
   }
 };
 
@@ -60,6 +60,9 @@ struct ForeseenFile {
 };
 
 struct Forecast {
+  std::string document_path;  ///< the settings document, or the candidate in its place
+  std::string document_text;  ///< as it stands there; empty when it cannot be read
+  bool is_candidate = false;
   PairForecast pair;
   DocumentFate document_fate = DocumentFate::kRead;
   DocumentFault fault;         ///< of a document that does not load
@@ -79,6 +82,10 @@ struct Forecast {
 
 /// Foretells a start by this process, in this environment. Throws std::bad_alloc.
 Forecast Foretell();
+
+/// Foretells a start with the document `candidate` in the place of the settings document, as if the
+/// launcher could read and replace it there. Throws std::bad_alloc.
+Forecast ForetellWith(const std::string& candidate);
 
 /// Returns where a text stops being a document that the launcher loads; nothing when it loads.
 std::optional<DocumentFault> FaultOf(const std::string& text);

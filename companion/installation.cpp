@@ -6,11 +6,17 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdlib>
 #include <memory>
 
+#include "os/directories.h"
 #include "os/files.h"
 #include "os/path_walk.h"
 #include "os/service_account.h"
+#include "settings/document.h"
+#include "tls/pem_files.h"
+#include "webconf/server_conf.h"
 
 namespace qvx::companion {
 
@@ -18,6 +24,8 @@ namespace {
 
 constexpr std::string_view kPlainCharacters =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-./=:,+@%";
+
+constexpr size_t kLongestNumber = 20;
 
 struct DirectoryCloser {
   void operator()(DIR* stream) const { closedir(stream); }
@@ -87,6 +95,20 @@ bool AccountMayWrite(const std::string& path) {
   return account && file && HasRight(*account, *file, S_IWOTH);
 }
 
+std::vector<std::string> UnreadableFiles() {
+  const std::optional<AccountIds> account = LookUpServiceAccount().ids;
+  std::vector<std::string> hidden;
+  if (geteuid() == 0 || (account && geteuid() == account->user)) {
+    return hidden;
+  }
+  for (const std::string& path : {SettingsPath(), ServerConfPath(), CertificatePath(), KeyPath()}) {
+    if (ForeseeOpening(path, O_RDONLY) == EACCES) {
+      hidden.push_back(path);
+    }
+  }
+  return hidden;
+}
+
 std::vector<std::string> KeptSettings(const std::string& folder) {
   const std::unique_ptr<DIR, DirectoryCloser> stream(opendir(folder.c_str()));
   std::vector<std::string> paths;
@@ -97,6 +119,21 @@ std::vector<std::string> KeptSettings(const std::string& folder) {
   }
   std::sort(paths.rbegin(), paths.rend());
   return paths;
+}
+
+NamedProcess ProcessOfPidFile() {
+  const std::string text =
+      ReadStart(InstallationPath("/logs/httpd.pid"), kLongestNumber).value_or("");
+  const int number = std::atoi(text.c_str());
+  const std::string name =
+      ReadStart("/proc/" + std::to_string(number) + "/comm", kLongestNumber).value_or("");
+  return number <= 0 || name.empty() ? NamedProcess{}
+                                     : NamedProcess{number, name.substr(0, name.find('\n'))};
+}
+
+int RunningDaemon() {
+  const NamedProcess process = ProcessOfPidFile();
+  return process.name == kDaemonProcess ? process.number : 0;
 }
 
 std::string Quoted(std::string_view text) {

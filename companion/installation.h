@@ -38,12 +38,29 @@ std::optional<Ownership> OwnershipOf(const std::string& path);
 bool AccountMayRead(const std::string& path);
 bool AccountMayWrite(const std::string& path);
 
+/// The name of the daemon's process.
+inline constexpr char kDaemonProcess[] = "zxqvxd";
+
+/// Returns the files on which a foretelling rests and which this user may not read. For root and
+/// the service account these are none, because they foretell their own runs.
+std::vector<std::string> UnreadableFiles();
+
 /// The folder in which the service unit keeps the settings documents of earlier starts, under names
 /// that sort by time.
 inline constexpr char kKeptSettings[] = "/var/lib/qvxlauncher/settings";
 
 /// Returns the paths of the settings documents that are kept in `folder`, the newest first.
 std::vector<std::string> KeptSettings(const std::string& folder);
+
+/// The process that the daemon's process ID file names.
+struct NamedProcess {
+  int number = 0;      ///< 0: none that lives
+  std::string name{};  ///< as the kernel knows it
+};
+NamedProcess ProcessOfPidFile();
+
+/// Returns the number of the daemon that runs; 0 when none does.
+int RunningDaemon();
 
 /// Returns `text` as one word of a shell command.
 std::string Quoted(std::string_view text);

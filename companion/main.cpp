@@ -3,7 +3,9 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <new>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -22,7 +24,19 @@ namespace {
 using qvx::companion::Page;
 
 constexpr int kUsage = 3;
-constexpr int kNotRead = 4;
+constexpr int kNotDone = 4;
+
+struct Options {
+  bool json = false;
+  bool diff = false;
+  bool follow = false;
+  bool daemon = false;
+  std::string file;
+  std::string from;
+  std::string severity = "0";
+  std::string since;
+  std::string kept = qvx::companion::kKeptSettings;
+};
 
 void Print(const std::string& text) {
   std::fwrite(text.data(), 1, text.size(), stdout);
@@ -32,51 +46,87 @@ void PrintJson(const nlohmann::ordered_json& json) {
   Print(qvx::companion::JsonText(json, 2));
 }
 
-struct Options {
-  bool json = false;
-  bool diff = false;
-  bool follow = false;
-  bool daemon = false;
-  std::string from;
-  std::string severity = "0";
-  std::string since;
-  std::string kept = qvx::companion::kKeptSettings;
-};
+/// Says why the command was not carried out, and returns its status.
+int Fail(const Options& options, int status, const std::string& text) {
+  if (options.json) {
+    PrintJson({{"schema", qvx::companion::kJsonSchema}, {"status", status}, {"error", text}});
+  }
+  std::fprintf(stderr, "qvxctl: %s\n", qvx::companion::Printable(text).c_str());
+  return status;
+}
+
+int Refuse(const Options& options, const char* option, const std::string& value) {
+  return Fail(options, kUsage, std::string(option) + ": " + value + " is not understood");
+}
+
+Page NewPage() {
+  return Page(qvx::companion::OutputTakesColours(), qvx::companion::TerminalWidth());
+}
+
+/// Returns the text for what this user cannot read, in which case nothing is foretold: what is out
+/// of sight would count as missing. The service account foretells its own runs.
+std::optional<std::string> OutOfSight(const Options& options) {
+  const std::vector<std::string> hidden = qvx::companion::UnreadableFiles();
+  std::string files;
+  for (const std::string& path : hidden) {
+    files.append(files.empty() ? "" : ", ").append(path);
+  }
+  if (!options.file.empty() && !qvx::companion::ReadText(options.file)) {
+    return options.file + ": " + std::strerror(errno);
+  }
+  return hidden.empty() ? std::nullopt
+                        : std::optional("this user cannot read " + files + ": run it as root");
+}
+
+qvx::companion::Forecast ForetellFor(const Options& options) {
+  return options.file.empty() ? qvx::companion::Foretell()
+                              : qvx::companion::ForetellWith(options.file);
+}
 
 int RunShow(const Options& options) {
-  const qvx::companion::Forecast forecast = qvx::companion::Foretell();
-  if (options.json) {
-    PrintJson(options.diff ? ChangesAsJson(forecast) : ShowAsJson(forecast));
+  if (const auto text = OutOfSight(options)) {
+    return Fail(options, kNotDone, *text);
+  }
+  const qvx::companion::Forecast forecast = ForetellFor(options);
+  if (options.diff && options.json) {
+    PrintJson(ChangesAsJson(forecast));
     return 0;
   }
-  Page page(qvx::companion::OutputTakesColours());
+  Page page = NewPage();
   if (options.diff) {
     ShowChanges(forecast, page);
-  } else {
-    Show(forecast, page);
+    Print(page.text());
+    return 0;
   }
+  const qvx::companion::Findings findings = CheckAll(forecast, options.kept);
+  if (options.json) {
+    PrintJson(ShowAsJson(forecast, findings));
+    return 0;
+  }
+  Show(forecast, findings, page);
   Print(page.text());
   return 0;
 }
 
-int Refuse(const char* option, const std::string& value) {
-  std::fprintf(stderr, "qvxctl: %s: %s is not understood\n", option, value.c_str());
-  return kUsage;
-}
-
 /// Whether an address is let in follows the findings only when somebody asks or there is a peer.
 int RunCheck(const Options& options) {
-  const qvx::companion::Forecast forecast = qvx::companion::Foretell();
+  if (const auto text = OutOfSight(options)) {
+    return Fail(options, kNotDone, *text);
+  }
+  const qvx::companion::Forecast forecast = ForetellFor(options);
   const std::string from = options.from.empty() ? qvx::companion::SshPeer() : options.from;
   const qvx::companion::Admission admission = Admit(forecast, from);
   if (!options.from.empty() && !admission.is_address) {
-    return Refuse("--from", options.from);
+    return Refuse(options, "--from", options.from);
   }
   qvx::companion::Findings findings = CheckAll(forecast, options.kept);
   if (options.daemon) {
     CheckWithDaemon(forecast, findings);
-    SortBySeverity(findings);
   }
+  if (options.from.empty()) {
+    CheckPeer(forecast, admission, findings);
+  }
+  SortBySeverity(findings);
   if (options.json) {
     nlohmann::ordered_json json = FindingsAsJson(findings);
     if (!from.empty()) {
@@ -85,8 +135,8 @@ int RunCheck(const Options& options) {
     PrintJson(json);
     return StatusOf(findings);
   }
-  Page page(qvx::companion::OutputTakesColours());
-  ShowFindings(findings, page);
+  Page page = NewPage();
+  ShowFindings(findings, forecast.document_path, page);
   if (!from.empty()) {
     ShowAdmission(admission, page);
   }
@@ -101,48 +151,63 @@ bool IsStillRead() {
   return poll(&output, 1, kPause) <= 0;
 }
 
-void PrintRecords(qvx::companion::LogReader& reader, const Options& options, const Page& page) {
+/// Returns whether the output took the records.
+bool PrintRecords(qvx::companion::LogReader& reader, const Options& options, const Page& page) {
   const std::string content = qvx::companion::LogSnapshot().value_or("");
   for (const qvx::RingRecord& record : reader.NewRecords(content)) {
     Print(options.json ? qvx::companion::RecordAsJsonLine(record)
                        : qvx::companion::RecordLine(record, page));
   }
-  std::fflush(stdout);
+  return std::fflush(stdout) == 0;
 }
 
 int RunLog(const Options& options) {
   const auto severity = qvx::companion::SeverityFrom(options.severity);
   if (!severity) {
-    return Refuse("--severity", options.severity);
+    return Refuse(options, "--severity", options.severity);
   }
   const std::optional<time_t> since =
       options.since.empty() ? 0 : qvx::companion::TimeFrom(options.since, std::time(nullptr));
   if (!since) {
-    return Refuse("--since", options.since);
+    return Refuse(options, "--since", options.since);
+  }
+  if (!qvx::companion::LogSnapshot() && errno == EACCES) {
+    return Fail(options, kNotDone, "this user cannot read the log: run it as root");
   }
   qvx::companion::LogReader reader({*severity, *since});
   const Page page(qvx::companion::OutputTakesColours());
-  PrintRecords(reader, options, page);
-  while (options.follow && IsStillRead()) {
-    PrintRecords(reader, options, page);
+  bool is_taken = PrintRecords(reader, options, page);
+  while (is_taken && options.follow && IsStillRead()) {
+    is_taken = PrintRecords(reader, options, page);
   }
   return 0;
 }
 
-int Run(int argument_count, char** arguments) {
-  Options options;
+/// The library says only that a command is missing.
+int FailToParse(const CLI::App& app, const CLI::ParseError& error, const std::string& first) {
+  const bool is_word =
+      !first.empty() && first[0] != '-' && first != "show" && first != "check" && first != "log";
+  if (is_word) {
+    return Fail({}, kUsage, first + " is not a command: show, check or log");
+  }
+  return app.exit(error) == 0 ? 0 : kUsage;
+}
+
+int Run(int argument_count, char** arguments, Options& options) {
   CLI::App app("Looks at the console's installation and foretells a start. Changes nothing.");
   app.require_subcommand(1);
   app.name("qvxctl");
-  CLI::App* show = app.add_subcommand("show", "What is in effect at the next start");
+  app.set_version_flag("--version", "qvxctl " QVX_VERSION);
+  CLI::App* show = app.add_subcommand("show", "What will be in effect at the next start");
+  show->add_option("FILE", options.file, "A document in the place of the settings document");
   show->add_flag("--diff", options.diff, "What the next start changes in the files on disk");
   show->add_flag("--json", options.json, "For machines");
   CLI::App* check = app.add_subcommand(
       "check", "What a start would find and do. Status 0: clean, 1: warnings, 2: failures");
+  check->add_option("FILE", options.file, "A document in the place of the settings document");
   check->add_option("--from", options.from,
                     "Whether this address would be let in; the peer of the SSH session otherwise");
-  check->add_flag("--daemon", options.daemon,
-                  "Let the daemon test the next configuration, in a scratch folder");
+  check->add_flag("--daemon", options.daemon, "Let the daemon test the next configuration");
   check->add_option("--kept", options.kept, "The folder of the kept settings documents");
   check->add_flag("--json", options.json, "For machines");
   CLI::App* log = app.add_subcommand("log", "The launcher's log in the order of time");
@@ -155,7 +220,7 @@ int Run(int argument_count, char** arguments) {
   try {
     app.parse(argument_count, arguments);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : kUsage;
+    return FailToParse(app, error, argument_count > 1 ? arguments[1] : "");
   }
   if (log->parsed()) {
     return RunLog(options);
@@ -166,12 +231,17 @@ int Run(int argument_count, char** arguments) {
 }  // namespace
 
 int main(int argument_count, char** arguments) {
+  Options options;
   try {
-    return Run(argument_count, arguments);
+    const int status = Run(argument_count, arguments, options);
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) {
+      return status;
+    }
+    std::fputs("qvxctl: the output could not be written\n", stderr);
   } catch (const std::bad_alloc&) {
     std::fputs("qvxctl: out of memory\n", stderr);
   } catch (...) {
     std::fputs("qvxctl: the installation could not be read\n", stderr);
   }
-  return kNotRead;
+  return kNotDone;
 }

@@ -1,5 +1,6 @@
 #include "companion/presentation.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,6 +14,7 @@ namespace qvx::companion {
 namespace {
 
 constexpr const char* kCodes[] = {"", "\033[1m", "\033[2m", "\033[31m", "\033[33m", "\033[32m"};
+constexpr size_t kLeastRoom = 20;
 constexpr char kEndOfColour[] = "\033[0m";
 
 /// Characters that a terminal obeys, or that show the text around them in another order.
@@ -68,6 +70,11 @@ bool OutputTakesColours() {
          std::string_view(terminal) != "dumb";
 }
 
+size_t TerminalWidth() {
+  winsize size{};
+  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
 std::string Printable(std::string_view text) {
   std::string printable;
   while (!text.empty()) {
@@ -99,6 +106,21 @@ void Page::Heading(std::string_view text) {
   Line((text_.empty() ? "" : "\n") + Painted(Colour::kBold, text));
 }
 
+/// A word that is too long for a line stays whole, because it may be part of a command.
+void Page::Wrapped(std::string_view value, size_t indent) {
+  const size_t room = width_ > indent + kLeastRoom ? width_ - indent : value.size();
+  while (value.size() > room) {
+    size_t end = value.rfind(' ', room);
+    end = end == std::string_view::npos ? value.find(' ', room) : end;
+    if (end == std::string_view::npos) {
+      break;
+    }
+    text_.append(value.substr(0, end)).append("\n").append(indent, ' ');
+    value.remove_prefix(end + 1);
+  }
+  text_.append(value);
+}
+
 void Page::Columns(const std::vector<std::pair<std::string, std::string>>& rows) {
   size_t width = 0;
   for (const auto& row : rows) {
@@ -106,7 +128,9 @@ void Page::Columns(const std::vector<std::pair<std::string, std::string>>& rows)
   }
   for (const auto& [name, value] : rows) {
     text_.append("  ").append(name);
-    text_.append(value.empty() ? 0 : width - name.size() + 2, ' ').append(value).append("\n");
+    text_.append(value.empty() ? 0 : width - name.size() + 2, ' ');
+    Wrapped(value, width + 4);
+    text_.append("\n");
   }
 }
 

@@ -20,14 +20,21 @@ bool OutputTakesColours();
 /// otherwise command the terminal, or deceive its reader.
 std::string Printable(std::string_view text);
 
+/// The version of the JSON of all commands. It grows when a key goes or changes its meaning.
+inline constexpr int kJsonSchema = 1;
+
 /// Returns a text of ASCII, with a line feed at its end, for the same reason. What is not UTF-8 is
 /// replaced. An `indent` of -1 gives one line.
 std::string JsonText(const nlohmann::ordered_json& json, int indent);
 
+/// Returns the columns of the terminal that standard output is; 0 when it is none.
+size_t TerminalWidth();
+
 /// Collects the text of a command.
 class Page {
  public:
-  explicit Page(bool has_colours) : has_colours_(has_colours) {}
+  /// With a `width`, columns are broken between words to stay in it.
+  explicit Page(bool has_colours, size_t width = 0) : has_colours_(has_colours), width_(width) {}
 
   std::string Painted(Colour colour, std::string_view text) const;
   void Heading(std::string_view text);
@@ -38,7 +45,10 @@ class Page {
   const std::string& text() const { return text_; }
 
  private:
+  void Wrapped(std::string_view value, size_t indent);
+
   bool has_colours_;
+  size_t width_;
   std::string text_;
 };
 

@@ -8,7 +8,7 @@ _qvxctl() {
   local command=${COMP_WORDS[1]-} previous=${COMP_WORDS[COMP_CWORD - 1]}
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
-    _qvxctl_words 'show check log --help'
+    _qvxctl_words 'show check log --version --help'
     return
   fi
   case $previous in

@@ -163,9 +163,7 @@ std::string PairSentence(const PairForecast& pair) {
            "application!\".";
   }
   if (pair.is_kept()) {
-    return pair.facts->names_host ? "A start keeps it."
-                                  : "A start keeps it: it names another host, but the launcher did "
-                                    "not issue it.";
+    return "A start keeps it.";
   }
   if (!pair.is_usable()) {
     return "A start cannot use it and cannot make another: it ends with \"Cannot start "

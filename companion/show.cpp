@@ -3,12 +3,13 @@
 #include <ctime>
 #include <nlohmann/json.hpp>
 
-#include "companion/diff.h"
+#include "companion/changes.h"
 #include "companion/installation.h"
 #include "companion/settings_view.h"
-#include "settings/document.h"
+#include "launcher/launcher.h"
 #include "tls/certificate_details.h"
 #include "tls/pem_files.h"
+#include "webconf/servlet_container.h"
 
 namespace qvx::companion {
 
@@ -33,9 +34,28 @@ std::string DocumentSentence(const Forecast& forecast) {
   return "does not load and cannot be replaced: a start ends";
 }
 
-std::string EndSentence(const Forecast& forecast) {
+/// For machines; never changes its meaning.
+const char* CodeOf(DocumentFate fate) {
+  constexpr const char* kCodes[] = {"read", "made", "replaced", "skipped", "unusable"};
+  return kCodes[static_cast<size_t>(fate)];
+}
+
+const char* CodeOf(const PairForecast& pair) {
+  if (!pair.is_usable()) {
+    return "unusable";
+  }
+  if (pair.is_deleted_first) {
+    return "deleted";
+  }
+  constexpr const char* kCodes[] = {"kept", "replaced", "set-aside"};
+  return kCodes[static_cast<size_t>(pair.fate)];
+}
+
+std::string EndSentence(const Forecast& forecast, const Finding* obstacle) {
   if (!forecast.exit_status) {
-    return "becomes the daemon";
+    return obstacle == nullptr
+               ? "becomes the daemon"
+               : "becomes the daemon, which does not come up: " + Printable(obstacle->what);
   }
   const std::string printed = forecast.printed.empty() ? "" : ", prints: " + forecast.printed;
   return "ends with status " + std::to_string(*forecast.exit_status) + printed;
@@ -57,8 +77,8 @@ std::string Joined(const std::vector<std::string>& texts) {
 }
 
 void ShowSettings(const Forecast& forecast, Page& page) {
-  page.Heading("Settings in effect");
-  Rows rows = {{"document", SettingsPath()}, {"", DocumentSentence(forecast)}};
+  page.Heading("Settings at the next start");
+  Rows rows = {{"document", Printable(forecast.document_path)}, {"", DocumentSentence(forecast)}};
   for (const EffectiveSetting& setting : EffectiveSettings(forecast)) {
     const bool differs = setting.written && *setting.written != setting.effective;
     std::string note = setting.written ? "" : " (not written)";
@@ -70,7 +90,7 @@ void ShowSettings(const Forecast& forecast, Page& page) {
 }
 
 void ShowAddresses(const Forecast& forecast, Page& page) {
-  page.Heading("Virtual hosts (the ports 2301 and 2381 listen on every address)");
+  page.Heading("Virtual hosts at the next start (2301 and 2381 listen on every address)");
   Rows rows;
   for (const BoundAddress& bound : BoundAddresses(forecast)) {
     std::string value = "ports 2301 and 2381";
@@ -94,7 +114,7 @@ void ShowAddresses(const Forecast& forecast, Page& page) {
 }
 
 void ShowAccess(const Forecast& forecast, Page& page) {
-  page.Heading("Access");
+  page.Heading("Access at the next start");
   if (!forecast.settings.restrict_clients) {
     page.Line("  Everybody is let in: ip-restricted-logins is not True.");
     return;
@@ -113,6 +133,9 @@ void ShowCertificate(const Forecast& forecast, Page& page) {
     rows.emplace_back("common name", Printable(details->common_name));
     rows.emplace_back("further names", Printable(Joined(details->names)));
     rows.emplace_back("issuer", details->is_ours ? "the launcher" : Printable(details->issuer));
+    rows.emplace_back("key",
+                      details->key_kind + ", " + std::to_string(details->key_bits) + " bits");
+    rows.emplace_back("fingerprint", details->fingerprint);
     rows.emplace_back("ends", DateOf(details->end) + ", days left: " +
                                   std::to_string(DaysLeft(details->end, std::time(nullptr))));
   }
@@ -120,37 +143,46 @@ void ShowCertificate(const Forecast& forecast, Page& page) {
   page.Line("  " + PairSentence(forecast.pair));
 }
 
-FileChange ChangeOf(const ForeseenFile& file, bool may_get_proxy_blocks = false) {
-  const std::optional<std::string> old_text = ReadText(file.path);
-  if (!file.is_written) {
-    return {file.path, "is not written", {}};
-  }
-  if (!old_text) {
-    return {file.path, "is made", {}};
-  }
-  FileChange change{file.path, "", DifferingLines(*old_text, file.text)};
-  change.change = change.lines.empty() ? "stays the same" : "changes";
-  if (may_get_proxy_blocks) {
-    change.change +=
-        ", before sbin/genproxyconf decides about the servlet container's proxy blocks";
-  }
-  return change;
+/// The daemon, and whether the configuration on disk is that of the next start.
+struct Running {
+  int process;  ///< 0: none
+  bool is_same;
+};
+
+Running RunningNow(const Forecast& forecast) {
+  const std::string text = ReadText(forecast.server_conf.path).value_or("");
+  const bool is_same =
+      text == forecast.server_conf.text || text == WithProxyBlocks(forecast.server_conf.text);
+  return {RunningDaemon(), is_same};
+}
+
+void ShowNow(const Forecast& forecast, Page& page) {
+  page.Heading("Now");
+  const Running now = RunningNow(forecast);
+  page.Line("  the daemon " +
+            (now.process == 0 ? "does not run" : "runs as process " + std::to_string(now.process)));
+  page.Line(now.is_same ? "  its configuration on disk is that of the next start"
+                        : "  its configuration on disk is another one: qvxctl show --diff");
 }
 
 }  // namespace
 
-void Show(const Forecast& forecast, Page& page) {
+void Show(const Forecast& forecast, const Findings& findings, Page& page) {
   ShowSettings(forecast, page);
   ShowAddresses(forecast, page);
   ShowAccess(forecast, page);
   ShowCertificate(forecast, page);
   page.Heading("A start");
-  page.Line("  " + EndSentence(forecast));
+  page.Line("  " + EndSentence(forecast, WhatKeepsDown(findings)));
+  ShowNow(forecast, page);
 }
 
-ordered_json ShowAsJson(const Forecast& forecast) {
+ordered_json ShowAsJson(const Forecast& forecast, const Findings& findings) {
   ordered_json json;
-  json["document"] = {{"path", SettingsPath()}, {"fate", DocumentSentence(forecast)}};
+  json["schema"] = kJsonSchema;
+  json["document"] = {{"path", forecast.document_path},
+                      {"fate", CodeOf(forecast.document_fate)},
+                      {"sentence", DocumentSentence(forecast)}};
   for (const EffectiveSetting& setting : EffectiveSettings(forecast)) {
     ordered_json& entry = json["settings"][setting.element];
     entry["written"] = setting.written ? ordered_json(*setting.written) : ordered_json();
@@ -170,32 +202,28 @@ ordered_json ShowAsJson(const Forecast& forecast) {
     certificate["names"] = details->names;
     certificate["issuer"] = details->issuer;
     certificate["is_ours"] = details->is_ours;
+    certificate["begin"] = DateOf(details->begin);
     certificate["end"] = DateOf(details->end);
+    certificate["key_kind"] = details->key_kind;
+    certificate["key_bits"] = details->key_bits;
+    certificate["fingerprint_sha256"] = details->fingerprint;
     certificate["days_left"] = DaysLeft(details->end, std::time(nullptr));
   }
-  certificate["fate"] = PairSentence(forecast.pair);
+  certificate["fate"] = CodeOf(forecast.pair);
+  certificate["sentence"] = PairSentence(forecast.pair);
   json["start"] = {
       {"becomes_daemon", !forecast.exit_status},
+      {"stays_up", !forecast.exit_status && WhatKeepsDown(findings) == nullptr},
       {"status", forecast.exit_status ? ordered_json(*forecast.exit_status) : ordered_json()},
       {"printed", forecast.printed}};
+  const bool has_files = !forecast.exit_status || *forecast.exit_status == kDaemonNotExecuted;
+  json["reconfigure"] = {{"writes_files", has_files},
+                         {"status", has_files ? 0 : *forecast.exit_status},
+                         {"printed", forecast.printed}};
+  const Running now = RunningNow(forecast);
+  json["now"] = {{"process", now.process == 0 ? ordered_json() : ordered_json(now.process)},
+                 {"is_as_at_next_start", now.is_same}};
   return json;
-}
-
-std::vector<FileChange> ForetellChanges(const Forecast& forecast) {
-  std::vector<FileChange> changes;
-  const bool is_default = forecast.document_fate == DocumentFate::kMade ||
-                          forecast.document_fate == DocumentFate::kReplaced;
-  if (is_default) {
-    changes.push_back(ChangeOf({SettingsPath(), QVX_XML_DEFAULT, forecast.pair.is_usable()}));
-  }
-  changes.push_back(ChangeOf(forecast.server_conf, forecast.may_get_proxy_blocks));
-  changes.push_back(ChangeOf(forecast.php_ini));
-  changes.push_back(ChangeOf(forecast.agent_map));
-  const bool is_new = forecast.pair.is_usable() && !forecast.pair.is_kept();
-  for (const std::string& path : {CertificatePath(), KeyPath()}) {
-    changes.push_back({path, is_new ? "is replaced by a new one" : "stays the same", {}});
-  }
-  return changes;
 }
 
 void ShowChanges(const Forecast& forecast, Page& page) {
@@ -210,9 +238,12 @@ void ShowChanges(const Forecast& forecast, Page& page) {
 }
 
 ordered_json ChangesAsJson(const Forecast& forecast) {
-  ordered_json json = ordered_json::array();
+  ordered_json json;
+  json["schema"] = kJsonSchema;
+  json["changes"] = ordered_json::array();
   for (const FileChange& change : ForetellChanges(forecast)) {
-    json.push_back({{"path", change.path}, {"change", change.change}, {"lines", change.lines}});
+    json["changes"].push_back(
+        {{"path", change.path}, {"change", change.change}, {"lines", change.lines}});
   }
   return json;
 }

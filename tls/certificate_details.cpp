@@ -1,5 +1,6 @@
 #include "tls/certificate_details.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 
@@ -64,6 +65,25 @@ std::vector<std::string> NamesOf(const X509* certificate) {
   return texts;
 }
 
+std::string KindOf(const EVP_PKEY* key) {
+  const char* name = key == nullptr ? nullptr : EVP_PKEY_get0_type_name(key);
+  return name == nullptr ? "" : name;
+}
+
+std::string FingerprintOf(const X509* certificate) {
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned int size = 0;
+  std::string text;
+  if (X509_digest(certificate, EVP_sha256(), digest, &size) == 1) {
+    for (unsigned int i = 0; i < size; ++i) {
+      char byte[4];
+      std::snprintf(byte, sizeof byte, ":%02X", digest[i]);
+      text.append(byte + (i == 0 ? 1 : 0));
+    }
+  }
+  return text;
+}
+
 }  // namespace
 
 std::optional<CertificateDetails> ReadCertificateDetails() {
@@ -80,7 +100,18 @@ std::optional<CertificateDetails> ReadCertificateDetails() {
                             IsOurs(certificate.get()),
                             SecondsOf(X509_get0_notBefore(certificate.get())),
                             SecondsOf(X509_get0_notAfter(certificate.get())),
-                            NamesOf(certificate.get())};
+                            NamesOf(certificate.get()),
+                            KindOf(X509_get0_pubkey(certificate.get())),
+                            EVP_PKEY_get_bits(X509_get0_pubkey(certificate.get())),
+                            FingerprintOf(certificate.get())};
+}
+
+bool ClientsFindHost(const std::string& host_name) {
+  const ErrorQueueKeeper queue;
+  const std::optional<std::string> text = ReadPemFile(CertificatePath());
+  const CertificateHandle certificate = text ? CertificateFrom(*text) : nullptr;
+  return certificate && X509_check_host(certificate.get(), host_name.data(), host_name.size(),
+                                        X509_CHECK_FLAG_NEVER_CHECK_SUBJECT, nullptr) == 1;
 }
 
 }  // namespace qvx

@@ -16,7 +16,14 @@ struct CertificateDetails {
   time_t begin;                    ///< of the validity
   time_t end;                      ///< of the validity
   std::vector<std::string> names;  ///< alternative names: host names and dotted addresses
+  std::string key_kind;            ///< "RSA" or "EC", as the library names it
+  int key_bits;
+  std::string fingerprint;  ///< SHA-256, in hexadecimal digits with ":" between the bytes
 };
+
+/// Returns whether clients accept the certificate in the TLS share directory for this host name:
+/// they look at the alternative names alone. Returns false when it does not load.
+bool ClientsFindHost(const std::string& host_name);
 
 /// Returns the details of the certificate in the TLS share directory. Returns nothing when it does
 /// not load. Throws std::bad_alloc.

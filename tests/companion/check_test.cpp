@@ -149,6 +149,7 @@ TEST(Check, AccessAndAddresses) {
        "f ip-restricted-exclude:4 \"10.0.0.1\n\" holds a line break.\n"
        "f ip-restricted-exclude:4 \"192.168.100.100 - 192.168.100.200\" has more than 31 "
        "characters.\n"
+       "w ip-restricted-exclude:4 The lists let in nobody but, perhaps, this machine.\n"
        "w ip-restricted-exclude:4 \"host1\" is not an address, but a name to the daemon.\n"
        "n ip-restricted-exclude:4 \"10.0.0.1\n\" is covered by \"192.168.100.100 - "
        "192.168.100.200\".\n"},
@@ -174,8 +175,11 @@ TEST(Check, AccessAndAddresses) {
       {"separators alone", Restricted(";;"),
        "w ip-restricted-include:3 The include list has no entry.\n"},
       {"never let in", Restricted("10.0.0.5", "10.0.0.0-10.0.0.255"),
+       "w ip-restricted-exclude:4 The lists let in nobody but, perhaps, this machine.\n"
        "w ip-restricted-include:3 \"10.0.0.5\" is refused by the exclude entry "
        "\"10.0.0.0-10.0.0.255\".\n"},
+      {"everybody excluded", Restricted("", "0.0.0.0-255.255.255.255"),
+       "w ip-restricted-exclude:4 The lists let in nobody but, perhaps, this machine.\n"},
       {"lists without their switches",
        "<ip-restricted-include>10.0.0.5</ip-restricted-include>\n"
        "<ip-binding-list>10.0.0.0/255.0.0.0</ip-binding-list>\n",
@@ -218,7 +222,8 @@ TEST(Check, Certificates) {
        }},
       {"key alone", "", "w ../tls/cert.pem The certificate is missing.\n",
        [](const PreparedInstallation& site) { fs::remove(site.tls() / "cert.pem"); }},
-      {"for another host", "", "n ../tls/cert.pem The certificate names another host.\n",
+      {"for another host", "",
+       "w ../tls/cert.pem The names of the certificate lack this host, " + PairHostName() + ".\n",
        [&put](const PreparedInstallation& site) { put(site, Pairs().foreign); }},
       {"too short for the server", "",
        "f ../tls/cert.pem The web server will refuse the pair: ee key too small.\n",
@@ -231,6 +236,8 @@ TEST(Check, Certificates) {
          const PemPair& pair = Pairs().ours;
          put(site, {pair.certificate + pair.certificate.substr(0, 400), pair.key});
        }},
+      {"not valid yet", "", "w ../tls/cert.pem The certificate is not valid yet.\n",
+       [&end_in](const PreparedInstallation& site) { end_in(site, 9001 * 86400); }},
       {"ended", "", "w ../tls/cert.pem The certificate has ended.\n",
        [&end_in](const PreparedInstallation& site) { end_in(site, -10); }},
       {"ends soon", "", "w ../tls/cert.pem The certificate ends in 10 days.\n",
@@ -294,6 +301,13 @@ TEST(Check, Files) {
        [](const PreparedInstallation& site) {
          WriteText(site.settings(), QVX_XML_DEFAULT);
          WriteText("/tmp/kept/20260101T000000.xml", "<velquarn/>");
+         WriteText("/tmp/kept/20260102T000000.xml", "<");
+         WriteText("/tmp/kept/20260103T000000.xml", QVX_XML_DEFAULT);
+       }},
+      {"back to the default", "", "",
+       [](const PreparedInstallation& site) {
+         WriteText(site.settings(), QVX_XML_DEFAULT);
+         WriteText("/tmp/kept/20260101T000000.xml", "<velquarn/>");
          WriteText("/tmp/kept/20260102T000000.xml", QVX_XML_DEFAULT);
        }},
       {"programs", "",
@@ -354,6 +368,36 @@ TEST(Check, ProgramsAreJudgedAsByTheKernel) {
     waitpid(child, &status, 0);
     EXPECT_EQ(WIFEXITED(status) && WEXITSTATUS(status) != 111, row.is_program);
   }
+}
+
+TEST(Check, HundredOfAKindAreEnough) {
+  OnFreshMachine([] {
+    std::string elements;
+    for (int i = 0; i < 250; ++i) {
+      elements += "<unknown/>";
+    }
+    const PreparedInstallation site(elements);
+    const companion::Findings findings = CheckAll(companion::Foretell(), kKept);
+    ASSERT_EQ(findings.size(), 101U);
+    EXPECT_EQ(findings.back().what,
+              "150 further findings of the kind \"element-unknown\" are left out.");
+  });
+}
+
+TEST(Check, CandidateIsJudgedInThePlaceOfTheDocument) {
+  OnFreshMachine([] {
+    const PreparedInstallation site("");
+    WriteText("/tmp/next.xml", "<velquarn>\n" + Restricted("10.0.0.9-10.0.0.1") + "</velquarn>");
+    const Forecast forecast = companion::ForetellWith("/tmp/next.xml");
+    EXPECT_EQ(
+        Found(forecast, "/tmp"),
+        "f ip-restricted-include:3 \"10.0.0.9-10.0.0.1\" is a reversed range, or its start is "
+        "not an address.\n");
+    EXPECT_NE(forecast.server_conf.text.find("allow from\n"), std::string::npos);
+    WriteText("/tmp/next.xml", "<velquarn>");
+    EXPECT_EQ(Found(companion::ForetellWith("/tmp/next.xml"), "/tmp"),
+              "f next.xml:1:11 The document does not load: no element found.\n");
+  });
 }
 
 TEST(Check, TakenPortIsNamedWithItsProgram) {
@@ -431,6 +475,7 @@ TEST(Check, NewestGoodDocumentIsPutBack) {
     WriteText("/tmp/kept/20260101T000000.xml", "<velquarn/>");
     WriteText("/tmp/kept/20260102T000000.xml", "<velquarn></velquarn>");
     WriteText("/tmp/kept/20260103T000000.xml", "damaged");
+    WriteText("/tmp/kept/20260104T000000.xml", "<velquarn>" + Restricted("a-b") + "</velquarn>");
     const auto findings = CheckAll(companion::Foretell(), kKept);
     ASSERT_FALSE(findings.empty());
     EXPECT_EQ(findings[0].cure.find("Correct the file; or put back"), 0U);

@@ -46,7 +46,8 @@ constexpr const char* kElements[] = {"ip-restricted-logins",
 PemPair MakePair(const std::string& host, time_t end, int bits) {
   constexpr int kDays = 9000;
   constexpr time_t kSecondsPerDay = 86400;
-  const Pair pair = Build({host, {"DNS: host1", 0}, end - kDays * kSecondsPerDay, bits, kDays});
+  const Pair pair =
+      Build({host, {"DNS: host1, DNS: " + host, 0}, end - kDays * kSecondsPerDay, bits, kDays});
   return {Pem([&](BIO* to) { PEM_write_bio_X509(to, pair.certificate.get()); }), Pem([&](BIO* to) {
             PEM_write_bio_PrivateKey(to, pair.key.get(), nullptr, nullptr, 0, nullptr, nullptr);
           })};
