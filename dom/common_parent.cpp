@@ -37,7 +37,7 @@ ParentNode* ParentRecord(DOM_Node* node) {
   return static_cast<ParentNode*>(node);
 }
 
-/// The next node in preorder whose flag and whose ancestors' flags below `root` are set.
+/// The node after `node` in a preorder walk that enters flagged nodes only, or null at its end.
 DOM_Node* NextFlagged(const DOM_Node* root, const DOM_Node* node) {
   for (DOM_Node* child = node->firstChild; child != nullptr; child = child->nextSibling) {
     if (child->subtreeModified != 0) {

@@ -1,16 +1,16 @@
 // The document model: a tree of nodes after the W3C DOM Level 2 Core, with mutation events after
 // DOM Level 2 Events. This header is all that a user of the model includes. It declares only: each
-// subject has a source of its own (docs/design.md).
+// subject has a source of its own (docs/design.md). The operations stand with the object that they
+// are for.
 //
 // Nodes. Every node is one block: the common record DOM_Node, then its type's own part
-// (DOM_DocumentNode, DOM_AttributeNode, ...), then, where they fit, its name and value. A handle is
-// always a DOM_Node*. DOM_Document, DOM_Element and the like are other names for it that say what a
-// parameter must be. The functions DOM_DocumentPart, DOM_AttributePart, ... give a node's own part.
+// (DOM_DocumentFields, DOM_AttributeFields, ...), then, where they fit, its name and value. A handle
+// is always a DOM_Node*. DOM_Document, DOM_Element and the like are other names for it that say what
+// a parameter must be. The functions DOM_DocumentPart, DOM_AttributePart, ... give a node's own part.
 //
 // Lists. A parent is its own child list: the entries are the child nodes, linked by the sibling
-// chain. So an entry is found without a search, and list and chain cannot differ. Every other list
-// (attribute maps, results of a look-up) has entries of its own. A list remembers the entry that it
-// delivered last, so a walk by index is linear.
+// chain. So an entry is found without a search, and list and chain cannot differ. In the same way
+// an attribute is its own entry in the map of its element. A walk by index is linear.
 //
 // Ownership. Operations copy the strings that they get. A new node belongs to the caller until it
 // is put into a tree, and a removed node belongs to the caller again. DOM_Document_destroyNode
@@ -48,8 +48,6 @@ using DOM_CDATASection = DOM_Node;
 using DOM_Comment = DOM_Node;
 using DOM_ProcessingInstruction = DOM_Node;
 using DOM_EntityReference = DOM_Node;
-using DOM_Entity = DOM_Node;
-using DOM_Notation = DOM_Node;
 using DOM_DocumentType = DOM_Node;
 using DOM_DocumentFragment = DOM_Node;
 
@@ -73,10 +71,8 @@ extern const char* const node_names[13];
 /// Allowed children: indexed by the parent's type minus 1; bit (child type minus 1).
 extern const uint16_t child_matrix[12];
 
-// ------------------------------------------------------------------------------------------- lists
-
-/// A place in a list: a child node itself, or an entry of a list that has entries of its own. Nodes
-/// are reached with DOM_NodeList_item.
+/// A place in a list: a child or an attribute itself, or an entry of a list that is no part of a
+/// node. Nodes are reached with DOM_NodeList_item.
 struct NodeEntry {};
 
 /// A list of nodes; also the representation of a named-node map.
@@ -86,8 +82,6 @@ struct NodeList {
 using DOM_NodeList = NodeList;
 using NamedNodeMap = NodeList;
 using DOM_NamedNodeMap = NodeList;
-
-// ------------------------------------------------------------------------------------------- nodes
 
 /// What all nodes have in common.
 struct DOM_Node : NodeEntry {
@@ -125,7 +119,7 @@ struct DOM_AttributeFields {
 
 /// The own part of a text, CDATA section or comment.
 struct DOM_CharacterDataFields {
-  uint32_t length;  ///< in characters
+  uint32_t length;  ///< in columns (mbslen of support/mbs.h); as many as characters in ASCII
 };
 
 /// The own part of an entity and of a notation; notationName is always null for a notation.
@@ -154,72 +148,20 @@ const DOM_DocumentFields& DOM_DocumentPart(const DOM_Document* document);
 const DOM_ExternalIdFields& DOM_ExternalIdPart(const DOM_Node* entity_or_notation);
 const DOM_DocumentTypeFields& DOM_DocumentTypePart(const DOM_DocumentType* doctype);
 
-// --------------------------------------------------------------------------------- list operations
+// ------------------------------------------------------------------------------------------- nodes
 
-/// Returns a new, empty list for `document` (may be null); null when memory ran out. The caller
-/// releases it with DOM_Document_destroyNodeList.
-NodeList* Document_createNodeList(DOM_Document* document);
-NamedNodeMap* Document_createNamedNodeMap(DOM_Document* document);
+/// Returns a zero-filled node of that type, with a child list if it may have children, and without
+/// attribute map or views. Only a document and a document type may be made with a
+/// null document; every other type gives null with the null-parameter code. An unknown type gives
+/// null with DOM_NOT_SUPPORTED_ERR.
+DOM_Node* Document_createNode(DOM_Document* document, uint16_t node_type);
 
-/// Returns the document that the list was made for (may be null); the element whose attribute map
-/// it is, or null.
-DOM_Document* DOM_NodeList_ownerDocument(const NodeList* list);
-DOM_Element* DOM_NodeList_ownerElement(const NodeList* list);
-
-/// Change a list that has entries of its own, or link a node into a child list or out of it. Append
-/// puts the node at the end, insert before `reference` (at the end when that is null), replace into
-/// the place of `old_node`. They return the entry of the node, which is good until the next change
-/// of the list. The entry that remove returns is released by the caller with free(); it is null,
-/// with nothing recorded, when the node is not in the list. Append, insert and remove set an
-/// attribute's ownerElement. Replace clears that of the old node, and sets that of the new one only
-/// in a child list or an element's map. Null with
-/// - the null-parameter code: the list or a node is null,
-/// - DOM_FILTERED_LIST_ERR: the list is a view,
-/// - DOM_HIERARCHY_REQUEST_ERR: the list is a child list, and the node has a parent or may not be
-///   its child; or it is the map of an element, and the node is no attribute,
-/// - DOM_INUSE_ATTRIBUTE_ERR: the attribute is in the map of an element already,
-/// - DOM_NOT_FOUND_ERR: `reference` or `old_node` is not in the list.
-NodeEntry* NodeList_append(NodeList* list, DOM_Node* node);
-NodeEntry* NodeList_insert(NodeList* list, DOM_Node* node, DOM_Node* reference);
-NodeEntry* NodeList_remove(NodeList* list, DOM_Node* node);
-NodeEntry* NodeList_replace(NodeList* list, DOM_Node* new_node, DOM_Node* old_node);
-
-/// Returns 1 if a plain list holds the node, else 0; always 0 for a view.
-int NodeList_exists(const NodeList* list, const DOM_Node* node);
-
-/// Returns the node at `index`, or null. The list remembers the place, so each step of a walk costs
-/// a constant time.
-DOM_Node* DOM_NodeList_item(NodeList* list, int32_t index);
-
-/// Frees a list; a non-zero flag destroys its nodes first. Null is ignored. The nodes of a view are
-/// never touched. A list that is part of a node (its children, its attributes) is emptied instead;
-/// without the flag its nodes are detached and belong to the caller. Nodes that were destroyed
-/// within a handler and wait for their end are not destroyed once more.
-void DOM_Document_destroyNodeList(DOM_Document* document, NodeList* list, int destroy_nodes);
-
-// NamedNodeMap (DOM Level 2 Core, interface NamedNodeMap). Names are compared with strcoll(3).
-DOM_Node* DOM_NamedNodeMap_item(NamedNodeMap* map, int32_t index);
-
-/// Returns the first node of that name, or null.
-DOM_Node* DOM_NamedNodeMap_getNamedItem(const NamedNodeMap* map, const DOM_String* name);
-
-/// Puts `node` into the map, in the place of one of the same name. Returns the displaced node,
-/// which then belongs to the caller. A node that stands in that place already is returned itself
-/// and stays there, so do not destroy a result that is `node`. Null, with nothing recorded, when
-/// nothing was displaced or an argument is null. Null with
-/// - DOM_NO_MODIFICATION_ALLOWED_ERR: the map is a view,
-/// - DOM_WRONG_DOCUMENT_ERR: the node belongs to another document,
-/// - DOM_INUSE_ATTRIBUTE_ERR: the attribute belongs to another element,
-/// - DOM_HIERARCHY_REQUEST_ERR: the map is an element's, and the node is no attribute.
-DOM_Node* DOM_NamedNodeMap_setNamedItem(NamedNodeMap* map, DOM_Node* node);
-
-/// Takes out the first node of that name, which then belongs to the caller. Null with
-/// DOM_NOT_FOUND_ERR when there is none.
-DOM_Node* DOM_NamedNodeMap_removeNamedItem(NamedNodeMap* map, const DOM_String* name);
-
-void DOM_Document_destroyNamedNodeMap(DOM_Document* document, NamedNodeMap* map, int destroy_nodes);
-
-// --------------------------------------------------------------------------------- node operations
+/// Frees `node` with all that it owns, without recursion. The node is not unlinked from a parent:
+/// remove it first, or destroy the whole document with (document, document). `document` is the
+/// document that the node belongs to, or null; if it lives on, its references to freed nodes are
+/// cleared. Within a handler the node is unlinked and freed later, and a second call for it does
+/// nothing. The handler answers for others that still hold the node.
+void DOM_Document_destroyNode(DOM_Document* document, DOM_Node* node);
 
 /// Returns the node's value, which stays the node's; null with the null-parameter code for a null
 /// node.
@@ -230,23 +172,12 @@ DOM_String* DOM_Node_getNodeValue(const DOM_Node* node);
 void DOM_Node_setNodeValue(DOM_Node* node, const DOM_String* value);
 
 int DOM_Node_hasChildNodes(const DOM_Node* node);
-DOM_DocumentType* DOM_Document_getDoctype(DOM_Document* document);
-DOM_Element* DOM_Document_getDocumentElement(DOM_Document* document);
-uint32_t DOM_CharacterData_getLength(DOM_CharacterData* node);
 
-/// Return the elements called `name` ("*": all) in document order. The second one leaves out the
-/// element itself. The list does not follow later changes; the caller releases it with
-/// DOM_Document_destroyNodeList (document, list, 0). Null, with nothing recorded, for null
-/// arguments or another type of node; null with ENOMEM when memory ran out.
-NodeList* DOM_Document_getElementsByTagName(DOM_Document* document, const DOM_String* name);
-NodeList* DOM_Element_getElementsByTagName(DOM_Element* element, const DOM_String* name);
-
-/// Frees `node` with all that it owns, without recursion. The node is not unlinked from a parent:
-/// remove it first, or destroy the whole document with (document, document). `document` is the
-/// document that the node belongs to, or null; if it lives on, its references to freed nodes are
-/// cleared. Within a handler the node is unlinked and freed later, and a second call for it does
-/// nothing. The handler answers for others that still hold the node.
-void DOM_Document_destroyNode(DOM_Document* document, DOM_Node* node);
+/// Merges neighbouring text nodes below `node`. CDATA sections are not merged, and empty text nodes
+/// stay. The cost is linear in the text, however many pieces it is in, unless a listener of changed
+/// data or removed nodes is registered anywhere. Such a listener gets the whole text at every
+/// piece, and the merged texts can be read until the outermost operation has ended.
+void DOM_Element_normalize(DOM_Node* node);
 
 // The four tree changes and cloning (DOM Level 2 Core, interface Node).
 
@@ -297,13 +228,7 @@ DOM_Node* DOM_Node_cloneNode(DOM_Node* node, int deep);
 void DOM_Node_printNode(const DOM_Node* node);
 void DOM_Node_printNode2(const DOM_Node* node);
 
-// --------------------------------------------------------------------------------------- factories
-
-/// Returns a zero-filled node of that type, with a child list if it may have children, and without
-/// attribute map or views. Only a document and a document type may be made with a
-/// null document; every other type gives null with the null-parameter code. An unknown type gives
-/// null with DOM_NOT_SUPPORTED_ERR.
-DOM_Node* Document_createNode(DOM_Document* document, uint16_t node_type);
+// --------------------------------------------------------------------------------------- documents
 
 /// Always 0.
 int DOM_Implementation_hasFeature(const DOM_String* feature, const DOM_String* version);
@@ -313,9 +238,11 @@ int DOM_Implementation_hasFeature(const DOM_String* feature, const DOM_String* v
 DOM_Document* DOM_Implementation_createDocument(const DOM_String* namespace_uri,
                                                 const DOM_String* qualified_name,
                                                 DOM_DocumentType* doctype);
-DOM_DocumentType* DOM_Implementation_createDocumentType(const DOM_String* qualified_name,
-                                                        const DOM_String* public_id,
-                                                        const DOM_String* system_id);
+
+DOM_DocumentType* DOM_Document_getDoctype(DOM_Document* document);
+DOM_Element* DOM_Document_getDocumentElement(DOM_Document* document);
+
+// The factories return null, with the reason recorded, when a text cannot be copied.
 DOM_Element* DOM_Document_createElement(DOM_Document* document, const DOM_String* tag_name);
 DOM_Attr* DOM_Document_createAttribute(DOM_Document* document, const DOM_String* name);
 DOM_Text* DOM_Document_createTextNode(DOM_Document* document, const DOM_String* data);
@@ -328,7 +255,21 @@ DOM_EntityReference* DOM_Document_createEntityReference(DOM_Document* document,
                                                         const DOM_String* name);
 DOM_DocumentFragment* DOM_Document_createDocumentFragment(DOM_Document* document);
 
-// -------------------------------------------------------------------------------------- attributes
+/// Return the elements called `name` ("*": all) in document order. The second one leaves out the
+/// element itself. The list does not follow later changes; the caller releases it with
+/// DOM_Document_destroyNodeList (document, list, 0). Null, with nothing recorded, for null
+/// arguments or another type of node; null with ENOMEM when memory ran out.
+NodeList* DOM_Document_getElementsByTagName(DOM_Document* document, const DOM_String* name);
+NodeList* DOM_Element_getElementsByTagName(DOM_Element* element, const DOM_String* name);
+
+// ---------------------------------------------------------------------------------- document types
+
+/// Returns a document type of no document. The ids may be null.
+DOM_DocumentType* DOM_Implementation_createDocumentType(const DOM_String* qualified_name,
+                                                        const DOM_String* public_id,
+                                                        const DOM_String* system_id);
+
+// ------------------------------------------------------------------------- elements and attributes
 
 /// Returns a copy of the value, which the caller releases with free(). Returns an empty text when
 /// there is no such attribute; null for null arguments or a node that never has attributes.
@@ -353,17 +294,14 @@ DOM_Attr* DOM_Element_setAttributeNode(DOM_Element* element, DOM_Attr* attribute
 /// not the element's; null, with nothing recorded, when a handler has put it into an element again.
 DOM_Attr* DOM_Element_removeAttributeNode(DOM_Element* element, DOM_Attr* attribute);
 
-/// Merges neighbouring text nodes below `node`. CDATA sections are not merged, and empty text nodes
-/// stay. The cost is linear in the text, however many pieces it is in, unless a listener of changed
-/// data or removed nodes is registered anywhere. Such a listener gets the whole text at every
-/// piece, and the merged texts can be read until the outermost operation has ended.
-void DOM_Element_normalize(DOM_Node* node);
+// ----------------------------------------------------------------- texts, CDATA sections, comments
 
-// ---------------------------------------------------------------------------------- character data
+uint32_t DOM_CharacterData_getLength(DOM_CharacterData* node);
 
-// Offsets and counts are characters (support/mbs.h). DOM_INDEX_SIZE_ERR for one that lies outside.
-// The cost of appendData grows with the text that is appended, if all of the data is ASCII and no
-// listener hears of it. The cost of every other change grows with the data.
+// Offsets and counts are characters, lengths are columns (support/mbs.h), which differ beyond
+// ASCII. DOM_INDEX_SIZE_ERR for an offset beyond the length, or a negative one. The cost of
+// appendData grows with the text that is appended, if all of the data is ASCII and no listener
+// hears of it. The cost of every other change grows with the data.
 DOM_String* DOM_CharacterData_substringData(DOM_CharacterData* node, int32_t offset, int32_t count);
 void DOM_CharacterData_appendData(DOM_CharacterData* node, const DOM_String* text);
 void DOM_CharacterData_insertData(DOM_CharacterData* node, int32_t offset, const DOM_String* text);
@@ -375,6 +313,72 @@ void DOM_CharacterData_replaceData(DOM_CharacterData* node, int32_t offset, int3
 /// taken the node out of the tree (it keeps its data) or has destroyed the new text
 /// (DOM_NOT_FOUND_ERR).
 DOM_Text* DOM_Text_splitText(DOM_Text* node, int32_t offset);
+
+// ---------------------------------------------------------------------------------- lists of nodes
+
+/// Returns a new, empty list for `document` (may be null); null when memory ran out. The caller
+/// releases it with DOM_Document_destroyNodeList.
+NodeList* Document_createNodeList(DOM_Document* document);
+NamedNodeMap* Document_createNamedNodeMap(DOM_Document* document);
+
+/// Returns the document that the list was made for (may be null); the element whose attribute map
+/// it is, or null.
+DOM_Document* DOM_NodeList_ownerDocument(const NodeList* list);
+DOM_Element* DOM_NodeList_ownerElement(const NodeList* list);
+
+/// Change a list. In the list of a node's children, they link the node into the tree, or out of it.
+/// Append puts the node at the end, insert puts it before `reference` (null: at the end), and
+/// replace puts it in the place of `old_node`. They return the node's entry, which is good until
+/// the next change of the list. Remove returns an entry that the caller releases with free(), or
+/// null, with nothing recorded, when the node is not in the list. An attribute's ownerElement is
+/// set by append and insert and cleared by remove. Replace clears that of the old node. It sets
+/// that of the new one only in a child list or in an element's map. Null with
+/// - the null-parameter code: the list or a node is null,
+/// - DOM_FILTERED_LIST_ERR: the list is a view,
+/// - DOM_HIERARCHY_REQUEST_ERR: the list is a child list, and the node has a parent or may not be
+///   its child; or it is the map of an element, and the node is no attribute,
+/// - DOM_INUSE_ATTRIBUTE_ERR: the attribute is in the map of an element already,
+/// - DOM_NOT_FOUND_ERR: `reference` or `old_node` is not in the list.
+NodeEntry* NodeList_append(NodeList* list, DOM_Node* node);
+NodeEntry* NodeList_insert(NodeList* list, DOM_Node* node, DOM_Node* reference);
+NodeEntry* NodeList_remove(NodeList* list, DOM_Node* node);
+NodeEntry* NodeList_replace(NodeList* list, DOM_Node* new_node, DOM_Node* old_node);
+
+/// Returns 1 if a plain list holds the node, else 0; always 0 for a view.
+int NodeList_exists(const NodeList* list, const DOM_Node* node);
+
+/// Returns the node at `index`, or null. The last lists that were read remember their places, so
+/// each step of a walk costs a constant time. More than eight walks at a time over children,
+/// attributes or views take each other's places.
+DOM_Node* DOM_NodeList_item(NodeList* list, int32_t index);
+
+/// Frees a list; a non-zero flag destroys its nodes first. Null is ignored. The nodes of a view are
+/// never touched. A list that is part of a node (its children, its attributes) is emptied instead;
+/// without the flag its nodes are detached and belong to the caller. Nodes that were destroyed
+/// within a handler and wait for their end are not destroyed once more.
+void DOM_Document_destroyNodeList(DOM_Document* document, NodeList* list, int destroy_nodes);
+
+// NamedNodeMap (DOM Level 2 Core, interface NamedNodeMap). Names are compared with strcoll(3).
+DOM_Node* DOM_NamedNodeMap_item(NamedNodeMap* map, int32_t index);
+
+/// Returns the first node of that name, or null.
+DOM_Node* DOM_NamedNodeMap_getNamedItem(const NamedNodeMap* map, const DOM_String* name);
+
+/// Puts `node` into the map, in the place of one of the same name. Returns the displaced node,
+/// which then belongs to the caller. A node that stands in that place already is returned itself
+/// and stays there, so do not destroy a result that is `node`. Null, with nothing recorded, when
+/// nothing was displaced or an argument is null. Null with
+/// - DOM_NO_MODIFICATION_ALLOWED_ERR: the map is a view,
+/// - DOM_WRONG_DOCUMENT_ERR: the node belongs to another document,
+/// - DOM_INUSE_ATTRIBUTE_ERR: the attribute belongs to another element,
+/// - DOM_HIERARCHY_REQUEST_ERR: the map is an element's, and the node is no attribute.
+DOM_Node* DOM_NamedNodeMap_setNamedItem(NamedNodeMap* map, DOM_Node* node);
+
+/// Takes out the first node of that name, which then belongs to the caller. Null with
+/// DOM_NOT_FOUND_ERR when there is none.
+DOM_Node* DOM_NamedNodeMap_removeNamedItem(NamedNodeMap* map, const DOM_String* name);
+
+void DOM_Document_destroyNamedNodeMap(DOM_Document* document, NamedNodeMap* map, int destroy_nodes);
 
 // ----------------------------------------------------------------------------------- load and save
 

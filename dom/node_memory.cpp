@@ -178,7 +178,7 @@ DOM_Node* WithTexts(Record* node, MeasuredText name, MeasuredText value) {
     return node;
   }
   FreeText(node, node->nodeName);
-  // The analyzer takes a text in the room of the record for one with a block of its own.
+  // The analyzer does not know that a text in the room of the record goes with it.
   FreeRecord(node);  // NOLINT(clang-analyzer-unix.Malloc)
   return nullptr;
 }

@@ -114,7 +114,7 @@ bool MergersMayBeHeard() {
          MayBeHeard(kNodeRemovedFromDocument);
 }
 
-/// One line for each level from that of `node` up to that of the children of `root`.
+/// Writes a trace line for `node` and for each of its ancestors below `root`.
 void TraceLevels(const DOM_Node* root, const DOM_Node* node) {
   for (; node != nullptr && node != root; node = node->parentNode) {
     TracePropagation({kModule, "DOM_Element_normalize"});

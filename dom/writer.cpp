@@ -95,7 +95,7 @@ void WriteDocumentType(Output& out, const char* name, const DOM_DocumentTypeFiel
   out << ">\n";
 }
 
-void WriteEntity(Output& out, const DOM_Entity* entity, const DOM_ExternalIdFields& ids) {
+void WriteEntity(Output& out, const DOM_Node* entity, const DOM_ExternalIdFields& ids) {
   out << "    <!ENTITY " << entity->nodeName;
   if (entity->nodeValue != nullptr) {
     out << " " << Quoted{entity->nodeValue} << ">\n";

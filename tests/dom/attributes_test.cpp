@@ -128,7 +128,7 @@ TEST(Attributes, AreFoundAmongMany) {
     EXPECT_EQ(Attributes(tree.root()), expected);
   }
 
-  // Of equal names the first counts. They come in by way of the list only.
+  // Of equal names the first counts. Only the operations of lists let a second one in.
   DOM_Attr* const second = DOM_NamedNodeMap_getNamedItem(tree.root()->attributes, "2");
   DOM_Attr* const first = DOM_Document_createAttribute(tree.document(), "2");
   NodeList_insert(tree.root()->attributes, first, second);

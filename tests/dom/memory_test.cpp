@@ -65,7 +65,7 @@ void operator delete(void* block, size_t /*size*/) noexcept {
 namespace qvx::test {
 namespace {
 
-/// A document with r{e{(x)}(abc)(def)}, where e has k=v, and an empty document, both heard or not.
+/// The document <r><e k="v">x</e>abc|def</r> and an empty one. A listener hears both, or none.
 struct World : Tree {
   explicit World(bool is_heard) {
     DOM_Element_setAttribute(e, "k", "v");

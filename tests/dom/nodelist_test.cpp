@@ -17,8 +17,8 @@ std::string Names(NodeList* list) {
   return names;
 }
 
-/// A list that holds the elements a, b and c, but not d: one with entries of its own, or the
-/// children of a fragment, which the end of the list detaches.
+/// A list of the elements a, b and c, and an element d that is not in it. The list is one by itself
+/// or that of the children of a fragment. Its end detaches the children.
 struct Lists : Tree {
   explicit Lists(bool of_children)
       : owned(of_children ? parent->childNodes : Document_createNodeList(document())) {
