@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "dom/common_parent.h"
-#include "dom/dispatch.h"
 #include "dom/failure.h"
 #include "dom/listeners.h"
 #include "dom/node_memory.h"

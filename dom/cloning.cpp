@@ -6,13 +6,13 @@
 #include <utility>
 
 #include "dom/attribute_maps.h"
+#include "dom/children.h"
 #include "dom/common_parent.h"
 #include "dom/document_references.h"
 #include "dom/dom.h"
 #include "dom/factories.h"
 #include "dom/failure.h"
 #include "dom/handles.h"
-#include "dom/linking.h"
 #include "dom/node_records.h"
 #include "support/mbs.h"
 #include "support/trace_modules.h"

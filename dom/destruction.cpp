@@ -1,10 +1,10 @@
 #include "dom/destruction.h"
 
 #include "dom/attribute_maps.h"
+#include "dom/children.h"
 #include "dom/common_parent.h"
 #include "dom/document_references.h"
 #include "dom/failure.h"
-#include "dom/linking.h"
 #include "dom/node_memory.h"
 #include "dom/places.h"
 #include "dom/walks.h"

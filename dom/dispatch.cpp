@@ -8,8 +8,6 @@
 // Handlers may also change the tree. The nodes that an event reaches are settled when its dispatch
 // starts. A node that a handler destroys stays until the operation that dispatched the event has
 // ended.
-#include "dom/dispatch.h"
-
 #include <cstring>
 #include <ranges>
 #include <vector>
@@ -105,15 +103,6 @@ void Delivery::CallFrom(size_t first, const NodeListeners& listeners, DOM_Node* 
 }
 
 }  // namespace
-
-bool qvx::dom::IsAwaitedAbove(const DOM_Node* target, EventType type) {
-  for (const DOM_Node* node = target; node != nullptr; node = node->parentNode) {
-    if (HasListeners(node) && FindListeners(node)->counts.of_type[type] != 0) {
-      return true;
-    }
-  }
-  return false;
-}
 
 int DOM_EventTarget_dispatchEvent(DOM_Node* node, DOM_Event* event) {
   const Operation operation;

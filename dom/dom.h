@@ -4,9 +4,10 @@
 // are for.
 //
 // Nodes. Every node is one block: the common record DOM_Node, then its type's own part
-// (DOM_DocumentFields, DOM_AttributeFields, ...), then, where they fit, its name and value. A handle
-// is always a DOM_Node*. DOM_Document, DOM_Element and the like are other names for it that say what
-// a parameter must be. The functions DOM_DocumentPart, DOM_AttributePart, ... give a node's own part.
+// (DOM_DocumentFields, DOM_AttributeFields, ...), then, where they fit, its name and value. A
+// handle is always a DOM_Node*. DOM_Document, DOM_Element and the like are other names for it that
+// say what a parameter must be. The functions DOM_DocumentPart, DOM_AttributePart, ... give a
+// node's own part.
 //
 // Lists. A parent is its own child list: the entries are the child nodes, linked by the sibling
 // chain. So an entry is found without a search, and list and chain cannot differ. In the same way

@@ -96,6 +96,15 @@ void FreeListenersOf(const DOM_Node* node) {
   Model().listeners.erase(listeners);
 }
 
+bool IsAwaitedAbove(const DOM_Node* target, EventType type) {
+  for (const DOM_Node* node = target; node != nullptr; node = node->parentNode) {
+    if (HasListeners(node) && FindListeners(node)->counts.of_type[type] != 0) {
+      return true;
+    }
+  }
+  return false;
+}
+
 }  // namespace qvx::dom
 
 using namespace qvx::dom;

@@ -5,10 +5,9 @@
 #include <deque>
 
 #include "dom/attribute_maps.h"
-#include "dom/child_rules.h"
+#include "dom/children.h"
 #include "dom/destruction.h"
 #include "dom/failure.h"
-#include "dom/linking.h"
 #include "dom/places.h"
 #include "support/trace_modules.h"
 

@@ -7,12 +7,11 @@
 #include "dom/mutation.h"
 
 #include "dom/announcements.h"
-#include "dom/child_rules.h"
+#include "dom/children.h"
 #include "dom/common_parent.h"
 #include "dom/destruction.h"
 #include "dom/document_references.h"
 #include "dom/failure.h"
-#include "dom/linking.h"
 #include "support/trace_modules.h"
 
 using namespace qvx::dom;

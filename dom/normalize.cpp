@@ -3,10 +3,10 @@
 #include <cstdlib>
 
 #include "dom/character_data.h"
+#include "dom/children.h"
 #include "dom/destruction.h"
 #include "dom/dom.h"
 #include "dom/failure.h"
-#include "dom/linking.h"
 #include "dom/listeners.h"
 #include "dom/node_memory.h"
 #include "dom/walks.h"

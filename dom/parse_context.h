@@ -12,9 +12,9 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "dom/children.h"
 #include "dom/common_parent.h"
 #include "dom/dom.h"
-#include "dom/linking.h"
 #include "dom/listeners.h"
 #include "support/stack.h"
 

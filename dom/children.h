@@ -1,11 +1,16 @@
-// Linking nodes into a tree and out of it. Internal to the document model; nothing here dispatches
-// events.
-#ifndef QVX_DOM_LINKING_H
-#define QVX_DOM_LINKING_H
+// Who may be whose child, and linking nodes into a tree and out of it. Internal to the document
+// model; nothing here dispatches events.
+#ifndef QVX_DOM_CHILDREN_H
+#define QVX_DOM_CHILDREN_H
 
 #include "dom/dom.h"
 
 namespace qvx::dom {
+
+/// Whether the hierarchy rules let `child` become a child of `parent`: the types fit, a document
+/// gets no second element or document type, and no cycle arises. `replaced` (may be null) is the
+/// child that makes way. It may make way for another document type, but not for another element.
+bool MayHold(const DOM_Node* parent, const DOM_Node* child, const DOM_Node* replaced = nullptr);
 
 /// Links `node`, which is in no child chain, under `parent` before `reference` (at the end when
 /// that is null). The parent's list and ends, a document's documentElement and doctype, and a
