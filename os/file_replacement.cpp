@@ -103,11 +103,6 @@ bool IsRefusedByDirectory(int error) {
   return error == EACCES || error == EPERM || error == EROFS;
 }
 
-/// Returns 0, or the error with which the process may not write to what the descriptor holds.
-int WriteRefusalOf(const Descriptor& held, int wanted) {
-  return faccessat(AT_FDCWD, PathOf(held).c_str(), wanted, AT_EACCESS) == 0 ? 0 : errno;
-}
-
 }  // namespace
 
 Birth ServiceFile() {
@@ -270,7 +265,7 @@ int ForeseeReplacement(const std::string& path, LastLink last_link) {
     return refusal;
   }
   const bool is_mounted = (attributes & kMounted) != 0;
-  const int refusal = is_mounted ? EROFS : WriteRefusalOf(place->directory, W_OK | X_OK);
+  const int refusal = is_mounted ? EROFS : AccessError(place->directory, ".", W_OK | X_OK);
   if (!IsRefusedByDirectory(refusal) || !place->IsA(S_IFREG)) {
     return refusal;
   }

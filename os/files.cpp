@@ -162,7 +162,16 @@ int ForeseeOpening(const std::string& path, int flags) {
     return errno;
   }
   const int wanted = (reads ? 0 : W_OK) | ((flags & O_ACCMODE) == O_WRONLY ? 0 : R_OK);
-  return faccessat(AT_FDCWD, PathOf(place->entry).c_str(), wanted, AT_EACCESS) == 0 ? 0 : errno;
+  return AccessError(place->directory, place->name, wanted);
+}
+
+int AccessError(const Descriptor& directory, const std::string& name, int access) {
+  return faccessat(directory.get(), name.c_str(), access, AT_EACCESS) == 0 ? 0 : errno;
+}
+
+bool ModeLetsWrite(const std::string& path) {
+  const std::optional<Place> place = FindPlace(path, Access::kChange);
+  return place && place->IsA(S_IFREG) && AccessError(place->directory, place->name, W_OK) == 0;
 }
 
 File OpenFile(const std::string& path, const char* mode) {

@@ -40,6 +40,14 @@ Descriptor OpenEntry(const Place& place, int flags);
 /// (O_RDONLY, O_WRONLY or O_RDWR); 0 when it would open it. Opens nothing but to look at names.
 int ForeseeOpening(const std::string& path, int flags);
 
+/// Returns the error with which the mode of a file in an open directory refuses access (an OR of
+/// R_OK, W_OK and X_OK) to the process; 0 when it does not. Opens nothing.
+int AccessError(const Descriptor& directory, const std::string& name, int access);
+
+/// Returns whether the mode of the file at `path` lets the process write, also where the rules of
+/// os/path_walk.h keep it from writing in place.
+bool ModeLetsWrite(const std::string& path);
+
 /// Opens `path` through OSfopen. Returns null with errno set on failure.
 File OpenFile(const std::string& path, const char* mode);
 
