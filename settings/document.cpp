@@ -105,8 +105,12 @@ char* SettingText(DOM_Document* document, const char* name) {
 namespace {
 
 /// The mode of the file decides who may write the default over it, not the mode of the directory.
+/// The default takes the place of a file that may not be written in its place.
 bool MayWriteDefault(const std::string& path) {
-  return OpenDescriptor(path, O_WRONLY) || errno == ENOENT;
+  if (OpenDescriptor(path, O_WRONLY) || errno == ENOENT) {
+    return true;
+  }
+  return errno == ELOOP && ModeLetsWrite(path);
 }
 
 bool WriteDefault(const std::string& path) {
@@ -133,7 +137,8 @@ bool ForeseeDefault() {
   if (path.size() >= kPathCapacity || !ForeseeCheckedDirectories(path)) {
     return false;
   }
-  const int opening = ForeseeOpening(path, O_WRONLY);
+  const int refusal = ForeseeOpening(path, O_WRONLY);
+  const int opening = refusal == ELOOP && ModeLetsWrite(path) ? 0 : refusal;
   const int replacement = ForeseeReplacement(path);
   // The directory may still have to be made.
   return (opening == 0 && replacement == 0) ||

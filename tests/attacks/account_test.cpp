@@ -200,6 +200,15 @@ same old/cert.pem $tls/certmm.pem; same old/file.pem $tls/filemm.pem)",
          "daemon\n/opt/tls/cert.pem regular file\n/opt/tls/file.pem regular file\n"}});
 }
 
+// The account may have moved it there, so root does not write into it. The default replaces it.
+TEST(Settings, DamagedDocumentOfRootsInADirectoryOfTheAccounts) {
+  Play({{"replaced", R"(
+good_pair; chown zxqvx $base/conf; echo '<cut' >$base/conf/qvxpd.xml; launch
+grep -c 'has been generated' $base/logs/qvx.log; head -c 5 $base/conf/qvxpd.xml
+stat -c ' %U %a' $base/conf/qvxpd.xml)",
+         "daemon\n1\n<?xml zxqvx 660\n"}});
+}
+
 // The calls are slowed down, so a run that looks first and opens later meets the other file.
 std::string Exchanged(const std::string& files, int runs) {
   return "files=\"" + files + "\" runs=" + std::to_string(runs) + R"(
