@@ -51,19 +51,6 @@ bool ModeLetsWrite(const std::string& path);
 /// Opens `path` through OSfopen. Returns null with errno set on failure.
 File OpenFile(const std::string& path, const char* mode);
 
-/// Reads an open file to its end. Returns nothing with errno set when a read fails, or when more
-/// than `limit` bytes follow (EFBIG).
-std::optional<std::string> ReadRest(const Descriptor& file, size_t limit = SIZE_MAX);
-
-/// Writes the whole text to an open file: at `offset`, or at the file's own position without one.
-/// Returns false with errno set when a part is missing, also after a write without progress (EIO).
-bool WriteAll(const Descriptor& file, std::string_view text,
-              std::optional<off_t> offset = std::nullopt);
-
-/// Writes an open file or directory to the disk (fsync(2)). A file system that cannot do that is no
-/// failure. Returns false with errno set when data may be lost.
-bool Synchronize(const Descriptor& file);
-
 /// Removes the name `path` of a file, link, pipe or socket. The name of a device stays, and so does
 /// the target of a link. Returns false with errno set when nothing was removed.
 bool RemoveName(const std::string& path);

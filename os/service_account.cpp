@@ -10,7 +10,6 @@
 #include <string>
 
 #include "os/descriptor.h"
-#include "os/files.h"
 
 namespace qvx {
 
