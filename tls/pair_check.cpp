@@ -221,6 +221,7 @@ int32_t SSLServerInit() {
 }
 
 int32_t SSLInitialization() {
+  qvx::WatchMemory();
   const qvx::ErrorQueueKeeper queue;
   if (OPENSSL_init_ssl(0, nullptr) != 1) {
     return 0;

@@ -23,6 +23,7 @@ namespace qvx {
 namespace {
 
 constexpr size_t kLargestFile = 1 << 20;
+constexpr mode_t kPermissions = 07777;
 constexpr mode_t kOwnersAlone = S_IRUSR | S_IWUSR;
 
 std::string InShare(const char* name) {
@@ -193,7 +194,7 @@ OldFile LookAt(const std::string& path) {
   if (lstat(path.c_str(), &status) == 0) {
     const bool is_link = S_ISLNK(status.st_mode) && stat(path.c_str(), &target) == 0;
     file.type = status.st_mode & S_IFMT;
-    file.mode = (is_link ? target.st_mode : status.st_mode) & ~S_IFMT;
+    file.mode = (is_link ? target.st_mode : status.st_mode) & kPermissions;
     file.user = status.st_uid;
     file.group = status.st_gid;
     file.device = status.st_dev;

@@ -14,8 +14,12 @@ namespace qvx {
 CertificateHandle CertificateFrom(const std::string& text);
 KeyHandle KeyFrom(const std::string& text);
 
-/// Returns whether the library's error queue says that memory ran out, and empties it. What did not
-/// load then may load at another time.
+/// Lets LibraryLackedMemory know each failed allocation of the library. Has an effect before the
+/// library's first allocation only.
+void WatchMemory();
+
+/// Returns whether memory ran out for the library, and empties its error queue. What did not load
+/// then may load at another time.
 bool LibraryLackedMemory();
 
 /// Returns whether the common name of the subject is `host_name`, in any case. A null name is
