@@ -73,6 +73,19 @@ at_each '^(openat|p?readv?).*/opt/tls/(cert|file).pem' '
   faulted $call $number error=$error >/dev/null
   same old/cert.pem $tls/cert.pem; same old/file.pem $tls/file.pem')",
          ""},
+        {"no memory, once", R"(
+pair /OU=Elsewhere/CN=other; keep_pair; launch >/dev/null
+starved() {
+  rm -rf starved $tls; cp -a old $tls
+  timeout $hangs env LD_PRELOAD=/opt/libqvx_starve.so QVX_STARVE_AT=$1 $launcher >/dev/null 2>&1
+}
+last=0; for ((step = 32768; step > 64; step /= 2)); do
+  starved $((last + step)); [[ ! -e starved ]] || ((last += step))
+done
+for at in $(seq $((last * 45 / 100)) 101 $((last * 75 / 100))); do
+  starved $at; same old/cert.pem $tls/cert.pem; same old/file.pem $tls/file.pem
+done)",
+         ""},
         {"input error that lasts", R"(
 pair /OU=Elsewhere/CN=other; keep_pair; launch >/dev/null; cp -a old before
 at_each '^p?readv?.*/opt/tls/(cert|file).pem.*"-' '
