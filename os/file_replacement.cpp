@@ -255,7 +255,7 @@ bool ReplaceFile(const std::string& path, const Birth& birth, std::string_view t
   return file && file.Write(text) && file.Commit();
 }
 
-int ForeseeReplacement(const std::string& path, LastLink last_link) {
+int ForeseeReplacement(const std::string& path, LastLink last_link, Fallback fallback) {
   const std::optional<Place> place = FindPlace(path, Access::kChange, last_link);
   if (!place) {
     return errno;
@@ -266,10 +266,24 @@ int ForeseeReplacement(const std::string& path, LastLink last_link) {
   }
   const bool is_mounted = (attributes & kMounted) != 0;
   const int refusal = is_mounted ? EROFS : AccessError(place->directory, ".", W_OK | X_OK);
-  if (!IsRefusedByDirectory(refusal) || !place->IsA(S_IFREG)) {
+  if (fallback == Fallback::kNone || !IsRefusedByDirectory(refusal) || !place->IsA(S_IFREG)) {
     return refusal;
   }
   return ForeseeOpening(path, O_RDWR);
+}
+
+int ForeseeRemoval(const std::string& path) {
+  const std::optional<Place> place = FindPlace(path, Access::kChange, LastLink::kStay);
+  if (!place || !place->exists()) {
+    return place ? ENOENT : errno;
+  }
+  if (place->IsA(S_IFDIR)) {
+    return EISDIR;
+  }
+  const uint64_t attributes = AttributesOf(*place);
+  const bool stays =
+      place->IsA(S_IFBLK) || place->IsA(S_IFCHR) || (attributes & (kImmutable | kMounted)) != 0;
+  return stays ? EPERM : WriteRefusalOf(place->directory, W_OK | X_OK);
 }
 
 void RemoveLeftovers(const std::string& path) {

@@ -106,7 +106,12 @@ bool ReplaceFile(const std::string& path, const Birth& birth, std::string_view t
 /// Returns the error with which the replacement of the file at `path` would fail, as far as that
 /// can be told without making anything; 0 when none is foreseen. Opens nothing but to look at
 /// names.
-int ForeseeReplacement(const std::string& path, LastLink last_link = LastLink::kFollow);
+int ForeseeReplacement(const std::string& path, LastLink last_link = LastLink::kFollow,
+                       Fallback fallback = Fallback::kInPlace);
+
+/// Returns the error with which RemoveName of os/files.h would fail, as far as that can be told; 0
+/// when none is foreseen.
+int ForeseeRemoval(const std::string& path);
 
 /// Removes what killed processes left of new files for `path`. Making one does that, too.
 void RemoveLeftovers(const std::string& path);

@@ -140,9 +140,11 @@ bool ForeseeDefault() {
   const int refusal = ForeseeOpening(path, O_WRONLY);
   const int opening = refusal == ELOOP && ModeLetsWrite(path) ? 0 : refusal;
   const int replacement = ForeseeReplacement(path);
-  // The directory may still have to be made.
+  // The directory may still have to be made, but not one to which a link leads.
+  const std::optional<Place> place = FindPlace(path, Access::kRead, LastLink::kStay);
+  const bool is_link = place && place->exists();
   return (opening == 0 && replacement == 0) ||
-         (opening == ENOENT && (replacement == 0 || replacement == ENOENT));
+         (opening == ENOENT && (replacement == 0 || (replacement == ENOENT && !is_link)));
 }
 
 }  // namespace qvx

@@ -138,6 +138,20 @@ bool ForeseeFile(const std::string& path) {
   return refusal == 0 || (refusal == ENXIO && makes_way);
 }
 
+/// Where nothing can be made in the directory, and where a mount has the name, a copy that stands
+/// there is written anew. What the copy command cannot copy whole is linked to the name, or moved
+/// there.
+bool ForeseeAside(const std::string& path, const std::string& copy) {
+  const OldFile old = LookAt(path);
+  if (old.type != S_IFREG && old.type != S_IFLNK) {
+    return true;
+  }
+  const std::string target = CopyTarget(path, copy);
+  const int refusal = ForeseeReplacement(target, LastLink::kStay, Fallback::kNone);
+  return refusal == 0 || (refusal == ENXIO && MakesWay(LookAt(target).type)) ||
+         (old.text && ForeseeOpening(target, O_WRONLY) == 0);
+}
+
 Birth SecretServiceFile() {
   Birth birth = ServiceFile();
   birth.is_secret = true;
@@ -257,6 +271,11 @@ Aside SetKeyAside(OldFile& old) {
 bool SynchronizeShare() {
   const Descriptor share = OpenShare();
   return share ? Synchronize(share) : errno == EACCES;
+}
+
+bool ForeseeSettingAside() {
+  return ForeseeAside(CertificatePath(), InShare(kCertificateAsideName)) &&
+         ForeseeAside(KeyPath(), InShare(kKeyAsideName));
 }
 
 bool ForeseeStore() {

@@ -95,6 +95,9 @@ bool SynchronizeShare();
 /// anything.
 bool ForeseeStore();
 
+/// Returns whether both files of the old pair could be set aside, in the same way.
+bool ForeseeSettingAside();
+
 /// The files of a new pair that took their places.
 struct StoredPair {
   bool certificate = false;
