@@ -86,6 +86,55 @@ pid_t ParentFrom(const std::string& status) {
   return found == std::string::npos ? 0 : std::atoi(&status[found + kParent.size()]);
 }
 
+/// Returns the entries of a configuration that the launcher has written; none when it restricts
+/// nobody.
+std::vector<AccessEntry> EntriesOf(std::string_view configuration) {
+  constexpr std::string_view kStart = "\norder allow,deny\n";
+  constexpr std::string_view kAllow = "allow from";
+  constexpr std::string_view kDeny = "deny from";
+  std::vector<AccessEntry> entries;
+  const size_t start = configuration.find(kStart);
+  std::string_view rest =
+      start == std::string_view::npos ? "" : configuration.substr(start + kStart.size());
+  while (rest.starts_with(kAllow) || rest.starts_with(kDeny)) {
+    const std::string line(rest.substr(0, rest.find('\n')));
+    const bool allows = line.starts_with(kAllow);
+    const size_t behind = (allows ? kAllow : kDeny).size() + 1;
+    const bool is_implicit = entries.empty();
+    entries.push_back(EntryFrom(
+        allows, is_implicit ? "" : line.substr(std::min(behind, line.size())), line + "\n"));
+    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+  }
+  return entries;
+}
+
+Admission AdmitBy(const std::vector<AccessEntry>& entries, const std::string& address) {
+  Admission admission{address, Subnets::IsAddress(address)};
+  if (!admission.is_address) {
+    admission.reason = "It is not an address.";
+    return admission;
+  }
+  if (entries.empty()) {
+    admission.is_admitted = true;
+    admission.reason = "Nobody is restricted: ip-restricted-logins is not True.";
+    return admission;
+  }
+  const AccessEntry* allowing = FirstMatch(entries, true, address);
+  const AccessEntry* denying = FirstMatch(entries, false, address);
+  admission.is_admitted = allowing != nullptr && denying == nullptr;
+  const bool are_joined = std::any_of(entries.begin(), entries.end(),
+                                      [](const auto& entry) { return entry.joins_next_line(); });
+  admission.is_certain = !are_joined && (denying != nullptr ||
+                                         std::none_of(entries.begin(), entries.end(), IsUncertain));
+  admission.reason = "No include entry holds it.";
+  if (denying != nullptr) {
+    admission.reason = "Refused by " + NameOf(*denying) + ".";
+  } else if (allowing != nullptr) {
+    admission.reason = "Let in by " + NameOf(*allowing) + ".";
+  }
+  return admission;
+}
+
 }  // namespace
 
 std::vector<AccessEntry> AccessEntries(const Forecast& forecast) {
@@ -124,31 +173,12 @@ std::vector<Span> Merged(std::vector<Span> spans) {
 }
 
 Admission Admit(const Forecast& forecast, const std::string& address) {
-  Admission admission{address, Subnets::IsAddress(address)};
-  const std::vector<AccessEntry> entries = AccessEntries(forecast);
-  if (!admission.is_address) {
-    admission.reason = "It is not an address.";
-    return admission;
-  }
-  if (entries.empty()) {
-    admission.is_admitted = true;
-    admission.reason = "Nobody is restricted: ip-restricted-logins is not True.";
-    return admission;
-  }
-  const AccessEntry* allowing = FirstMatch(entries, true, address);
-  const AccessEntry* denying = FirstMatch(entries, false, address);
-  admission.is_admitted = allowing != nullptr && denying == nullptr;
-  const bool are_joined = std::any_of(entries.begin(), entries.end(),
-                                      [](const auto& entry) { return entry.joins_next_line(); });
-  admission.is_certain = !are_joined && (denying != nullptr ||
-                                         std::none_of(entries.begin(), entries.end(), IsUncertain));
-  admission.reason = "No include entry holds it.";
-  if (denying != nullptr) {
-    admission.reason = "Refused by " + NameOf(*denying) + ".";
-  } else if (allowing != nullptr) {
-    admission.reason = "Let in by " + NameOf(*allowing) + ".";
-  }
-  return admission;
+  return AdmitBy(AccessEntries(forecast), address);
+}
+
+std::optional<Admission> AdmitNow(const Forecast& forecast, const std::string& address) {
+  const std::optional<std::string> text = ReadText(forecast.server_conf.path);
+  return text ? std::optional(AdmitBy(EntriesOf(*text), address)) : std::nullopt;
 }
 
 bool IsUncertain(const AccessEntry& entry) {
@@ -173,11 +203,11 @@ std::string SshPeer() {
   return peer;
 }
 
-void ShowAdmission(const Admission& admission, Page& page) {
+void ShowAdmission(const Admission& admission, const std::string& when, Page& page) {
   std::string verdict = admission.is_admitted ? "let in" : "refused";
   verdict = admission.is_address ? verdict : "unknown";
   page.Line(
-      Printable(admission.address) + ": " +
+      Printable(admission.address) + ", " + when + ": " +
       page.Painted(admission.is_admitted ? Colour::kGreen : Colour::kRed, verdict) + ". " +
       Printable(admission.reason) +
       (admission.is_certain

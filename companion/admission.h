@@ -6,6 +6,7 @@
 #define QVX_COMPANION_ADMISSION_H
 
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -44,6 +45,10 @@ struct Admission {
 };
 Admission Admit(const Forecast& forecast, const std::string& address);
 
+/// The same by the server's configuration on disk, which the daemon has read unless it was changed
+/// since. Returns nothing when there is none.
+std::optional<Admission> AdmitNow(const Forecast& forecast, const std::string& address);
+
 /// Returns whether the server may take the entry for other addresses than this program does.
 bool IsUncertain(const AccessEntry& entry);
 
@@ -51,7 +56,8 @@ bool IsUncertain(const AccessEntry& entry);
 /// such as sudo takes the variable away, so the processes above this one are asked, too.
 std::string SshPeer();
 
-void ShowAdmission(const Admission& admission, Page& page);
+/// `when` is "at the next start" or "now".
+void ShowAdmission(const Admission& admission, const std::string& when, Page& page);
 nlohmann::ordered_json AdmissionAsJson(const Admission& admission);
 
 }  // namespace qvx::companion

@@ -107,7 +107,8 @@ void CheckModes(const Forecast& forecast, Findings& findings) {
 }
 
 void CheckSpace(Findings& findings) {
-  for (const std::string& path : {InstallationPath("/conf"), TlsSharePath(), LogPath()}) {
+  for (const std::string& path : {InstallationPath("/conf"), InstallationPath("/logs"),
+                                  TlsSharePath(), LogPath(), LogPath("/logs")}) {
     struct statvfs space {};
     if (statvfs(path.c_str(), &space) == 0 && space.f_bavail * space.f_frsize < kLittleSpace) {
       findings.push_back(

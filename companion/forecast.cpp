@@ -34,15 +34,27 @@ bool IsRegenerationAsked() {
   return regenerate != nullptr && std::string_view(regenerate) == "1";
 }
 
+/// What cannot be deleted stays.
+void Delete(PairForecast& pair) {
+  const bool loses_certificate = ForeseeRemoval(CertificatePath()) == 0;
+  const bool loses_key = ForeseeRemoval(KeyPath()) == 0;
+  pair.is_deleted_first = loses_certificate || loses_key;
+  if (loses_certificate) {
+    pair.facts = PairFacts{};
+  } else if (loses_key) {
+    pair.facts->key_loads = pair.facts->they_match = false;
+  }
+}
+
 PairForecast ForetellPair() {
   PairForecast pair;
-  pair.is_deleted_first = IsRegenerationAsked();
   pair.facts = ExaminePair();
-  if (pair.facts && pair.is_deleted_first) {
-    pair.facts = PairFacts{};
+  if (pair.facts && IsRegenerationAsked()) {
+    Delete(pair);
   }
   pair.fate = FateOf(pair.facts.value_or(PairFacts{}));
-  pair.can_be_stored = ForeseeStore();
+  pair.can_be_stored =
+      ForeseeStore() && (pair.fate != PairFate::kSetAside || ForeseeSettingAside());
   pair.host = PairHostName();
   pair.names = AlternativeNamesFrom(MultihomedNames().value_or(""));
   pair.names_are_accepted = AreAccepted(pair.names);

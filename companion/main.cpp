@@ -119,6 +119,7 @@ int RunCheck(const Options& options) {
   if (!options.from.empty() && !admission.is_address) {
     return Refuse(options, "--from", options.from);
   }
+  const std::optional<qvx::companion::Admission> now = AdmitNow(forecast, from);
   qvx::companion::Findings findings = CheckAll(forecast, options.kept);
   if (options.daemon) {
     CheckWithDaemon(forecast, findings);
@@ -131,6 +132,7 @@ int RunCheck(const Options& options) {
     nlohmann::ordered_json json = FindingsAsJson(findings);
     if (!from.empty()) {
       json["admission"] = AdmissionAsJson(admission);
+      json["admission_now"] = now ? AdmissionAsJson(*now) : nlohmann::ordered_json();
     }
     PrintJson(json);
     return StatusOf(findings);
@@ -138,7 +140,10 @@ int RunCheck(const Options& options) {
   Page page = NewPage();
   ShowFindings(findings, forecast.document_path, page);
   if (!from.empty()) {
-    ShowAdmission(admission, page);
+    ShowAdmission(admission, "at the next start", page);
+    if (now) {
+      ShowAdmission(*now, "now", page);
+    }
   }
   Print(page.text());
   return StatusOf(findings);

@@ -536,6 +536,21 @@ TEST(Check, Admission) {
   }
 }
 
+/// The configuration on disk is that of an earlier document.
+TEST(Check, AdmissionNowIsThatOfTheConfigurationOnDisk) {
+  OnFreshMachine([] {
+    const PreparedInstallation site(Restricted("10.0.0.1", "10.0.0.5"));
+    EXPECT_FALSE(AdmitNow(companion::Foretell(), "10.0.0.1"));
+    WriteText(site.base() / "conf/qvxpd.conf", companion::Foretell().server_conf.text);
+    PutServiceFile(site.settings(), "<velquarn>" + Restricted("10.0.0.2") + "</velquarn>");
+    const Forecast forecast = companion::Foretell();
+    EXPECT_EQ(AdmitNow(forecast, "10.0.0.1")->reason, "Let in by the include entry 10.0.0.1.");
+    EXPECT_EQ(AdmitNow(forecast, "10.0.0.5")->reason, "Refused by the exclude entry 10.0.0.5.");
+    EXPECT_FALSE(AdmitNow(forecast, "10.0.0.2")->is_admitted);
+    EXPECT_TRUE(Admit(forecast, "10.0.0.2").is_admitted);
+  });
+}
+
 TEST(Show, AddressesHaveTheEntryThatDecides) {
   OnFreshMachine([] {
     const PreparedInstallation site(

@@ -6,10 +6,12 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 
 #include "companion/findings.h"
 #include "companion/forecast.h"
 #include "settings/document.h"
+#include "tests/companion/prepared_installation.h"
 #include "tests/companion/random_installation.h"
 #include "tests/harness/isolated.h"
 #include "tls/certificate_details.h"
@@ -34,7 +36,7 @@ struct Outcome {
 };
 
 /// `command` begins behind the quote that opens the program's path.
-Outcome Run(const std::string& command) {
+Outcome Execute(const std::string& command) {
   std::FILE* stream = popen(("exec \"" + command + " 2>/dev/null").c_str(), "r");
   Outcome outcome{"", -1};
   char block[512];
@@ -128,9 +130,9 @@ void Compare(uint32_t number, const PairStock& pairs, const std::string& output)
   const Forecast forecast = companion::Foretell();
   const int status = StatusOf(CheckAll(forecast, "none"));
   if (number % 10 == 0) {
-    EXPECT_EQ(Run(QVX_COMPANION "\" check --from 127.0.0.1 --kept none").status, status);
+    EXPECT_EQ(Execute(QVX_COMPANION "\" check --from 127.0.0.1 --kept none").status, status);
   }
-  const Outcome outcome = Run(QVX_LAUNCHER "\"");
+  const Outcome outcome = Execute(QVX_LAUNCHER "\"");
   const Files after(site);
   CompareEnd(forecast, outcome);
   CompareSettings(forecast, before, after);
@@ -141,12 +143,76 @@ void Compare(uint32_t number, const PairStock& pairs, const std::string& output)
   CompareStatus(status, forecast, before, after);
 }
 
+void MountOver(const fs::path& path) {
+  const fs::path source = fs::path("/tmp") / path.filename();
+  WriteText(source, Contents(path).value_or(""));
+  WriteText(path, Contents(path).value_or(""));
+  ASSERT_EQ(mount(source.c_str(), path.c_str(), nullptr, MS_BIND, nullptr), 0);
+}
+
+TEST(Foretelling, PairThatCannotBeMoved) {
+  struct Row {
+    const char* name;
+    const char* regenerate;
+    std::function<void(const PreparedInstallation&)> spoil;
+    const char* printed;
+  };
+  const auto unfit = [](const PreparedInstallation& site) {
+    PutServiceFile(site.tls() / "file.pem", Pairs().foreign.key);
+  };
+  const Row rows[] = {
+      {.name = "a pair that cannot be deleted stays",
+       .regenerate = "1",
+       .spoil =
+           [](const PreparedInstallation& site) {
+             MountOver(site.tls() / "cert.pem");
+             MountOver(site.tls() / "file.pem");
+           },
+       .printed = ""},
+      {.name = "a key that can be deleted",
+       .regenerate = "1",
+       .spoil = [](const PreparedInstallation& site) { MountOver(site.tls() / "cert.pem"); },
+       .printed = ""},
+      {.name = "a copy that is a mount is written anew",
+       .regenerate = "0",
+       .spoil =
+           [&unfit](const PreparedInstallation& site) {
+             unfit(site);
+             MountOver(site.tls() / "filemm.pem");
+           },
+       .printed = ""},
+      {.name = "a directory in the copy's directory",
+       .regenerate = "0",
+       .spoil =
+           [&unfit](const PreparedInstallation& site) {
+             unfit(site);
+             fs::create_directories(site.tls() / "certmm.pem/cert.pem");
+           },
+       .printed = "Cannot start application!"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    Pairs();
+    OnFreshMachine([&row] {
+      const PreparedInstallation site("");
+      const Variable regenerate("QVX_CERT_REGEN", row.regenerate);
+      row.spoil(site);
+      const std::optional<std::string> before = Contents(site.tls() / "cert.pem");
+      const Forecast forecast = companion::Foretell();
+      EXPECT_EQ(forecast.printed, row.printed);
+      EXPECT_EQ(Execute(QVX_LAUNCHER "\"").output.starts_with(row.printed), true);
+      EXPECT_EQ(Contents(site.tls() / "cert.pem") == before,
+                forecast.pair.is_kept() || !forecast.pair.is_usable());
+    });
+  }
+}
+
 /// Several, so that they can run at once.
 constexpr uint32_t kShards = 4;
-class Foretelling : public testing::TestWithParam<uint32_t> {};
-INSTANTIATE_TEST_SUITE_P(Shards, Foretelling, testing::Range(0U, kShards));
+class Foretellings : public testing::TestWithParam<uint32_t> {};
+INSTANTIATE_TEST_SUITE_P(Shards, Foretellings, testing::Range(0U, kShards));
 
-TEST_P(Foretelling, EveryStartIsAsForetold) {
+TEST_P(Foretellings, EveryStartIsAsForetold) {
   ServiceOwner();
   PassIsolated(CLONE_NEWNS, [shard = GetParam()] {
     const TempDirectory scratch;

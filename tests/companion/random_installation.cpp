@@ -196,6 +196,9 @@ void RandomInstallation::LayOutSettings() {
   WriteText(path, document);
   if (OneIn(15)) {
     PutOdd(path);
+  } else if (OneIn(30)) {
+    fs::remove(path);
+    fs::create_symlink(base() / "none/qvxpd.xml", path);
   }
 }
 
@@ -256,6 +259,10 @@ void RandomInstallation::LayOutPair(const PairStock& pairs) {
   }
   WriteText(tls() / "cert.pem", pair.certificate);
   WriteText(tls() / "file.pem", pair.key);
+  if (OneIn(20)) {  // a name for the copy that lets nothing be put there
+    fs::create_directories(OneIn(2) ? tls() / "certmm.pem/cert.pem"
+                                    : tls() / "filemm.pem/file.pem");
+  }
   if (OneIn(10)) {
     PutOdd(tls() / (OneIn(2) ? "cert.pem" : "file.pem"));
   }
