@@ -121,11 +121,11 @@ void ForetellDocument(Forecast& forecast) {
   if (result == LoadResult::kRead) {
     return;
   }
-  const bool is_damaged = result == LoadResult::kNotWellFormed;
+  const bool is_damaged = result != LoadResult::kNotOpened;
   if (is_damaged) {
     forecast.fault = FaultOfFile(forecast.document_path);
   }
-  if (ForeseeDefault()) {
+  if (ForeseeDefault(result)) {
     forecast.document_fate = is_damaged ? DocumentFate::kReplaced : DocumentFate::kMade;
     forecast.document = LoadText(QVX_XML_DEFAULT);
     return;

@@ -283,7 +283,7 @@ int ForeseeRemoval(const std::string& path) {
   const uint64_t attributes = AttributesOf(*place);
   const bool stays =
       place->IsA(S_IFBLK) || place->IsA(S_IFCHR) || (attributes & (kImmutable | kMounted)) != 0;
-  return stays ? EPERM : WriteRefusalOf(place->directory, W_OK | X_OK);
+  return stays ? EPERM : AccessError(place->directory, ".", W_OK | X_OK);
 }
 
 void RemoveLeftovers(const std::string& path) {

@@ -4,15 +4,19 @@
 
 namespace qvx {
 
-bool CommitAndProtect(FileReplacement& file, const std::string& path) {
-  if (!file.Commit()) {
-    return false;
-  }
+void ProtectCommitted(const FileReplacement& file, const std::string& path) {
   if (file.is_in_place()) {
     OsProtectFile(path.c_str());
   } else {
     RunFileProtection(path, file.is_held());
   }
+}
+
+bool CommitAndProtect(FileReplacement& file, const std::string& path) {
+  if (!file.Commit()) {
+    return false;
+  }
+  ProtectCommitted(file, path);
   return true;
 }
 

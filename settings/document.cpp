@@ -13,6 +13,7 @@
 #include "os/files.h"
 #include "os/service_files.h"
 #include "os/strings.h"
+#include "support/msgno.h"
 
 const char QVX_XML_DEFAULT[] =
     R"(<?xml version="1.0" encoding="UTF-8"?>
@@ -41,7 +42,11 @@ namespace {
 
 /// Results of DOM_DocumentLS_load.
 constexpr int kLoaded = 1;
+constexpr int kNotParsed = 0;
 constexpr int kNotOpened = -1;
+
+/// What a load leaves in the error cell when a read fails: the indicator of the stream.
+constexpr int32_t kReadError = 1;
 
 /// The text of every element without content. It is not const, because texts of the record may be
 /// cut in place; cutting never changes a text without a separator.
@@ -87,6 +92,9 @@ LoadResult LoadSettings(DOM_Document* document) {
   if (result == kLoaded) {
     return LoadResult::kRead;
   }
+  if (result == kNotParsed && *_DOM_Exception() == kReadError) {
+    return LoadResult::kReadFailed;
+  }
   return result == kNotOpened ? LoadResult::kNotOpened : LoadResult::kNotWellFormed;
 }
 
@@ -104,19 +112,21 @@ char* SettingText(DOM_Document* document, const char* name) {
 
 namespace {
 
-/// The mode of the file decides who may write the default over it, not the mode of the directory.
-/// The default takes the place of a file that may not be written in its place.
-bool MayWriteDefault(const std::string& path) {
-  if (OpenDescriptor(path, O_WRONLY) || errno == ENOENT) {
-    return true;
-  }
-  return errno == ELOOP && ModeLetsWrite(path);
+void MakeDirectories(std::string path) {
+  OSCheckDir(path.data());
 }
 
-bool WriteDefault(const std::string& path) {
-  std::string chain = path;
-  OSCheckDir(chain.data());
-  return MayWriteDefault(path) && WriteServiceFile(path, QVX_XML_DEFAULT);
+/// A document that was made meanwhile stays.
+bool MakeDefault(const std::string& path) {
+  FileReplacement file(path, ServiceFile());
+  if (!file || !file.Write(QVX_XML_DEFAULT)) {
+    return false;
+  }
+  if (!file.CommitNew()) {
+    return errno == EEXIST;
+  }
+  ProtectCommitted(file, path);
+  return true;
 }
 
 uint32_t CheckSettingsFile(bool is_forced) {
@@ -127,12 +137,25 @@ uint32_t CheckSettingsFile(bool is_forced) {
   if (!is_forced && OpenFile(path, "r")) {
     return 0;
   }
-  return WriteDefault(path) ? 0 : 1;
+  const bool is_missing = errno == ENOENT;
+  MakeDirectories(path);
+  if (!is_forced) {
+    return is_missing && MakeDefault(path) ? 0 : 1;
+  }
+  return MayWriteDefault() && WriteServiceFile(path, QVX_XML_DEFAULT) ? 0 : 1;
 }
 
 }  // namespace
 
-bool ForeseeDefault() {
+bool MayWriteDefault() {
+  const std::string path = SettingsPath();
+  if (OpenDescriptor(path, O_WRONLY) || errno == ENOENT) {
+    return true;
+  }
+  return errno == ELOOP && ModeLetsWrite(path);
+}
+
+bool ForeseeDefault(LoadResult reading) {
   const std::string path = SettingsPath();
   if (path.size() >= kPathCapacity || !ForeseeCheckedDirectories(path)) {
     return false;
@@ -140,11 +163,13 @@ bool ForeseeDefault() {
   const int refusal = ForeseeOpening(path, O_WRONLY);
   const int opening = refusal == ELOOP && ModeLetsWrite(path) ? 0 : refusal;
   const int replacement = ForeseeReplacement(path);
+  if (reading == LoadResult::kNotWellFormed) {
+    return opening == 0 && replacement == 0;
+  }
   // The directory may still have to be made, but not one to which a link leads.
   const std::optional<Place> place = FindPlace(path, Access::kRead, LastLink::kStay);
   const bool is_link = place && place->exists();
-  return (opening == 0 && replacement == 0) ||
-         (opening == ENOENT && (replacement == 0 || (replacement == ENOENT && !is_link)));
+  return opening == ENOENT && (replacement == 0 || (replacement == ENOENT && !is_link));
 }
 
 }  // namespace qvx

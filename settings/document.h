@@ -16,11 +16,11 @@ inline constexpr char QVX_INTERNAL_XML_NAME[] = "/conf/qvxpd.xml";
 /// The default document, byte for byte: no line feed at its end.
 extern const char QVX_XML_DEFAULT[];
 
-/// Makes sure that the settings file exists. The default document is written and protected when the
-/// file cannot be opened, or always when `force` is not 0. Before the default is written, missing
+/// Makes sure that the settings file exists. The default document is written and protected when
+/// there is none, or always when `force` is not 0. Before the default is written, missing
 /// directories are made and the working directory becomes the last level that existed (OSCheckDir).
-/// Returns 0 when the file existed or was written. Returns 1 when it could not be written whole; an
-/// old file is then as it was.
+/// Returns 0 when the file existed or was written. Returns 1 when it cannot be opened, or could not
+/// be written whole; an old file is then as it was.
 uint32_t CheckQVXXML(uint32_t force);
 
 /// Returns the text of the first element called `name`. Returns null when there is no such element
@@ -50,16 +50,26 @@ std::string SettingsPath();
 /// not be searched for does not count as absent.
 char* SettingText(DOM_Document* document, const char* name);
 
-/// Returns whether CheckQVXXML could write the default document, as far as that can be told without
-/// making anything.
-bool ForeseeDefault();
+enum class LoadResult { kRead, kNotOpened, kNotWellFormed, kReadFailed };
 
-enum class LoadResult { kRead, kNotOpened, kNotWellFormed };
+/// Returns whether settings may be taken from the document after a load with this result.
+inline bool IsUsable(LoadResult result) {
+  return result == LoadResult::kRead || result == LoadResult::kNotOpened;
+}
+
+/// Returns whether the default may take the place of the settings file. The mode of the file
+/// decides, not that of the directory. A file that may not be written in its place can still be
+/// replaced.
+bool MayWriteDefault();
+
+/// Returns whether the default document could be written after a load with this result, as far as
+/// that can be told without making anything.
+bool ForeseeDefault(LoadResult reading);
 
 /// Loads the settings file into an empty document. A file that cannot be opened leaves the document
 /// empty, and every setting takes its rule for an absent element. A pipe, a socket, a device, a
-/// directory and a link that is not followed count as not well-formed. Throws std::bad_alloc, also
-/// for a null document.
+/// directory and a link that is not followed count as not well-formed, but a directory as one of
+/// which a read failed. Throws std::bad_alloc, also for a null document.
 LoadResult LoadSettings(DOM_Document* document);
 
 }  // namespace qvx

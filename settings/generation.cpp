@@ -5,13 +5,13 @@
 #include <vector>
 
 #include "dom/handles.h"
-#include "log/ring_log.h"
 #include "os/protection.h"
 #include "settings/bind_addresses.h"
 #include "settings/document.h"
 #include "settings/interface_addresses.h"
 #include "settings/reader.h"
 #include "settings/record.h"
+#include "settings/usable_document.h"
 #include "webconf/php_ini.h"
 #include "webconf/server_conf.h"
 #include "webconf/webapp_extensions.h"
@@ -19,26 +19,6 @@
 namespace qvx {
 
 namespace {
-
-/// Returns null when the settings file is not well-formed.
-DocumentHolder LoadNew() {
-  DocumentHolder document = NewDocument();
-  return LoadSettings(document.get()) == LoadResult::kNotWellFormed ? nullptr : std::move(document);
-}
-
-/// Loads the document. One that is not well-formed is replaced by the default. Returns null when
-/// the default cannot be loaded either.
-DocumentHolder LoadOrReplace() {
-  if (DocumentHolder document = LoadNew()) {
-    return document;
-  }
-  CheckQVXXML(1);
-  LogOutput(kLogInformation,
-            "Configuration file is corrupted or missing, a default configuration file has been "
-            "generated for you for "
-            "proper startup,you have to reset the configuration to your desired settings.");
-  return LoadNew();
-}
 
 std::vector<std::string> BuildBindList(const LoadedSettings& settings) {
   const std::vector<uint32_t> available = AvailableAddresses();
@@ -62,7 +42,7 @@ bool ReadAndWriteServerConf(DOM_Document* document) {
 int32_t ReadAndGenerate() {
   ResetRestriction();
   CheckQVXXML(0);
-  DocumentHolder document = LoadOrReplace();
+  DocumentHolder document = LoadOrReplaceSettings();
   if (!document) {
     return 1;
   }

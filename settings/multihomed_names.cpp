@@ -46,10 +46,10 @@ namespace qvx {
 std::optional<std::string> MultihomedNames() {
   const DocumentHolder document = NewDocument();
   LoadResult result = LoadSettings(document.get());
-  if (result == LoadResult::kNotWellFormed) {  // the console may be writing it at this moment
+  if (!IsUsable(result)) {  // the console may be writing it at this moment
     result = LoadSettings(document.get());
   }
-  if (result == LoadResult::kNotWellFormed) {
+  if (!IsUsable(result)) {
     return std::nullopt;
   }
   const char* list = SettingText(document.get(), kElement);
