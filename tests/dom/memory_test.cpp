@@ -47,18 +47,18 @@ char* __wrap_strdup(const char* text) {
 }
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
-// Containers ask these.
-void* operator new(size_t size) {
+// Containers ask these. They are not inlined, because GCC takes free() beside new for a mistake.
+[[gnu::noinline]] void* operator new(size_t size) {
   void* const block = Fails() ? nullptr : __real_malloc(size);
   if (block == nullptr) {
     throw std::bad_alloc();
   }
   return block;
 }
-void operator delete(void* block) noexcept {
+[[gnu::noinline]] void operator delete(void* block) noexcept {
   std::free(block);
 }
-void operator delete(void* block, size_t /*size*/) noexcept {
+[[gnu::noinline]] void operator delete(void* block, size_t /*size*/) noexcept {
   std::free(block);
 }
 
