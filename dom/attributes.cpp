@@ -25,35 +25,24 @@ NamedNodeMap* MapOf(const DOM_Element* element) {
   return element == nullptr ? nullptr : element->attributes;
 }
 
-/// Reports an attribute that setAttribute cannot make.
-[[gnu::noinline]] void ReportBadName() {
-  FailErrno({kModule, "DOM_Document_createAttribute"});
-  TraceCreateFailed({kModule, kSetAttribute});
-}
-[[gnu::noinline]] void ReportBadValue() {
-  FailErrno({kModule, kSetAttribute});
-}
-[[gnu::noinline]] void ReportUnmadeAttribute() {
-  ReportUnallocated();
-  TraceCreateFailed({kModule, kSetAttribute});
-}
-
 /// A new attribute, reported on as a failure of setAttribute when it cannot be made.
 DOM_Attr* MakeForElement(const DOM_Element* element, const DOM_String* name,
                          const DOM_String* value) {
   MeasuredText measured_name;
   if (!MeasureText(name, measured_name)) {
-    ReportBadName();
+    FailErrno({kModule, "DOM_Document_createAttribute"});
+    TraceCreateFailed({kModule, kSetAttribute});
     return nullptr;
   }
   MeasuredText measured_value;
   if (!MeasureText(value, measured_value)) {
-    ReportBadValue();
+    FailErrno({kModule, kSetAttribute});
     return nullptr;
   }
   DOM_Attr* attribute = NewAttribute(element->ownerDocument, measured_name, measured_value);
   if (attribute == nullptr) {
-    ReportUnmadeAttribute();
+    ReportUnallocated();
+    TraceCreateFailed({kModule, kSetAttribute});
   }
   return attribute;
 }
@@ -61,12 +50,12 @@ DOM_Attr* MakeForElement(const DOM_Element* element, const DOM_String* name,
 void ChangeValue(DOM_Element* element, DOM_Attr* attribute, const DOM_String* value) {
   MeasuredText measured;
   if (!MeasureText(value, measured)) {
-    ReportBadValue();
+    FailErrno({kModule, kSetAttribute});
     return;
   }
   if (!IsAwaited(element, kAttrModified)) {
     if (!ReplaceValue(attribute, measured)) {
-      ReportBadValue();
+      FailErrno({kModule, kSetAttribute});
       return;
     }
     NoteChange(element->parentNode);
@@ -74,7 +63,7 @@ void ChangeValue(DOM_Element* element, DOM_Attr* attribute, const DOM_String* va
   }
   DOM_String* const copy = CopyOf(measured);
   if (copy == nullptr) {
-    ReportBadValue();
+    FailErrno({kModule, kSetAttribute});
     return;
   }
   AnnounceAttributeValue(element, attribute, ExchangeValue(attribute, copy, 0));
@@ -192,8 +181,7 @@ DOM_Attr* DOM_Element_setAttributeNode(DOM_Element* element, DOM_Attr* attribute
     return nullptr;
   }
   DOM_Attr* displaced = nullptr;
-  const MapResult result = PutIntoMap(element->attributes, attribute, &displaced);
-  if (result == MapResult::kRefused || result == MapResult::kNoMemory) {
+  if (!PutIntoMap(element->attributes, attribute, displaced)) {
     TracePropagation({kModule, __func__});
     return nullptr;
   }

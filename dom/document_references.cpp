@@ -23,7 +23,7 @@ void NameChild(DOM_Document* document, DOM_Node* child) {
   if (child->nodeType == DOM_DOCUMENT_TYPE_NODE) {
     UnnameClone(child);
     NameDoctype(document, child);
-    SetDoctypeOwner(child, document);
+    child->ownerDocument = document;
   }
 }
 
@@ -33,18 +33,14 @@ void UnnameChild(DOM_Document* document, DOM_Node* child) {
   }
   if (child->nodeType == DOM_DOCUMENT_TYPE_NODE) {
     NameDoctype(document, nullptr);
-    SetDoctypeOwner(child, nullptr);
+    child->ownerDocument = nullptr;
   }
-}
-
-void SetDoctypeOwner(DOM_DocumentType* doctype, DOM_Document* document) {
-  doctype->ownerDocument = document;
 }
 
 void NameClone(DOM_Document* document, DOM_DocumentType* clone) {
   NameDoctype(document, clone);
   static_cast<DocumentTypeNode*>(clone)->namer = document;
-  SetDoctypeOwner(clone, document);
+  clone->ownerDocument = document;
 }
 
 void UnnameClone(DOM_DocumentType* doctype) {
@@ -63,7 +59,7 @@ void ReleaseClone(DOM_Document* document) {
   DOM_DocumentType* const named = DOM_DocumentPart(document).doctype;
   if (named != nullptr && static_cast<DocumentTypeNode*>(named)->namer == document) {
     NameDoctype(document, nullptr);
-    SetDoctypeOwner(named, nullptr);
+    named->ownerDocument = nullptr;
   }
 }
 

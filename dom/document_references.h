@@ -19,9 +19,6 @@ void NameChild(DOM_Document* document, DOM_Node* child);
 /// document.
 void UnnameChild(DOM_Document* document, DOM_Node* child);
 
-/// Makes `document` (may be null) the owner of a document type and of its lists.
-void SetDoctypeOwner(DOM_DocumentType* doctype, DOM_Document* document);
-
 /// Lets the doctype field of `document` name a clone that is no child of it.
 void NameClone(DOM_Document* document, DOM_DocumentType* clone);
 

@@ -41,27 +41,19 @@ DOM_Node* Allocated(DOM_Node* node) {
   return node;
 }
 
-// What fails is told out of line, so that it costs the factories nothing.
-[[gnu::noinline]] void FailUnmeasured(const char* factory) {
-  FailErrno({kModule, factory});
-}
-[[gnu::noinline]] void TraceUnmade(const char* factory) {
-  TracePropagation({kModule, factory});
-}
-
 /// Measures a text that the factory is to copy; records why it cannot.
 bool Measure(const char* factory, const DOM_String* text, MeasuredText& measured) {
   if (MeasureText(text, measured)) {
     return true;
   }
-  FailUnmeasured(factory);
+  FailErrno({kModule, factory});
   return false;
 }
 
 /// Hands on what a factory made, with the trace line of the factory when it made nothing.
 DOM_Node* Made(const char* factory, DOM_Node* node) {
   if (node == nullptr) {
-    TraceUnmade(factory);
+    TracePropagation({kModule, factory});
   }
   return node;
 }

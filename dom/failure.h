@@ -2,14 +2,15 @@
 #ifndef QVX_DOM_FAILURE_H
 #define QVX_DOM_FAILURE_H
 
-#include <cerrno>
 #include <cstdint>
-#include <new>
 
+#include "support/memory.h"
 #include "support/msgno.h"
 #include "support/trace.h"
 
 namespace qvx::dom {
+
+using qvx::HasMemoryFor;
 
 /// Registers dom_codes unless it is registered already.
 inline void RegisterCodes() {
@@ -22,29 +23,18 @@ inline void RegisterCodes() {
 /// Puts `code` into the error cell and overwrites the trace buffer with its line. `code` is a
 /// reference because a code of dom_codes is whole only when the table is registered. This registers
 /// it first.
-void Fail(const TraceSite& site, const int32_t& code);
+[[gnu::cold]] void Fail(const TraceSite& site, const int32_t& code);
 
 /// As Fail, with ": " and the formatted details in the trace line.
-[[gnu::format(printf, 3, 4)]] void FailDetails(const TraceSite& site, const int32_t& code,
-                                               const char* format, ...);
+[[gnu::cold, gnu::format(printf, 3, 4)]] void FailDetails(const TraceSite& site,
+                                                          const int32_t& code, const char* format,
+                                                          ...);
 
 /// Puts errno into the error cell and overwrites the trace buffer with its line.
-void FailErrno(const TraceSite& site);
-
-/// Does `work`, which uses standard containers. Returns false with errno set when memory ran out.
-template <typename Work>
-bool HasMemoryFor(Work work) {
-  try {
-    work();
-    return true;
-  } catch (const std::bad_alloc&) {
-    errno = ENOMEM;
-    return false;
-  }
-}
+[[gnu::cold]] void FailErrno(const TraceSite& site);
 
 /// Appends the line of an operation that failed because a node, map or list could not be made.
-void TraceCreateFailed(const TraceSite& site);
+[[gnu::cold]] void TraceCreateFailed(const TraceSite& site);
 
 }  // namespace qvx::dom
 

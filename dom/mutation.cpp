@@ -170,7 +170,7 @@ DOM_Node* ReplaceByNode(const char* function, DOM_Node* parent, DOM_Node* node, 
   DOM_Document* const owner = old->ownerDocument;
   UnlinkChild(old);
   if (old->nodeType == DOM_DOCUMENT_TYPE_NODE) {
-    SetDoctypeOwner(old, owner);  // only a removal makes it nobody's
+    old->ownerDocument = owner;  // only a removal makes it nobody's
   }
   LinkChild(parent, node, next);
   AnnounceInsertion(parent, node);

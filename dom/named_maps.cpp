@@ -50,38 +50,29 @@ bool IsRefused(const NamedNodeMap* map, DOM_Node* node) {
   return false;
 }
 
-MapResult Append(NamedNodeMap* map, DOM_Node* node) {
-  if (NodeList_append(map, node) != nullptr) {
-    return MapResult::kAdded;
-  }
-  TracePropagation({kModule, kSetNamedItem});
-  return MapResult::kNoMemory;
-}
-
 }  // namespace
 
-MapResult PutIntoMap(NamedNodeMap* map, DOM_Node* node, DOM_Node** displaced) {
-  *displaced = nullptr;
+bool PutIntoMap(NamedNodeMap* map, DOM_Node* node, DOM_Node*& displaced) {
+  displaced = nullptr;
   if (map == nullptr || node == nullptr || IsRefused(map, node)) {
-    return MapResult::kRefused;
+    return false;
   }
   DOM_Node* const previous = FindNamed(map, node->nodeName);
-  if (previous == node) {
-    *displaced = node;
-    return MapResult::kReplaced;
+  if (previous != node && !MayEnter({kModule, kSetNamedItem}, map, node, previous)) {
+    return false;
   }
-  if (!MayEnter({kModule, kSetNamedItem}, map, node, previous)) {
-    return MapResult::kRefused;
+  if (previous == nullptr && NodeList_append(map, node) == nullptr) {
+    TracePropagation({kModule, kSetNamedItem});
+    return false;
   }
-  if (previous == nullptr) {
-    return Append(map, node);
+  if (previous != nullptr && previous != node) {
+    ReplaceNode(map, previous, node);
+    if (node->nodeType == DOM_ATTRIBUTE_NODE) {
+      DOM_AttributePart(node).ownerElement = DOM_NodeList_ownerElement(map);
+    }
   }
-  ReplaceNode(map, previous, node);
-  if (node->nodeType == DOM_ATTRIBUTE_NODE) {
-    DOM_AttributePart(node).ownerElement = DOM_NodeList_ownerElement(map);
-  }
-  *displaced = previous;
-  return MapResult::kReplaced;
+  displaced = previous;
+  return true;
 }
 
 DOM_Attr* AttributeNamed(const DOM_Element* element, const DOM_String* name) {
@@ -129,7 +120,7 @@ DOM_Node* DOM_NamedNodeMap_getNamedItem(const NamedNodeMap* map, const DOM_Strin
 
 DOM_Node* DOM_NamedNodeMap_setNamedItem(NamedNodeMap* map, DOM_Node* node) {
   DOM_Node* displaced = nullptr;
-  PutIntoMap(map, node, &displaced);
+  PutIntoMap(map, node, displaced);
   return displaced;
 }
 

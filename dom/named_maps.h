@@ -6,12 +6,9 @@
 
 namespace qvx::dom {
 
-/// What became of putting a node into a map.
-enum class MapResult { kAdded, kReplaced, kRefused, kNoMemory };
-
-/// DOM_NamedNodeMap_setNamedItem with a result that tells its nulls apart; `displaced` gets the
-/// node that made way, which is `node` itself when it stood there already.
-MapResult PutIntoMap(NamedNodeMap* map, DOM_Node* node, DOM_Node** displaced);
+/// DOM_NamedNodeMap_setNamedItem, which tells whether the node is in the map. `displaced` gets the
+/// node that made way, which is `node` itself when it stood there already, or null.
+bool PutIntoMap(NamedNodeMap* map, DOM_Node* node, DOM_Node*& displaced);
 
 /// The first attribute of that name of an element that has an attribute map, or null.
 DOM_Attr* AttributeNamed(const DOM_Element* element, const DOM_String* name);

@@ -1,14 +1,11 @@
 #include "dom/node_memory.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 
 #include "dom/common_parent.h"
 #include "support/block_pages.h"
-#include "support/mbs.h"
 
 namespace qvx::dom {
 namespace {
@@ -99,38 +96,6 @@ DOM_Node* NewBareNode(DOM_Document* document, uint16_t node_type) {
     default:
       return NewRecord<CharacterDataNode>(document, node_type, 0);
   }
-}
-
-/// Copies the first and the last word, which may overlap, of `length` bytes.
-template <typename Word>
-void CopyEnds(char* to, const char* from, size_t length) {
-  Word first = 0;
-  Word last = 0;
-  std::memcpy(&first, from, sizeof first);
-  std::memcpy(&last, from + length - sizeof last, sizeof last);
-  std::memcpy(to, &first, sizeof first);
-  std::memcpy(to + length - sizeof last, &last, sizeof last);
-}
-
-/// Most texts are so short that the call of memmove would cost more than the copy.
-void CopyBytes(char* to, const char* from, size_t length) {
-  if (length > 2 * sizeof(uint64_t)) {
-    std::memmove(to, from, length);
-  } else if (length >= sizeof(uint64_t)) {
-    CopyEnds<uint64_t>(to, from, length);
-  } else if (length >= sizeof(uint32_t)) {
-    CopyEnds<uint32_t>(to, from, length);
-  } else if (length >= sizeof(uint16_t)) {
-    CopyEnds<uint16_t>(to, from, length);
-  } else if (length == 1) {
-    *to = *from;
-  }
-}
-
-DOM_String* CopyTo(char* memory, MeasuredText text) {
-  CopyBytes(memory, text.text, text.bytes - 1);
-  memory[text.bytes - 1] = '\0';
-  return memory;
 }
 
 /// The bytes from `place`, in the room of `node`, to the end of the room.
@@ -254,11 +219,6 @@ void FreeRecord(DOM_Node* node) {
   GiveBackBlock({node, record->place}, size);
 }
 
-DOM_String* CopyOf(MeasuredText text) {
-  auto* copy = static_cast<char*>(std::malloc(text.bytes));
-  return copy != nullptr ? CopyTo(copy, text) : nullptr;
-}
-
 bool ReplaceValue(DOM_Node* node, MeasuredText value) {
   if (StandsInRoom(node, node->nodeValue) && value.bytes <= RoomFrom(node, node->nodeValue)) {
     ExchangeValue(node, CopyTo(node->nodeValue, value), value.columns);
@@ -280,23 +240,6 @@ DOM_String* ExchangeValue(DOM_Node* node, DOM_String* value, uint32_t length) {
     DOM_CharacterDataPart(node).length = length;
   }
   return previous;
-}
-
-MeasuredText Measured(const DOM_String* text) {
-  constexpr MeasuredText kNone{nullptr, 0, 0};
-  if (text == nullptr) {
-    errno = EINVAL;
-    return kNone;
-  }
-  const size_t length = std::strlen(text);
-  if (length <= INT_MAX && IsAscii(text, length)) {
-    return {text, static_cast<uint32_t>(length) + 1, static_cast<uint32_t>(length)};
-  }
-  const int bytes = mbssize(text);
-  if (bytes < 0) {
-    return kNone;
-  }
-  return {text, static_cast<uint32_t>(bytes) + 1, static_cast<uint32_t>(mbslen(text))};
 }
 
 }  // namespace qvx::dom

@@ -11,25 +11,13 @@
 #include <functional>
 
 #include "dom/node_records.h"
+#include "support/measured_text.h"
 
 namespace qvx::dom {
 
-/// A text that can be copied. It is small enough to be handed on in registers.
-struct MeasuredText {
-  const DOM_String* text;
-  uint32_t bytes;    ///< of a copy, its NUL included
-  uint32_t columns;  ///< what character data of that text has as its length
-};
-
-/// Measures `text`. The text of the result is null, with errno EINVAL (null) or EILSEQ
-/// (undecodable), when it cannot be copied. Leaves the error cell alone.
-MeasuredText Measured(const DOM_String* text);
-
-/// The same; returns false when the text cannot be copied.
-inline bool MeasureText(const DOM_String* text, MeasuredText& measured) {
-  measured = Measured(text);
-  return measured.text != nullptr;
-}
+using qvx::CopyOf;
+using qvx::MeasuredText;
+using qvx::MeasureText;
 
 // These return null with errno set when memory ran out, and record nothing.
 
@@ -75,9 +63,6 @@ inline void FreeText(DOM_Node* node, const char* text) {
 /// Makes a copy of `value` the value of `node`. The copy takes the place of the old one if it fits.
 /// Returns false with errno set, and nothing changed, when memory ran out.
 bool ReplaceValue(DOM_Node* node, MeasuredText value);
-
-/// A copy of `text` from malloc; null with errno set when memory ran out.
-DOM_String* CopyOf(MeasuredText text);
 
 /// Makes `value` (from malloc, handed over) the value of `node`, and `length` the length of
 /// character data. Returns the old value, which the caller releases with FreeText.

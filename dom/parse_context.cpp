@@ -95,17 +95,6 @@ DOM_Node* MakeText(DOM_Document* document, uint16_t node_type, const char* text,
   return node;
 }
 
-/// What is done when a text is lost.
-[[gnu::noinline]] void TraceText() {
-  TracePropagation({kModule, kTextHandler});
-}
-[[gnu::noinline]] void FailText() {
-  Fail({kModule, kTextHandler}, kNullParameter);
-}
-[[gnu::noinline]] void RefuseText(const DOM_Node* parent, DOM_Node* node) {
-  Refuse(kTextHandler, parent, node);
-}
-
 /// Whether the pieces of a text run may be put together before anyone sees them.
 bool IsCollected(const DOM_ParseContext& context) {
   return !context.in_cdata && !MayBeHeard();
@@ -115,7 +104,7 @@ bool IsCollected(const DOM_ParseContext& context) {
 /// cannot.
 bool Collect(DOM_ParseContext& context, const char* bytes, size_t size) {
   if (!Reserve(context, context.text_length + size + 1)) {
-    TraceText();
+    TracePropagation({kModule, kTextHandler});
     return false;
   }
   std::memcpy(context.buffer + context.text_length, bytes, size);
@@ -126,7 +115,7 @@ bool Collect(DOM_ParseContext& context, const char* bytes, size_t size) {
 /// Appends a text, which may not have been made, to the open node.
 inline void AddText(DOM_Node* top, DOM_Node* node) {
   if (node == nullptr || !IsAdopted(top, node)) {
-    RefuseText(top, node);
+    Refuse(kTextHandler, top, node);
   }
 }
 
@@ -136,7 +125,7 @@ void AddCollected(DOM_ParseContext& context, uint16_t node_type) {
   context.buffer[length] = '\0';
   DOM_Node* const top = static_cast<DOM_Node*>(stack_peek(context.open_nodes));
   if (top == nullptr) {
-    FailText();
+    Fail({kModule, kTextHandler}, kNullParameter);
     return;
   }
   AddText(top, length >= kHandedOver
@@ -164,13 +153,13 @@ void chardata_fn(void* user_data, const XML_Char* bytes, int length) {
     return;
   }
   if (user_data == nullptr || bytes == nullptr || length <= 0) {
-    FailText();
+    Fail({kModule, kTextHandler}, kNullParameter);
     return;
   }
   DOM_ParseContext& context = ContextOf(user_data);
   auto* const top = static_cast<DOM_Node*>(stack_peek(context.open_nodes));
   if (top == nullptr) {
-    FailText();
+    Fail({kModule, kTextHandler}, kNullParameter);
     return;
   }
   const auto size = static_cast<size_t>(length);

@@ -31,14 +31,6 @@ constexpr uint32_t kNestedEntities = 4096;
 /// for any memory.
 constexpr uint32_t kDefaultedAttributes = 100000;
 
-// What fails is told out of line, so that it costs the handlers nothing.
-[[gnu::noinline]] void TraceElement(const char* handler, const XML_Char* name) {
-  qvx::TracePropagationDetails({kModule, handler}, "name=%s", name);
-}
-[[gnu::noinline]] void TraceAttribute(const char* handler) {
-  TracePropagation({kModule, handler});
-}
-
 /// The first step of every handler that changes the tree. Returns the node to append to. Returns
 /// null when a failure is pending, and when there is no open node (`code` is then recorded). The
 /// handler must then do nothing.
@@ -73,7 +65,7 @@ void start_fn(void* user_data, const XML_Char* name, const XML_Char** attributes
   const auto set_attribute = MayBeHeard() ? DOM_Element_setAttribute : AddAttribute;
   DOM_Element* element = DOM_Document_createElement(top->ownerDocument, name);
   if (element == nullptr && _exception == ENOMEM) {
-    TraceElement(__func__, name);
+    qvx::TracePropagationDetails({kModule, __func__}, "name=%s", name);
     return;
   }
   if (Adopt(__func__, top, element) == nullptr) {
@@ -82,7 +74,7 @@ void start_fn(void* user_data, const XML_Char* name, const XML_Char** attributes
   for (; *attributes != nullptr; attributes += 2) {
     set_attribute(element, attributes[0], attributes[1]);
     if (_exception != 0) {
-      TraceAttribute(__func__);
+      TracePropagation({kModule, __func__});
       return;
     }
   }
