@@ -41,7 +41,7 @@ good_pair; launch; cd $base/session; mkdir -m 700 backup; echo secret >backup/se
         {"when php is made", script(R"(
 calls '^mkdirat.*"php"' >/opt/points; rmdir php; read -r call number </opt/points
 cd /opt; stopped $call $number "cd $base/session; account mv php own; account mv backup php"
-cd $base/session; cat /opt/stopped_out)"),
+cd $base/session)"),
          kept + "root:root 700\n"},
         {"empty, of a killed run", R"(
 good_pair; launch; rmdir $base/session/php; mkdir -m 700 $base/session/php; launch
