@@ -43,7 +43,6 @@ int32_t CreatePHPINIFile() {
   try {
     const std::string text = qvx::PhpIniText(qvx::InstallationPath(), allowablePHPExtensions);
     const std::string path = qvx::InstallationPath(kPhpIniName);
-    qvx::RemoveLeftovers(path);
     return qvx::WriteServiceFile(path, text) ? 1 : 0;
   } catch (const std::bad_alloc&) {
     return 0;

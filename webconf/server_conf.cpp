@@ -143,7 +143,6 @@ std::optional<std::string> DirectivesFrom(const LoadedSettings& settings) {
 bool WriteConfiguration(const LoadedSettings& settings,
                         std::span<const std::string> bind_addresses) {
   const std::string path = ServerConfPath();
-  RemoveLeftovers(path);
   FileReplacement file(path, ServiceFile());
   return file &&
          GenerateServerConf(ServerConfValuesFrom(settings), bind_addresses,
