@@ -16,10 +16,10 @@
 
 #include "launcher/daemon_parent.h"
 #include "launcher/environment.h"
+#include "launcher/generation.h"
 #include "log/ring_log.h"
 #include "os/directories.h"
 #include "os/protection.h"
-#include "settings/generation.h"
 #include "tls/pair_check.h"
 #include "tls/pem_files.h"
 #include "webconf/agent_map.h"

@@ -1,4 +1,4 @@
-#include "settings/generation.h"
+#include "launcher/generation.h"
 
 #include <new>
 #include <string>

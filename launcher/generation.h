@@ -1,6 +1,6 @@
 // The settings step of a start: it reads the settings and writes the web server's files.
-#ifndef QVX_SETTINGS_GENERATION_H
-#define QVX_SETTINGS_GENERATION_H
+#ifndef QVX_LAUNCHER_GENERATION_H
+#define QVX_LAUNCHER_GENERATION_H
 
 #include <cstdint>
 
