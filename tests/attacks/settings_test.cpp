@@ -43,7 +43,8 @@ calls '^read.*qvxpd.xml' >points; read -r call number <points
   Play({{"once", script + R"(faulted $call $number error=EIO
 same written $base/conf/qvxpd.xml; grep 'MaxClients' $base/conf/qvxpd.conf)",
          "daemon\ndaemon\nMaxClients           40\n"},
-        {"always", script + R"(: >$base/logs/qvx.log; faulted $call $number+ error=EIO | grep -c Invalid
+        {"always",
+         script + R"(: >$base/logs/qvx.log; faulted $call $number+ error=EIO | grep -c Invalid
 same written $base/conf/qvxpd.xml; grep -c 'no default' $base/logs/qvx.log
 grep 'been generated' $base/logs/qvx.log)",
          "daemon\n1\n1\n"}});
