@@ -154,6 +154,9 @@ void CheckReading(const Forecast& forecast, Findings& findings) {
            .cure = "chown zxqvx:zxqvx " + Quoted(path) + "; chmod 660 " + Quoted(path)});
     }
   }
+  if (HasName(KeyPath() + "/.")) {
+    return;  // a directory, which is a finding already
+  }
   const std::optional<Ownership> key = OwnershipOf(KeyPath());
   if (key && (key->mode & S_IRWXO) != 0) {
     findings.push_back(

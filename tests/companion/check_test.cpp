@@ -236,6 +236,12 @@ TEST(Check, Certificates) {
          const PemPair& pair = Pairs().ours;
          put(site, {pair.certificate + pair.certificate.substr(0, 400), pair.key});
        }},
+      {"a directory as the key", "",
+       "f ../tls/cert.pem There is no usable certificate and key, and none can be made.\n",
+       [](const PreparedInstallation& site) {
+         fs::remove(site.tls() / "file.pem");
+         fs::create_directories(site.tls() / "file.pem");
+       }},
       {"not valid yet", "", "w ../tls/cert.pem The certificate is not valid yet.\n",
        [&end_in](const PreparedInstallation& site) { end_in(site, 9001 * 86400); }},
       {"ended", "", "w ../tls/cert.pem The certificate has ended.\n",
