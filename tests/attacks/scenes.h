@@ -14,9 +14,9 @@ struct Scene {
   std::string outcome;  // what the script prints on standard output and standard error
 };
 
-/// Expects the outcome of each scene. A script runs in mount and process namespaces of its own. It
-/// begins with the installation that the file "stage" makes, and has the functions of "stage" and
-/// "faults". A script that hangs is ended after ten minutes.
+/// Expects the outcome of each scene. A script runs in namespaces of its own for mounts, processes
+/// and the host name. It begins with the installation that the file "stage" makes, and has the
+/// functions of "stage" and "faults". A script that hangs is ended after ten minutes.
 void Play(const std::vector<Scene>& scenes);
 
 }  // namespace qvx::test

@@ -214,7 +214,7 @@ INSTANTIATE_TEST_SUITE_P(Shards, Foretellings, testing::Range(0U, kShards));
 
 TEST_P(Foretellings, EveryStartIsAsForetold) {
   ServiceOwner();
-  PassIsolated(CLONE_NEWNS, [shard = GetParam()] {
+  PassIsolated(CLONE_NEWNS | CLONE_NEWUTS, [shard = GetParam()] {
     const TempDirectory scratch;
     const std::string output = scratch.path() / "output";
     const std::string program = scratch.path() / "ip";

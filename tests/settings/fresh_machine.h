@@ -1,5 +1,5 @@
-// A machine of the test's own: no addresses, an empty /tmp, and a settings record that no earlier
-// case has touched.
+// A machine of the test's own: no addresses, an empty /tmp, a host name that nobody else changes,
+// and a settings record that no earlier case has touched.
 #ifndef QVX_TESTS_SETTINGS_FRESH_MACHINE_H
 #define QVX_TESTS_SETTINGS_FRESH_MACHINE_H
 
@@ -19,7 +19,7 @@ inline void OnFreshMachine(const std::function<void()>& body) {
     const bool is_ready = mount("tmpfs", "/tmp", "tmpfs", 0, nullptr) == 0;
     return is_ready ? body(), FailuresAsStatus() : 2;
   };
-  EXPECT_EQ(RunIsolated(CLONE_NEWNS | CLONE_NEWNET, in_child), 0);
+  EXPECT_EQ(RunIsolated(CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWUTS, in_child), 0);
 }
 
 /// Lets "/sbin/ip" print `output`, on a fresh machine.
@@ -27,7 +27,7 @@ inline void RecordIpOutput(std::string_view output) {
   WriteText("/tmp/output", output);
   WriteText("/tmp/ip", "#!/bin/sh\nexec cat /tmp/output\n");
   std::filesystem::permissions("/tmp/ip", std::filesystem::perms(0755));
-  mount("/tmp/ip", "/sbin/ip", "none", MS_BIND, nullptr);
+  EXPECT_EQ(mount("/tmp/ip", "/sbin/ip", "none", MS_BIND, nullptr), 0);
 }
 
 }  // namespace qvx::test
