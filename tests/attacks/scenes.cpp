@@ -12,8 +12,8 @@ namespace {
 
 constexpr char kPrelude[] =
     "launcher='" QVX_LAUNCHER "' zxqvxd='" QVX_DAEMON "' attacker='" QVX_ATTACKER
-    "' starve='" QVX_STARVE "' squash='" QVX_SQUASH "'\n. '" QVX_SCRIPTS "/stage'\n. '" QVX_SCRIPTS
-    "/faults'\n";
+    "' starve='" QVX_STARVE "' squash='" QVX_SQUASH "'\nfaults=$(cat '" QVX_SCRIPTS
+    "/faults')\n. '" QVX_SCRIPTS "/stage'\neval \"$faults\"\n";
 constexpr char kEnd[] = "the end\n";  // a script that was ended does not print it
 
 std::string Outcome(const std::string& script) {
@@ -21,7 +21,8 @@ std::string Outcome(const std::string& script) {
   const std::string file = scratch.path() / "scene";
   const std::string output = scratch.path() / "outcome";
   WriteText(file, kPrelude + script + "\necho " + kEnd);
-  const std::string command = "unshare --mount --pid --fork --mount-proc timeout 600 bash " + file;
+  const std::string command =
+      "unshare --mount --uts --pid --fork --mount-proc timeout 600 bash " + file;
   EXPECT_NE(std::system((command + " >" + output + " 2>&1 </dev/null").c_str()), -1);
   return Contents(output).value_or("");
 }

@@ -9,8 +9,8 @@
 
 namespace qvx::test {
 
-inline void PutProgram(const std::filesystem::path& path) {
-  WriteText(path, "#!/bin/sh\n");
+inline void PutProgram(const std::filesystem::path& path, std::string_view text = "#!/bin/sh\n") {
+  WriteText(path, text);
   std::filesystem::permissions(path, std::filesystem::perms(0755));
 }
 

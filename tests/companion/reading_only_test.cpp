@@ -17,6 +17,9 @@ const std::regex kChanges(
     R"(mkdir(at)?|rmdir|mknod(at)?|f?truncate|f?ch(mod|own)(at)?|lchown|utimensat|f?setxattr|)"
     R"(f?removexattr|mount|kill)\()");
 
+/// Where a coverage build writes its counters.
+constexpr char kCounters[] = "/tmp/counters";
+
 /// `command` begins with a program.
 std::string ChangesOf(const std::string& command) {
   const std::string trace = "/tmp/trace";
@@ -30,13 +33,19 @@ std::string ChangesOf(const std::string& command) {
   for (std::sregex_iterator call(calls.begin(), calls.end(), kChanges), end; call != end; ++call) {
     const size_t start = calls.rfind('\n', static_cast<size_t>(call->position())) + 1;
     const std::string line = calls.substr(start, calls.find('\n', start) + 1 - start);
-    changes += line.find("\"/dev/null\"") == std::string::npos ? line : "";
+    const bool is_meant = line.find("\"/dev/null\"") != std::string::npos ||
+                          line.find(kCounters) != std::string::npos;
+    changes += is_meant ? "" : line;
   }
   return changes;
 }
 
 TEST(ReadingOnly, NoCommandChangesAnything) {
   const Variable leaks("ASAN_OPTIONS", "detect_leaks=0");  // they cannot be looked for when traced
+  const Variable counters("GCOV_PREFIX", kCounters);
+  // A checkout below /tmp is out of sight on a fresh machine.
+  const std::string launcher = Contents(QVX_LAUNCHER).value_or("");
+  const std::string companion = Contents(QVX_COMPANION).value_or("");
   const struct {
     const char* name;
     std::string elements;
@@ -44,17 +53,19 @@ TEST(ReadingOnly, NoCommandChangesAnything) {
               {"what a run would log and repair", "<max-threads>99</max-threads>\n<"}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    OnFreshMachine([&row] {
+    OnFreshMachine([&] {
+      PutProgram("/tmp/qvxlauncher", launcher);
+      PutProgram("/tmp/qvxctl", companion);
       const PreparedInstallation site(row.elements);
       WriteText(site.base() / "logs/qvx.log", "00000009\n");
       for (const char* arguments :
            {"show", "show --diff", "check --from 10.0.0.1", "check --daemon --json", "log"}) {
         SCOPED_TRACE(arguments);
-        EXPECT_EQ(ChangesOf("\"" QVX_COMPANION "\" " + std::string(arguments)), "");
+        EXPECT_EQ(ChangesOf("/tmp/qvxctl " + std::string(arguments)), "");
       }
       EXPECT_EQ(Contents(site.base() / "logs/qvx.log"), "00000009\n");
       EXPECT_FALSE(std::filesystem::exists(site.base() / "conf/qvxpd.conf"));
-      EXPECT_NE(ChangesOf("\"" QVX_LAUNCHER "\""), "");
+      EXPECT_NE(ChangesOf("/tmp/qvxlauncher"), "");
     });
   }
 }
