@@ -70,7 +70,8 @@ bool LoaderIsThere(const Descriptor& file, const std::string& start) {
     if (segment.p_type == PT_INTERP) {
       const std::string name =
           BytesAt(file, segment.p_offset, std::min<size_t>(segment.p_filesz, 4096));
-      return name.size() > 1 && name.back() == '\0' && IsExecutable(name.c_str());
+      return name.size() > 1 && name.back() == '\0' &&
+             IsExecutable(name.substr(0, name.find('\0')));
     }
   }
   return true;
