@@ -1,0 +1,177 @@
+"""Where a run is disturbed, and how. A campaign gives the disturbances of a scenario.
+
+What a run calls is read from its own trace, so a new call is never left out.
+"""
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import time
+from collections import Counter
+from dataclasses import dataclass
+
+from judge import SETTINGS, TLS, text_of
+from stage import NOTES, OPT
+
+TRACE = pathlib.Path("/mnt/trace")
+
+# The errors that the manual pages give for what the launcher calls, as far as they can happen to
+# it. A call that is missing here fails with EIO.
+ERRORS = {
+    "open": "EACCES EINTR ELOOP EMFILE ENFILE ENOENT ENOMEM ENOSPC EROFS EWOULDBLOCK",
+    "openat2": "EAGAIN ELOOP EMFILE ENOENT ENOMEM ENOSYS",
+    "read": "EINTR EIO", "write": "EDQUOT EINTR EIO ENOSPC",
+    "fsync": "EINVAL EIO ENOSPC", "fallocate": "EIO ENOSPC EOPNOTSUPP",
+    "rename": "EACCES EBUSY EINVAL EIO ENOSPC ENOSYS EROFS", "link": "EACCES EMLINK ENOSPC EPERM",
+    "unlink": "EACCES EBUSY EIO ENOENT EROFS", "mkdir": "EACCES EDQUOT ENOSPC EROFS",
+    "chown": "EIO EPERM EROFS", "chmod": "EIO EPERM EROFS", "stat": "EACCES EIO ENOENT ENOMEM",
+    "statx": "EIO ENOENT ENOMEM ENOSYS", "xattr": "EIO ENODATA EOPNOTSUPP EPERM",
+    "fork": "EAGAIN ENOMEM", "pipe": "EMFILE ENFILE", "dup": "EMFILE", "wait": "EINTR",
+    "mmap": "ENOMEM", "flock": "EINTR ENOLCK EWOULDBLOCK", "pidfd_open": "EMFILE ENOMEM ENOSYS",
+    "getdents": "EIO ENOENT", "signal": "EINVAL", "poll": "EINTR ENOMEM",
+    "execve": "EACCES EAGAIN ENOENT ENOMEM", "chdir": "EACCES EIO ENOENT", "kill": "EPERM ESRCH",
+    "set": "EPERM", "lock": "EAGAIN", "lseek": "EINVAL", "ioctl": "ENOTTY", "socket": "EACCES EMFILE",
+    "prlimit": "EPERM", "readlink": "EIO ENOENT", "truncate": "EIO EPERM", "getrandom": "EINTR ENOSYS",
+}
+FAMILIES = (
+    ("openat2", "openat2"), ("pidfd_open", "pidfd_open"), ("statx", "statx"),
+    ("getdents", "getdents"), ("readlink", "readlink"), ("read", "p?read(v|64)?$"),
+    ("write", "p?write(v|64)?$"), ("open", "open(at)?$"), ("fsync", "f(data)?sync"),
+    ("rename", "rename"), ("link", "link(at)?$"), ("unlink", "unlink|rmdir"), ("mkdir", "mkdir"),
+    ("chown", "chown"), ("chmod", "chmod"), ("stat", "stat|access"), ("xattr", "xattr"),
+    ("fork", "clone|fork"), ("pipe", "pipe"), ("dup", "dup|fcntl"), ("wait", "wait"),
+    ("mmap", "mmap|mprotect"), ("flock", "flock"), ("signal", "rt_sig"), ("poll", "poll"),
+    ("execve", "execve"), ("chdir", "chdir"), ("kill", "kill"), ("set", "set.*[ug]id|setgroups"),
+    ("truncate", "truncate"), ("fallocate", "fallocate"), ("lseek", "lseek"), ("ioctl", "ioctl"),
+    ("socket", "socket|connect"), ("prlimit", "prlimit"), ("getrandom", "getrandom"))
+# A refused brk(2) returns the old address, so an error in its place would be a kernel's lie.
+NEVER_FAILS = re.compile(r"^(brk|exit|getpid|getppid|get.*[ug]id|umask|close|munmap|arch_prctl|futex|rseq|"
+                         r"set_tid|set_robust|sched|uname|sysinfo|alarm|madvise)")
+
+
+@dataclass(frozen=True)
+class Disturbance:
+    """A text that names it, what stands in front of the launcher, and who else is at work."""
+
+    name: str
+    before_launcher: tuple = ()
+    beside: object = None  # called while the run is stopped
+
+
+def inject(call, number, what):
+    return ("strace", "-D", "-qq", "-o", str(NOTES), "-e", f"trace={call},execve", "-e",
+            f"inject={call}:{what}:when={number}")
+
+
+def calls_of(stage):
+    """The system calls of a run up to the daemon's, as pairs of a name and its number among those
+    of the name."""
+    stage.put_back()
+    TRACE.unlink(missing_ok=True)
+    stage.run(("strace", "-D", "-qq", "-o", str(TRACE)))
+    for _ in range(100):  # the tracer ends after the run
+        lines = TRACE.read_text(errors="replace").splitlines()
+        if lines and lines[-1].startswith("+++"):
+            break
+        time.sleep(0.02)
+    numbers = Counter()
+    calls = []
+    for line in lines:
+        if found := re.match(r"(\w+)\(", line):
+            numbers[found[1]] += 1
+            calls.append((found[1], numbers[found[1]]))
+            if calls[-1] == ("execve", 2):
+                break
+    return calls
+
+
+def errors_of(call):
+    for family, pattern in FAMILIES:
+        if re.search(pattern, call):
+            return ERRORS[family].split()
+    return ["EIO"]
+
+
+def faults(stage):
+    """Each call fails once, and from then on, with each of its errors."""
+    for call, number in calls_of(stage):
+        if NEVER_FAILS.match(call):
+            continue
+        for error in errors_of(call):
+            yield Disturbance(f"{call} {number} {error}", inject(call, number, f"error={error}"))
+            if error not in ("EINTR", "EAGAIN", "EWOULDBLOCK"):  # the next try may succeed
+                yield Disturbance(f"{call} {number}+ {error}",
+                                  inject(call, f"{number}+", f"error={error}"))
+
+
+def starve(number):
+    return Disturbance(f"allocation {number}", (
+        "env", "LD_PRELOAD=/opt/libqvx_starve.so", f"QVX_STARVE_AT={number}"))
+
+
+def allocations(stage):
+    """Each allocation fails once. How many there are is found by halving."""
+    last, step = 0, 1 << 16
+    while step := step // 2:
+        stage.put_back()
+        (OPT / "starved").unlink(missing_ok=True)
+        stage.run(starve(last + step).before_launcher)
+        last += step if (OPT / "starved").exists() else 0
+    return [starve(number) for number in range(1, last + 1)]
+
+
+def kills(stage):
+    """The run is killed at each call."""
+    for call, number in calls_of(stage):
+        yield Disturbance(f"{call} {number} killed", inject(call, number, "signal=KILL"))
+
+
+def replace(path, text):
+    new = path.with_name("editor")
+    new.write_bytes(text)
+    shutil.copystat(path, new)
+    os.chown(new, path.stat().st_uid, path.stat().st_gid)
+    new.rename(path)
+
+
+EDITED = b"<a><ip-restricted-logins>True</ip-restricted-logins>" \
+         b"<ip-restricted-include>10.9.9.9</ip-restricted-include></a>"
+
+
+def edit_settings():
+    """An editor writes another document; afterwards that document stands."""
+    replace(SETTINGS, EDITED)
+    return lambda: [] if text_of(SETTINGS) == EDITED else ["the edited settings are lost"]
+
+
+def install_pair():
+    """An administrator installs a pair; afterwards that pair stands somewhere."""
+    subprocess.run(["openssl", "req", "-x509", "-nodes", "-newkey", "ec", "-pkeyopt",
+                    "ec_paramgen_curve:P-256", "-subj", "/O=Installed/CN=installed", "-keyout",
+                    "/mnt/file.pem", "-out", "/mnt/cert.pem"], check=True, capture_output=True)
+    for name in ("cert.pem", "file.pem"):
+        shutil.copyfile(f"/mnt/{name}", TLS / name)
+
+    def lost():
+        return [f"the installed {name} is lost" for name, aside in
+                (("cert.pem", "certmm.pem"), ("file.pem", "filemm.pem"))
+                if text_of(pathlib.Path("/mnt") / name) not in
+                (text_of(TLS / name), text_of(TLS / aside))]
+    return lost
+
+
+def races(stage):
+    """The run is stopped at each call, while somebody else does all of his work."""
+    others = [("another start", lambda: stage.start() and (lambda: []))]
+    if "settings" in stage.scenario.keeps:
+        others.append(("an editor", edit_settings))
+    others.append(("an installer", install_pair))
+    for call, number in calls_of(stage):
+        for name, beside in others:
+            yield Disturbance(f"{call} {number} and {name}", inject(call, number, "signal=STOP"),
+                              beside=beside)
+
+
+CAMPAIGNS = {"faults": faults, "allocations": allocations, "kills": kills, "races": races}

@@ -1,0 +1,85 @@
+"""A stage of its own for each worker: namespaces, the installation, and its state before a run.
+
+A worker plays one scenario. The shell functions of tests/attacks lay the installation out under
+/opt, once; before each run that state is put back.
+"""
+import os
+import pathlib
+import shutil
+import subprocess
+
+HERE = pathlib.Path(__file__).resolve().parent
+ATTACKS = HERE.parent / "attacks"
+OPT = pathlib.Path("/opt")
+BEFORE = pathlib.Path("/mnt/before")
+NOTES = pathlib.Path("/mnt/notes")  # of the tracer: the call that is disturbed, and each execve
+CHANGING = ("zx", "tls", "admin", "log", "old")  # what a run may change
+HANGS = 60  # seconds; no start takes nearly as long
+
+
+class Stage:
+    """The installation of a scenario. It must be made in a mount namespace of the worker's own."""
+
+    def __init__(self, scenario, build):
+        self.scenario = scenario
+        programs = {"launcher": build / "launcher/qvxlauncher",
+                    "attacker": build / "tests/attacks/attacker",
+                    "starve": build / "tests/attacks/libqvx_starve.so",
+                    "zxqvxd": HERE.parent / "harness/zxqvxd"}
+        prelude = "".join(f"{name}='{path}'\n" for name, path in programs.items())
+        prelude += f". {ATTACKS}/stage\n. {ATTACKS}/faults\n"
+        subprocess.run(["bash", "-c", prelude + scenario.prepare + "\ntrue"], check=True,
+                       stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                       stderr=subprocess.DEVNULL)
+        if not (OPT / "old").exists() and (OPT / "tls/cert.pem").exists():
+            shutil.copytree(OPT / "tls", OPT / "old")
+        subprocess.run(["mount", "-t", "tmpfs", "none", "/mnt"], check=True)
+        BEFORE.mkdir()
+        self._copy(OPT, BEFORE)
+        self.environment = {
+            "PATH": os.environ["PATH"] + ":/opt", "LC_ALL": "C",
+            "SYSMGTZX_LOG_DIR": "/opt/log", "SSL_SHARE_BASE_DIR": "/opt/tls"}
+
+    @staticmethod
+    def _copy(source, target):
+        present = [str(source / name) for name in CHANGING if (source / name).exists()]
+        subprocess.run(["cp", "-a", "--"] + present + [str(target)], check=True)
+
+    def put_back(self):
+        """Makes everything as it was before the first run."""
+        NOTES.unlink(missing_ok=True)
+        for name in CHANGING:
+            shutil.rmtree(OPT / name, ignore_errors=True)
+        self._copy(BEFORE, OPT)
+
+    def run(self, before_launcher=()):
+        """Runs the scenario's command, with `before_launcher` in front of the launcher.
+
+        Returns its wait status and what it printed on standard output."""
+        command = []
+        for word in self.scenario.run:
+            if word == "$launcher":
+                command += list(before_launcher) + ["/opt/zx/zxqvx/sbin/qvxlauncher"]
+            else:
+                command.append(word)
+        process = subprocess.Popen(
+            command, cwd="/", env=self.environment, stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        try:
+            output, _ = process.communicate(timeout=HANGS)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            process.communicate()
+            return None, "hung"
+        return process.returncode, output.decode("utf-8", "replace").strip()
+
+    @staticmethod
+    def notes():
+        return NOTES.read_text(errors="replace") if NOTES.exists() else ""
+
+    def start(self):
+        """An undisturbed start."""
+        process = subprocess.run(["/opt/zx/zxqvx/sbin/qvxlauncher"], cwd="/", check=False,
+                                 env=self.environment, stdin=subprocess.DEVNULL,
+                                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=HANGS)
+        return process.stdout.decode("utf-8", "replace").strip()
