@@ -10,8 +10,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <stdexcept>
@@ -66,6 +68,15 @@ long PageFaults() {
   return usage.ru_minflt + usage.ru_majflt;
 }
 
+// The size of the files that the preparation has written.
+uintmax_t ScratchBytes() {
+  uintmax_t bytes = 0;
+  for (const auto& file : std::filesystem::directory_iterator(ScratchDirectory())) {
+    bytes += file.file_size();
+  }
+  return bytes;
+}
+
 // Seconds.
 double TimeOf(const Prepared& prepared) {
   const Clock::time_point start = Clock::now();
@@ -93,9 +104,9 @@ int DoOnce(const std::string& name) {
   CALLGRIND_STOP_INSTRUMENTATION;
   const long faults_taken = PageFaults() - faults;
   const long peak = StatusOf("VmHWM:") - resident;
-  std::printf(R"({"peak": %ld, "faults": %ld, "cold": %.9f})"
+  std::printf(R"({"peak": %ld, "faults": %ld, "cold": %.9f, "input": %ju})"
               "\n",
-              peak * 1024, faults_taken, seconds);
+              peak * 1024, faults_taken, seconds, ScratchBytes());
   return EXIT_SUCCESS;
 }
 
