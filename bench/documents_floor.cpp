@@ -19,12 +19,13 @@ constexpr int kBlockSize = 8192;
 
 void SetEmptyHandlers(XML_Parser parser) {
   XML_UseParserAsHandlerArg(parser);
-  XML_SetElementHandler(
-      parser, [](void*, const char*, const char**) {}, [](void*, const char*) {});
+  const auto ignore = [](void*) {};
+  const auto ignore_name = [](void*, const char*) {};
+  const auto ignore_element = [](void*, const char*, const char**) {};
+  XML_SetElementHandler(parser, ignore_element, ignore_name);
   XML_SetCharacterDataHandler(parser, [](void*, const char*, int) {});
-  XML_SetCdataSectionHandler(
-      parser, [](void*) {}, [](void*) {});
-  XML_SetCommentHandler(parser, [](void*, const char*) {});
+  XML_SetCdataSectionHandler(parser, ignore, ignore);
+  XML_SetCommentHandler(parser, ignore_name);
   XML_SetProcessingInstructionHandler(parser, [](void*, const char*, const char*) {});
   XML_SetXmlDeclHandler(parser, [](void*, const char*, const char*, int) {});
   XML_SetDoctypeDeclHandler(

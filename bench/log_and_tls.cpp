@@ -68,7 +68,7 @@ void WriteBareRecord() {
   const Descriptor entry(openat(directory.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
   const Descriptor file(openat(directory.get(), name.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
   for (const Descriptor* one : {&directory, &entry, &file}) {
-    struct stat status {};
+    struct stat status = {};
     fstat(one->get(), &status);
   }
   char header[10] = "";

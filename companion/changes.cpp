@@ -49,7 +49,7 @@ FileChange ChangeOf(const ForeseenFile& file, bool may_get_proxy_blocks = false)
 
 /// A directory in the place of the key lets the certificate alone be replaced.
 void AddPair(const PairForecast& pair, std::vector<FileChange>& changes) {
-  struct stat status {};
+  struct stat status = {};
   const bool key_is_directory =
       stat(KeyPath().c_str(), &status) == 0 && S_ISDIR(status.st_mode) && !pair.host.empty();
   const bool is_new = pair.facts && pair.facts->is_known && !pair.is_kept();

@@ -59,7 +59,7 @@ void CheckDirectories(Findings& findings) {
 /// The daemon's process ID goes there.
 void CheckPidDirectory(Findings& findings) {
   const std::string path = InstallationPath("/logs");
-  struct stat status {};
+  struct stat status = {};
   if (stat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
     findings.push_back({.severity = Severity::kFailure,
                         .code = "pid-directory-missing",
@@ -109,7 +109,7 @@ void CheckModes(const Forecast& forecast, Findings& findings) {
 void CheckSpace(Findings& findings) {
   for (const std::string& path : {InstallationPath("/conf"), InstallationPath("/logs"),
                                   TlsSharePath(), LogPath(), LogPath("/logs")}) {
-    struct statvfs space {};
+    struct statvfs space = {};
     if (statvfs(path.c_str(), &space) == 0 && space.f_bavail * space.f_frsize < kLittleSpace) {
       findings.push_back(
           {.severity = Severity::kFailure,

@@ -76,7 +76,7 @@ bool HasName(const std::string& path) {
 }
 
 std::optional<Ownership> OwnershipOf(const std::string& path) {
-  struct stat status {};
+  struct stat status = {};
   if (stat(path.c_str(), &status) != 0) {
     return std::nullopt;
   }

@@ -24,7 +24,7 @@ constexpr int kMostScripts = 5;  // one that interprets another
 constexpr std::pair<uint16_t, uint16_t> kAlsoRuns[] = {{EM_X86_64, EM_386}, {EM_AARCH64, EM_ARM}};
 
 bool IsExecutable(const std::string& path) {
-  struct stat status {};
+  struct stat status = {};
   return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
          faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) == 0;
 }

@@ -92,9 +92,9 @@ template <typename Record>
 inline constexpr size_t kRecordSize = sizeof(Record);
 
 /// Texts begin right behind the last field, not behind the padding that follows it.
+inline constexpr size_t kDataEnd = sizeof(NodeRecord) + sizeof(DOM_CharacterDataFields);
 template <>
-inline constexpr size_t kRecordSize<CharacterDataNode> = sizeof(NodeRecord) +
-                                                         sizeof(DOM_CharacterDataFields);
+inline constexpr size_t kRecordSize<CharacterDataNode> = kDataEnd;
 
 /// The same by the type of the node.
 inline constexpr size_t kRecordSizes[13] = {0,

@@ -29,7 +29,7 @@ DIR* StreamOf(OSFindHandle handle) {
 }
 
 void FillStatus(DIR* stream, const char* name, OSFindRecord* record) {
-  struct stat status {};
+  struct stat status = {};
   if (fstatat(dirfd(stream), name, &status, 0) != 0) {
     return;
   }

@@ -35,7 +35,7 @@ std::string StemOf(std::string_view name) {
 }
 
 bool Exists(int directory, const std::string& name) {
-  struct stat status {};
+  struct stat status = {};
   return fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
 }
 

@@ -43,7 +43,7 @@ bool Reserve(const Descriptor& file, size_t size) {
 /// Returns whether the group of a file whose owner cannot be given may have the file. A directory
 /// can hand on any group.
 bool HasKnownGroup(const Descriptor& file, gid_t wanted) {
-  struct stat status {};
+  struct stat status = {};
   return fstat(file.get(), &status) == 0 &&
          (status.st_gid == wanted || fchown(file.get(), kSameUser, getegid()) == 0);
 }
@@ -65,7 +65,7 @@ bool GiveBirth(const Descriptor& file, const Birth& birth) {
 /// Closes an old file to all who will not own the new text. A process that has the file open
 /// already goes on seeing it. What a killed run leaves is open to no fewer than it has to be.
 bool CloseToOthers(const Descriptor& file, const Birth& birth) {
-  struct stat status {};
+  struct stat status = {};
   if (fstat(file.get(), &status) != 0) {
     return false;
   }
@@ -75,7 +75,7 @@ bool CloseToOthers(const Descriptor& file, const Birth& birth) {
 
 /// Returns the STATX_ATTR_... bits of the file, or 0 when there is no file.
 uint64_t AttributesOf(const Place& place) {
-  struct statx status {};
+  struct statx status = {};
   return place.exists() && statx(place.entry.get(), "", AT_EMPTY_PATH, STATX_TYPE, &status) == 0
              ? status.stx_attributes
              : 0;

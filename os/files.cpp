@@ -20,7 +20,7 @@ constexpr mode_t kSharedFileMode = 0664;
 constexpr mode_t kStreamFileMode = 0666;  // of a file that a stream creates; the mask applies
 
 bool LockWhole(int descriptor, int lock_type) {
-  struct flock lock {};
+  struct flock lock = {};
   lock.l_type = static_cast<short>(lock_type);
   lock.l_whence = SEEK_SET;
   struct flock conflicting = lock;
@@ -97,7 +97,7 @@ std::optional<qvx::Descriptor> OpenPlainFile(const std::string& path) {
   if (!entry && errno == ENOENT) {
     return qvx::Descriptor();
   }
-  struct stat status {};
+  struct stat status = {};
   if (!entry || fstat(entry.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
       status.st_nlink != 1) {
     return std::nullopt;
@@ -116,7 +116,7 @@ Descriptor OpenEntry(const Place& place, int flags) {
     return Descriptor();
   }
   Descriptor file(OpenWithPatience(place, flags & ~O_TRUNC, 0));
-  struct stat status {};
+  struct stat status = {};
   // By now the name may belong to another file.
   if (!file || fstat(file.get(), &status) != 0 || !MayOpen(place, status, flags)) {
     return Descriptor();
@@ -219,7 +219,7 @@ int OSPrepOpen(const char* /*path*/) {
 void OSUndoPrepOpen(const char* /*path*/, int /*token*/) {}
 
 int64_t filelength(int descriptor) {
-  struct stat status {};
+  struct stat status = {};
   return fstat(descriptor, &status) == 0 ? status.st_size : -1;
 }
 

@@ -83,7 +83,7 @@ bool IsOfARun(const struct stat& file, const Place& place) {
 void RemoveLeftover(const Place& place, const char* name) {
   const Descriptor file(openat(place.directory.get(), name,
                                O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  struct stat status {};
+  struct stat status = {};
   if (file && fstat(file.get(), &status) == 0 && IsOfARun(status, place) && !IsLocked(file)) {
     unlinkat(place.directory.get(), name, 0);
   }
@@ -91,7 +91,7 @@ void RemoveLeftover(const Place& place, const char* name) {
 
 /// Another run may have taken the file for a leftover before it was locked.
 bool LockNew(const Place& place, const NewFile& made) {
-  struct stat status {};
+  struct stat status = {};
   return (flock(made.file.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) &&
          fstatat(place.directory.get(), made.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
 }

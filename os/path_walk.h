@@ -49,9 +49,9 @@ struct Place {
   Descriptor directory;  ///< opened with O_PATH, like `entry`
   std::string name;      ///< "." when the path ends in the directory itself
   Descriptor entry;      ///< invalid when nothing has that name
-  struct stat directory_status {};
-  struct stat entry_status {};  ///< set when there is an entry
-  bool is_held = true;          ///< every name on the way was held
+  struct stat directory_status = {};
+  struct stat entry_status = {};  ///< set when there is an entry
+  bool is_held = true;            ///< every name on the way was held
 
   bool exists() const { return static_cast<bool>(entry); }
   bool IsA(mode_t type) const { return exists() && (entry_status.st_mode & S_IFMT) == type; }

@@ -127,7 +127,7 @@ int MakeDirectory(std::string path, Owner owner) {
   }
   const qvx::Descriptor made(openat(place->directory.get(), place->name.c_str(),
                                     O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-  struct stat status {};
+  struct stat status = {};
   const uid_t around = place->directory_status.st_uid;
   const uid_t maker = geteuid() != 0 || qvx::IsTrusted(around) ? geteuid() : around;
   if (made && fstat(made.get(), &status) == 0 && status.st_uid != maker) {

@@ -35,7 +35,7 @@ struct Version {
 };
 
 std::optional<Version> VersionOf(const std::string& path) {
-  struct stat status {};
+  struct stat status = {};
   if (stat(path.c_str(), &status) != 0) {
     return std::nullopt;
   }

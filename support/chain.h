@@ -5,7 +5,7 @@
 namespace qvx {
 
 /// The ends of a chain whose items hold the links `Previous` and `Next`.
-template <typename Item, Item* Item::*Previous, Item* Item::*Next>
+template <typename Item, auto Previous, auto Next>
 struct Chain {
   Item* first;
   Item* last;

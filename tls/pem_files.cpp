@@ -203,8 +203,8 @@ OldFile LookAt(const std::string& path) {
   OldFile file;
   file.text = ReadPemFile(path);
   file.error = file.text ? 0 : errno;
-  struct stat status {};
-  struct stat target {};
+  struct stat status = {};
+  struct stat target = {};
   if (lstat(path.c_str(), &status) == 0) {
     const bool is_link = S_ISLNK(status.st_mode) && stat(path.c_str(), &target) == 0;
     file.type = status.st_mode & S_IFMT;

@@ -128,7 +128,7 @@ bool IsContainerRequired() {
 bool AddProxyBlocks() {
   const std::string path = ServerConfPath();
   const Descriptor file = OpenDescriptor(path, O_RDONLY);
-  struct stat status {};
+  struct stat status = {};
   const std::optional<std::string> configuration =
       file && fstat(file.get(), &status) == 0 ? ReadRest(file) : std::nullopt;
   return configuration &&

@@ -23,12 +23,12 @@ void WriteText(const fs::path& path, std::string_view text) {
 }
 
 mode_t ModeOf(const fs::path& path) {
-  struct stat status {};
+  struct stat status = {};
   return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
 }
 
 std::string OwnerOf(const fs::path& path) {
-  struct stat status {};
+  struct stat status = {};
   return stat(path.c_str(), &status) == 0
              ? std::to_string(status.st_uid) + ":" + std::to_string(status.st_gid)
              : "none";

@@ -56,7 +56,7 @@ TEST(CapturedCommand, StoresWhatFirstReadReturnedAndWaitsForNothingMore) {
 }
 
 void InterruptEveryMillisecond() {
-  struct sigaction action {};
+  struct sigaction action = {};
   action.sa_handler = [](int) {};
   const itimerval every_millisecond{{0, 1000}, {0, 1000}};
   EXPECT_EQ(sigaction(SIGALRM, &action, nullptr), 0);

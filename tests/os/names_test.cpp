@@ -98,7 +98,7 @@ std::set<std::string> Find(const std::filesystem::path& pattern_path) {
   std::set<std::string> names;
   const OSFindHandle search = OSFindFirstFile(pattern_path.c_str(), &record);
   for (int next = search == kNoSearch ? -1 : 0; next == 0; next = OSFindNextFile(search, &record)) {
-    struct stat status {};
+    struct stat status = {};
     stat((pattern_path.parent_path() / record.name).c_str(), &status);
     EXPECT_EQ(record.attributes, status.st_mode);
     EXPECT_EQ(record.size, status.st_size);
