@@ -66,8 +66,10 @@ def inject(call, number, what):
 
 
 def calls_of(stage):
-    """The system calls of a run up to the daemon's, as pairs of a name and its number among those
-    of the name."""
+    """The system calls of a run, as pairs of a name and its number among those of the name.
+
+    Those of the dynamic loader, in front of the launcher's first call, and those of the daemon are
+    left out."""
     stage.put_back()
     TRACE.unlink(missing_ok=True)
     stage.run(("strace", "-D", "-qq", "-o", str(TRACE)))
@@ -84,7 +86,7 @@ def calls_of(stage):
             calls.append((found[1], numbers[found[1]]))
             if calls[-1] == ("execve", 2):
                 break
-    return calls
+    return calls[calls.index(("getppid", 1)):]
 
 
 def errors_of(call):
