@@ -72,22 +72,6 @@ qvx::Descriptor OpenLog() {
   return qvx::OpenDescriptor(QvxLogFile, O_RDWR);
 }
 
-/// Writes the text at `offset`. Returns whether all of it was written.
-bool WriteAt(const qvx::Descriptor& file, std::string_view text, off_t offset) {
-  while (!text.empty()) {
-    const ssize_t count = pwrite(file.get(), text.data(), text.size(), offset);
-    if (count < 0 && errno == EINTR) {
-      continue;
-    }
-    if (count <= 0) {
-      return false;
-    }
-    text.remove_prefix(static_cast<size_t>(count));
-    offset += count;
-  }
-  return true;
-}
-
 uint64_t ReadHeader(const qvx::Descriptor& file) {
   char header[qvx::kLogHeaderSize] = "";
   const ssize_t count = pread(file.get(), header, sizeof header, 0);
@@ -97,7 +81,7 @@ uint64_t ReadHeader(const qvx::Descriptor& file) {
 void WriteHeader(const qvx::Descriptor& file, uint64_t offset) {
   char header[qvx::kLogHeaderSize + 1];
   std::snprintf(header, sizeof header, "%08X\n", static_cast<unsigned>(offset));
-  WriteAt(file, {header, qvx::kLogHeaderSize}, 0);
+  WriteAll(file, {header, qvx::kLogHeaderSize}, 0);
 }
 
 /// Returns where the next record begins, behind a new header when a new cycle starts.
@@ -140,7 +124,7 @@ std::string Heading(const LogType& type) {
 bool WriteRecord(const qvx::Descriptor& file, std::string_view record) {
   const uint64_t begin = PlaceOfNextRecord(file);
   const uint64_t end = begin + record.size();
-  if (!WriteAt(file, record, static_cast<off_t>(begin))) {
+  if (!WriteAll(file, record, static_cast<off_t>(begin))) {
     return false;
   }
   if (end > static_cast<uint64_t>(MaximumLogFileSize)) {
