@@ -1,6 +1,5 @@
 #include "companion/installation.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,9 +7,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <memory>
 
 #include "os/directories.h"
+#include "os/directory_search.h"
 #include "os/files.h"
 #include "os/path_walk.h"
 #include "os/service_account.h"
@@ -26,10 +25,6 @@ constexpr std::string_view kPlainCharacters =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-./=:,+@%";
 
 constexpr size_t kLongestNumber = 20;
-
-struct DirectoryCloser {
-  void operator()(DIR* stream) const { closedir(stream); }
-};
 
 /// Returns whether the account has the right that `bit` names among the bits of others.
 bool HasRight(const AccountIds& account, const Ownership& file, uint32_t bit) {
@@ -110,11 +105,10 @@ std::vector<std::string> UnreadableFiles() {
 }
 
 std::vector<std::string> KeptSettings(const std::string& folder) {
-  const std::unique_ptr<DIR, DirectoryCloser> stream(opendir(folder.c_str()));
   std::vector<std::string> paths;
-  while (const dirent* entry = stream ? readdir(stream.get()) : nullptr) {
-    if (IsKept(entry->d_name)) {
-      paths.push_back(folder + "/" + entry->d_name);
+  for (const std::string& name : NamesIn(OpenDirectory(folder), "")) {
+    if (IsKept(name)) {
+      paths.push_back(folder + "/" + name);
     }
   }
   std::sort(paths.rbegin(), paths.rend());

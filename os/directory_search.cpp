@@ -8,7 +8,6 @@
 #include <cstring>
 #include <memory>
 #include <new>
-#include <string>
 
 #include "os/bounded_copy.h"
 #include "os/path_walk.h"
@@ -55,11 +54,13 @@ bool FillNextMatch(DIR* stream, OSFindRecord* record) {
   return false;
 }
 
-DirectoryStream OpenStream(const char* path) {
-  const qvx::Descriptor directory = qvx::OpenDirectory(path);
-  const int descriptor =
-      directory ? openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
-  return DirectoryStream(descriptor < 0 ? nullptr : fdopendir(descriptor));
+DirectoryStream OpenStream(const qvx::Descriptor& directory) {
+  qvx::Descriptor opened(openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  DirectoryStream stream(opened ? fdopendir(opened.get()) : nullptr);
+  if (stream) {
+    static_cast<void>(opened.release());
+  }
+  return stream;
 }
 
 OSFindHandle FindFirst(const char* pattern_path, OSFindRecord* record) {
@@ -72,7 +73,7 @@ OSFindHandle FindFirst(const char* pattern_path, OSFindRecord* record) {
     pattern.erase(position + 1, kEveryDosName.size() - 1);
   }
   qvx::CopyBounded(pattern, record->pattern, sizeof record->pattern);
-  DirectoryStream stream = OpenStream(directory);
+  DirectoryStream stream = OpenStream(qvx::OpenDirectory(directory));
   if (!stream || !FillNextMatch(stream.get(), record)) {
     return kNoSearch;
   }
@@ -100,3 +101,18 @@ int OSFindNextFile(OSFindHandle handle, OSFindRecord* record) {
 int OSFindClose(OSFindHandle handle) {
   return handle > 0 ? closedir(StreamOf(handle)) : 0;
 }
+
+namespace qvx {
+
+std::vector<std::string> NamesIn(const Descriptor& directory, std::string_view prefix) {
+  const DirectoryStream stream = OpenStream(directory);
+  std::vector<std::string> names;
+  while (const dirent* entry = stream ? readdir(stream.get()) : nullptr) {
+    if (std::string_view(entry->d_name).starts_with(prefix)) {
+      names.emplace_back(entry->d_name);
+    }
+  }
+  return names;
+}
+
+}  // namespace qvx

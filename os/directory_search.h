@@ -3,7 +3,11 @@
 #define QVX_OS_DIRECTORY_SEARCH_H
 
 #include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
 
+#include "os/descriptor.h"
 #include "os/directories.h"
 
 /// The match that OSFindFirstFile or OSFindNextFile found. The pattern stays in it for the later
@@ -38,5 +42,13 @@ int OSFindNextFile(OSFindHandle handle, OSFindRecord* record);
 
 /// Closes a search. Returns 0 for a handle of 0 or less, otherwise the result of closedir(3).
 int OSFindClose(OSFindHandle handle);
+
+namespace qvx {
+
+/// Returns the names in an open directory that begin with `prefix`, in directory order; none when
+/// it cannot be read. O_PATH is enough. Throws std::bad_alloc.
+std::vector<std::string> NamesIn(const Descriptor& directory, std::string_view prefix);
+
+}  // namespace qvx
 
 #endif

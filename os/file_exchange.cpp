@@ -1,38 +1,28 @@
 #include "os/file_exchange.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <memory>
 #include <new>
 #include <optional>
 #include <set>
 #include <string_view>
 #include <utility>
 
+#include "os/directory_search.h"
 #include "os/files.h"
+#include "os/new_files.h"
 
 namespace qvx {
 
 namespace {
 
-constexpr std::string_view kOldSuffix = ".old";
-constexpr std::string_view kUndoSuffix = ".undo";
+constexpr std::string_view kOldSuffix = "old";
+constexpr std::string_view kUndoSuffix = "undo";
 constexpr size_t kLongestUndo = 1 << 20;
 constexpr mode_t kOwnersAlone = S_IRUSR | S_IWUSR;
-
-std::string Joined(std::string_view front, std::string_view back) {
-  return std::string(front).append(back);
-}
-
-std::string StemOf(std::string_view name) {
-  return std::string(".").append(name).append(".");
-}
 
 bool Exists(int directory, const std::string& name) {
   struct stat status = {};
@@ -53,6 +43,11 @@ bool Move(int directory, const std::string& from, const std::string& to, unsigne
                     : renameat2(directory, from.c_str(), directory, to.c_str(), flags) == 0;
 }
 
+/// Whatever has the name changes places; nothing is ever replaced.
+unsigned int HowToSwap(int directory, const std::string& name) {
+  return Exists(directory, name) ? RENAME_EXCHANGE : RENAME_NOREPLACE;
+}
+
 void Remove(int directory, const std::string& name) {
   unlinkat(directory, name.c_str(), 0);
 }
@@ -66,7 +61,7 @@ bool PutBack(int directory, const std::string& path, const std::string& name,
   if (!stands || !*stands) {
     return stands.has_value();
   }
-  const unsigned int how = Exists(directory, old) ? RENAME_EXCHANGE : RENAME_NOREPLACE;
+  const unsigned int how = HowToSwap(directory, old);
   if (!Move(directory, name, old, how)) {
     return errno == ENOENT;
   }
@@ -76,63 +71,28 @@ bool PutBack(int directory, const std::string& path, const std::string& name,
   return true;
 }
 
-struct DirectoryCloser {
-  void operator()(DIR* stream) const { closedir(stream); }
-};
-
-/// Returns the names in a directory that begin with the stem of one of `names`.
-std::set<std::string> FurtherNamesIn(const Descriptor& directory,
-                                     const std::vector<std::string>& names) {
-  const int descriptor = openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  const std::unique_ptr<DIR, DirectoryCloser> stream(descriptor < 0 ? nullptr
-                                                                    : fdopendir(descriptor));
-  std::set<std::string> further;
-  while (const dirent* entry = stream ? readdir(stream.get()) : nullptr) {
-    const std::string_view found = entry->d_name;
-    const auto belongs = [found](const std::string& name) {
-      return found.starts_with(StemOf(name));
-    };
-    if (std::any_of(names.begin(), names.end(), belongs)) {
-      further.emplace(found);
-    }
-  }
-  return further;
-}
-
-/// Returns the number in a further name of `name` with `suffix`; nothing for another name.
-std::optional<std::string> NumberIn(std::string_view further, std::string_view name,
-                                    std::string_view suffix) {
-  const std::string stem = StemOf(name);
-  if (!further.starts_with(stem) || !further.ends_with(suffix) ||
-      further.size() <= stem.size() + suffix.size()) {
-    return std::nullopt;
-  }
-  further.remove_prefix(stem.size());
-  further.remove_suffix(suffix.size());
-  return further.find_first_not_of("0123456789") == std::string_view::npos
-             ? std::optional<std::string>(further)
-             : std::nullopt;
-}
-
 /// Takes back the exchange of one name by the run with a number. Returns false when that has to be
 /// left to a later run.
-bool TakeBack(int directory, const std::string& path, const std::string& name,
-              const std::string& number) {
-  const std::string stem = StemOf(name).append(number);
-  const Descriptor undo = OpenDescriptor(path + Joined(stem, kUndoSuffix), O_RDONLY);
+bool TakeBack(int directory, const std::string& path, const std::string& name, pid_t number) {
+  const Descriptor undo = OpenDescriptor(path + FurtherName(name, number, kUndoSuffix), O_RDONLY);
   const std::optional<std::string> text = undo ? ReadRest(undo, kLongestUndo) : std::nullopt;
   if (!text || text->empty()) {
     return text || errno == ENOENT || errno == EFBIG || IsNoFile(errno);
   }
-  return PutBack(directory, path, name, Joined(stem, kOldSuffix), *text);
+  return PutBack(directory, path, name, FurtherName(name, number, kOldSuffix), *text);
 }
 
-/// Removes what is left of an exchange.
-void RemoveFurther(int directory, const std::vector<std::string>& names,
-                   const std::string& number) {
-  for (auto name = names.rbegin(); name != names.rend(); ++name) {
-    Remove(directory, Joined(StemOf(*name).append(number), kOldSuffix));
-    Remove(directory, Joined(StemOf(*name).append(number), kUndoSuffix));
+/// Takes back the exchanges of one run, the last one first, and removes what is left of them.
+void TakeBackRun(int directory, const std::string& path, const std::vector<std::string>& names,
+                 pid_t number) {
+  const bool is_final = !Exists(directory, FurtherName(names.front(), number, kUndoSuffix));
+  bool is_done = true;
+  for (auto name = names.rbegin(); name != names.rend() && !is_final; ++name) {
+    is_done = TakeBack(directory, path, *name, number) && is_done;
+  }
+  for (auto name = names.rbegin(); name != names.rend() && is_done; ++name) {
+    Remove(directory, FurtherName(*name, number, kOldSuffix));
+    Remove(directory, FurtherName(*name, number, kUndoSuffix));
   }
 }
 
@@ -143,20 +103,23 @@ FileExchange::FileExchange(FileReplacement& file, const std::string& path, std::
     : file_(file),
       directory_(path.substr(0, path.rfind('/') + 1)),
       name_(path.substr(path.rfind('/') + 1)),
-      stem_(file.temporary().substr(0, file.temporary().rfind('.'))),
       text_(std::move(text)),
-      may_be_replaced_(std::move(may_be_replaced)) {}
+      may_be_replaced_(std::move(may_be_replaced)) {
+  if (const std::optional<pid_t> number = NumberIn(file.temporary(), name_, kNewSuffix)) {
+    old_ = FurtherName(name_, *number, kOldSuffix);
+    undo_ = FurtherName(name_, *number, kUndoSuffix);
+  }
+}
 
 FileExchange::~FileExchange() {
-  if (stem_.empty()) {
+  if (old_.empty()) {
     return;
   }
   const int directory = file_.place().directory.get();
   try {
-    const std::string old = Joined(stem_, kOldSuffix);
-    if (!can_be_taken_back_ || PutBack(directory, directory_, name_, old, text_)) {
-      Remove(directory, old);
-      Remove(directory, Joined(stem_, kUndoSuffix));
+    if (!can_be_taken_back_ || PutBack(directory, directory_, name_, old_, text_)) {
+      Remove(directory, old_);
+      Remove(directory, undo_);
     }
   } catch (const std::bad_alloc&) {
     return;  // the next run takes it back
@@ -170,43 +133,27 @@ FileExchange::Outcome FileExchange::Exchange() {
   if (file_.is_in_place()) {
     return file_.Commit() ? Outcome::kDone : Outcome::kFailed;
   }
-  if (!file_.Finish() || !MakeUndo()) {
-    return Outcome::kFailed;
-  }
-  return Exists(file_.place().directory.get(), name_) ? ReplaceOld() : PutNew();
+  const bool is_ready = file_.Finish() && MakeUndo() &&
+                        Move(file_.place().directory.get(), file_.temporary(), old_, 0);
+  return is_ready ? Swap() : Outcome::kFailed;
 }
 
 bool FileExchange::MakeUndo() {
-  const Descriptor undo(openat(file_.place().directory.get(), Joined(stem_, kUndoSuffix).c_str(),
+  const Descriptor undo(openat(file_.place().directory.get(), undo_.c_str(),
                                O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kOwnersAlone));
   return undo && WriteAll(undo, text_) && Synchronize(undo);
 }
 
-FileExchange::Outcome FileExchange::ReplaceOld() {
+FileExchange::Outcome FileExchange::Swap() {
   const int directory = file_.place().directory.get();
-  const std::string old = Joined(stem_, kOldSuffix);
-  if (!Move(directory, file_.temporary(), old, 0)) {
-    return Outcome::kFailed;
-  }
-  if (!Move(directory, old, name_, RENAME_EXCHANGE)) {
-    const bool is_gone = errno == ENOENT;
-    return is_gone ? Outcome::kChanged : Rename(old);
-  }
-  can_be_taken_back_ = true;
-  return may_be_replaced_(directory_ + old) ? Outcome::kDone : Outcome::kChanged;
-}
-
-FileExchange::Outcome FileExchange::PutNew() {
-  can_be_taken_back_ =
-      Move(file_.place().directory.get(), file_.temporary(), name_, RENAME_NOREPLACE);
+  can_be_taken_back_ = Move(directory, old_, name_, HowToSwap(directory, name_));
   if (can_be_taken_back_) {
-    return Outcome::kDone;
+    return may_be_replaced_(directory_ + old_) ? Outcome::kDone : Outcome::kChanged;
   }
-  return errno == EEXIST ? Outcome::kChanged : Rename(file_.temporary());
-}
-
-FileExchange::Outcome FileExchange::Rename(const std::string& from) {
-  return Move(file_.place().directory.get(), from, name_, 0) ? Outcome::kDone : Outcome::kFailed;
+  if (errno == ENOENT || errno == EEXIST) {
+    return Outcome::kChanged;
+  }
+  return Move(directory, old_, name_, 0) ? Outcome::kDone : Outcome::kFailed;
 }
 
 bool FileExchange::Stands() const {
@@ -215,41 +162,25 @@ bool FileExchange::Stands() const {
 
 void FileExchange::Accept() {
   can_be_taken_back_ = false;
-  if (!stem_.empty()) {
-    Remove(file_.place().directory.get(), Joined(stem_, kUndoSuffix));
+  if (!undo_.empty()) {
+    Remove(file_.place().directory.get(), undo_);
   }
-}
-
-bool HasFurtherNames(const Descriptor& directory, const std::vector<std::string>& names) {
-  return !FurtherNamesIn(directory, names).empty();
 }
 
 void TakeBackExchanges(const std::string& path, const std::vector<std::string>& names) {
   const Descriptor directory = OpenDirectory(path);
-  if (!directory) {
-    return;
-  }
-  std::set<std::string> numbers;
-  for (const std::string& further : FurtherNamesIn(directory, names)) {
+  std::set<pid_t> numbers;
+  for (const std::string& further : NamesIn(directory, ".")) {
     for (const std::string& name : names) {
       for (const std::string_view suffix : {kOldSuffix, kUndoSuffix}) {
-        if (std::optional<std::string> number = NumberIn(further, name, suffix)) {
-          numbers.insert(std::move(*number));
+        if (const std::optional<pid_t> number = NumberIn(further, name, suffix)) {
+          numbers.insert(*number);
         }
       }
     }
   }
-  for (const std::string& number : numbers) {
-    const std::string first = Joined(StemOf(names.front()).append(number), kUndoSuffix);
-    bool is_done = true;
-    if (Exists(directory.get(), first)) {
-      for (auto name = names.rbegin(); name != names.rend(); ++name) {
-        is_done = TakeBack(directory.get(), path, *name, number) && is_done;
-      }
-    }
-    if (is_done) {
-      RemoveFurther(directory.get(), names, number);
-    }
+  for (const pid_t number : numbers) {
+    TakeBackRun(directory.get(), path, names, number);
   }
 }
 

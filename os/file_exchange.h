@@ -52,21 +52,17 @@ class FileExchange {
 
  private:
   bool MakeUndo();
-  Outcome ReplaceOld();
-  Outcome PutNew();
-  Outcome Rename(const std::string& from);
+  Outcome Swap();
 
   FileReplacement& file_;
   std::string directory_;  // in front of a name
   std::string name_;
-  std::string stem_;  // of the further names; empty when there are none
+  std::string old_;  // empty, as `undo_`, when the file is written in place or not at all
+  std::string undo_;
   std::string text_;
   Judge may_be_replaced_;
   bool can_be_taken_back_ = false;
 };
-
-/// Returns whether a directory that can be read has files that runs make beside those with `names`.
-bool HasFurtherNames(const Descriptor& directory, const std::vector<std::string>& names);
 
 /// Takes back what other runs exchanged at `names` in the directory `path`, which ends in a slash,
 /// and did not make final. A run's exchanges are taken back together, as long as that of the first

@@ -1,62 +1,35 @@
 #include "os/new_files.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <cstdint>
-#include <memory>
-#include <optional>
-#include <string_view>
 
+#include "os/directory_search.h"
 #include "os/service_account.h"
 
 namespace qvx {
 
 namespace {
 
-constexpr std::string_view kSuffix = ".new";
 constexpr mode_t kNewFileMode = 0600;  // until it has its final owner and no access list
 constexpr int kTries = 4;
 
-struct DirectoryCloser {
-  void operator()(DIR* stream) const { closedir(stream); }
-};
-
-std::string PrefixFor(const std::string& name) {
+std::string StemOf(const std::string& name) {
   return "." + name + ".";
 }
 
-std::string NameFor(const std::string& name, int64_t number) {
-  return PrefixFor(name).append(std::to_string(number)).append(kSuffix);
-}
-
 /// Nobody can take the names for all of these numbers beforehand.
-int64_t OtherNumber() {
+pid_t OtherNumber() {
   constexpr int64_t kNumbers = 1'000'000'000;
-  return 1 + std::chrono::steady_clock::now().time_since_epoch().count() % kNumbers;
-}
-
-/// Returns the number in the name of a file that is made for the place, or nothing for another
-/// name.
-std::optional<pid_t> NumberIn(std::string_view name, std::string_view prefix) {
-  if (!name.starts_with(prefix) || !name.ends_with(kSuffix)) {
-    return std::nullopt;
-  }
-  name.remove_prefix(prefix.size());
-  name.remove_suffix(std::min(kSuffix.size(), name.size()));
-  pid_t number = 0;
-  const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
-  return error == std::errc() && end == name.data() + name.size() && number > 0
-             ? std::optional(number)
-             : std::nullopt;
+  const int64_t now = std::chrono::steady_clock::now().time_since_epoch().count();
+  return static_cast<pid_t>(1 + now % kNumbers);
 }
 
 /// A file with this process's ID, but without a lock, is from an earlier process.
@@ -80,12 +53,12 @@ bool IsOfARun(const struct stat& file, const Place& place) {
   return account && file.st_uid == account->user;
 }
 
-void RemoveLeftover(const Place& place, const char* name) {
-  const Descriptor file(openat(place.directory.get(), name,
+void RemoveLeftover(const Place& place, const std::string& name) {
+  const Descriptor file(openat(place.directory.get(), name.c_str(),
                                O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   struct stat status = {};
   if (file && fstat(file.get(), &status) == 0 && IsOfARun(status, place) && !IsLocked(file)) {
-    unlinkat(place.directory.get(), name, 0);
+    unlinkat(place.directory.get(), name.c_str(), 0);
   }
 }
 
@@ -98,17 +71,39 @@ bool LockNew(const Place& place, const NewFile& made) {
 
 }  // namespace
 
-std::string TemporaryPath(const std::string& path) {
-  const size_t name = path.rfind('/') + 1;
-  return path.substr(0, name) + NameFor(path.substr(name), getpid());
+std::string FurtherName(const std::string& name, pid_t number, std::string_view suffix) {
+  return StemOf(name).append(std::to_string(number)).append(".").append(suffix);
+}
+
+std::optional<pid_t> NumberIn(std::string_view further, const std::string& name,
+                              std::string_view suffix) {
+  const std::string stem = StemOf(name);
+  if (!further.starts_with(stem)) {
+    return std::nullopt;
+  }
+  pid_t number = 0;
+  std::from_chars(further.data() + stem.size(), further.data() + further.size(), number);
+  return number > 0 && further == FurtherName(name, number, suffix) ? std::optional(number)
+                                                                    : std::nullopt;
+}
+
+bool HasFurtherNames(const Descriptor& directory, const std::vector<std::string>& names) {
+  for (const std::string& further : NamesIn(directory, ".")) {
+    for (const std::string& name : names) {
+      if (further.starts_with(StemOf(name))) {
+        return true;
+      }
+    }
+  }
+  return false;
 }
 
 NewFile MakeNewFile(const Place& place) {
   RemoveLeftovers(place);
   NewFile made;
-  int64_t number = getpid();
+  pid_t number = getpid();
   for (int tries = 0; tries < kTries; ++tries) {
-    made.name = NameFor(place.name, number);
+    made.name = FurtherName(place.name, number, kNewSuffix);
     made.file =
         Descriptor(openat(place.directory.get(), made.name.c_str(),
                           O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kNewFileMode));
@@ -123,14 +118,10 @@ NewFile MakeNewFile(const Place& place) {
 }
 
 void RemoveLeftovers(const Place& place) {
-  const std::string prefix = PrefixFor(place.name);
-  const int descriptor = openat(place.directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  const std::unique_ptr<DIR, DirectoryCloser> stream(descriptor < 0 ? nullptr
-                                                                    : fdopendir(descriptor));
-  while (const dirent* entry = stream ? readdir(stream.get()) : nullptr) {
-    const std::optional<pid_t> maker = NumberIn(entry->d_name, prefix);
+  for (const std::string& name : NamesIn(place.directory, StemOf(place.name))) {
+    const std::optional<pid_t> maker = NumberIn(name, place.name, kNewSuffix);
     if (maker && IsGone(*maker)) {
-      RemoveLeftover(place, entry->d_name);
+      RemoveLeftover(place, name);
     }
   }
 }

@@ -1,13 +1,19 @@
-// Files that are being made.
+// Files that are being made, and their names.
 //
-// A new file is made beside the file NAME that it is to become, as ".NAME.NUMBER.new". NUMBER is
-// the maker's process ID, or any other number when that name is taken. The maker holds the file's
-// advisory lock (flock(2)), which a run in another PID namespace sees, too. What a killed maker
-// left is removed when the next file of that NAME is made.
+// Everything that a run makes on the way to a file NAME stands beside it, as ".NAME.NUMBER.SUFFIX".
+// NUMBER is the maker's process ID, or any other number when that name is taken. A new file has the
+// suffix "new"; os/file_exchange.h has the others. The maker holds the advisory lock (flock(2)) of
+// its new file, which a run in another PID namespace sees, too. What a killed maker left of it is
+// removed when the next file of that NAME is made.
 #ifndef QVX_OS_NEW_FILES_H
 #define QVX_OS_NEW_FILES_H
 
+#include <sys/types.h>
+
+#include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "os/descriptor.h"
 #include "os/path_walk.h"
@@ -20,8 +26,17 @@ struct NewFile {
   std::string name;  ///< in the directory of the place
 };
 
-/// Returns the path of the new file for `path`, unless the process ID is taken.
-std::string TemporaryPath(const std::string& path);
+inline constexpr std::string_view kNewSuffix = "new";
+
+/// Returns the name of a file that is made for `name`.
+std::string FurtherName(const std::string& name, pid_t number, std::string_view suffix);
+
+/// Returns the number in such a name; nothing for any other name.
+std::optional<pid_t> NumberIn(std::string_view further, const std::string& name,
+                              std::string_view suffix);
+
+/// Returns whether a directory that can be read has files that are made for one of `names`.
+bool HasFurtherNames(const Descriptor& directory, const std::vector<std::string>& names);
 
 /// Makes a new file for the name of a place. Its descriptor is invalid, with errno set, on failure.
 NewFile MakeNewFile(const Place& place);

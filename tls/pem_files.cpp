@@ -85,11 +85,10 @@ bool LinkOrMove(const std::string& path, const std::string& target, OldFile& old
   }
   const int from_directory = from->directory.get();
   const int to_directory = to->directory.get();
-  const std::string draft_path = TemporaryPath(target);
-  const std::string draft = draft_path.substr(draft_path.rfind('/') + 1);
+  const std::string draft = FurtherName(to->name, getpid(), kNewSuffix);
   unlinkat(to_directory, draft.c_str(), 0);
   if (linkat(from_directory, from->name.c_str(), to_directory, draft.c_str(), 0) == 0) {
-    const bool is_kept = IsWhole(draft_path, old) &&
+    const bool is_kept = IsWhole(target.substr(0, target.rfind('/') + 1) + draft, old) &&
                          renameat(to_directory, draft.c_str(), to_directory, to->name.c_str()) == 0;
     unlinkat(to_directory, draft.c_str(), 0);  // a rename leaves a second name of its target
     return is_kept;
