@@ -43,7 +43,8 @@ std::string CureByKept(const Forecast& forecast, const std::string& kept) {
       forecast.document_fate == DocumentFate::kUnusable && !ReadStart(SettingsPath(), 1);
   const std::string first =
       is_in_the_way ? "Move away what stands there"
-                    : std::string(HasName(SettingsPath()) ? "Correct" : "Write") + " the file";
+                    : (HasName(SettingsPath()) ? "Correct the file"
+                                               : "Install a document (see qvxpd.xml(5))");
   const std::optional<std::string> newest = NewestKept(kept);
   return newest ? first + (is_in_the_way ? "; then" : "; or") +
                       " put back the last good one: " + PutBack(*newest)
@@ -51,31 +52,34 @@ std::string CureByKept(const Forecast& forecast, const std::string& kept) {
                       kept + ".";
 }
 
-/// Whether somebody has gone back to the default: he has started or reloaded with it, and the
-/// document before it was no damaged one.
-bool IsDefaultWanted(const std::string& kept) {
-  const std::vector<std::string> paths = KeptSettings(kept);
-  if (paths.empty() || !IsDefault(paths.front())) {
-    return false;
-  }
-  const auto before = std::find_if_not(paths.begin(), paths.end(), IsDefault);
-  return before == paths.end() || !FaultOf(ReadText(*before).value_or(""));
-}
-
-/// Other documents were kept before the default: a start has put it in the place of one that did
-/// not load.
+/// The default, with other documents kept before it. Nobody wants it when the newest of them does
+/// not load: a run has replaced that one. Otherwise somebody who has started or reloaded with the
+/// default has gone back to it.
 void CheckDefault(const std::string& kept, Findings& findings) {
-  const std::optional<std::string> newest =
-      IsDefault(SettingsPath()) && !IsDefaultWanted(kept) ? NewestKept(kept) : std::nullopt;
-  if (newest) {
-    findings.push_back(
-        {.severity = Severity::kWarning,
-         .code = "default-in-use",
-         .file = SettingsPath(),
-         .what = "This is the default document, but other settings were in use before.",
-         .effect = std::string("It uses the default. ") + kEverybody,
-         .cure = "Put back the last one: " + PutBack(*newest)});
+  if (!IsDefault(SettingsPath())) {
+    return;
   }
+  const std::vector<std::string> paths = KeptSettings(kept);
+  const auto before = std::find_if_not(paths.begin(), paths.end(), IsDefault);
+  const bool is_forced = before != paths.end() && FaultOf(ReadText(*before).value_or(""));
+  const bool is_wanted = !is_forced && !paths.empty() && IsDefault(paths.front());
+  const std::optional<std::string> newest = NewestKept(kept);
+  if (is_wanted || (!is_forced && !newest)) {
+    return;
+  }
+  Finding finding{
+      .severity = Severity::kWarning,
+      .code = "default-in-use",
+      .file = SettingsPath(),
+      .what = "This is the default document, but other settings were in use before.",
+      .effect = std::string("It uses the default. ") + kEverybody,
+      .cure = newest ? "Put back the last good one: " + PutBack(*newest) : "Correct the kept one."};
+  if (is_forced) {
+    finding.severity = Severity::kFailure;
+    finding.what = "The default has taken the place of a document that did not load: " + *before;
+    finding.cure += " If the default is meant, remove " + Quoted(*before) + ".";
+  }
+  findings.push_back(std::move(finding));
 }
 
 void CheckCandidate(const Forecast& forecast, Findings& findings) {
@@ -103,13 +107,14 @@ void CheckFate(const Forecast& forecast, const std::string& kept, Findings& find
       CheckDefault(kept, findings);
       return;
     case DocumentFate::kMade:
-      findings.push_back(
-          {.severity = HasName(SettingsPath()) ? Severity::kFailure : Severity::kWarning,
-           .code = "document-made",
-           .file = SettingsPath(),
-           .what = "There is no settings document that can be opened.",
-           .effect = std::string("It writes the default document. ") + kEverybody,
-           .cure = CureByKept(forecast, kept)});
+      findings.push_back({.severity = HasName(SettingsPath()) || NewestKept(kept)
+                                          ? Severity::kFailure
+                                          : Severity::kWarning,
+                          .code = "document-made",
+                          .file = SettingsPath(),
+                          .what = "There is no settings document that can be opened.",
+                          .effect = std::string("It writes the default document. ") + kEverybody,
+                          .cure = CureByKept(forecast, kept)});
       return;
     case DocumentFate::kReplaced:
       findings.push_back(

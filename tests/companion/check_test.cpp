@@ -303,12 +303,24 @@ TEST(Check, Files) {
       {"capability", "", "w sbin/qvxlauncher The launcher lacks its capability for signals.\n",
        [](const PreparedInstallation& site) { PutProgram(site.base() / "sbin/qvxlauncher"); }},
       {"lost to the default", "",
+       "f conf/qvxpd.xml The default has taken the place of a document that did not load: "
+       "/tmp/kept/20260102T000000.xml\n",
+       [](const PreparedInstallation& site) {
+         WriteText(site.settings(), QVX_XML_DEFAULT);
+         WriteText("/tmp/kept/20260102T000000.xml", "<");
+         WriteText("/tmp/kept/20260103T000000.xml", QVX_XML_DEFAULT);
+       }},
+      {"default that was not started with", "",
        "w conf/qvxpd.xml This is the default document, but other settings were in use before.\n",
        [](const PreparedInstallation& site) {
          WriteText(site.settings(), QVX_XML_DEFAULT);
          WriteText("/tmp/kept/20260101T000000.xml", "<velquarn/>");
-         WriteText("/tmp/kept/20260102T000000.xml", "<");
-         WriteText("/tmp/kept/20260103T000000.xml", QVX_XML_DEFAULT);
+       }},
+      {"missing, but not always", "",
+       "f conf/qvxpd.xml There is no settings document that can be opened.\n",
+       [](const PreparedInstallation& site) {
+         fs::remove(site.settings());
+         WriteText("/tmp/kept/20260101T000000.xml", "<velquarn/>");
        }},
       {"back to the default", "", "",
        [](const PreparedInstallation& site) {
