@@ -53,13 +53,14 @@ void AddExclude(std::string_view list, std::vector<AccessEntry>& entries) {
   }
 }
 
-std::string NameOf(const AccessEntry& entry) {
+/// Why an entry that holds an address decides about it.
+std::string ReasonOf(const AccessEntry& entry) {
   if (entry.text.empty()) {
     return entry.words.empty() || entry.words[0] == "all"
-               ? "the empty include list, which lets everybody in"
-               : "127.0.0.1, which is always let in";
+               ? "The empty include list lets everybody in."
+               : "127.0.0.1 is always let in.";
   }
-  return std::string(entry.allows ? "the include entry " : "the exclude entry ") + entry.text;
+  return (entry.allows ? "The include entry " : "The exclude entry ") + entry.text + " holds it.";
 }
 
 const AccessEntry* FirstMatch(const std::vector<AccessEntry>& entries, bool allows,
@@ -128,9 +129,9 @@ Admission AdmitBy(const std::vector<AccessEntry>& entries, const std::string& ad
                                          std::none_of(entries.begin(), entries.end(), IsUncertain));
   admission.reason = "No include entry holds it.";
   if (denying != nullptr) {
-    admission.reason = "Refused by " + NameOf(*denying) + ".";
+    admission.reason = ReasonOf(*denying);
   } else if (allowing != nullptr) {
-    admission.reason = "Let in by " + NameOf(*allowing) + ".";
+    admission.reason = ReasonOf(*allowing);
   }
   return admission;
 }

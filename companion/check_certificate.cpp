@@ -43,6 +43,14 @@ std::string WhyReplaced(const PairForecast& pair) {
                                 : "The private key does not belong to the certificate.";
 }
 
+std::string CureOf(const PairForecast& pair) {
+  const bool is_renamed = !pair.is_deleted_first && pair.facts->they_match;
+  return is_renamed
+             ? "Give the host its old name back. Or correct multihomed, because its names go "
+               "into the new certificate, and let the clients trust that."
+             : "Install a pair that loads and matches before the start, if it is to stay.";
+}
+
 void CheckPair(const Forecast& forecast, Findings& findings) {
   const PairForecast& pair = forecast.pair;
   const auto add = [&](Finding finding) {
@@ -74,9 +82,7 @@ void CheckPair(const Forecast& forecast, Findings& findings) {
     add({.severity = is_new ? Severity::kNote : Severity::kWarning,
          .code = "pair-replaced",
          .what = is_new ? "There is no certificate and key yet." : WhyReplaced(pair),
-         .cure =
-             is_new ? ""
-                    : "Install a pair that loads and matches before the start, if it is to stay."});
+         .cure = is_new ? "" : CureOf(pair)});
   }
 }
 

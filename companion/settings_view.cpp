@@ -119,7 +119,7 @@ std::vector<BoundAddress> BoundAddresses(const Forecast& forecast) {
         deciding.emplace(address, entry.text);  // the first entry decides
       }
     }
-    deciding.emplace(kLoopback, "always bound");
+    deciding.emplace(kLoopback, "the rule that it is always bound");
   }
   const auto interfaces = Interfaces(forecast.interface_text);
   const auto text_for = [](const std::map<std::string, std::string>& texts,
@@ -174,7 +174,7 @@ std::string PairSentence(const PairForecast& pair) {
   }
   return pair.fate == PairFate::kReplace
              ? "A start replaces it: the launcher issued it for another host name."
-             : "A start makes a new pair, and sets aside what stands there.";
+             : "A start makes a new pair. A file that stands there is set aside.";
 }
 
 }  // namespace qvx::companion

@@ -522,23 +522,22 @@ TEST(Check, Admission) {
       {"nobody restricted", "", "8.8.8.8",
        "in: Nobody is restricted: ip-restricted-logins is not True."},
       {"in a range", Restricted("10.0.0.1-10.0.0.6"), "10.0.0.6",
-       "in: Let in by the include entry 10.0.0.1-10.0.0.6."},
+       "in: The include entry 10.0.0.1-10.0.0.6 holds it."},
       {"behind a range", Restricted("10.0.0.1-10.0.0.6"), "10.0.0.7",
        "out: No include entry holds it."},
       {"in both", Restricted("10.0.0.1-10.0.0.6", "10.0.0.2;10.0.0.3"), "10.0.0.3",
-       "out: Refused by the exclude entry 10.0.0.3."},
-      {"network", Restricted("10.1"), "10.1.200.3", "in: Let in by the include entry 10.1."},
-      {"loopback", Restricted("10.0.0.1"), "127.0.0.1",
-       "in: Let in by 127.0.0.1, which is always let in."},
+       "out: The exclude entry 10.0.0.3 holds it."},
+      {"network", Restricted("10.1"), "10.1.200.3", "in: The include entry 10.1 holds it."},
+      {"loopback", Restricted("10.0.0.1"), "127.0.0.1", "in: 127.0.0.1 is always let in."},
       {"empty list", Restricted("", "10.0.0.1"), "10.0.0.2",
-       "in: Let in by the empty include list, which lets everybody in."},
+       "in: The empty include list lets everybody in."},
       {"mapped", Restricted("10.0.0.1"), "::ffff:10.0.0.1",
-       "in: Let in by the include entry 10.0.0.1."},
+       "in: The include entry 10.0.0.1 holds it."},
       {"IPv6", Restricted("10.0.0.1"), "fe80::1", "out: No include entry holds it."},
       {"host name", Restricted("host1"), "10.0.0.1", "out? No include entry holds it."},
       {"expanded", Restricted("env=!x"), "10.0.0.1", "out? No include entry holds it."},
       {"joined lines", Restricted("10.0.0.1\\", "10.0.0.5"), "10.0.0.5",
-       "out? Refused by the exclude entry 10.0.0.5."},
+       "out? The exclude entry 10.0.0.5 holds it."},
       {"no address", Restricted("10.0.0.1"), "10.0.0", "none: It is not an address."},
   };
   for (const auto& row : rows) {
@@ -562,8 +561,8 @@ TEST(Check, AdmissionNowIsThatOfTheConfigurationOnDisk) {
     WriteText(site.base() / "conf/qvxpd.conf", companion::Foretell().server_conf.text);
     PutServiceFile(site.settings(), "<velquarn>" + Restricted("10.0.0.2") + "</velquarn>");
     const Forecast forecast = companion::Foretell();
-    EXPECT_EQ(AdmitNow(forecast, "10.0.0.1")->reason, "Let in by the include entry 10.0.0.1.");
-    EXPECT_EQ(AdmitNow(forecast, "10.0.0.5")->reason, "Refused by the exclude entry 10.0.0.5.");
+    EXPECT_EQ(AdmitNow(forecast, "10.0.0.1")->reason, "The include entry 10.0.0.1 holds it.");
+    EXPECT_EQ(AdmitNow(forecast, "10.0.0.5")->reason, "The exclude entry 10.0.0.5 holds it.");
     EXPECT_FALSE(AdmitNow(forecast, "10.0.0.2")->is_admitted);
     EXPECT_TRUE(Admit(forecast, "10.0.0.2").is_admitted);
   });
@@ -577,7 +576,8 @@ TEST(Show, AddressesHaveTheEntryThatDecides) {
     for (const companion::BoundAddress& bound : BoundAddresses(companion::Foretell())) {
       found += bound.address + " by " + bound.entry + "\n";
     }
-    EXPECT_EQ(found, "127.0.0.1 by always bound\n10.1.2.3 by 10.1.0.0/255.255.0.0\n");
+    EXPECT_EQ(found,
+              "127.0.0.1 by the rule that it is always bound\n10.1.2.3 by 10.1.0.0/255.255.0.0\n");
   });
 }
 
