@@ -188,11 +188,12 @@ bool OldFile::is_unreadable_now() const {
     case EISDIR:
     case ELOOP:
     case ENAMETOOLONG:
-    case ENOENT:
     case ENOTDIR:
     case ENXIO:
     case EPERM:
       return false;
+    case ENOENT:
+      return type == S_IFREG;  // it has just come
     default:
       return true;
   }
