@@ -22,7 +22,7 @@ GIVEN = {"zx/zxqvx/conf/qvxpd.xml", "zx/zxqvx/conf/qvxpd.conf", "zx/zxqvx/conf/r
          "zx/zxqvx/bin/php.ini", "zx/zxqvx/logs/qvx.log", "zx/zxqvx/session",
          "zx/zxqvx/session/php", "tls/cert.pem", "tls/file.pem"}
 OPEN_TO_ALL = re.compile(r"(^|/)(certmm\.pem|\.?mod_proxy\.conf.*|session|php)$")
-HALF_MADE = re.compile(r"^\.(.+)\.\d+\.new$")
+HALF_MADE = re.compile(r"^\.(.+)\.\d+\.(new|old|undo)$")
 
 
 def text_of(path):
@@ -96,7 +96,9 @@ class Judge:
             name = HALF_MADE.sub(r"\1", path.rsplit("/", 1)[-1])
             meant = path.rsplit("/", 1)[0] + "/" + name
             known = self.before.get(path)
-            if user == self.account and meant not in GIVEN and not (known and known[1] == user):
+            is_copy = path.endswith("mm.pem")  # of a file that is the account's, or linked to it
+            if user == self.account and meant not in GIVEN and not is_copy and \
+                    not (known and known[1] == user):
                 findings.append(f"{path} was given to the account")
             if mode[7:] != "---" and not known and not OPEN_TO_ALL.search(path):
                 findings.append(f"{path} is open to all: {mode}")
