@@ -78,8 +78,12 @@ class Stage:
         return NOTES.read_text(errors="replace") if NOTES.exists() else ""
 
     def start(self):
-        """An undisturbed start."""
-        process = subprocess.run(["/opt/zx/zxqvx/sbin/qvxlauncher"], cwd="/", check=False,
-                                 env=self.environment, stdin=subprocess.DEVNULL,
-                                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=HANGS)
+        """What an undisturbed start prints."""
+        try:
+            process = subprocess.run(["/opt/zx/zxqvx/sbin/qvxlauncher"], cwd="/", check=False,
+                                     env=self.environment, stdin=subprocess.DEVNULL,
+                                     stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                                     timeout=HANGS)
+        except subprocess.TimeoutExpired:
+            return "hung"
         return process.stdout.decode("utf-8", "replace").strip()
