@@ -21,7 +21,7 @@ enum class ListKind : uint8_t {
 /// What every list has.
 struct ListRecord : NodeList {
   ListKind kind;
-  bool has_place;  ///< that is remembered (places.h)
+  uint8_t place_number;  ///< of the remembered one (places.h), from 1; 0: none
 };
 
 /// The entries of a child list are the children themselves.

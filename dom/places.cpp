@@ -10,21 +10,20 @@ namespace {
 
 /// The place of `list`, or null.
 Place* PlaceOf(const ListRecord* list) {
-  return list->has_place ? std::ranges::find(Model().places.all, list, &Place::list) : nullptr;
+  return list->place_number != 0 ? &Model().places.all[list->place_number - 1] : nullptr;
 }
 
-void Remember(ListRecord* list, DOM_Node* node, uint32_t index) {
-  Place* place = PlaceOf(list);
-  if (place == nullptr) {
-    auto& [all, next_taken] = Model().places;
-    place = &all[next_taken];
-    next_taken = (next_taken + 1) % std::size(all);
-    if (place->list != nullptr) {
-      place->list->has_place = false;
+/// Keeps `place` for `list`, which takes the next place in turn if it has none.
+void Remember(ListRecord* list, const Place& place) {
+  auto& [all, next_taken] = Model().places;
+  if (list->place_number == 0) {
+    if (ListRecord* const loser = all[next_taken].list) {
+      loser->place_number = 0;
     }
-    list->has_place = true;
+    list->place_number = static_cast<uint8_t>(next_taken + 1);
+    next_taken = (next_taken + 1) % std::size(all);
   }
-  *place = {list, node, index};
+  *PlaceOf(list) = place;
 }
 
 DOM_Node* FirstNode(const NodeList* list) {
@@ -38,22 +37,33 @@ DOM_Node* LastNode(const NodeList* list) {
                                              : ElementOfMap(list)->first_attribute->previous;
 }
 
+DOM_Node* NextNode(const NodeList* list, const DOM_Node* node) {
+  return KindOf(list) == ListKind::kChildren ? node->nextSibling
+                                             : static_cast<const AttributeNode*>(node)->next;
+}
+
+/// For a node that is not the first.
+DOM_Node* PreviousNode(const NodeList* list, const DOM_Node* node) {
+  return KindOf(list) == ListKind::kChildren ? node->previousSibling
+                                             : static_cast<const AttributeNode*>(node)->previous;
+}
+
 /// Moves from `node`, which is at index `at`, to `index`.
 DOM_Node* Step(const NodeList* list, DOM_Node* node, uint32_t at, uint32_t index) {
-  const bool is_child = KindOf(list) == ListKind::kChildren;
   for (; at < index; ++at) {
-    node = is_child ? node->nextSibling : static_cast<AttributeNode*>(node)->next;
+    node = NextNode(list, node);
   }
   for (; at > index; --at) {
-    node = is_child ? node->previousSibling : static_cast<AttributeNode*>(node)->previous;
+    node = PreviousNode(list, node);
   }
   return node;
 }
 
-/// The node at `index`, which the list has, from the nearest of the ends and the place.
-DOM_Node* NodeAt(const ListRecord* list, uint32_t index) {
+/// The node at `index`, which the list has, from the nearest of the ends and the place (may be
+/// null).
+DOM_Node* NodeAt(const ListRecord* list, const Place* place, uint32_t index) {
   const uint32_t from_last = list->length - 1 - index;
-  if (const Place* const place = PlaceOf(list)) {
+  if (place != nullptr) {
     const uint32_t from_place = std::max(index, place->index) - std::min(index, place->index);
     if (from_place <= index && from_place <= from_last) {
       return Step(list, place->node, place->index, index);
@@ -74,8 +84,8 @@ DOM_Node* Passing(uint16_t type, DOM_Node* child, Advance advance) {
   return child;
 }
 
-DOM_Node* ChildOfViewAt(const NodeList* view, const DOM_Node* doctype, uint32_t index) {
-  const Place* const place = PlaceOf(static_cast<const ListRecord*>(view));
+DOM_Node* ChildOfViewAt(const ListRecord* view, const Place* place, uint32_t index) {
+  const DOM_Node* const doctype = DoctypeOfView(view);
   const uint16_t type = static_cast<const ViewList*>(view)->filter;
   const bool is_near = place != nullptr && place->index / 2 <= index;
   DOM_Node* child =
@@ -93,21 +103,26 @@ DOM_Node* ChildOfViewAt(const NodeList* view, const DOM_Node* doctype, uint32_t 
 }  // namespace
 
 DOM_Node* LinkedNodeAt(ListRecord* list, uint32_t index) {
-  DOM_Node* node = nullptr;
-  if (IsView(list)) {
-    node = ChildOfViewAt(list, DoctypeOfView(list), index);
-  } else if (index < list->length) {
-    node = NodeAt(list, index);
+  const bool is_view = IsView(list);
+  if (!is_view && index >= list->length) {
+    return nullptr;
   }
+  Place* const place = PlaceOf(list);
+  if (place != nullptr && index == place->index + 1 && !is_view) {  // a walk goes on
+    place->node = NextNode(list, place->node);
+    place->index = index;
+    return place->node;
+  }
+  DOM_Node* const node = is_view ? ChildOfViewAt(list, place, index) : NodeAt(list, place, index);
   if (node != nullptr) {
-    Remember(list, node, index);
+    Remember(list, {list, node, index});
   }
   return node;
 }
 
 void GiveUpPlace(ListRecord* list) {
   *PlaceOf(list) = {};
-  list->has_place = false;
+  list->place_number = 0;
 }
 
 void MovePlaceOnInsertion(ListRecord* list, DOM_Node* node, const DOM_Node* previous,

@@ -3,8 +3,7 @@
 // Children and attributes are linked, so a look-up goes by steps from one to the next, from an end
 // or from the node that the list delivered last. The last lists that were looked up have a place
 // where that node is remembered. So a walk by index is linear, also within another one. When there
-// are more walks at a time than places, they take each other's, and start from an end again. A bit
-// in the list tells whether it has a place.
+// are more walks at a time than places, they take each other's, and start from an end again.
 #ifndef QVX_DOM_PLACES_H
 #define QVX_DOM_PLACES_H
 
@@ -18,7 +17,7 @@ DOM_Node* LinkedNodeAt(ListRecord* list, uint32_t index);
 /// Forgets the place of `list`, which has one.
 void GiveUpPlace(ListRecord* list);
 inline void ForgetPlace(ListRecord* list) {
-  if (list->has_place) {
+  if (list->place_number != 0) {
     GiveUpPlace(list);
   }
 }
