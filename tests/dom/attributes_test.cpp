@@ -141,25 +141,6 @@ TEST(Attributes, AreFoundAmongMany) {
   EXPECT_EQ(DOM_Element_getAttributeNode(tree.root(), "none"), nullptr);
 }
 
-// The values stand in room of the attributes as long as they fit.
-TEST(Attributes, NewValuesOfEveryLengthLeaveTheOthersAlone) {
-  for (size_t length = 0; length < 600; ++length) {
-    const std::string value(length, 'x');
-    const Tree tree;
-    std::string expected;
-    for (const char* name : {"a", "b", "c"}) {
-      DOM_Element_setAttribute(tree.root(), name, "");
-      expected.append(" ").append(name).append("=").append(value);
-    }
-    for (const char* name : {"a", "b", "c"}) {
-      DOM_Element_setAttribute(tree.root(), name, value.c_str());
-    }
-    EXPECT_EQ(Attributes(tree.root()), expected);
-    tree.Add(tree.root(), value);
-    EXPECT_EQ(Children(tree.root()), "(" + value + ")");
-  }
-}
-
 TEST(Attributes, ValueIsHandedOutToBeFreed) {
   const Fixture f;
   EXPECT_EQ(Taken(DOM_Element_getAttribute(f.e, "a")), "1");

@@ -112,32 +112,44 @@ inline std::string Attributes(const DOM_Node* element) {
   return text;
 }
 
-/// The children of a node: (text) !comment! [CDATA section] ?instruction? and, of what has a name,
-/// name=value attribute=value{children}.
-inline std::string Children(const DOM_Node* parent) {
-  std::string shape;
-  for (const DOM_Node* node = parent->firstChild; node != nullptr; node = node->nextSibling) {
-    const std::string value = Text(node->nodeValue);
-    const std::string name = Text(node->nodeName);
-    switch (node->nodeType) {
-      case DOM_TEXT_NODE:
-        shape.append("(").append(value).append(")");
-        break;
-      case DOM_COMMENT_NODE:
-        shape.append("!").append(value).append("!");
-        break;
-      case DOM_CDATA_SECTION_NODE:
-        shape.append("[").append(value).append("]");
-        break;
-      case DOM_PROCESSING_INSTRUCTION_NODE:
-        shape.append("?").append(name).append(" ").append(value).append("?");
-        break;
-      default:
-        shape.append(name).append(node->nodeValue == nullptr ? "" : "=" + value);
-        shape.append(Attributes(node)).append("{").append(Children(node)).append("}");
-    }
+inline std::string Xml(const DOM_Node* parent);
+
+/// A node as it is written, but for quotes and escapes. An empty text is (), and a "|" stands
+/// between texts.
+inline std::string XmlOf(const DOM_Node* node) {
+  const std::string name = Text(node->nodeName);
+  const std::string value = Text(node->nodeValue);
+  const std::string inner = Xml(node);
+  const DOM_Node* const previous = node->previousSibling;
+  switch (node->nodeType) {
+    case DOM_TEXT_NODE:
+      return (previous != nullptr && previous->nodeType == DOM_TEXT_NODE ? "|" : "") +
+             (value.empty() ? "()" : value);
+    case DOM_COMMENT_NODE:
+      return "<!--" + value + "-->";
+    case DOM_CDATA_SECTION_NODE:
+      return "<![CDATA[" + value + "]]>";
+    case DOM_PROCESSING_INSTRUCTION_NODE:
+      return "<?" + name + " " + value + "?>";
+    case DOM_ENTITY_NODE:
+      return "<!ENTITY " + name + " " + value + ">";
+    case DOM_NOTATION_NODE:
+      return "<!NOTATION " + name + ">";
+    case DOM_DOCUMENT_TYPE_NODE:
+      return "<!DOCTYPE " + name + (inner.empty() ? "" : " [" + inner + "]") + ">";
+    default:
+      return "<" + name + Attributes(node) +
+             (inner.empty() ? "/>" : ">" + inner + "</" + name + ">");
   }
-  return shape;
+}
+
+/// The children of a node.
+inline std::string Xml(const DOM_Node* parent) {
+  std::string xml;
+  for (const DOM_Node* node = parent->firstChild; node != nullptr; node = node->nextSibling) {
+    xml += XmlOf(node);
+  }
+  return xml;
 }
 
 /// An event as type@target/phase, and what it says of a value.

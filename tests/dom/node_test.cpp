@@ -60,7 +60,7 @@ TEST(Node, NeitherDepthNorPiecesMatter) {
     tree.Add(parent, "x");
   }
   DOM_Element_normalize(tree.root());
-  EXPECT_EQ(Children(parent), "(" + std::string(kMany, 'x') + ")");
+  EXPECT_EQ(Xml(parent), std::string(kMany, 'x'));
   const OwnedNode clone(DOM_Node_cloneNode(tree.document(), 1));
   const OwnedList found(DOM_Document_getElementsByTagName(clone.get(), "e"));
   EXPECT_EQ(found->length, kMany);
@@ -78,16 +78,32 @@ TEST(Node, ValueOfAnyLengthLeavesTheNextNodeAlone) {
   constexpr size_t kLongest = 600;
   const Tree tree;
   DOM_Node* const text = tree.Add(tree.root(), "0123456");
-  DOM_Node* const next = tree.Add(tree.root(), "next");
+  DOM_Node* const growing = tree.Add(tree.root(), "");
   for (size_t length = 0; length <= kLongest; ++length) {
     const std::string value(length, 'v');
+    const std::string half(length - length / 2, 'v');
+    const OwnedNode next(tree.Add(tree.root(), value));
     DOM_Node_setNodeValue(text, value.c_str());
-    ASSERT_EQ(text->nodeValue, value);
+    for (const char* name : {"a", "b"}) {
+      DOM_Element_setAttribute(tree.root(), name, "");
+      DOM_Element_setAttribute(tree.root(), name, value.c_str());
+    }
     ASSERT_EQ(DOM_CharacterData_getLength(text), length);
-    ASSERT_STREQ(next->nodeValue, "next");
+    ASSERT_EQ(Attributes(tree.root()), " a=" + value + " b=" + value);
+    ASSERT_EQ(next->nodeValue, value);
+    ASSERT_EQ(growing->nodeValue, value);
+    DOM_CharacterData_appendData(growing, "v");
+    DOM_Node_setNodeValue(text, text->nodeValue + length / 2);
+    ASSERT_EQ(text->nodeValue, half) << "a part of itself";
+    DOM_Node_removeChild(tree.root(), next.get());
+    DOM_Element_removeAttribute(tree.root(), "a");
+    DOM_Element_removeAttribute(tree.root(), "b");
   }
-  DOM_Node_setNodeValue(next, next->nodeValue + 1);
-  EXPECT_STREQ(next->nodeValue, "ext") << "a part of itself";
+  DOM_CharacterData_appendData(growing, growing->nodeValue + kLongest);
+  EXPECT_EQ(growing->nodeValue, std::string(kLongest + 2, 'v'));
+  const Locale locale(std::setlocale(LC_ALL, "C.UTF-8"));
+  DOM_CharacterData_appendData(growing, "\u00e9");
+  EXPECT_EQ(growing->nodeValue, std::string(kLongest + 2, 'v') + "\u00e9");
 }
 
 TEST(Node, Dumps) {

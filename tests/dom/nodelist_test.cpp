@@ -85,33 +85,6 @@ TEST(NodeList, ChangesAreTheSameForBothKinds) {
   }
 }
 
-// Its entries have free places in front and behind, which come and go.
-TEST(NodeList, ByItselfKeepsItsOrderWhereverItChanges) {
-  const Tree tree;
-  const OwnedList list(Document_createNodeList(tree.document()));
-  std::vector<DOM_Node*> expected;
-  for (size_t step = 0; step < 400; ++step) {
-    SCOPED_TRACE(step);
-    const bool grows = expected.empty() || step % 100 < 60;
-    const auto index = static_cast<std::ptrdiff_t>(step * 37 % (expected.size() + (grows ? 1 : 0)));
-    const auto place = expected.begin() + index;
-    if (grows) {
-      DOM_Node* const node = tree.Add(tree.root(), "x");
-      NodeList_insert(list.get(), node, place == expected.end() ? nullptr : *place);
-      expected.insert(place, node);
-    } else {
-      std::free(NodeList_remove(list.get(), *place));
-      expected.erase(place);
-    }
-    std::vector<DOM_Node*> found;
-    while (DOM_Node* const node =
-               DOM_NodeList_item(list.get(), static_cast<int32_t>(found.size()))) {
-      found.push_back(node);
-    }
-    ASSERT_EQ(found, expected);
-  }
-}
-
 TEST(NodeList, WhatWouldBreakATreeIsRefused) {
   Lists lists(true);
   NodeList_append(lists['a']->childNodes, lists['d']);

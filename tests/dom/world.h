@@ -3,39 +3,34 @@
 #define QVX_TESTS_DOM_WORLD_H
 
 #include <map>
-#include <set>
 
 #include "tests/dom/model.h"
 
 namespace qvx::test {
 
-/// The children of a node as they are written, with a "|" between neighbouring texts.
-inline std::string Xml(const DOM_Node* parent) {
-  std::string xml;
-  for (const DOM_Node* node = parent->firstChild; node != nullptr; node = node->nextSibling) {
-    const std::string name = Text(node->nodeName);
-    const std::string inner = Xml(node);
-    const bool follows_text =
-        node->previousSibling != nullptr && node->previousSibling->nodeType == DOM_TEXT_NODE;
-    switch (node->nodeType) {
-      case DOM_TEXT_NODE:
-        xml.append(follows_text ? "|" : "").append(Text(node->nodeValue));
-        break;
-      case DOM_COMMENT_NODE:
-        xml.append("<!--").append(Text(node->nodeValue)).append("-->");
-        break;
-      case DOM_DOCUMENT_TYPE_NODE:
-        xml.append("<!DOCTYPE ").append(name).append(">");
-        break;
-      default:
-        xml.append("<").append(name).append(Attributes(node));
-        xml.append(inner.empty() ? "/>" : ">" + inner + "</" + name + ">");
-    }
-  }
-  return xml;
-}
-
 constexpr char kDocument[] = "<!DOCTYPE t><r><a>x<b/></a><!--c-->z</r>";
+
+class World;
+
+/// One operation on nodes of the world. A null parent is no node.
+struct Step {
+  const char* in = nullptr;
+  const char* append = nullptr;
+  const char* insert = nullptr;
+  const char* before = nullptr;  ///< null: at the end
+  const char* replace = nullptr;
+  const char* by = nullptr;
+  const char* remove = nullptr;
+  void (*act)(World&) = nullptr;  ///< another one, without a result
+
+  /// The node that it returns when it succeeds.
+  const char* Node() const {
+    return append != nullptr   ? append
+           : insert != nullptr ? insert
+           : by != nullptr     ? replace
+                               : remove;
+  }
+};
 
 /// The document, called "D". Its nodes are found by their names or, if they are texts or comments,
 /// by their values. So are the nodes that are in no tree: a text "n", a comment "h", an element "m"
@@ -64,13 +59,34 @@ class World {
     for (const char* name : {"F", "E", "W"}) {
       nodes_[name] = DOM_Document_createDocumentFragment(document);
     }
-    Append("m", "y");
+    Do({.in = "m", .append = "y"});
     for (const char* name : {"1", "g", "2"}) {
-      Append("F", name);
+      Do({.in = "F", .append = name});
     }
-    Append("W", "p");
-    Append("W", "q");
+    for (const char* name : {"p", "q"}) {
+      Do({.in = "W", .append = name});
+    }
     DOM_DocumentPart(document).commonParent = nullptr;
+  }
+
+  World(const World&) = delete;
+  World& operator=(const World&) = delete;
+  World(World&&) = delete;
+  World& operator=(World&&) = delete;
+  /// Nodes that are in no tree are whole and go first.
+  ~World() {
+    std::vector<DOM_Node*> loose;
+    for (const auto& [name, node] : nodes_) {
+      const bool is_document = node == (*this)["D"] || node == (*this)["O"];
+      if (!is_document && node->parentNode == nullptr &&
+          (*name.c_str() != 'k' || DOM_AttributePart(node).ownerElement == nullptr)) {
+        EXPECT_EQ(Violation(node), "") << name;
+        loose.push_back(node);
+      }
+    }
+    for (DOM_Node* node : loose) {
+      DOM_Document_destroyNode((*this)["D"], node);
+    }
   }
 
   /// A null name is no node.
@@ -78,43 +94,39 @@ class World {
     return name == nullptr ? nullptr : nodes_.at(name);
   }
 
-  DOM_Node* Append(const char* parent, const char* child) const {
-    return DOM_Node_appendChild((*this)[parent], (*this)[child]);
+  DOM_Node* Do(const Step& step) {
+    DOM_Node* const parent = (*this)[step.in];
+    if (step.act != nullptr) {
+      step.act(*this);
+      return nullptr;
+    }
+    if (step.append != nullptr) {
+      return DOM_Node_appendChild(parent, (*this)[step.append]);
+    }
+    if (step.insert != nullptr) {
+      return DOM_Node_insertBefore(parent, (*this)[step.insert], (*this)[step.before]);
+    }
+    return step.by != nullptr
+               ? DOM_Node_replaceChild(parent, (*this)[step.by], (*this)[step.replace])
+               : DOM_Node_removeChild(parent, (*this)[step.remove]);
   }
-  DOM_Node* Insert(const char* parent, const char* child, const char* reference) const {
-    return DOM_Node_insertBefore((*this)[parent], (*this)[child], (*this)[reference]);
-  }
-  DOM_Node* Replace(const char* parent, const char* child, const char* old) const {
-    return DOM_Node_replaceChild((*this)[parent], (*this)[child], (*this)[old]);
-  }
-  DOM_Node* Remove(const char* parent, const char* child) const {
-    return DOM_Node_removeChild((*this)[parent], (*this)[child]);
-  }
-  void Destroy(const char* node) const { DOM_Document_destroyNode(document_.get(), (*this)[node]); }
 
-  /// Has `handler` called at the first event of that type that `node` hears.
-  void React(const char* node, const char* type, const std::function<void(World&)>& handler) {
-    listener_.act = [this, node, type, handler](DOM_Event* event) {
+  /// Has `steps` done at the first event of that type that `node` hears.
+  void React(const char* node, const char* type, const std::vector<Step>& steps) {
+    listener_.act = [this, node, type, steps](DOM_Event* event) {
       listener_.Leave((*this)[node], type);
-      handler(*this);
+      for (const Step& step : steps) {
+        Do(step);
+      }
       EXPECT_GT(event->target->nodeType, 0) << "what is destroyed stays while operations go on";
     };
     listener_.Hear((*this)[node], type);
   }
 
-  /// Expects that the nodes that were in no tree, but for those `placed`, and those `taken` from
-  /// their places, are in no tree now, and destroys them. A letter names a node.
-  void ExpectLoose(const std::string& placed, const std::string& taken) const {
-    std::set<char> names = {'F', 'E', 'W', 'n', 'h', 'm', 'k', 'u', 'o'};
-    for (const char name : placed) {
-      names.erase(name);
-    }
-    names.insert(taken.begin(), taken.end());
-    for (const char name : names) {
-      DOM_Node* const node = nodes_.at(std::string(1, name));
-      EXPECT_EQ(Violation(node), "") << name;
-      DOM_Document_destroyNode(document_.get(), node);
-    }
+  /// The model has destroyed those nodes. A letter names a node.
+  void Forget(const std::string& destroyed) {
+    std::erase_if(
+        nodes_, [&](const auto& node) { return destroyed.find(node.first) != std::string::npos; });
   }
 
  private:
@@ -133,36 +145,35 @@ class World {
 
 /// A change of the world and what comes of it.
 struct Change {
-  const char* name;
-  void (*before)(World&) = nullptr;  ///< what happens before anybody listens
-  const char* at = nullptr;          ///< the node that hears `event`, if one does
+  const char* name = "";
+  std::vector<Step> first = {};  ///< what happens before anybody listens
+  const char* at = "r";          ///< the node that hears `event`, if there is a handler
   const char* event = nullptr;
-  void (*handler)(World&) = nullptr;
-  DOM_Node* (*operation)(World&);
-  const char* result = nullptr;
+  std::vector<Step> handler = {};
+  Step operation;
+  bool gives_nothing = false;  ///< although it succeeds
   int32_t error = 0;
   const char* document = kDocument;
-  const char* placed = "";      ///< loose nodes that are placed then, or destroyed
-  const char* taken = "";       ///< nodes that are loose then
+  const char* destroyed = "";   ///< nodes
   const char* noted = nullptr;  ///< the node where the change is noted, if that is looked at
 
   void Check() const {
-    SCOPED_TRACE(name);
     World world;
-    if (before != nullptr) {
-      before(world);
+    for (const Step& step : first) {
+      world.Do(step);
     }
-    if (handler != nullptr) {
+    if (!handler.empty()) {
       world.React(at, event, handler);
     }
-    EXPECT_EQ(operation(world), world[result]);
+    DOM_Node* const result = world.Do(operation);
+    EXPECT_EQ(result, error != 0 || gives_nothing ? nullptr : world[operation.Node()]);
     EXPECT_EQ(TakeError(), error);
     EXPECT_EQ(Xml(world["D"]), document);
     EXPECT_EQ(Violation(world["D"]), "");
     if (noted != nullptr) {
       EXPECT_EQ(DOM_DocumentPart(world["D"]).commonParent, *noted == '-' ? nullptr : world[noted]);
     }
-    world.ExpectLoose(placed, taken);
+    world.Forget(destroyed);
   }
 };
 
