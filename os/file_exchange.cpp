@@ -126,7 +126,7 @@ FileExchange::~FileExchange() {
   }
 }
 
-FileExchange::Outcome FileExchange::Exchange() {
+Outcome FileExchange::Exchange() {
   if (!may_be_replaced_(directory_ + name_)) {
     return Outcome::kChanged;
   }
@@ -144,7 +144,7 @@ bool FileExchange::MakeUndo() {
   return undo && WriteAll(undo, text_) && Synchronize(undo);
 }
 
-FileExchange::Outcome FileExchange::Swap() {
+Outcome FileExchange::Swap() {
   const int directory = file_.place().directory.get();
   can_be_taken_back_ = Move(directory, old_, name_, HowToSwap(directory, name_));
   if (can_be_taken_back_) {

@@ -20,16 +20,16 @@
 
 namespace qvx {
 
+enum class Outcome {
+  kDone,
+  kChanged,  ///< another file stands there than the one that was meant, and stays
+  kFailed,   ///< everything is as it was
+};
+
 class FileExchange {
  public:
   /// Says whether the file at a path is the one that may be replaced.
   using Judge = std::function<bool(const std::string& path)>;
-
-  enum class Outcome {
-    kDone,
-    kChanged,  ///< another file stands there than the one that may be replaced, and stays
-    kFailed,   ///< everything is as it was
-  };
 
   /// `file` is the replacement of the file at `path`, with LastLink::kStay, and has the content
   /// `text`. It belongs to the caller, who keeps it longer than this object.

@@ -21,8 +21,6 @@ namespace qvx {
 
 namespace {
 
-using Outcome = FileExchange::Outcome;
-
 /// Tells one state of a file from another.
 struct Version {
   dev_t device;

@@ -120,7 +120,8 @@ Look TakeLook(SSL_CTX* context, const std::string& host_name) {
   return look;
 }
 
-qvx::Kept KeepFile(qvx::Aside (*set_aside)(qvx::OldFile&), qvx::OldFile& old, const char* record) {
+qvx::Outcome KeepFile(qvx::Aside (*set_aside)(qvx::OldFile&), qvx::OldFile& old,
+                      const char* record) {
   const qvx::Aside aside = set_aside(old);
   if (aside.was_copied) {
     LogOutput(kLogError, "%s", record);
@@ -128,42 +129,42 @@ qvx::Kept KeepFile(qvx::Aside (*set_aside)(qvx::OldFile&), qvx::OldFile& old, co
   return aside.kept;
 }
 
-bool IsText(const qvx::OldFile& file, const std::optional<std::string>& text) {
-  return file.text && file.text == text;
+bool IsText(const qvx::OldFile& file, const std::string& text) {
+  return !text.empty() && file.text == text;
 }
 
 /// Keeps both files of the pair, as far as they exist, under their set-aside names. `made` is what
 /// this run has stored before, if anything. Half of it beside a file of another's is not kept: the
 /// other is installing a pair at this moment, and that half would take the place of his other file.
-qvx::Kept SetPairAside(qvx::OldPair& old, const qvx::GeneratedPair& made) {
-  using enum qvx::Kept;
+qvx::Outcome SetPairAside(qvx::OldPair& old, const qvx::GeneratedPair& made) {
+  using enum qvx::Outcome;
   const bool has_own_certificate = IsText(old.certificate, made.certificate);
   const bool has_own_key = IsText(old.key, made.key);
-  qvx::Kept certificate = kYes;
+  qvx::Outcome certificate = kDone;
+  qvx::Outcome key = kDone;
   if (!has_own_certificate || has_own_key) {
     certificate = KeepFile(qvx::SetCertificateAside, old.certificate, kCertificateSetAside);
   }
-  qvx::Kept key = certificate == kChanged ? kChanged : kYes;
   if (certificate != kChanged && (!has_own_key || has_own_certificate)) {
     key = KeepFile(qvx::SetKeyAside, old.key, kKeySetAside);
   }
-  if (key == kChanged || (certificate == kYes && key == kYes && qvx::SynchronizeShare())) {
-    return key;
+  if (certificate == kChanged || key == kChanged) {
+    return kChanged;
+  }
+  if (certificate == kDone && key == kDone && qvx::SynchronizeShare()) {
+    return kDone;
   }
   LogOutput(kLogError, "%s", kNotKept);
-  return kNo;
+  return kFailed;
 }
 
 /// Makes a new pair in the place of one that is not to stay. `made` is that of the attempt before.
 qvx::GeneratedPair Replace(Look& look, const std::string& host_name,
                            const qvx::GeneratedPair& made) {
-  const qvx::Kept kept =
-      look.fate() == qvx::PairFate::kSetAside ? SetPairAside(look.pair, made) : qvx::Kept::kYes;
-  if (kept == qvx::Kept::kYes) {
-    return qvx::GeneratePair(host_name, look.pair);
-  }
-  return {.outcome =
-              kept == qvx::Kept::kChanged ? qvx::Generation::kChanged : qvx::Generation::kFailed};
+  const qvx::Outcome kept =
+      look.fate() == qvx::PairFate::kSetAside ? SetPairAside(look.pair, made) : qvx::Outcome::kDone;
+  return kept == qvx::Outcome::kDone ? qvx::GeneratePair(host_name, look.pair)
+                                     : qvx::GeneratedPair{.outcome = kept};
 }
 
 /// Leaves a pair that passed. A key of the launcher's own is for the account's group, too.
@@ -186,9 +187,9 @@ int32_t TryTwice(SSL_CTX* context, const std::string& host_name) {
     made = Replace(look, host_name, made);
   }
   // Somebody else's pair took the place of the last one, unless it is only half installed.
-  const bool is_theirs = made.outcome == qvx::Generation::kChanged &&
+  const bool is_theirs = made.outcome == qvx::Outcome::kChanged &&
                          TakeLook(context, host_name).fate() == qvx::PairFate::kKeep;
-  return made.outcome == qvx::Generation::kDone || is_theirs ? 1 : 0;
+  return made.outcome == qvx::Outcome::kDone || is_theirs ? 1 : 0;
 }
 
 /// A pair that stays needs no lock and waits for none.

@@ -12,7 +12,6 @@
 #include "os/creation_mask.h"
 #include "os/directories.h"
 #include "os/directory_chains.h"
-#include "os/file_exchange.h"
 #include "os/file_replacement.h"
 #include "os/files.h"
 #include "os/new_files.h"
@@ -37,7 +36,8 @@ std::optional<Place> FindName(const std::string& path) {
 /// Whether two looks saw the same. What could not be read is known by its inode.
 bool AreSame(const OldFile& a, const OldFile& b) {
   return a.text && b.text ? a.text == b.text
-                          : a.type == b.type && a.device == b.device && a.inode == b.inode;
+                          : a.type() == b.type() && a.status.st_dev == b.status.st_dev &&
+                                a.status.st_ino == b.status.st_ino;
 }
 
 /// A directory with the set-aside name takes the copy under the file's own name.
@@ -61,11 +61,14 @@ enum class Secrecy { kPublic, kSecret };
 /// Owner and mode of a copy; the mode is as "cp" gives it. Nobody else can open that of a key,
 /// whatever the directory's access list says about new files. Where the account could exchange the
 /// copy, it is made with the account's rights, so the file is the account's.
-Birth CopyBirth(const std::string& target, const OldFile& old, Secrecy secrecy) {
+Birth CopyBirth(const std::string& path, const std::string& target, Secrecy secrecy) {
   const std::optional<Place> place = FindName(target);
   Birth birth = place && !place->is_held ? ServiceFile() : OwnFile(kOwnersAlone);
-  const mode_t as_copied = old.mode & ~CreationMask(0).before();
-  birth.mode = secrecy == Secrecy::kSecret ? kOwnersAlone : as_copied;
+  birth.mode = kOwnersAlone;
+  struct stat status = {};
+  if (secrecy == Secrecy::kPublic && stat(path.c_str(), &status) == 0) {
+    birth.mode = status.st_mode & kPermissions & ~CreationMask(0).before();
+  }
   return birth;
 }
 
@@ -105,11 +108,11 @@ bool LinkOrMove(const std::string& path, const std::string& target, OldFile& old
 /// be made in the directory, a copy that stands there can only be written anew.
 Aside SetAside(const std::string& path, const std::string& copy, OldFile& old, Secrecy secrecy) {
   const std::string target = CopyTarget(path, copy);
-  const bool is_worth_keeping = old.type == S_IFREG || old.type == S_IFLNK;
+  const bool is_worth_keeping = old.type() == S_IFREG || old.type() == S_IFLNK;
   std::optional<FileReplacement> draft;
   if (is_worth_keeping) {
     MakeWay(target);
-    draft.emplace(target, CopyBirth(target, old, secrecy), LastLink::kStay, Fallback::kNone);
+    draft.emplace(target, CopyBirth(path, target, secrecy), LastLink::kStay, Fallback::kNone);
   }
   const bool has_draft = draft && *draft;
   const std::string copied_to =
@@ -121,9 +124,9 @@ Aside SetAside(const std::string& path, const std::string& copy, OldFile& old, S
       (IsWhole(has_draft ? copied_to : target, old) && (!has_draft || draft->Commit())) ||
       LinkOrMove(path, target, old);
   if (is_kept) {
-    return {was_copied, Kept::kYes};
+    return {was_copied, Outcome::kDone};
   }
-  return {was_copied, AreSame(LookAt(path), old) ? Kept::kNo : Kept::kChanged};
+  return {was_copied, AreSame(LookAt(path), old) ? Outcome::kFailed : Outcome::kChanged};
 }
 
 /// A missing directory is made when the old pair is set aside.
@@ -142,12 +145,12 @@ bool ForeseeFile(const std::string& path) {
 /// there.
 bool ForeseeAside(const std::string& path, const std::string& copy) {
   const OldFile old = LookAt(path);
-  if (old.type != S_IFREG && old.type != S_IFLNK) {
+  if (old.type() != S_IFREG && old.type() != S_IFLNK) {
     return true;
   }
   const std::string target = CopyTarget(path, copy);
   const int refusal = ForeseeReplacement(target, LastLink::kStay, Fallback::kNone);
-  return refusal == 0 || (refusal == ENXIO && MakesWay(LookAt(target).type)) ||
+  return refusal == 0 || (refusal == ENXIO && MakesWay(LookAt(target).type())) ||
          (old.text && ForeseeOpening(target, O_WRONLY) == 0);
 }
 
@@ -193,7 +196,7 @@ bool OldFile::is_unreadable_now() const {
     case EPERM:
       return false;
     case ENOENT:
-      return type == S_IFREG;  // it has just come
+      return type() == S_IFREG;  // it has just come
     default:
       return true;
   }
@@ -203,16 +206,8 @@ OldFile LookAt(const std::string& path) {
   OldFile file;
   file.text = ReadPemFile(path);
   file.error = file.text ? 0 : errno;
-  struct stat status = {};
-  struct stat target = {};
-  if (lstat(path.c_str(), &status) == 0) {
-    const bool is_link = S_ISLNK(status.st_mode) && stat(path.c_str(), &target) == 0;
-    file.type = status.st_mode & S_IFMT;
-    file.mode = (is_link ? target.st_mode : status.st_mode) & kPermissions;
-    file.user = status.st_uid;
-    file.group = status.st_gid;
-    file.device = status.st_dev;
-    file.inode = status.st_ino;
+  if (lstat(path.c_str(), &file.status) != 0) {
+    file.status = {};
   }
   return file;
 }
@@ -246,11 +241,11 @@ bool RepairPair(const Descriptor& share) {
 }
 
 void OpenToGroup(const OldFile& key) {
-  if (key.type != S_IFREG || key.mode != kOwnersAlone) {
+  if (key.status.st_mode != (S_IFREG | kOwnersAlone)) {
     return;
   }
   const Birth birth = ServiceFile();
-  if (birth.error == 0 && key.user == birth.user && key.group == birth.group) {
+  if (birth.error == 0 && key.status.st_uid == birth.user && key.status.st_gid == birth.group) {
     ChangeMode(KeyPath(), birth.mode);
   }
 }
@@ -283,7 +278,7 @@ bool ForeseeStore() {
 }
 
 StoredPair StorePair(std::string_view certificate, std::string_view key, OldPair old) {
-  using enum FileExchange::Outcome;
+  using enum Outcome;
   old.certificate = MakeWay(CertificatePath()) ? OldFile{} : old.certificate;
   old.key = MakeWay(KeyPath()) ? OldFile{} : old.key;
   FileReplacement certificate_file(CertificatePath(), ServiceFile(), LastLink::kStay);
@@ -295,20 +290,23 @@ StoredPair StorePair(std::string_view certificate, std::string_view key, OldPair
   FileExchange certificates(certificate_file, CertificatePath(), std::string(certificate),
                             SeenAs(old.certificate));
   FileExchange keys(key_file, KeyPath(), std::string(key), SeenAs(old.key));
-  FileExchange::Outcome outcome = certificates.Exchange();
+  Outcome outcome = certificates.Exchange();
   if (outcome == kDone && !key_has_no_place) {
     outcome = keys.Exchange();
   }
-  if (outcome != kDone || !certificates.Stands() || !keys.Stands()) {
-    return {.was_changed = outcome != kFailed};
+  if (outcome == kDone && !(certificates.Stands() && keys.Stands())) {
+    outcome = kChanged;
   }
-  if (!SynchronizeShare()) {
-    return {};
+  if (outcome == kDone && !SynchronizeShare()) {
+    outcome = kFailed;
+  }
+  if (outcome != kDone) {
+    return {outcome, outcome};
   }
   certificates.Accept();
   keys.Accept();
   SynchronizeShare();
-  return {.certificate = true, .key = !key_has_no_place};
+  return {.certificate = kDone, .key = key_has_no_place ? kFailed : kDone};
 }
 
 }  // namespace qvx

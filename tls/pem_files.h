@@ -10,13 +10,14 @@
 #ifndef QVX_TLS_PEM_FILES_H
 #define QVX_TLS_PEM_FILES_H
 
-#include <sys/types.h>
+#include <sys/stat.h>
 
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "os/descriptor.h"
+#include "os/file_exchange.h"
 
 namespace qvx {
 
@@ -37,13 +38,9 @@ std::optional<std::string> ReadPemFile(const std::string& path);
 struct OldFile {
   std::optional<std::string> text;  ///< nothing when it cannot be read
   int error = 0;                    ///< why it cannot be read
-  mode_t type = 0;                  ///< S_IFREG, S_IFLNK, ...; 0 when there is nothing
-  mode_t mode = 0;                  ///< the permission bits, of a link those of its target
-  uid_t user = 0;
-  gid_t group = 0;
-  dev_t device = 0;
-  ino_t inode = 0;
+  struct stat status = {};          ///< of a link itself; zeros when there is nothing
 
+  mode_t type() const { return status.st_mode & S_IFMT; }
   /// Whether it cannot be read for a reason that may pass, such as memory that ran out.
   bool is_unreadable_now() const;
 };
@@ -71,15 +68,9 @@ void OpenToGroup(const OldFile& key);
 /// Removes certificate and key. A failure is ignored.
 void DeletePair();
 
-enum class Kept {
-  kYes,  ///< a whole copy has the set-aside name, or there was nothing to keep
-  kNo,
-  kChanged,  ///< another file stands there now
-};
-
 struct Aside {
   bool was_copied;  ///< the copy command ran
-  Kept kept;
+  Outcome kept;     ///< kDone: a whole copy has the set-aside name, or there was nothing to keep
 };
 
 /// Copy the certificate or the key to its set-aside name with OSCopyFile. Where the copy is not
@@ -98,16 +89,14 @@ bool ForeseeStore();
 /// Returns whether both files of the old pair could be set aside, in the same way.
 bool ForeseeSettingAside();
 
-/// The files of a new pair that took their places.
 struct StoredPair {
-  bool certificate = false;
-  bool key = false;
-  bool was_changed = false;  ///< none did, because another file than `old` says stood in a place
+  Outcome certificate = Outcome::kFailed;
+  Outcome key = Outcome::kFailed;
 };
 
-/// Writes a new pair in the place of `old`. When either file could not be written, neither takes
-/// its place. When a directory has the name of the key, only the certificate takes its place. A
-/// pipe or socket with either name is removed first.
+/// Writes a new pair in the place of `old`. When either file could not be written, or another file
+/// than `old` says stood in a place, neither takes its place. When a directory has the name of the
+/// key, only the certificate takes its place. A pipe or socket with either name is removed first.
 StoredPair StorePair(std::string_view certificate, std::string_view key, OldPair old);
 
 }  // namespace qvx

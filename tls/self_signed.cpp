@@ -47,18 +47,17 @@ void Protect(const std::string& path, const char* subject) {
 }
 
 /// Stores the pair and logs the files that took their places.
-qvx::Generation Store(const qvx::GeneratedPair& pair, const qvx::OldPair& old) {
-  const qvx::StoredPair stored = qvx::StorePair(*pair.certificate, *pair.key, old);
-  if (stored.certificate) {
+qvx::Outcome Store(const qvx::GeneratedPair& pair, const qvx::OldPair& old) {
+  const qvx::StoredPair stored = qvx::StorePair(pair.certificate, pair.key, old);
+  if (stored.certificate == qvx::Outcome::kDone) {
     LogOutput(kLogInformation, "A new self signed certificate was generated.\n");
     Protect(qvx::CertificatePath(), "Certificate");
   }
-  if (stored.key) {
+  if (stored.key == qvx::Outcome::kDone) {
     LogOutput(kLogInformation, "A new private key was generated.\n");
     Protect(qvx::KeyPath(), "Private key");
-    return qvx::Generation::kDone;
   }
-  return stored.was_changed ? qvx::Generation::kChanged : qvx::Generation::kFailed;
+  return stored.key;
 }
 
 }  // namespace
@@ -69,7 +68,7 @@ int32_t GenerateSelfSignedCertAndPrivateKey(const char* host_name) {
   }
   try {
     const qvx::GeneratedPair pair = qvx::GeneratePair(host_name, qvx::LookAtPair());
-    return pair.outcome == qvx::Generation::kDone ? 1 : 0;
+    return pair.outcome == qvx::Outcome::kDone ? 1 : 0;
   } catch (const std::bad_alloc&) {
     return 0;
   }
@@ -100,7 +99,7 @@ GeneratedPair GeneratePair(const std::string& host_name, const OldPair& old) {
   made.key = PemText([&](BIO* stream) {
     return PEM_write_bio_PrivateKey(stream, pair.key.get(), nullptr, nullptr, 0, nullptr, nullptr);
   });
-  if (!made.certificate->empty() && !made.key->empty()) {
+  if (!made.certificate.empty() && !made.key.empty()) {
     made.outcome = Store(made, old);
   }
   return made;

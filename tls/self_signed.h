@@ -3,7 +3,6 @@
 #define QVX_TLS_SELF_SIGNED_H
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 #include "tls/pem_files.h"
@@ -21,20 +20,15 @@ char* GetPrivateKeyFilePathName(char* buffer);
 
 namespace qvx {
 
-enum class Generation {
-  kFailed,
-  kDone,
-  kChanged,  ///< another file than `old` says stood in a place, and both places are as they were
-};
-
-/// The new pair as PEM texts, also when it was not stored. Nothing when none was made.
+/// A new pair as PEM texts, also when it was not stored. They are empty when none was made.
 struct GeneratedPair {
-  Generation outcome = Generation::kFailed;
-  std::optional<std::string> certificate{};
-  std::optional<std::string> key{};
+  Outcome outcome = Outcome::kFailed;
+  std::string certificate{};
+  std::string key{};
 };
 
-/// As GenerateSelfSignedCertAndPrivateKey, in the place of `old`. Throws std::bad_alloc.
+/// As GenerateSelfSignedCertAndPrivateKey, in the place of `old`. The outcome is kChanged when
+/// another file than `old` says stood in a place. Throws std::bad_alloc.
 GeneratedPair GeneratePair(const std::string& host_name, const OldPair& old);
 
 }  // namespace qvx
