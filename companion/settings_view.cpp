@@ -6,12 +6,14 @@
 #include <map>
 #include <string_view>
 
+#include "companion/installation.h"
 #include "os/directories.h"
 #include "settings/bind_addresses.h"
 #include "settings/document.h"
 #include "settings/interface_addresses.h"
 #include "settings/multihomed_names.h"
 #include "settings/setting_list.h"
+#include "tls/pem_files.h"
 #include "webconf/access_rules.h"
 
 namespace qvx::companion {
@@ -172,9 +174,12 @@ std::string PairSentence(const PairForecast& pair) {
   if (pair.is_deleted_first) {
     return "A start deletes it, because QVX_CERT_REGEN is 1, and makes a new pair.";
   }
-  return pair.fate == PairFate::kReplace
-             ? "A start replaces it: the launcher issued it for another host name."
-             : "A start makes a new pair. A file that stands there is set aside.";
+  if (pair.fate == PairFate::kReplace) {
+    return "A start replaces it: the launcher issued it for another host name.";
+  }
+  return HasName(CertificatePath()) || HasName(KeyPath())
+             ? "A start makes a new pair, and sets aside what stands there."
+             : "A start makes a new pair.";
 }
 
 }  // namespace qvx::companion
