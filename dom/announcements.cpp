@@ -47,35 +47,27 @@ void DispatchIfAwaited(DOM_Node* target, EventType type, Bubbling bubbling,
   }
 }
 
-/// Dispatches an event of `type` to every node of the subtree, in the order of `nodes`. Handlers
-/// may change the tree, so the nodes were gathered first. A node that has left the subtree
-/// meanwhile was announced by the operation that took it out. A node that has come into it was
-/// announced by the operation that put it in.
-void DispatchToAll(const DOM_Node* root, const std::vector<DOM_Node*>& nodes, EventType type) {
+/// Dispatches an event of `type` to every node of the subtree from `first` on, if one may be heard;
+/// `next` leads from one to the next. Handlers may change the tree, so the nodes are gathered
+/// first. A node that has left the subtree meanwhile was announced by the operation that took it
+/// out. A node that has come into it was announced by the operation that put it in.
+void DispatchToSubtree(const DOM_Node* root, DOM_Node* first, EventType type,
+                       DOM_Node* (*next)(const DOM_Node* root, DOM_Node* node)) {
+  std::vector<DOM_Node*> nodes;
+  const bool are_gathered = HasMemoryFor([&] {
+    for (DOM_Node* node = MayBeHeard(type) ? first : nullptr; node != nullptr;
+         node = next(root, node)) {
+      nodes.push_back(node);
+    }
+  });
+  if (!are_gathered) {
+    RecordLostEvent();
+    return;
+  }
   for (DOM_Node* node : nodes) {
     if (IsWithin(root, node)) {
       DispatchIfAwaited(node, type, Bubbling::kNo);
     }
-  }
-}
-
-/// Dispatches an event of `type` to every node of the subtree from `first` on, if one may be heard;
-/// `next` leads from one to the next.
-void DispatchToSubtree(const DOM_Node* root, DOM_Node* first, EventType type,
-                       DOM_Node* (*next)(const DOM_Node* root, DOM_Node* node)) {
-  if (!MayBeHeard(type)) {
-    return;
-  }
-  std::vector<DOM_Node*> nodes;
-  const bool are_gathered = HasMemoryFor([&] {
-    for (DOM_Node* node = first; node != nullptr; node = next(root, node)) {
-      nodes.push_back(node);
-    }
-  });
-  if (are_gathered) {
-    DispatchToAll(root, nodes, type);
-  } else {
-    RecordLostEvent();
   }
 }
 

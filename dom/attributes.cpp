@@ -125,7 +125,7 @@ DOM_String* DOM_Element_getAttribute(const DOM_Element* element, const DOM_Strin
   if (MapOf(element) == nullptr || name == nullptr) {
     return nullptr;
   }
-  const DOM_Attr* attribute = AttributeNamed(element, name);
+  const DOM_Attr* attribute = FindAttribute(static_cast<const ElementNode*>(element), name);
   MeasuredText measured;
   DOM_String* copy = nullptr;
   if (MeasureText(attribute == nullptr ? "" : attribute->nodeValue, measured)) {
@@ -143,7 +143,7 @@ void DOM_Element_setAttribute(DOM_Element* element, const DOM_String* name,
     return;
   }
   const Operation operation;
-  DOM_Attr* attribute = AttributeNamed(element, name);
+  DOM_Attr* attribute = FindAttribute(static_cast<const ElementNode*>(element), name);
   if (attribute != nullptr) {
     ChangeValue(element, attribute, value);
     return;

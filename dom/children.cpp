@@ -1,5 +1,7 @@
 #include "dom/children.h"
 
+#include <initializer_list>
+
 #include "dom/common_parent.h"
 #include "dom/document_references.h"
 #include "dom/node_records.h"
@@ -65,19 +67,17 @@ bool IsSameOrAncestor(const DOM_Node* candidate, const DOM_Node* node) {
 
 using Children = Chain<DOM_Node, &DOM_Node::previousSibling, &DOM_Node::nextSibling>;
 
-enum class Change { kCame, kWent };
-
-void KeepViewInStep(ViewList* view, const DOM_Node* declaration, Change change) {
-  ForgetPlace(view);
-  if (view->filter == declaration->nodeType) {
-    view->length = change == Change::kCame ? view->length + 1 : view->length - 1;
+/// Keeps the views of `parent` in step with a declaration that came or went.
+void CountDeclaration(DOM_Node* parent, const DOM_Node* declaration, int change) {
+  auto* const doctype = static_cast<DocumentTypeNode*>(parent);
+  EntityView* const entities = doctype;
+  NotationView* const notations = doctype;
+  for (ViewList* view : {static_cast<ViewList*>(entities), static_cast<ViewList*>(notations)}) {
+    ForgetPlace(view);
+    if (view->filter == declaration->nodeType) {
+      view->length += static_cast<uint32_t>(change);
+    }
   }
-}
-
-void KeepViewsInStep(DOM_Node* parent, const DOM_Node* declaration, Change change) {
-  auto* doctype = static_cast<DocumentTypeNode*>(parent);
-  KeepViewInStep(static_cast<EntityView*>(doctype), declaration, change);
-  KeepViewInStep(static_cast<NotationView*>(doctype), declaration, change);
 }
 
 void SetChildren(DOM_Node* parent, const Children& children) {
@@ -109,7 +109,7 @@ void LinkChild(DOM_Node* parent, DOM_Node* node, DOM_Node* reference) {
     NameChild(parent, node);
   }
   if (parent->nodeType == DOM_DOCUMENT_TYPE_NODE) {
-    KeepViewsInStep(parent, node, Change::kCame);
+    CountDeclaration(parent, node, 1);
   }
 }
 
@@ -127,7 +127,7 @@ void UnlinkChild(DOM_Node* node) {
     UnnameChild(parent, node);
   }
   if (parent->nodeType == DOM_DOCUMENT_TYPE_NODE) {
-    KeepViewsInStep(parent, node, Change::kWent);
+    CountDeclaration(parent, node, -1);
   }
 }
 

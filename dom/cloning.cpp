@@ -83,10 +83,6 @@ bool CopyText(const DOM_String* text, DOM_String*& copy) {
   return copy != nullptr;
 }
 
-bool CopyTextIfAny(const DOM_String* text, DOM_String*& copy) {
-  return text == nullptr || CopyText(text, copy);
-}
-
 NodeHolder CloneDeclaration(DOM_Document* document, const DOM_Node* source) {
   NodeHolder clone = Own(document, Made(Document_createNode(document, source->nodeType)));
   if (clone == nullptr) {
@@ -97,11 +93,13 @@ NodeHolder CloneDeclaration(DOM_Document* document, const DOM_Node* source) {
   clone->nodeName = name;
   const DOM_ExternalIdFields& from = DOM_ExternalIdPart(source);
   DOM_ExternalIdFields& to = DOM_ExternalIdPart(clone.get());
+  const qvx::TraceSite site = {kModule, kInnerClone};
   const bool whole =
       named &&
       (source->nodeType == DOM_NOTATION_NODE || CopyText(source->nodeValue, clone->nodeValue)) &&
-      CopyTextIfAny(from.publicId, to.publicId) && CopyTextIfAny(from.systemId, to.systemId) &&
-      CopyTextIfAny(from.notationName, to.notationName);
+      CopyTextIfAny(site, from.publicId, to.publicId) &&
+      CopyTextIfAny(site, from.systemId, to.systemId) &&
+      CopyTextIfAny(site, from.notationName, to.notationName);
   return whole ? std::move(clone) : Own(document, nullptr);
 }
 

@@ -37,22 +37,21 @@ ParentNode* ParentRecord(DOM_Node* node) {
   return static_cast<ParentNode*>(node);
 }
 
+/// The first flagged node from `node` on among its siblings, or null.
+DOM_Node* FirstFlagged(DOM_Node* node) {
+  while (node != nullptr && node->subtreeModified == 0) {
+    node = node->nextSibling;
+  }
+  return node;
+}
+
 /// The node after `node` in a preorder walk that enters flagged nodes only, or null at its end.
 DOM_Node* NextFlagged(const DOM_Node* root, const DOM_Node* node) {
-  for (DOM_Node* child = node->firstChild; child != nullptr; child = child->nextSibling) {
-    if (child->subtreeModified != 0) {
-      return child;
-    }
+  DOM_Node* next = FirstFlagged(node->firstChild);
+  for (; next == nullptr && node != root; node = node->parentNode) {
+    next = FirstFlagged(node->nextSibling);
   }
-  for (; node != root; node = node->parentNode) {
-    for (DOM_Node* sibling = node->nextSibling; sibling != nullptr;
-         sibling = sibling->nextSibling) {
-      if (sibling->subtreeModified != 0) {
-        return sibling;
-      }
-    }
-  }
-  return nullptr;
+  return next;
 }
 
 /// Only whole paths are marked. At a node that takes no notes, ForgetPath could not tell that the

@@ -48,20 +48,10 @@ void FreeOwnPart(DOM_Node* node) {
   }
 }
 
-/// The other types share constants.
-bool HasPrivateName(uint16_t node_type) {
-  switch (node_type) {
-    case DOM_ELEMENT_NODE:
-    case DOM_ATTRIBUTE_NODE:
-    case DOM_ENTITY_REFERENCE_NODE:
-    case DOM_ENTITY_NODE:
-    case DOM_PROCESSING_INSTRUCTION_NODE:
-    case DOM_DOCUMENT_TYPE_NODE:
-    case DOM_NOTATION_NODE:
-      return true;
-    default:
-      return false;
-  }
+/// Nodes of the other types share constants.
+bool HasPrivateName(const DOM_Node* node) {
+  return !IsCharacterData(node) && !IsDocument(node) &&
+         node->nodeType != DOM_DOCUMENT_FRAGMENT_NODE;
 }
 
 /// Frees the record of `node` and the texts and listeners that it owns.
@@ -72,7 +62,7 @@ void FreeNode(DOM_Node* node) {
   if (node->childNodes != nullptr) {
     ForgetPlace(RecordOf(node->childNodes));
   }
-  if (HasPrivateName(node->nodeType)) {
+  if (HasPrivateName(node)) {
     FreeText(node, node->nodeName);
   }
   FreeText(node, node->nodeValue);

@@ -2,15 +2,12 @@
 #include <cstdio>
 
 #include "dom/dom.h"
+#include "dom/failure.h"
 #include "dom/node_records.h"
 
 using namespace qvx::dom;
 
 namespace {
-
-const char* Shown(const DOM_String* text) {
-  return text != nullptr ? text : "(null)";
-}
 
 const char* NameOf(const DOM_Node* node) {
   return node != nullptr ? Shown(node->nodeName) : "(null)";

@@ -69,19 +69,6 @@ DOM_CharacterData* CreateCharacterData(const char* factory, DOM_Document* docume
              : nullptr;
 }
 
-/// A private copy of an id that may be missing; false, recorded, when it cannot be copied.
-bool CopyId(const TraceSite& site, const DOM_String* id, DOM_String*& copy) {
-  if (id == nullptr) {
-    return true;
-  }
-  copy = mbsdup(id);
-  if (copy != nullptr) {
-    return true;
-  }
-  FailErrno(site);
-  return false;
-}
-
 }  // namespace
 
 DOM_Node* CreateNamed(const char* factory, DOM_Document* document, uint16_t node_type,
@@ -103,6 +90,15 @@ void ReportUnallocated() {
 void ReportUnmade(const char* factory) {
   ReportUnallocated();
   TracePropagation({kModule, factory});
+}
+
+bool CopyTextIfAny(const TraceSite& site, const DOM_String* text, DOM_String*& copy) {
+  copy = text != nullptr ? mbsdup(text) : nullptr;
+  if (text != nullptr && copy == nullptr) {
+    FailErrno(site);
+    return false;
+  }
+  return true;
 }
 
 DOM_Attr* MakeAttribute(DOM_Document* document, MeasuredText name, MeasuredText value) {
@@ -212,8 +208,8 @@ DOM_DocumentType* DOM_Implementation_createDocumentType(const DOM_String* qualif
     return nullptr;
   }
   DOM_DocumentTypeFields& fields = DOM_DocumentTypePart(doctype.get());
-  if (!CopyId({kModule, __func__}, public_id, fields.publicId) ||
-      !CopyId({kModule, __func__}, system_id, fields.systemId)) {
+  if (!CopyTextIfAny({kModule, __func__}, public_id, fields.publicId) ||
+      !CopyTextIfAny({kModule, __func__}, system_id, fields.systemId)) {
     return nullptr;
   }
   return doctype.release();

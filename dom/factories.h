@@ -4,6 +4,7 @@
 
 #include "dom/dom.h"
 #include "dom/node_memory.h"
+#include "support/trace.h"
 
 namespace qvx::dom {
 
@@ -18,6 +19,9 @@ void ReportUnallocated();
 
 /// The same, with a line of the factory.
 void ReportUnmade(const char* factory);
+
+/// Makes `copy` a private copy of a text that may be missing; false, recorded, when it cannot.
+bool CopyTextIfAny(const TraceSite& site, const DOM_String* text, DOM_String*& copy);
 
 /// A new attribute of that name and value in `document`, which is not null. Reports, when memory
 /// ran out, as Document_createNode does.

@@ -33,6 +33,11 @@ inline void RegisterCodes() {
 /// Puts errno into the error cell and overwrites the trace buffer with its line.
 [[gnu::cold]] void FailErrno(const TraceSite& site);
 
+/// A text as details show it.
+inline const char* Shown(const char* text) {
+  return text != nullptr ? text : "(null)";
+}
+
 /// Appends the line of an operation that failed because a node, map or list could not be made.
 [[gnu::cold]] void TraceCreateFailed(const TraceSite& site);
 

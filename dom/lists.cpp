@@ -224,10 +224,8 @@ DOM_Document* DOM_NodeList_ownerDocument(const NodeList* list) {
 }
 
 DOM_Element* DOM_NodeList_ownerElement(const NodeList* list) {
-  if (KindOf(list) != ListKind::kAttributes) {
-    return nullptr;
-  }
-  return const_cast<ElementNode*>(ElementOfMap(list));
+  const bool is_map = KindOf(list) == ListKind::kAttributes;
+  return is_map ? const_cast<ElementNode*>(ElementOfMap(list)) : nullptr;
 }
 
 DOM_Node* DOM_NodeList_item(NodeList* list, int32_t index) {

@@ -36,10 +36,6 @@ constexpr auto* LineNumber = XML_GetCurrentLineNumber64;
 constexpr auto* ColumnNumber = XML_GetCurrentColumnNumber64;
 #endif
 
-void ForgetLastFailure() {
-  Model().load_failure = {false, {"", 0, 0}};
-}
-
 /// Makes a node of the text that is still being collected: it belongs to the document, also when
 /// the load fails. Returns whether no handler has failed. The caller then reports its own failure.
 bool EndWithoutFailure(DOM_ParseContext& context) {
@@ -78,7 +74,7 @@ int FailToParse(DOM_ParseContext& context) {
     load_fault = {text, LineNumber(context.parser), ColumnNumber(context.parser) + 1};
   }
   if (EndWithoutFailure(context)) {
-    FailDetails({kModule, kFread}, DOM_PARSER_ERR, "%s: line %u", text != nullptr ? text : "(null)",
+    FailDetails({kModule, kFread}, DOM_PARSER_ERR, "%s: line %u", Shown(text),
                 static_cast<unsigned>(LineNumber(context.parser)));
   }
   return 0;
@@ -161,15 +157,14 @@ bool qvx::dom::LoadRanOutOfMemory() {
 }
 
 LoadFault qvx::dom::LastLoadFault() {
-  const LoadFault& fault = Model().load_failure.fault;
-  return fault.text != nullptr ? fault : LoadFault{"", 0, 0};
+  return Model().load_failure.fault;
 }
 
 int DOM_DocumentLS_load(DOM_Document* document, const char* path) {
-  ForgetLastFailure();
+  Model().load_failure = {};
   if (document == nullptr || path == nullptr) {
     FailDetails({kModule, __func__}, kNullParameter, "doc=%p,uri=%s", static_cast<void*>(document),
-                path != nullptr ? path : "(null)");
+                Shown(path));
     return -1;
   }
   const qvx::File stream(OSfopen(path, "r"));
@@ -183,7 +178,7 @@ int DOM_DocumentLS_load(DOM_Document* document, const char* path) {
 }
 
 int DOM_DocumentLS_fread(DOM_Document* document, std::FILE* stream) {
-  ForgetLastFailure();
+  Model().load_failure = {};
   if (document == nullptr || stream == nullptr) {
     FailDetails({kModule, kFread}, kNullParameter, "doc=%p,stream=%p", static_cast<void*>(document),
                 static_cast<void*>(stream));

@@ -34,6 +34,12 @@ struct AttributeIndex {
   bool is_void = false;  ///< some names are equal or null
 };
 
+/// Of the last load, whose document may be gone.
+struct LoadFailure {
+  bool ran_out_of_memory = false;
+  LoadFault fault = {"", 0, 0};
+};
+
 struct ModelState {
   /// So few, because a list that was read would otherwise need one of its own for good.
   RememberedPlaces places;
@@ -59,11 +65,7 @@ struct ModelState {
   /// The parent of the nodes that wait for their end, of whatever documents (destruction.h).
   ParentNode waiting_nodes;
 
-  /// Of the last load, whose document may be gone.
-  struct {
-    bool ran_out_of_memory;
-    LoadFault fault;
-  } load_failure;
+  LoadFailure load_failure;
 };
 
 /// Never destroyed, because documents of a program may be destroyed later.

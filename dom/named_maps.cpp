@@ -27,10 +27,8 @@ DOM_Node* FindNamed(NamedNodeMap* map, const DOM_String* name) {
 }
 
 bool IsInUseElsewhere(const NamedNodeMap* map, DOM_Node* node) {
-  if (node->nodeType != DOM_ATTRIBUTE_NODE) {
-    return false;
-  }
-  const DOM_Node* const element = DOM_AttributePart(node).ownerElement;
+  const bool is_attribute = node->nodeType == DOM_ATTRIBUTE_NODE;
+  const DOM_Node* const element = is_attribute ? DOM_AttributePart(node).ownerElement : nullptr;
   return element != nullptr && element != DOM_NodeList_ownerElement(map);
 }
 
@@ -73,10 +71,6 @@ bool PutIntoMap(NamedNodeMap* map, DOM_Node* node, DOM_Node*& displaced) {
   }
   displaced = previous;
   return true;
-}
-
-DOM_Attr* AttributeNamed(const DOM_Element* element, const DOM_String* name) {
-  return FindAttribute(static_cast<const ElementNode*>(element), name);
 }
 
 bool TakeOutOfMap(NamedNodeMap* map, DOM_Node* node) {

@@ -10,9 +10,6 @@ namespace qvx::dom {
 /// node that made way, which is `node` itself when it stood there already, or null.
 bool PutIntoMap(NamedNodeMap* map, DOM_Node* node, DOM_Node*& displaced);
 
-/// The first attribute of that name of an element that has an attribute map, or null.
-DOM_Attr* AttributeNamed(const DOM_Element* element, const DOM_String* name);
-
 /// Takes `node` itself, not one of its name, out of a map. Returns false when it is not there.
 bool TakeOutOfMap(NamedNodeMap* map, DOM_Node* node);
 

@@ -149,14 +149,9 @@ DOM_Node* WithTexts(Record* node, MeasuredText name, MeasuredText value) {
 }
 
 const DOM_String* ConstantName(uint16_t node_type) {
-  switch (node_type) {
-    case DOM_TEXT_NODE:
-      return "#text";
-    case DOM_CDATA_SECTION_NODE:
-      return "#cdata-section";
-    default:
-      return "#comment";
-  }
+  return node_type == DOM_TEXT_NODE      ? "#text"
+         : node_type == DOM_COMMENT_NODE ? "#comment"
+                                         : "#cdata-section";
 }
 
 }  // namespace

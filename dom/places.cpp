@@ -37,24 +37,14 @@ DOM_Node* LastNode(const NodeList* list) {
                                              : ElementOfMap(list)->first_attribute->previous;
 }
 
-DOM_Node* NextNode(const NodeList* list, const DOM_Node* node) {
-  return KindOf(list) == ListKind::kChildren ? node->nextSibling
-                                             : static_cast<const AttributeNode*>(node)->next;
-}
-
-/// For a node that is not the first.
-DOM_Node* PreviousNode(const NodeList* list, const DOM_Node* node) {
-  return KindOf(list) == ListKind::kChildren ? node->previousSibling
-                                             : static_cast<const AttributeNode*>(node)->previous;
-}
-
 /// Moves from `node`, which is at index `at`, to `index`.
 DOM_Node* Step(const NodeList* list, DOM_Node* node, uint32_t at, uint32_t index) {
+  const bool is_child = KindOf(list) == ListKind::kChildren;
   for (; at < index; ++at) {
-    node = NextNode(list, node);
+    node = is_child ? node->nextSibling : static_cast<AttributeNode*>(node)->next;
   }
   for (; at > index; --at) {
-    node = PreviousNode(list, node);
+    node = is_child ? node->previousSibling : static_cast<AttributeNode*>(node)->previous;
   }
   return node;
 }
@@ -109,7 +99,7 @@ DOM_Node* LinkedNodeAt(ListRecord* list, uint32_t index) {
   }
   Place* const place = PlaceOf(list);
   if (place != nullptr && index == place->index + 1 && !is_view) {  // a walk goes on
-    place->node = NextNode(list, place->node);
+    place->node = Step(list, place->node, place->index, index);
     place->index = index;
     return place->node;
   }

@@ -3,11 +3,11 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <memory>
 
 #include "dom/dom.h"
 #include "dom/failure.h"
 #include "dom/node_records.h"
+#include "os/files.h"
 #include "support/trace_modules.h"
 
 using namespace qvx::dom;
@@ -201,14 +201,6 @@ const DOM_Node* WriteTree(Output& out, const DOM_Node* root) {
   }
 }
 
-struct FileClose {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-
-const char* Shown(const char* text) {
-  return text != nullptr ? text : "(null)";
-}
-
 }  // namespace
 
 int DOM_DocumentLS_save(DOM_Document* document, const char* path, const DOM_Node* node) {
@@ -221,7 +213,7 @@ int DOM_DocumentLS_save(DOM_Document* document, const char* path, const DOM_Node
   if (_exception != 0) {  // checked before the opening, which empties the file
     return -1;
   }
-  std::unique_ptr<std::FILE, FileClose> file(std::fopen(path, "we"));
+  qvx::File file(std::fopen(path, "we"));
   if (file == nullptr) {
     const int32_t error = errno;
     FailDetails({kModule, __func__}, error, "uri=%s", path);
