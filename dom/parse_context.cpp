@@ -102,9 +102,9 @@ bool IsCollected(const DOM_ParseContext& context) {
 
 /// Puts a piece of a text run behind those that are in the conversion buffer; records why it
 /// cannot.
-bool Collect(DOM_ParseContext& context, const char* bytes, size_t size) {
+bool Collect(DOM_ParseContext& context, const DOM_Node* top, const char* bytes, size_t size) {
   if (!Reserve(context, context.text_length + size + 1)) {
-    TracePropagation({kModule, kTextHandler});
+    Refuse(kTextHandler, top, nullptr);
     return false;
   }
   std::memcpy(context.buffer + context.text_length, bytes, size);
@@ -123,9 +123,8 @@ inline void AddText(DOM_Node* top, DOM_Node* node) {
 void AddCollected(DOM_ParseContext& context, uint16_t node_type) {
   const size_t length = std::exchange(context.text_length, 0);
   context.buffer[length] = '\0';
-  DOM_Node* const top = static_cast<DOM_Node*>(stack_peek(context.open_nodes));
+  DOM_Node* const top = Top(kTextHandler, context, kNullParameter);
   if (top == nullptr) {
-    Fail({kModule, kTextHandler}, kNullParameter);
     return;
   }
   AddText(top, length >= kHandedOver
@@ -143,7 +142,7 @@ void AddCollected(DOM_ParseContext& context, uint16_t node_type) {
   const uint16_t node_type = context.in_cdata ? DOM_CDATA_SECTION_NODE : DOM_TEXT_NODE;
   if (IsAscii(bytes, size)) {
     AddText(top, MakeAsciiText(top->ownerDocument, node_type, bytes, size));
-  } else if (Collect(context, bytes, size)) {
+  } else if (Collect(context, top, bytes, size)) {
     AddCollected(context, node_type);
   }
 }
@@ -153,18 +152,17 @@ void chardata_fn(void* user_data, const XML_Char* bytes, int length) {
     return;
   }
   if (user_data == nullptr || bytes == nullptr || length <= 0) {
-    Fail({kModule, kTextHandler}, kNullParameter);
+    FailWithoutTop(kTextHandler, kNullParameter);
     return;
   }
   DOM_ParseContext& context = ContextOf(user_data);
-  auto* const top = static_cast<DOM_Node*>(stack_peek(context.open_nodes));
+  DOM_Node* const top = Top(kTextHandler, context, kNullParameter);
   if (top == nullptr) {
-    Fail({kModule, kTextHandler}, kNullParameter);
     return;
   }
   const auto size = static_cast<size_t>(length);
   if (IsCollected(context)) {
-    Collect(context, bytes, size);
+    Collect(context, top, bytes, size);
     return;
   }
   AddPiece(context, top, bytes, size);
