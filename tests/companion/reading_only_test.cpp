@@ -24,7 +24,7 @@ constexpr char kCounters[] = "/tmp/counters";
 std::string ChangesOf(const std::string& command) {
   const std::string trace = "/tmp/trace";
   const std::string traced =
-      "strace -f -s 200 -o " + trace + " " + command + " >/dev/null 2>/tmp/errors </dev/null";
+      "strace -f -y -s 200 -o " + trace + " " + command + " >/dev/null 2>/tmp/errors </dev/null";
   EXPECT_LE(WEXITSTATUS(std::system(traced.c_str())), 2);
   EXPECT_EQ(Contents("/tmp/errors"), "");
   const std::string calls = Contents(trace).value_or("");
