@@ -43,7 +43,7 @@ bool Move(int directory, const std::string& from, const std::string& to, unsigne
                     : renameat2(directory, from.c_str(), directory, to.c_str(), flags) == 0;
 }
 
-/// Whatever has the name changes places; nothing is ever replaced.
+/// How to move a file to a name so that nothing is lost that stands there or comes there.
 unsigned int HowToSwap(int directory, const std::string& name) {
   return Exists(directory, name) ? RENAME_EXCHANGE : RENAME_NOREPLACE;
 }

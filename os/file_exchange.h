@@ -31,8 +31,9 @@ class FileExchange {
   /// Says whether the file at a path is the one that may be replaced.
   using Judge = std::function<bool(const std::string& path)>;
 
-  /// `file` is the replacement of the file at `path`, with LastLink::kStay, and has the content
-  /// `text`. It belongs to the caller, who keeps it longer than this object.
+  /// `file` is the replacement of the file at `path`, the last name of which is no link that was
+  /// followed, and has the content `text`. It belongs to the caller, who keeps it longer than this
+  /// object.
   FileExchange(FileReplacement& file, const std::string& path, std::string text,
                Judge may_be_replaced);
   /// Takes an exchange back that was not accepted, unless something else has taken the place.

@@ -189,8 +189,7 @@ bool FileReplacement::Flush() {
   return is_whole_;
 }
 
-/// The lock of the new file is held until the file has taken its place.
-bool FileReplacement::Close() {
+bool FileReplacement::Finish() {
   lock_ = Descriptor(fcntl(file_.get(), F_DUPFD_CLOEXEC, 0));
   is_whole_ = is_whole_ && WriteAll(file_, pending_);
   pending_.clear();
@@ -205,19 +204,15 @@ bool FileReplacement::Commit() {
     return WriteInPlace();
   }
   const int directory = place_->directory.get();
-  if (!Close() || renameat(directory, temporary_.c_str(), directory, place_->name.c_str()) != 0) {
+  if (!Finish() || renameat(directory, temporary_.c_str(), directory, place_->name.c_str()) != 0) {
     return false;
   }
   temporary_.clear();
   return true;
 }
 
-bool FileReplacement::Finish() {
-  return Close();
-}
-
 bool FileReplacement::CommitNew() {
-  if (!file_ || is_in_place_ || !Close()) {
+  if (!file_ || is_in_place_ || !Finish()) {
     return false;
   }
   const int directory = place_->directory.get();

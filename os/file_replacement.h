@@ -73,8 +73,9 @@ class FileReplacement {
   /// then as it was.
   bool Commit();
 
-  /// Closes the new file under its temporary name. It takes its place by os/file_exchange.h.
-  /// Returns false when it could not be written whole.
+  /// Closes the new file under its temporary name, and keeps its lock. Commit does that, too; the
+  /// file can take its place by os/file_exchange.h instead. Returns false when it could not be
+  /// written whole.
   bool Finish();
   /// The name of the new file until it has taken its place; empty when there is none.
   const std::string& temporary() const { return temporary_; }
@@ -87,7 +88,6 @@ class FileReplacement {
  private:
   void MakeBeside(const Birth& birth);
   void OpenInPlace(const Birth& birth);
-  bool Close();
   bool WriteInPlace();
 
   std::optional<Place> place_;

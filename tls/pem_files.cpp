@@ -29,6 +29,11 @@ std::string InShare(const char* name) {
   return TlsSharePath("/").append(name);
 }
 
+/// Returns the path of a name in the directory of `path`.
+std::string Beside(const std::string& path, const std::string& name) {
+  return path.substr(0, path.rfind('/') + 1) + name;
+}
+
 std::optional<Place> FindName(const std::string& path) {
   return FindPlace(path, Access::kChange, LastLink::kStay);
 }
@@ -91,7 +96,7 @@ bool LinkOrMove(const std::string& path, const std::string& target, OldFile& old
   const std::string draft = FurtherName(to->name, getpid(), kNewSuffix);
   unlinkat(to_directory, draft.c_str(), 0);
   if (linkat(from_directory, from->name.c_str(), to_directory, draft.c_str(), 0) == 0) {
-    const bool is_kept = IsWhole(target.substr(0, target.rfind('/') + 1) + draft, old) &&
+    const bool is_kept = IsWhole(Beside(target, draft), old) &&
                          renameat(to_directory, draft.c_str(), to_directory, to->name.c_str()) == 0;
     unlinkat(to_directory, draft.c_str(), 0);  // a rename leaves a second name of its target
     return is_kept;
@@ -115,8 +120,7 @@ Aside SetAside(const std::string& path, const std::string& copy, OldFile& old, S
     draft.emplace(target, CopyBirth(path, target, secrecy), LastLink::kStay, Fallback::kNone);
   }
   const bool has_draft = draft && *draft;
-  const std::string copied_to =
-      has_draft ? target.substr(0, target.rfind('/') + 1) + draft->temporary() : copy;
+  const std::string copied_to = has_draft ? Beside(target, draft->temporary()) : copy;
   const CreationMask mask(secrecy == Secrecy::kSecret ? S_IRWXG | S_IRWXO : 0);
   const bool was_copied = OSCopyFile(path.c_str(), copied_to.c_str()) == 1;
   const bool is_kept =
@@ -135,9 +139,7 @@ bool ForeseeFile(const std::string& path) {
   if (refusal == ENOENT) {
     return ForeseeBuiltDirectories(path);
   }
-  const std::optional<Place> place = FindName(path);
-  const bool makes_way = place && place->exists() && MakesWay(place->entry_status.st_mode & S_IFMT);
-  return refusal == 0 || (refusal == ENXIO && makes_way);
+  return refusal == 0 || (refusal == ENXIO && MakesWay(LookAt(path).type()));
 }
 
 /// Where nothing can be made in the directory, and where a mount has the name, a copy that stands

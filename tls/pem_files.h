@@ -62,7 +62,8 @@ Descriptor OpenShare();
 bool RepairPair(const Descriptor& share);
 
 /// Gives a key that belongs to the service account and its group the mode that it was born with,
-/// when it has mode 0600. A run that was killed while it wrote a key in place used to leave that.
+/// when it has mode 0600. A run leaves that when it is killed while it protects a key that it has
+/// written in place.
 void OpenToGroup(const OldFile& key);
 
 /// Removes certificate and key. A failure is ignored.
