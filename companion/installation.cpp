@@ -108,7 +108,7 @@ std::vector<std::string> KeptSettings(const std::string& folder) {
   std::vector<std::string> paths;
   for (const std::string& name : NamesIn(OpenDirectory(folder), "")) {
     if (IsKept(name)) {
-      paths.push_back(folder + "/" + name);
+      paths.push_back(std::string(folder).append("/").append(name));
     }
   }
   std::sort(paths.rbegin(), paths.rend());
