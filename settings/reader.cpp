@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 
 #include "log/ring_log.h"
 #include "settings/document.h"
@@ -12,117 +11,115 @@ namespace qvx {
 
 namespace {
 
-constexpr int32_t kDefaultRotateSize = 5;
-constexpr size_t kRotateSizeDigits = 2;  // at most 99 megabytes
-
-/// The worker threads that the web server's configuration is laid out for.
-constexpr int32_t kFewestThreads = 25;
-constexpr int32_t kMostThreads = 64;
-constexpr int32_t kDefaultThreads = kFewestThreads;
-
-constexpr const char* kDefaultLogLevel = "error";
-constexpr const char* kLogLevels[] = {"debug", "warn", "info", "notice", "alert", "emerg", "crit"};
+constexpr std::string_view kLogLevels[] = {"debug", "info", "notice", "warn",
+                                           "error", "crit", "alert",  "emerg"};
 
 bool Equals(const char* value, const char* word) {
   return stricmp_chk(value, word) == 0;
 }
 
-/// The rule of atoi(3). A number beyond the range is clamped.
-int32_t Number(const char* value) {
-  return static_cast<int32_t>(
-      std::clamp<long>(std::strtol(value, nullptr, 10), INT32_MIN, INT32_MAX));
-}
-
-bool IsOneCharacter(const char* value) {
-  return value != nullptr && std::strlen(value) == 1;
-}
-
-void ReadRestriction(DOM_Document* document, LoadedSettings& settings) {
-  if (!Equals(SettingText(document, "ip-restricted-logins"), "True")) {
-    return;
-  }
-  settings.restrict_clients = true;
-  settings.included_clients = SettingText(document, "ip-restricted-include");
-  settings.excluded_clients = SettingText(document, "ip-restricted-exclude");
-}
-
-void ReadBinding(DOM_Document* document, LoadedSettings& settings) {
-  const char* value = SettingText(document, "ip-binding");
-  settings.bind_to_selected = Equals(value, "True");
-  settings.binding_list = value == nullptr ? nullptr : SettingText(document, "ip-binding-list");
-}
-
-void ReadMonitoring(DOM_Document* document, LoadedSettings& settings) {
-  const char* value = SettingText(document, "monitor-ip-changes");
-  if (!IsOneCharacter(value)) {
-    return;
-  }
-  const int32_t number = Number(value);
-  if (number == 0 || number == 1) {
-    settings.bind_to_wildcard = number == 1;
+void Read(const Flag& flag, const char* text, LoadedSettings& settings) {
+  if (Equals(text, flag.on)) {
+    settings.*flag.field = true;
+  } else if (Equals(text, flag.off)) {
+    settings.*flag.field = false;
   }
 }
 
-void ReadRotation(DOM_Document* document, LoadedSettings& settings) {
-  const char* value = SettingText(document, "rotate-logs");
-  if (!IsOneCharacter(value)) {
-    return;
-  }
-  const int32_t number = Number(value);
-  if (number == 1 || number == 2) {
-    settings.rotate_logs = number == 1;
+void Read(const Number& number, const char* text, LoadedSettings& settings) {
+  const long value = text == nullptr ? number.otherwise : std::strtol(text, nullptr, 10);
+  const bool is_allowed = value >= number.least && value <= number.most;
+  settings.*number.field = is_allowed ? static_cast<int32_t>(value) : number.otherwise;
+  if (!is_allowed && number.refusal != nullptr) {
+    LogOutput(kLogInformation, "%s", number.refusal);
   }
 }
 
-void ReadRotationSize(DOM_Document* document, LoadedSettings& settings) {
-  const char* value = SettingText(document, "rotate-logs-size");
-  const int32_t number =
-      value != nullptr && std::strlen(value) <= kRotateSizeDigits ? Number(value) : 0;
-  settings.rotate_size = number > 0 ? number : kDefaultRotateSize;
-}
-
-void ReadSsl2(DOM_Document* document, LoadedSettings& settings) {
-  if (Equals(SettingText(document, "disable-sslv2"), "False")) {
-    settings.refuse_ssl2 = false;
+void Read(const Word& word, const char* text, LoadedSettings& settings) {
+  if (text != nullptr) {
+    const auto known = std::find_if(word.words.begin(), word.words.end(),
+                                    [&](std::string_view w) { return Equals(text, w.data()); });
+    settings.*word.field = known == word.words.end() ? word.otherwise : *known;
   }
 }
 
-void ReadThreads(DOM_Document* document, LoadedSettings& settings) {
-  const char* value = SettingText(document, "max-threads");
-  const int32_t threads = value == nullptr ? kDefaultThreads : Number(value);
-  const bool is_allowed = threads >= kFewestThreads && threads <= kMostThreads;
-  if (!is_allowed) {
-    LogOutput(kLogInformation,
-              "max-threads in XML file is outside of allowed bounds, using default value.");
-  }
-  settings.max_threads = is_allowed ? threads : kDefaultThreads;
+void Read(const Text& kind, const char* text, LoadedSettings& settings) {
+  settings.*kind.field = text;
 }
 
-void ReadLogLevel(DOM_Document* document, LoadedSettings& settings) {
-  const char* value = SettingText(document, "log-level");
-  if (value == nullptr) {
-    return;
+const char* IfRestricted(DOM_Document* document, const char* element,
+                         const LoadedSettings& settings) {
+  return settings.restrict_clients ? SettingText(document, element) : nullptr;
+}
+
+/// Whatever the value of ip-binding is.
+const char* WithBinding(DOM_Document* document, const char* element, const LoadedSettings&) {
+  return SettingText(document, "ip-binding") ? SettingText(document, element) : nullptr;
+}
+
+const char* FalseUnlessTrue(DOM_Document* document, const char* element, const LoadedSettings&) {
+  return Equals(SettingText(document, element), "True") ? "True" : "False";
+}
+
+/// True does not take back a False.
+const char* OnlyFalse(DOM_Document* document, const char* element, const LoadedSettings&) {
+  return Equals(SettingText(document, element), "False") ? "False" : nullptr;
+}
+
+const char* TwoCharacters(DOM_Document* document, const char* element, const LoadedSettings&) {
+  const char* text = SettingText(document, element);
+  return text != nullptr && std::strlen(text) <= 2 ? text : nullptr;
+}
+
+using In = LoadedSettings;
+
+constexpr Setting kSettings[] = {
+    {.element = "ip-restricted-logins", .kind = Flag{&In::restrict_clients}},
+    {.element = "ip-restricted-include", .kind = Text{&In::included_clients}, .rule = IfRestricted},
+    {.element = "ip-restricted-exclude", .kind = Text{&In::excluded_clients}, .rule = IfRestricted},
+    {.element = "ip-binding", .kind = Flag{&In::bind_to_selected}, .rule = FalseUnlessTrue},
+    {.element = "ip-binding-list", .kind = Text{&In::binding_list}, .rule = WithBinding},
+    {.element = "monitor-ip-changes",
+     .kind = Flag{.field = &In::bind_to_wildcard, .on = "1", .off = "0"}},
+    {.element = "rotate-logs", .kind = Flag{.field = &In::rotate_logs, .on = "1", .off = "2"}},
+    {.element = "rotate-logs-size",
+     .kind = Number{.field = &In::rotate_size, .least = 1, .most = 99, .otherwise = 5},
+     .rule = TwoCharacters},
+    {.element = "log-base-dir", .kind = Text{&In::log_directory}},
+    {.element = "disable-sslv2", .kind = Flag{&In::refuse_ssl2}, .rule = OnlyFalse},
+    {.element = "max-threads",
+     .kind =
+         Number{.field = &In::max_threads,
+                .least = 25,
+                .most = 64,
+                .otherwise = 25,
+                .refusal =
+                    "max-threads in XML file is outside of allowed bounds, using default value."}},
+    {.element = "log-level",
+     .kind = Word{.field = &In::log_level, .words = kLogLevels, .otherwise = "error"}},
+};
+
+/// The first rows: who is let in, and what the bind list depends on.
+constexpr size_t kAccessRows = 6;
+
+void ReadRows(std::span<const Setting> rows, DOM_Document* document, LoadedSettings& settings) {
+  for (const Setting& row : rows) {
+    const char* text = row.rule == nullptr ? SettingText(document, row.element)
+                                           : row.rule(document, row.element, settings);
+    std::visit([&](const auto& kind) { Read(kind, text, settings); }, row.kind);
   }
-  const auto* known = std::find_if(std::begin(kLogLevels), std::end(kLogLevels),
-                                   [&](const char* level) { return Equals(value, level); });
-  settings.log_level = known == std::end(kLogLevels) ? kDefaultLogLevel : *known;
 }
 
 }  // namespace
 
+const std::span<const Setting> kSettingRows = kSettings;
+
 void ReadAccessSettings(DOM_Document* document, LoadedSettings& settings) {
-  ReadRestriction(document, settings);
-  ReadBinding(document, settings);
-  ReadMonitoring(document, settings);
+  ReadRows(kSettingRows.first(kAccessRows), document, settings);
 }
 
 void ReadServerSettings(DOM_Document* document, LoadedSettings& settings) {
-  ReadRotation(document, settings);
-  ReadRotationSize(document, settings);
-  settings.log_directory = SettingText(document, "log-base-dir");
-  ReadSsl2(document, settings);
-  ReadThreads(document, settings);
-  ReadLogLevel(document, settings);
+  ReadRows(kSettingRows.subspan(kAccessRows), document, settings);
 }
 
 }  // namespace qvx

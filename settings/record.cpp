@@ -29,29 +29,36 @@ constexpr size_t kExtraEntries = 2;
 /// The owner is not gIPList itself, because a caller may point that at storage of its own.
 std::unique_ptr<char[][kBindAddressCapacity]> owned_bind_list;
 
+/// For the settings that have no variable.
+LoadedSettings recorded;
+
 }  // namespace
 
 LoadedSettings RecordedSettings() {
-  return {.restrict_clients = isIPRestrict != 0,
-          .included_clients = sIpRestrictedInclude,
-          .excluded_clients = sIpRestrictedExclude,
-          .bind_to_selected = isIPBinding != 0,
-          .binding_list = sIpBindingList,
-          .bind_to_wildcard = bMonitorIPChangesLinux != 0,
-          .rotate_logs = bRotateLogs != 0,
-          .rotate_size = nRotateLogsSize,
-          .log_directory = sLogBaseDir,
-          .refuse_ssl2 = isSSLV2Disabled != 0,
-          .max_threads = nMaxThreads,
-          .log_level = sLogLevelString};
+  LoadedSettings settings = recorded;
+  settings.restrict_clients = isIPRestrict != 0;
+  settings.included_clients = sIpRestrictedInclude;
+  settings.excluded_clients = sIpRestrictedExclude;
+  settings.bind_to_selected = isIPBinding != 0;
+  settings.binding_list = sIpBindingList;
+  settings.bind_to_wildcard = bMonitorIPChangesLinux != 0;
+  settings.rotate_logs = bRotateLogs != 0;
+  settings.rotate_size = nRotateLogsSize;
+  settings.log_directory = sLogBaseDir;
+  settings.refuse_ssl2 = isSSLV2Disabled != 0;
+  settings.max_threads = nMaxThreads;
+  settings.log_level = sLogLevelString;
+  return settings;
 }
 
 void RecordSettings(const LoadedSettings& settings) {
+  recorded = settings;
+  // The document's texts may be cut in place.
   isIPRestrict = settings.restrict_clients ? 1 : 0;
-  sIpRestrictedInclude = settings.included_clients;
-  sIpRestrictedExclude = settings.excluded_clients;
+  sIpRestrictedInclude = const_cast<char*>(settings.included_clients);
+  sIpRestrictedExclude = const_cast<char*>(settings.excluded_clients);
   isIPBinding = settings.bind_to_selected ? 1 : 0;
-  sIpBindingList = settings.binding_list;
+  sIpBindingList = const_cast<char*>(settings.binding_list);
   bMonitorIPChangesLinux = settings.bind_to_wildcard ? 1 : 0;
   bRotateLogs = settings.rotate_logs ? 1 : 0;
   nRotateLogsSize = settings.rotate_size;
@@ -73,6 +80,7 @@ void ReleaseTexts() {
   sIpRestrictedExclude = nullptr;
   sIpBindingList = nullptr;
   sLogBaseDir = nullptr;
+  recorded = {};
 }
 
 void RecordBindList(std::span<const std::string> addresses, size_t available) {

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "settings/document.h"
+#include "settings/reader.h"
 #include "tls/certificate.h"
 #include "tls/pair_check.h"
 
@@ -25,21 +26,14 @@ std::string Pem(Write write) {
   return {text, static_cast<size_t>(size)};
 }
 
-constexpr const char* kElements[] = {"ip-restricted-logins",
-                                     "ip-restricted-include",
-                                     "ip-restricted-exclude",
-                                     "ip-binding",
-                                     "ip-binding-list",
-                                     "monitor-ip-changes",
-                                     "rotate-logs",
-                                     "rotate-logs-size",
-                                     "log-base-dir",
-                                     "disable-sslv2",
-                                     "max-threads",
-                                     "log-level",
-                                     "multihomed",
-                                     "Ip-binding",
-                                     "trustmode"};
+std::vector<std::string> Elements() {
+  std::vector<std::string> elements;
+  for (const Setting& row : kSettingRows) {
+    elements.emplace_back(row.element);
+  }
+  elements.insert(elements.end(), {"multihomed", "Ip-binding", "trustmode"});
+  return elements;
+}
 
 }  // namespace
 
@@ -116,8 +110,9 @@ std::string RandomInstallation::Value(const std::string& element) {
 
 std::string RandomInstallation::Document() {
   std::string document = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<velquarn>\n";
+  const std::vector<std::string> elements = Elements();
   for (auto count = random_() % 12; count > 0; --count) {
-    const std::string element = kElements[random_() % std::size(kElements)];
+    const std::string& element = elements[random_() % elements.size()];
     document.append("<").append(element).append(">").append(Value(element));
     document.append("</").append(element).append(">\n");
   }

@@ -5,6 +5,7 @@
 #include "settings/document.h"
 #include "settings/multihomed_names.h"
 #include "settings/reader.h"
+#include "settings/record.h"
 #include "tests/harness/installation.h"
 
 namespace qvx::test {

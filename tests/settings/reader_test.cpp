@@ -4,6 +4,7 @@
 
 #include "dom/handles.h"
 #include "log/ring_log.h"
+#include "settings/record.h"
 #include "tests/harness/installation.h"
 
 namespace qvx::test {
@@ -48,6 +49,7 @@ TEST_F(SettingsReader, BeforeReading) {
   EXPECT_EQ(nMaxThreads, 64);
   EXPECT_STREQ(sLogLevelString, "error");
   EXPECT_EQ(gIPList, nullptr);
+  EXPECT_EQ(RecordedSettings(), LoadedSettings());
 }
 
 TEST_F(SettingsReader, FlagsAndNumbers) {
