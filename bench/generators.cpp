@@ -29,8 +29,7 @@ std::string SizeOfOutput() {
 ServerConfValues DefaultValues() {
   return {.installation_directory = "/opt/zx/zxqvx",
           .tls_share_directory = "/etc/opt/zx/sslshare",
-          .log_directory = "/var/spool/opt/zx/zxqvx",
-          .log_level = "error"};
+          .log_directory = "/var/spool/opt/zx/zxqvx"};
 }
 
 Prepared Generate(size_t size) {

@@ -41,11 +41,11 @@ Replacements ReplacementsFrom(const ServerConfValues& values) {
            {"QVXSSLDir", values.tls_share_directory},
            {"QVXLogDir", values.log_directory},
            {"QVXphpName", "libphp4.so"}},
-          {{"QVXLogLevel", values.log_level},
+          {{"QVXLogLevel", values.settings.log_level},
            {"QVXErrorLog", ErrorLogTarget(values)},
            {"QVXAccessLog", AccessLogTarget(values)},
-           {"SSLV2?", values.refuse_ssl2 ? "-SSLv2" : "+SSLv2"},
-           {"MaxThreads?", ThreadCount(values.max_threads)}}};
+           {"SSLV2?", values.settings.refuse_ssl2 ? "-SSLv2" : "+SSLv2"},
+           {"MaxThreads?", ThreadCount(values.settings.max_threads)}}};
 }
 
 void ReplaceEach(std::string& line, const std::vector<Replacement>& replacements) {
@@ -56,7 +56,7 @@ void ReplaceEach(std::string& line, const std::vector<Replacement>& replacements
 
 /// Appends a finished line. Empty lines are dropped.
 void AppendLine(std::string& text, std::string_view line, const ServerConfValues& values) {
-  if (values.restrict_clients && line.find(kRestrictionMarker) != std::string_view::npos) {
+  if (values.settings.restrict_clients && line.find(kRestrictionMarker) != std::string_view::npos) {
     text += "#\norder allow,deny\n";
     if (values.access_directives) {
       text += *values.access_directives;
@@ -119,13 +119,13 @@ std::string LogTarget(const ServerConfValues& values, std::string_view name,
                       std::string_view format) {
   std::string target = values.log_directory;
   target.append("/logs/").append(name);
-  if (!values.rotate_logs) {
+  if (!values.settings.rotate_logs) {
     return target.append(format.empty() ? "" : " ").append(format);
   }
-  const int32_t megabytes = values.rotate_size == 0 ? 5 : values.rotate_size;
+  const int32_t megabytes = values.settings.rotate_size == 0 ? 5 : values.settings.rotate_size;
   target.append(" ").append(std::to_string(megabytes)).append("M\"");
   if (!format.empty()) {
-    target.append(values.rotate_size == 0 ? " " : "  ").append(format);
+    target.append(values.settings.rotate_size == 0 ? " " : "  ").append(format);
   }
   return "\"|" + values.installation_directory + "/bin/rotatelogs " + target;
 }
@@ -157,17 +157,12 @@ std::string ServerConfPath() {
 }
 
 ServerConfValues ServerConfValuesFrom(const LoadedSettings& settings) {
-  ServerConfValues values;
-  values.installation_directory = InstallationPath();
-  values.tls_share_directory = TlsSharePath();
-  values.log_directory = settings.log_directory != nullptr ? settings.log_directory : LogPath();
+  ServerConfValues values{
+      .installation_directory = InstallationPath(),
+      .tls_share_directory = TlsSharePath(),
+      .log_directory = settings.log_directory != nullptr ? settings.log_directory : LogPath(),
+      .settings = settings};
   std::replace(values.log_directory.begin(), values.log_directory.end(), '\\', '/');
-  values.log_level = settings.log_level;
-  values.rotate_logs = settings.rotate_logs;
-  values.rotate_size = settings.rotate_size;
-  values.refuse_ssl2 = settings.refuse_ssl2;
-  values.max_threads = settings.max_threads;
-  values.restrict_clients = settings.restrict_clients;
   if (settings.restrict_clients) {
     values.access_directives = DirectivesFrom(settings);
   }

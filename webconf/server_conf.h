@@ -40,13 +40,8 @@ std::string ServerConfPath();
 struct ServerConfValues {
   std::string installation_directory;
   std::string tls_share_directory;
-  std::string log_directory;  ///< without backslashes
-  std::string log_level;
-  bool rotate_logs = true;
-  int32_t rotate_size = 0;  ///< megabytes; 0 stands for 5
-  bool refuse_ssl2 = true;
-  int32_t max_threads = 64;
-  bool restrict_clients = false;
+  std::string log_directory;     ///< without backslashes
+  LoadedSettings settings = {};  ///< its texts are not looked at; a rotation size of 0 stands for 5
   /// Whole lines; nothing when memory ran out while they were built.
   std::optional<std::string> access_directives = std::nullopt;
 };

@@ -34,9 +34,8 @@ ServerConfValues DefaultValues() {
   values.installation_directory = "/opt/zx/zxqvx";
   values.tls_share_directory = "/etc/opt/zx/sslshare";
   values.log_directory = "/var/spool/opt/zx/zxqvx";
-  values.log_level = "error";
-  values.rotate_size = 5;
-  values.max_threads = 25;
+  values.settings.rotate_size = 5;
+  values.settings.max_threads = 25;
   return values;
 }
 
@@ -61,18 +60,19 @@ TEST(ServerConf, EachValueChangesItsLinesOfTheDefault) {
     std::string differences;
   } rows[] = {
       {"nothing", [](ServerConfValues&) {}, ""},
-      {"log level", [](ServerConfValues& values) { values.log_level = "notice"; },
+      {"log level", [](ServerConfValues& values) { values.settings.log_level = "notice"; },
        "< LogLevel error\n> LogLevel notice\n"},
-      {"logs that are not rotated", [](ServerConfValues& values) { values.rotate_logs = false; },
+      {"logs that are not rotated",
+       [](ServerConfValues& values) { values.settings.rotate_logs = false; },
        "< " + errors + "5M\"\n> ErrorLog /var/spool/opt/zx/zxqvx/logs/error_log\n" + rotated +
            "> CustomLog /var/spool/opt/zx/zxqvx/logs/access_log common\n"},
-      {"size of rotation", [](ServerConfValues& values) { values.rotate_size = 99; },
+      {"size of rotation", [](ServerConfValues& values) { values.settings.rotate_size = 99; },
        "< " + errors + "5M\"\n> " + errors + "99M\"\n" + rotated + "> " + accesses +
            "99M\"  common\n"},
-      {"no size of rotation", [](ServerConfValues& values) { values.rotate_size = 0; },
+      {"no size of rotation", [](ServerConfValues& values) { values.settings.rotate_size = 0; },
        rotated + "> " + accesses + "5M\" common\n"},
-      {"SSL 2", [](ServerConfValues& values) { values.refuse_ssl2 = false; }, ssl2 + ssl2},
-      {"threads", [](ServerConfValues& values) { values.max_threads = 100; },
+      {"SSL 2", [](ServerConfValues& values) { values.settings.refuse_ssl2 = false; }, ssl2 + ssl2},
+      {"threads", [](ServerConfValues& values) { values.settings.max_threads = 100; },
        "< MaxClients           25\n< MinSpareThreads      25\n"
        "< MaxSpareThreads      25\n< ThreadsPerChild      25\n"
        "> MaxClients          100\n> MinSpareThreads     100\n"
@@ -80,13 +80,13 @@ TEST(ServerConf, EachValueChangesItsLinesOfTheDefault) {
        "< ThreadsPerChild  25\n> ThreadsPerChild 100\n"},
       {"restriction",
        [](ServerConfValues& values) {
-         values.restrict_clients = true;
+         values.settings.restrict_clients = true;
          values.access_directives = "allow from 127.0.0.1\nallow from 10.0.0.1\n";
        },
        "< #IP_RESTRICTION_BLOCK\n"
        "> #\n> order allow,deny\n> allow from 127.0.0.1\n> allow from 10.0.0.1\n"},
       {"restriction that memory ran out for",
-       [](ServerConfValues& values) { values.restrict_clients = true; },
+       [](ServerConfValues& values) { values.settings.restrict_clients = true; },
        "> #\n> order allow,deny\n"},
   };
   for (const auto& row : rows) {
