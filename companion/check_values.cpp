@@ -18,17 +18,6 @@ namespace qvx::companion {
 
 namespace {
 
-constexpr std::pair<std::string_view, const char*> kAccepted[] = {
-    {"ip-restricted-logins", "True or False"},
-    {"ip-binding", "True or False"},
-    {"monitor-ip-changes", "1 (on) or 0 (off)"},
-    {"rotate-logs", "1 (on) or 2 (off)"},
-    {"rotate-logs-size", "a number from 1 to 99"},
-    {"disable-sslv2", "True or False"},
-    {"max-threads", "a number from 25 to 64"},
-    {"log-level", "debug, info, notice, warn, error, crit, alert or emerg"},
-};
-
 std::string Trimmed(std::string_view text) {
   constexpr std::string_view kBlanks = " \t\r\n";
   const size_t start = std::min(text.find_first_not_of(kBlanks), text.size());
@@ -62,15 +51,6 @@ const Protection* LostProtection(const EffectiveSetting& setting) {
              : found;
 }
 
-std::string CureFor(const EffectiveSetting& setting) {
-  for (const auto& [element, accepted] : kAccepted) {
-    if (element == setting.element) {
-      return std::string("Write ") + accepted + ", without blanks or line breaks around it.";
-    }
-  }
-  return {};
-}
-
 std::string WhatOf(const EffectiveSetting& setting) {
   const std::string trimmed = Trimmed(*setting.written);
   if (trimmed.empty()) {
@@ -83,18 +63,19 @@ std::string WhatOf(const EffectiveSetting& setting) {
 
 void CheckWord(const Forecast& forecast, const EffectiveSetting& setting, uint64_t line,
                Findings& findings) {
-  if (!setting.written || setting.is_list ||
+  if (!setting.written || setting.accepted.empty() ||
       stricmp(setting.written->c_str(), setting.effective.c_str()) == 0) {
     return;
   }
-  Finding finding{.severity = Severity::kWarning,
-                  .code = "value-not-accepted",
-                  .file = forecast.document_path,
-                  .line = line,
-                  .element = setting.element,
-                  .what = WhatOf(setting),
-                  .effect = "It uses " + setting.effective + ".",
-                  .cure = CureFor(setting)};
+  Finding finding{
+      .severity = Severity::kWarning,
+      .code = "value-not-accepted",
+      .file = forecast.document_path,
+      .line = line,
+      .element = setting.element,
+      .what = WhatOf(setting),
+      .effect = "It uses " + setting.effective + ".",
+      .cure = "Write " + setting.accepted + ", without blanks or line breaks around it."};
   if (const Protection* lost = LostProtection(setting)) {
     finding.severity = Severity::kFailure;
     finding.effect += lost->loss;

@@ -23,8 +23,32 @@ namespace {
 constexpr int64_t kSecondsPerDay = 86400;
 constexpr char kLoopback[] = "127.0.0.1";
 
-std::string Truth(bool value) {
-  return value ? "True" : "False";
+// Each puts into the document's words what a setting is, and what it may be.
+
+void Put(const Flag& flag, const LoadedSettings& settings, EffectiveSetting& view) {
+  const std::string on = flag.on;
+  const std::string off = flag.off;
+  view.effective = settings.*flag.field ? on : off;
+  view.accepted = on == "True" ? on + " or " + off : on + " (on) or " + off + " (off)";
+}
+
+void Put(const Number& number, const LoadedSettings& settings, EffectiveSetting& view) {
+  view.effective = std::to_string(settings.*number.field);
+  view.accepted =
+      "a number from " + std::to_string(number.least) + " to " + std::to_string(number.most);
+}
+
+void Put(const Word& word, const LoadedSettings& settings, EffectiveSetting& view) {
+  view.effective = settings.*word.field;
+  view.accepted = word.words.front();
+  for (const std::string_view other : word.words.subspan(1)) {
+    view.accepted.append(other == word.words.back() ? " or " : ", ").append(other);
+  }
+}
+
+void Put(const Text& text, const LoadedSettings& settings, EffectiveSetting& view) {
+  const bool is_default = text.field == &LoadedSettings::log_directory && !settings.log_directory;
+  view.effective = is_default ? LogPath() : std::string(ViewOf(settings.*text.field));
 }
 
 std::string Dotted(uint32_t address) {
@@ -72,29 +96,19 @@ bool HasLoopback(const std::string& network) {
 }  // namespace
 
 std::vector<EffectiveSetting> EffectiveSettings(const Forecast& forecast) {
-  const LoadedSettings& settings = forecast.settings;
-  const auto row = [&](const char* element, std::string effective, bool is_list = false) {
+  std::vector<EffectiveSetting> settings;
+  const auto add = [&](const char* element) -> EffectiveSetting& {
     const char* written = SettingText(forecast.document.get(), element);
-    return EffectiveSetting{element, written ? std::optional<std::string>(written) : std::nullopt,
-                            std::move(effective), is_list};
+    return settings.emplace_back(EffectiveSetting{
+        element, written ? std::optional<std::string>(written) : std::nullopt, "", ""});
   };
-  const auto text = [](const char* list) { return std::string(ViewOf(list)); };
-  const char* names = SettingText(forecast.document.get(), "multihomed");
-  return {
-      row("ip-restricted-logins", Truth(settings.restrict_clients)),
-      row("ip-restricted-include", text(settings.included_clients), true),
-      row("ip-restricted-exclude", text(settings.excluded_clients), true),
-      row("ip-binding", Truth(settings.bind_to_selected)),
-      row("ip-binding-list", text(settings.binding_list), true),
-      row("monitor-ip-changes", settings.bind_to_wildcard ? "1" : "0"),
-      row("rotate-logs", settings.rotate_logs ? "1" : "2"),
-      row("rotate-logs-size", std::to_string(settings.rotate_size)),
-      row("log-base-dir", settings.log_directory ? settings.log_directory : LogPath(), true),
-      row("disable-sslv2", Truth(settings.refuse_ssl2)),
-      row("max-threads", std::to_string(settings.max_threads)),
-      row("log-level", settings.log_level),
-      row("multihomed", names != nullptr && IsNameList(names) ? names : "", true),
-  };
+  for (const Setting& row : kSettingRows) {
+    EffectiveSetting& view = add(row.element);
+    std::visit([&](const auto& kind) { Put(kind, forecast.settings, view); }, row.kind);
+  }
+  EffectiveSetting& names = add("multihomed");
+  names.effective = names.written && IsNameList(*names.written) ? *names.written : "";
+  return settings;
 }
 
 std::vector<BindingEntry> BindingEntries(const Forecast& forecast) {

@@ -14,7 +14,7 @@ struct EffectiveSetting {
   const char* element;
   std::optional<std::string> written;  ///< nothing when the document does not have the element
   std::string effective;               ///< what the launcher has read, in the document's words
-  bool is_list;  ///< a text that is taken as it stands, so what is written cannot differ
+  std::string accepted;                ///< values; empty when a text is taken as it stands
 };
 
 /// Returns every setting that the launcher reads.
