@@ -104,8 +104,7 @@ std::string BindingList(size_t size) {
 
 Prepared Select(size_t size) {
   return Counted([available = Numbers(size), list = BindingList(size)] {
-    return SelectBindAddresses(
-               available, {.is_to_selected = true, .is_to_wildcard = false, .binding_list = list})
+    return SelectBindAddresses(available, {.bind_to_selected = true, .binding_list = list.c_str()})
         .size();
   });
 }

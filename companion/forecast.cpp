@@ -149,8 +149,7 @@ void ForetellSettings(Forecast& forecast) {
   ReadServerSettings(forecast.document.get(), forecast.settings);
   forecast.interface_text = ReadInterfaceText().value_or("");
   forecast.available = ParseInterfaceAddresses(forecast.interface_text);
-  forecast.bind_addresses =
-      SelectBindAddresses(forecast.available, SelectionFrom(forecast.settings));
+  forecast.bind_addresses = SelectBindAddresses(forecast.available, forecast.settings);
 }
 
 /// The directory of the settings document is made with the default.

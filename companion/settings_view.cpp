@@ -116,8 +116,7 @@ std::vector<BindingEntry> BindingEntries(const Forecast& forecast) {
   std::string_view list = ViewOf(forecast.settings.binding_list);
   while (const auto text = TakeEntry(list)) {
     auto selected = SelectBindAddresses(
-        forecast.available,
-        {.is_to_selected = true, .is_to_wildcard = false, .binding_list = *text});
+        forecast.available, {.bind_to_selected = true, .binding_list = std::string(*text).c_str()});
     selected.erase(selected.begin());
     entries.push_back({.text = std::string(*text),
                        .is_network = IsNetworkEntry(*text),

@@ -22,7 +22,7 @@ namespace {
 
 std::vector<std::string> BuildBindList(const LoadedSettings& settings) {
   const std::vector<uint32_t> available = AvailableAddresses();
-  std::vector<std::string> addresses = SelectBindAddresses(available, SelectionFrom(settings));
+  std::vector<std::string> addresses = SelectBindAddresses(available, settings);
   RecordBindList(addresses, available.size());
   return addresses;
 }

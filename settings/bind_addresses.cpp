@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "settings/interface_addresses.h"
+#include "settings/record.h"
 #include "settings/setting_list.h"
 
 namespace qvx {
@@ -117,27 +118,21 @@ void AddSelected(std::span<const uint32_t> available, std::string_view binding_l
 
 }  // namespace
 
-BindSelection SelectionFrom(const LoadedSettings& settings) {
-  return {.is_to_selected = settings.bind_to_selected,
-          .is_to_wildcard = settings.bind_to_wildcard,
-          .binding_list = ViewOf(settings.binding_list)};
-}
-
 bool IsNetworkEntry(std::string_view entry) {
   const std::optional<Network> network = ReadNetwork(std::string(entry));
   return network && network->address != 0;
 }
 
 std::vector<std::string> SelectBindAddresses(std::span<const uint32_t> available,
-                                             const BindSelection& selection) {
+                                             const LoadedSettings& settings) {
   const uint32_t loopback = htonl(INADDR_LOOPBACK);
-  if (!selection.is_to_selected && selection.is_to_wildcard) {
+  if (!settings.bind_to_selected && settings.bind_to_wildcard) {
     return {kLoopback, kWildcard};
   }
   UniqueList list(available.size() + 1);
-  if (selection.is_to_selected) {
+  if (settings.bind_to_selected) {
     list.Add(loopback);
-    AddSelected(available, selection.binding_list, list);
+    AddSelected(available, ViewOf(settings.binding_list), list);
     return list.Take();
   }
   for (const uint32_t address : available) {
@@ -152,9 +147,9 @@ void SetupIPBindingList(char* binding_list) {
   const std::vector<uint32_t> available = qvx::AvailableAddresses();
   const bool is_to_selected = isIPBinding != 0;
   const auto addresses =
-      qvx::SelectBindAddresses(available, {.is_to_selected = is_to_selected,
-                                           .is_to_wildcard = bMonitorIPChangesLinux != 0,
-                                           .binding_list = qvx::ViewOf(binding_list)});
+      qvx::SelectBindAddresses(available, {.bind_to_selected = is_to_selected,
+                                           .binding_list = binding_list,
+                                           .bind_to_wildcard = bMonitorIPChangesLinux != 0});
   qvx::RecordBindList(addresses, available.size());
   if (is_to_selected && binding_list != nullptr && !available.empty()) {
     std::replace(binding_list, binding_list + std::strlen(binding_list), ';', '\0');

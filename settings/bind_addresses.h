@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "settings/record.h"
+#include "settings/reader.h"
 
 /// Fills gIPList and gVHostPairs from the machine's addresses, isIPBinding, bMonitorIPChangesLinux
 /// and `binding_list` (may be null). When isIPBinding is on and an address was found, cuts the list
@@ -17,26 +17,18 @@ void SetupIPBindingList(char* binding_list);
 
 namespace qvx {
 
-/// The settings that select the bind addresses.
-struct BindSelection {
-  bool is_to_selected;            ///< bind to 127.0.0.1 and what the list selects
-  bool is_to_wildcard;            ///< without is_to_selected: bind to 127.0.0.1 and "*"
-  std::string_view binding_list;  ///< "address/mask" entries separated by ";"
-};
-
-/// Returns what these settings select. The list is borrowed from them.
-BindSelection SelectionFrom(const LoadedSettings& settings);
-
 /// Returns whether an entry of the binding list is an address and a mask, of which the network is
 /// not 0.0.0.0. Any other entry selects nothing. Throws std::bad_alloc.
 bool IsNetworkEntry(std::string_view entry);
 
-/// Returns the bind addresses without repeats, for the available addresses (network byte order).
-/// Selected addresses are in the order of the entries that select them, and those of one entry in
-/// the order of `available`. The cost is linear in the number of addresses times the number of
-/// different masks in the binding list, and in the length of the list. Throws std::bad_alloc.
+/// Returns the bind addresses without repeats, for the available addresses (network byte order) and
+/// the settings bind_to_selected, bind_to_wildcard and binding_list: entries "address/mask"
+/// separated by ";". Selected addresses are in the order of the entries that select them, and those
+/// of one entry in the order of `available`. The cost is linear in the number of addresses times
+/// the number of different masks in the binding list, and in the length of the list. Throws
+/// std::bad_alloc.
 std::vector<std::string> SelectBindAddresses(std::span<const uint32_t> available,
-                                             const BindSelection& selection);
+                                             const LoadedSettings& settings);
 
 }  // namespace qvx
 

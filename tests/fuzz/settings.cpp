@@ -36,7 +36,7 @@ void Check(std::string_view text) {
   ReadAccessSettings(document.get(), settings);
   ReadServerSettings(document.get(), settings);
   CheckValues(settings);
-  const auto addresses = SelectBindAddresses({}, SelectionFrom(settings));
+  const auto addresses = SelectBindAddresses({}, settings);
   const std::string configuration = ServerConfText(ServerConfValuesFrom(settings), addresses);
   Require(configuration.ends_with('\n'));
   Require((configuration.find("\norder allow,deny\nallow from 127.0.0.1\n") != std::string::npos) ==

@@ -49,25 +49,41 @@ TEST(BindAddresses, AllOrTheWildcardOrSelected) {
       "inet 127.0.0.1 inet 10.1.2.3 inet 10.1.2.3 inet 10.9.0.5 inet 1.1.1.1");
   const struct {
     const char* name;
-    BindSelection selection;
+    LoadedSettings settings;
     Texts addresses;
   } rows[] = {
-      {"all", {false, false, "1.1.1.1/1.1.1.1"}, {"127.0.0.1", "10.1.2.3", "10.9.0.5", "1.1.1.1"}},
-      {"wildcard", {false, true, "10.0.0.0/255.0.0.0"}, {"127.0.0.1", "*"}},
+      {"all",
+       {.binding_list = "1.1.1.1/1.1.1.1"},
+       {"127.0.0.1", "10.1.2.3", "10.9.0.5", "1.1.1.1"}},
+      {"wildcard",
+       {.binding_list = "10.0.0.0/255.0.0.0", .bind_to_wildcard = true},
+       {"127.0.0.1", "*"}},
       {"in the order of the first entries that match",
-       {true, true,
-        "127.0.0.0/255.0.0.0;10.9.0.0/255.255.0.0;10.0.0.0/255.0.0.0;1.0.0.0/255.0.0.0;"
-        "10.1.0.0/255.255.0.0;10.9.0.0/255.255.0.0;"},
+       {.bind_to_selected = true,
+        .binding_list =
+            "127.0.0.0/255.0.0.0;10.9.0.0/255.255.0.0;10.0.0.0/255.0.0.0;1.0.0.0/255.0.0.0;"
+            "10.1.0.0/255.255.0.0;10.9.0.0/255.255.0.0;",
+        .bind_to_wildcard = true},
        {"127.0.0.1", "10.9.0.5", "10.1.2.3", "1.1.1.1"}},
-      {"entry without a mask", {true, true, "10.1.2.3"}, {"127.0.0.1"}},
-      {"three numbers", {true, true, "10.0.0/255.0.0.0;10.0.0.0/255.0.0"}, {"127.0.0.1"}},
-      {"slash alone", {true, true, ";/;;10.9.0.7/255.255.0.0"}, {"127.0.0.1", "10.9.0.5"}},
-      {"networks of zeros", {true, true, "9.9.9.9/0.0.0.0;9.9.0.9/0.0.255.0"}, {"127.0.0.1"}},
-      {"loose numbers", {true, true, " 266. 1.2.3x/ 255.255.255.255/7"}, {"127.0.0.1", "10.1.2.3"}},
+      {"entry without a mask",
+       {.bind_to_selected = true, .binding_list = "10.1.2.3"},
+       {"127.0.0.1"}},
+      {"three numbers",
+       {.bind_to_selected = true, .binding_list = "10.0.0/255.0.0.0;10.0.0.0/255.0.0"},
+       {"127.0.0.1"}},
+      {"slash alone",
+       {.bind_to_selected = true, .binding_list = ";/;;10.9.0.7/255.255.0.0"},
+       {"127.0.0.1", "10.9.0.5"}},
+      {"networks of zeros",
+       {.bind_to_selected = true, .binding_list = "9.9.9.9/0.0.0.0;9.9.0.9/0.0.255.0"},
+       {"127.0.0.1"}},
+      {"loose numbers",
+       {.bind_to_selected = true, .binding_list = " 266. 1.2.3x/ 255.255.255.255/7"},
+       {"127.0.0.1", "10.1.2.3"}},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    EXPECT_EQ(SelectBindAddresses(available, row.selection), row.addresses);
+    EXPECT_EQ(SelectBindAddresses(available, row.settings), row.addresses);
   }
 }
 
