@@ -9,7 +9,6 @@
 // starts. A node that a handler destroys stays until the operation that dispatched the event has
 // ended.
 #include <cstring>
-#include <ranges>
 #include <vector>
 
 #include "dom/destruction.h"
@@ -125,8 +124,8 @@ int DOM_EventTarget_dispatchEvent(DOM_Node* node, DOM_Event* event) {
   }
 
   const Delivery delivery(node, event);
-  for (DOM_Node* ancestor : std::views::reverse(ancestors)) {
-    delivery.Trigger(ancestor, DOM_CAPTURING_PHASE);
+  for (size_t i = ancestors.size(); i > 0; --i) {
+    delivery.Trigger(ancestors[i - 1], DOM_CAPTURING_PHASE);
   }
   delivery.Trigger(node, DOM_AT_TARGET);
   event->eventPhase = DOM_BUBBLING_PHASE;
