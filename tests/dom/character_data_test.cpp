@@ -77,19 +77,6 @@ TEST(CharacterData, ChangesByCharactersHeardOrNot) {
   }
 }
 
-TEST(CharacterData, ChangeIsNotedWhereItHappened) {
-  const Tree tree;
-  DOM_Node* const node = tree.Add(tree.Add(tree.root(), "<e"), "x");
-  OwnedNode taken;
-  Listener listener{"", nullptr, [&](DOM_Event* event) {
-                      taken.reset(DOM_Node_removeChild(node->parentNode, event->target));
-                      DOM_MutationEvent_processSubtreeModified(tree.document());
-                    }};
-  listener.Hear(tree.root(), "DOMCharacterDataModified");
-  DOM_CharacterData_appendData(node, "y");
-  EXPECT_EQ(tree.common_parent(), tree.root()->firstChild);
-}
-
 TEST(CharacterData, SubstringIsACopyOfCharacters) {
   const Locale locale(std::setlocale(LC_ALL, "C.UTF-8"));
   const Tree tree;
