@@ -31,9 +31,12 @@ struct LoadedSettings {
   bool operator==(const LoadedSettings&) const = default;
 };
 
+template <typename Value>
+using FieldOf = Value LoadedSettings::*;
+
 /// The word `on` sets it, the word `off` clears it. Anything else leaves it.
 struct Flag {
-  bool LoadedSettings::*field;
+  FieldOf<bool> field;
   const char* on = "True";
   const char* off = "False";
 };
@@ -41,7 +44,7 @@ struct Flag {
 /// The digits that the text begins with, from `least` to `most`. Anything else, and no element,
 /// gives `otherwise`.
 struct Number {
-  int32_t LoadedSettings::*field;
+  FieldOf<int32_t> field;
   int32_t least;
   int32_t most;
   int32_t otherwise;
@@ -50,14 +53,14 @@ struct Number {
 
 /// One of the words, spelt as it is here. Anything else gives `otherwise`. No element leaves it.
 struct Word {
-  std::string LoadedSettings::*field;
+  FieldOf<std::string> field;
   std::span<const std::string_view> words;
   std::string_view otherwise;
 };
 
 /// The text as it stands. No element gives null.
 struct Text {
-  const char* LoadedSettings::*field;
+  FieldOf<const char*> field;
 };
 
 /// A setting. Words are compared without regard to case.
