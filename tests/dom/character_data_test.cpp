@@ -15,6 +15,7 @@ TEST(CharacterData, ChangesByCharactersHeardOrNot) {
     size_t length = result.size();
   } rows[] = {
       {.operation = [](N n) { DOM_CharacterData_appendData(n, n->nodeValue); }, .result = "abcabc"},
+      {.operation = [](N n) { DOM_CharacterData_appendData(n, "d"); }, .result = "abcd"},
       {.operation = [](N n) { DOM_CharacterData_appendData(n, nullptr); }},
       {.operation = [](N n) { DOM_CharacterData_appendData(n, "\xff"); }, .error = EILSEQ},
       {.operation = [](N n) { DOM_CharacterData_insertData(n, 0, "x"); }, .result = "xabc"},
