@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "os/commands.h"
+#include "support/memory.h"
 
 int32_t GlobalIpAddrCount = 0;
 unsigned char GlobalIpAddrList[kMaxCachedAddresses][4] = {};
@@ -171,11 +172,8 @@ hostent* OSGetHostByName(const char* name) {
   if (GlobalIpAddrCount != 0) {
     return entry;
   }
-  try {
-    qvx::FillAddressCache();
-  } catch (const std::bad_alloc&) {
-    // The cache keeps what it has by now.
-  }
+  // Without memory the cache keeps what it has by then.
+  static_cast<void>(qvx::HasMemoryFor([] { qvx::FillAddressCache(); }));
   if (entry != nullptr) {
     entry->h_addr_list = BaseAddrList;
   }

@@ -163,8 +163,9 @@ qvx::GeneratedPair Replace(Look& look, const std::string& host_name,
                            const qvx::GeneratedPair& made) {
   const qvx::Outcome kept =
       look.fate() == qvx::PairFate::kSetAside ? SetPairAside(look.pair, made) : qvx::Outcome::kDone;
-  return kept == qvx::Outcome::kDone ? qvx::GeneratePair(host_name, look.pair)
-                                     : qvx::GeneratedPair{.outcome = kept};
+  return kept == qvx::Outcome::kDone
+             ? qvx::GeneratePair(host_name, look.pair)
+             : qvx::GeneratedPair{.outcome = kept, .certificate = {}, .key = {}};
 }
 
 /// Leaves a pair that passed. A key of the launcher's own is for the account's group, too.

@@ -23,8 +23,8 @@ namespace qvx {
 /// A new pair as PEM texts, also when it was not stored. They are empty when none was made.
 struct GeneratedPair {
   Outcome outcome = Outcome::kFailed;
-  std::string certificate{};
-  std::string key{};
+  std::string certificate;
+  std::string key;
 };
 
 /// As GenerateSelfSignedCertAndPrivateKey, in the place of `old`. The outcome is kChanged when
