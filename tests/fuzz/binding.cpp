@@ -74,8 +74,11 @@ void Check(Input& input) {
   for (const uint32_t address : available) {
     AddOnce(all, Dotted(address));
   }
-  Require(SelectBindAddresses(available, {false, false, list}) == all);
-  Require(SelectBindAddresses(available, {true, false, list}) == Selected(available, list));
+  LoadedSettings settings;
+  settings.binding_list = list.c_str();
+  Require(SelectBindAddresses(available, settings) == all);
+  settings.bind_to_selected = true;
+  Require(SelectBindAddresses(available, settings) == Selected(available, list));
 }
 
 }  // namespace
