@@ -47,8 +47,10 @@ const char* CodeOf(const PairForecast& pair) {
   if (pair.is_deleted_first) {
     return "deleted";
   }
-  constexpr const char* kCodes[] = {"kept", "replaced", "set-aside"};
-  return kCodes[static_cast<size_t>(pair.fate)];
+  if (pair.is_kept()) {
+    return "kept";
+  }
+  return pair.fate == PairFate::kReplace ? "replaced" : "set-aside";
 }
 
 std::string EndSentence(const Forecast& forecast, const Finding* obstacle) {

@@ -7,9 +7,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <nlohmann/json.hpp>
 
 #include "companion/findings.h"
 #include "companion/forecast.h"
+#include "companion/show.h"
 #include "settings/document.h"
 #include "tests/companion/prepared_installation.h"
 #include "tests/companion/random_installation.h"
@@ -90,12 +92,16 @@ void CompareSettings(const Forecast& forecast, const Files& before, const Files&
 }
 
 void ComparePair(const Forecast& forecast, const Files& before, const Files& after) {
+  const auto shown = ShowAsJson(forecast, {})["certificate"]["fate"];
   if (forecast.pair.is_kept()) {
     EXPECT_EQ(after.certificate, before.certificate);
     EXPECT_EQ(after.key, before.key);
+    EXPECT_EQ(shown, "kept");
   } else if (forecast.pair.is_usable()) {
     EXPECT_NE(after.certificate, before.certificate);
     EXPECT_NE(after.key, before.key);
+    EXPECT_EQ(shown == "set-aside",
+              forecast.pair.fate == PairFate::kSetAside && !forecast.pair.is_deleted_first);
     const auto details = ReadCertificateDetails();
     ASSERT_TRUE(details);
     EXPECT_EQ(!details->names.empty(), forecast.pair.names_are_accepted);
