@@ -143,6 +143,7 @@ std::vector<BoundAddress> BoundAddresses(const Forecast& forecast) {
     return found == texts.end() ? "" : found->second;
   };
   std::vector<BoundAddress> bound;
+  bound.reserve(forecast.bind_addresses.size());
   for (const std::string& address : forecast.bind_addresses) {
     bound.push_back({address, text_for(interfaces, address), text_for(deciding, address)});
   }
