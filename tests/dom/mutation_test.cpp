@@ -58,7 +58,8 @@ TEST(Mutation, RefusalsAndWhatADocumentTakes) {
        .first = {{.in = "D", .remove = "r"}},
        .operation = {.in = "D", .append = "W"},
        .error = DOM_HIERARCHY_REQUEST_ERR,
-       .document = "<!DOCTYPE t><p/>"},
+       .document = "<!DOCTYPE t><p/>",
+       .destroyed = "q"},
       {.first = {{.in = "D", .remove = "t"}},
        .operation = {.in = "D", .insert = "u", .before = "r"},
        .document = "<!DOCTYPE u><r><a>x<b/></a><!--c-->z</r>"},
@@ -117,6 +118,7 @@ TEST(Mutation, FailureNamesOperationsInTheTrace) {
             "src/node.cpp:N:DOM_Node_appendChild: The request violated tree hierarchy constraints\n"
             "  src/node.cpp:N:DOM_Node_appendChild: \n");
   EXPECT_EQ(TakeError(), DOM_HIERARCHY_REQUEST_ERR);
+  world.Forget("q");
 }
 
 TEST(Mutation, RandomChangesGiveTheExpectedChildren) {
