@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <new>
 #include <optional>
@@ -96,6 +97,15 @@ void TakeBackRun(int directory, const std::string& path, const std::vector<std::
   }
 }
 
+/// Whether the run with a number still holds the lock of a new file, in the order of the names that
+/// the file has one after the other.
+bool IsUnderWay(const Descriptor& directory, const std::vector<std::string>& names, pid_t number) {
+  return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
+    return IsLocked(directory, FurtherName(name, number, kNewSuffix)) ||
+           IsLocked(directory, FurtherName(name, number, kOldSuffix)) || IsLocked(directory, name);
+  });
+}
+
 }  // namespace
 
 FileExchange::FileExchange(FileReplacement& file, const std::string& path, std::string text,
@@ -167,7 +177,7 @@ void FileExchange::Accept() {
   }
 }
 
-void TakeBackExchanges(const std::string& path, const std::vector<std::string>& names) {
+void TakeBackExchanges(const std::string& path, const std::vector<std::string>& names, Runs runs) {
   const Descriptor directory = OpenDirectory(path);
   std::set<pid_t> numbers;
   for (const std::string& further : NamesIn(directory, ".")) {
@@ -180,6 +190,9 @@ void TakeBackExchanges(const std::string& path, const std::vector<std::string>& 
     }
   }
   for (const pid_t number : numbers) {
+    if (runs == Runs::kEnded && IsUnderWay(directory, names, number)) {
+      continue;
+    }
     TakeBackRun(directory.get(), path, names, number);
   }
 }

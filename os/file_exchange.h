@@ -65,10 +65,16 @@ class FileExchange {
   bool can_be_taken_back_ = false;
 };
 
+/// Whose exchanges are taken back.
+enum class Runs {
+  kAll,    ///< the caller has a lock that keeps other runs away
+  kEnded,  ///< only those of runs that hold no new file any more
+};
+
 /// Takes back what other runs exchanged at `names` in the directory `path`, which ends in a slash,
 /// and did not make final. A run's exchanges are taken back together, as long as that of the first
 /// name is not final. Removes what is left of them.
-void TakeBackExchanges(const std::string& path, const std::vector<std::string>& names);
+void TakeBackExchanges(const std::string& path, const std::vector<std::string>& names, Runs runs);
 
 }  // namespace qvx
 

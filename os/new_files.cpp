@@ -37,7 +37,11 @@ bool IsGone(pid_t process) {
   return process == getpid() || (kill(process, 0) != 0 && errno == ESRCH);
 }
 
-/// The lock of a file system without locks counts as free.
+Descriptor OpenWithoutWaiting(const Descriptor& directory, const std::string& name) {
+  return Descriptor(openat(directory.get(), name.c_str(),
+                           O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+}
+
 bool IsLocked(const Descriptor& file) {
   return flock(file.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
@@ -54,8 +58,7 @@ bool IsOfARun(const struct stat& file, const Place& place) {
 }
 
 void RemoveLeftover(const Place& place, const std::string& name) {
-  const Descriptor file(openat(place.directory.get(), name.c_str(),
-                               O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  const Descriptor file = OpenWithoutWaiting(place.directory, name);
   struct stat status = {};
   if (file && fstat(file.get(), &status) == 0 && IsOfARun(status, place) && !IsLocked(file)) {
     unlinkat(place.directory.get(), name.c_str(), 0);
@@ -96,6 +99,11 @@ bool HasFurtherNames(const Descriptor& directory, const std::vector<std::string>
     }
   }
   return false;
+}
+
+bool IsLocked(const Descriptor& directory, const std::string& name) {
+  const Descriptor file = OpenWithoutWaiting(directory, name);
+  return file && IsLocked(file);
 }
 
 NewFile MakeNewFile(const Place& place) {

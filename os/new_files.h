@@ -38,6 +38,10 @@ std::optional<pid_t> NumberIn(std::string_view further, const std::string& name,
 /// Returns whether a directory that can be read has files that are made for one of `names`.
 bool HasFurtherNames(const Descriptor& directory, const std::vector<std::string>& names);
 
+/// Returns whether a process holds the lock of a file in a directory. On a file system without
+/// locks nobody does.
+bool IsLocked(const Descriptor& directory, const std::string& name);
+
 /// Makes a new file for the name of a place. Its descriptor is invalid, with errno set, on failure.
 NewFile MakeNewFile(const Place& place);
 

@@ -14,6 +14,7 @@
 #include "os/directory_chains.h"
 #include "os/file_exchange.h"
 #include "os/host.h"
+#include "os/new_files.h"
 #include "os/service_files.h"
 #include "settings/document.h"
 
@@ -79,6 +80,15 @@ Outcome ReplaceByDefault(const Version& read, bool spares_writers) {
   return outcome;
 }
 
+/// Takes back what a killed run had made of a replacement.
+void RepairSettings() {
+  const std::optional<Place> place = FindPlace(SettingsPath(), Access::kChange);
+  if (place && HasFurtherNames(place->directory, {place->name})) {
+    TakeBackExchanges(PathOf(place->directory) + "/", {place->name}, Runs::kEnded);
+    RemoveLeftovers(*place);
+  }
+}
+
 void LogDefault(Outcome outcome) {
   if (outcome == Outcome::kDone) {
     LogOutput(kLogInformation,
@@ -108,6 +118,7 @@ struct Load {
 
 DocumentHolder LoadOrReplaceSettings() {
   constexpr uint32_t kPause = 20;  // milliseconds
+  RepairSettings();
   for (int pauses_left = 50;; --pauses_left) {
     Load load;
     if (IsUsable(load.result)) {

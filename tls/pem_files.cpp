@@ -235,7 +235,7 @@ bool RepairPair(const Descriptor& share) {
   if (!share || !HasFurtherNames(share, names)) {
     return false;
   }
-  TakeBackExchanges(TlsSharePath("/"), {kCertificateName, kKeyName});
+  TakeBackExchanges(TlsSharePath("/"), {kCertificateName, kKeyName}, Runs::kAll);
   for (const std::string& name : names) {
     RemoveLeftovers(InShare(name.c_str()));
   }

@@ -35,6 +35,19 @@ TEST(Settings, WrittenBesideAStartStand) {
         {"half-written", Written("exec 7>$settings", "cat written >&7; exec 7>&-"), ""}});
 }
 
+TEST(Settings, KilledReplacementLeavesNothing) {
+  Play({{"killed at each call", R"(
+good_pair; damage() { echo '<cut' >$base/conf/qvxpd.xml; }
+damage; launch >/dev/null; ls -A $base/conf >names
+damage; calls '^([nrf]|op|[ul]*link).*qvxpd.xml' '^execve.*sbin/zxqvxd' >points
+(($(wc -l <points) > 10)) || echo few points
+while read -r call number; do
+  damage; faulted $call $number signal=KILL >/dev/null; launch >/dev/null
+  ls -A $base/conf | diff names - | sed "s/^/$call $number: /"
+done <points)",
+         ""}});
+}
+
 TEST(Settings, ReadErrorReplacesNothing) {
   const std::string script = R"(
 good_pair; echo '<a><max-threads>40</max-threads></a>' | tee written >$base/conf/qvxpd.xml; launch
