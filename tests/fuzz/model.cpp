@@ -2,7 +2,6 @@
 // same trees. What was saved and loaded is saved the same again.
 #include <array>
 #include <cstdio>
-#include <memory>
 #include <utility>
 
 #include "dom/dom.h"
@@ -271,10 +270,10 @@ class Workshop {
 /// Returns the saved text of the document that `text` is loaded into; nothing when it does not
 /// load.
 std::string SavedAgain(const std::string& text) {
-  std::unique_ptr<std::FILE, decltype(&std::fclose)> stream(
-      fmemopen(const_cast<char*>(text.data()), text.size(), "r"), std::fclose);
+  std::FILE* const stream = fmemopen(const_cast<char*>(text.data()), text.size(), "r");
   DOM_Document* document = DOM_Implementation_createDocument(nullptr, nullptr, nullptr);
-  const int result = DOM_DocumentLS_fread(document, stream.get());
+  const int result = DOM_DocumentLS_fread(document, stream);
+  std::fclose(stream);
   *_DOM_Exception() = 0;
   const std::string saved = result == 1 ? Saved(document).substr(1) : "";
   DOM_Document_destroyNode(document, document);
