@@ -70,9 +70,7 @@ using Children = Chain<DOM_Node, &DOM_Node::previousSibling, &DOM_Node::nextSibl
 /// Keeps the views of `parent` in step with a declaration that came or went.
 void CountDeclaration(DOM_Node* parent, const DOM_Node* declaration, int change) {
   auto* const doctype = static_cast<DocumentTypeNode*>(parent);
-  EntityView* const entities = doctype;
-  NotationView* const notations = doctype;
-  for (ViewList* view : {static_cast<ViewList*>(entities), static_cast<ViewList*>(notations)}) {
+  for (ViewList* view : {&doctype->entity_view, &doctype->notation_view}) {
     ForgetPlace(view);
     if (view->filter == declaration->nodeType) {
       view->length += static_cast<uint32_t>(change);

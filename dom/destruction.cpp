@@ -17,8 +17,8 @@ namespace {
 
 void FreeDocumentType(DocumentTypeNode* doctype) {
   UnnameClone(doctype);
-  ForgetPlace(static_cast<EntityView*>(doctype));
-  ForgetPlace(static_cast<NotationView*>(doctype));
+  ForgetPlace(&doctype->entity_view);
+  ForgetPlace(&doctype->notation_view);
   FreeText(doctype, doctype->publicId);
   FreeText(doctype, doctype->systemId);
 }

@@ -35,13 +35,8 @@ const EntryList* AsEntryList(const NodeList* list) {
   return static_cast<const EntryList*>(list);
 }
 
-auto FindEntry(EntryList* list, const DOM_Node* node) {
+auto FindEntry(auto* list, const DOM_Node* node) {
   return std::ranges::find(list->entries, node, &ArrayEntry::node);
-}
-
-/// The document of a node that is none itself: a loading document is its own.
-DOM_Document* OwnerOf(const DOM_Node* node) {
-  return IsDocument(node) ? nullptr : node->ownerDocument;
 }
 
 void SetOwnerElement(DOM_Node* node, DOM_Node* element) {
@@ -58,8 +53,7 @@ bool Holds(const NodeList* list, const DOM_Node* node) {
       return node->nodeType == DOM_ATTRIBUTE_NODE &&
              static_cast<const AttributeNode*>(node)->holder == ElementOfMap(list);
     default:
-      const auto& entries = AsEntryList(list)->entries;
-      return std::ranges::find(entries, node, &ArrayEntry::node) != entries.end();
+      return FindEntry(AsEntryList(list), node) != AsEntryList(list)->entries.end();
   }
 }
 
@@ -212,12 +206,12 @@ void DOM_Document_destroyNodeList(DOM_Document* document, NodeList* list, int de
 
 DOM_Document* DOM_NodeList_ownerDocument(const NodeList* list) {
   switch (KindOf(list)) {
-    case ListKind::kChildren:
-      return OwnerOf(ParentOfList(list));
+    case ListKind::kChildren:  // a document that is being loaded is its own
+      return IsDocument(ParentOfList(list)) ? nullptr : ParentOfList(list)->ownerDocument;
     case ListKind::kAttributes:
       return ElementOfMap(list)->ownerDocument;
     case ListKind::kView:
-      return DoctypeOfView(list)->ownerDocument;
+      return ViewOf(list)->doctype->ownerDocument;
     default:
       return AsEntryList(list)->owner_document;
   }

@@ -12,7 +12,7 @@ namespace {
 constexpr const char* kModule = qvx::trace_modules::kNamedNodeMap;
 constexpr char kSetNamedItem[] = "DOM_NamedNodeMap_setNamedItem";
 
-/// The first node of that name in a map that is no view, or null.
+/// The first node of that name in a map, or null.
 DOM_Node* FindNamed(NamedNodeMap* map, const DOM_String* name) {
   if (name == nullptr) {
     return nullptr;
@@ -98,18 +98,7 @@ DOM_Node* DOM_NamedNodeMap_item(NamedNodeMap* map, int32_t index) {
 }
 
 DOM_Node* DOM_NamedNodeMap_getNamedItem(const NamedNodeMap* map, const DOM_String* name) {
-  if (map == nullptr || name == nullptr) {
-    return nullptr;
-  }
-  if (!IsView(map)) {
-    return FindNamed(const_cast<NamedNodeMap*>(map), name);
-  }
-  const uint16_t type = static_cast<const ViewList*>(map)->filter;
-  DOM_Node* child = DoctypeOfView(map)->firstChild;
-  while (child != nullptr && (child->nodeType != type || !IsNamed(child, name))) {
-    child = child->nextSibling;
-  }
-  return child;
+  return map != nullptr ? FindNamed(const_cast<NamedNodeMap*>(map), name) : nullptr;
 }
 
 DOM_Node* DOM_NamedNodeMap_setNamedItem(NamedNodeMap* map, DOM_Node* node) {

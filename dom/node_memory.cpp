@@ -3,19 +3,13 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 #include "dom/common_parent.h"
 #include "support/block_pages.h"
 
 namespace qvx::dom {
 namespace {
-
-/// Sets up the child list of a record that has one.
-void SetUpChildren(NodeRecord* /*node*/) {}
-
-void SetUpChildren(ParentNode* node) {
-  node->childNodes = node;
-}
 
 /// Gives an element its attribute map, and a document type its views.
 void SetUpMaps(ParentNode* /*node*/) {}
@@ -26,14 +20,17 @@ void SetUpMaps(ElementNode* node) {
   node->attributes = map;
 }
 
+void SetUpView(ViewList& view, DocumentTypeNode* node, uint16_t filter) {
+  view.kind = ListKind::kView;
+  view.filter = filter;
+  view.doctype = node;
+}
+
 void SetUpMaps(DocumentTypeNode* node) {
-  EntityView* const entities = node;
-  NotationView* const notations = node;
-  entities->kind = notations->kind = ListKind::kView;
-  entities->filter = DOM_ENTITY_NODE;
-  notations->filter = DOM_NOTATION_NODE;
-  node->entities = entities;
-  node->notations = notations;
+  SetUpView(node->entity_view, node, DOM_ENTITY_NODE);
+  SetUpView(node->notation_view, node, DOM_NOTATION_NODE);
+  node->entities = &node->entity_view;
+  node->notations = &node->notation_view;
 }
 
 /// The compiler zeroes a few words by vector stores, more by a slow loop.
@@ -70,7 +67,9 @@ template <typename Record>
   static_assert(kLargestBlock <= kMostTextRoom);
   node->text_room = (size - kSize) & kMostTextRoom;
   node->place = block.place;
-  SetUpChildren(node);
+  if constexpr (std::is_base_of_v<ParentNode, Record>) {
+    node->childNodes = static_cast<ParentNode*>(node);
+  }
   return node;
 }
 
@@ -149,9 +148,10 @@ DOM_Node* WithTexts(Record* node, MeasuredText name, MeasuredText value) {
 }
 
 const DOM_String* ConstantName(uint16_t node_type) {
-  return node_type == DOM_TEXT_NODE      ? "#text"
-         : node_type == DOM_COMMENT_NODE ? "#comment"
-                                         : "#cdata-section";
+  if (node_type == DOM_TEXT_NODE) {
+    return "#text";
+  }
+  return node_type == DOM_COMMENT_NODE ? "#comment" : "#cdata-section";
 }
 
 }  // namespace

@@ -1,16 +1,5 @@
 #include "dom/node_records.h"
 
-namespace qvx::dom {
-
-const DocumentTypeNode* DoctypeOfView(const NodeList* list) {
-  if (static_cast<const ViewList*>(list)->filter == DOM_ENTITY_NODE) {
-    return static_cast<const DocumentTypeNode*>(static_cast<const EntityView*>(list));
-  }
-  return static_cast<const DocumentTypeNode*>(static_cast<const NotationView*>(list));
-}
-
-}  // namespace qvx::dom
-
 using namespace qvx::dom;
 
 const char* const node_names[13] = {"No such node type",      "DOM_ELEMENT_NODE",
@@ -49,10 +38,7 @@ const DOM_DocumentFields& DOM_DocumentPart(const DOM_Document* document) {
 }
 
 const DOM_ExternalIdFields& DOM_ExternalIdPart(const DOM_Node* entity_or_notation) {
-  if (entity_or_notation->nodeType == DOM_NOTATION_NODE) {
-    return *static_cast<const NotationNode*>(entity_or_notation);
-  }
-  return *static_cast<const EntityNode*>(entity_or_notation);
+  return DOM_ExternalIdPart(const_cast<DOM_Node*>(entity_or_notation));
 }
 
 const DOM_DocumentTypeFields& DOM_DocumentTypePart(const DOM_DocumentType* doctype) {

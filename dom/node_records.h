@@ -30,13 +30,13 @@ struct ChildList : ListRecord {};
 /// The entries of an attribute map are the attributes themselves.
 struct AttributeMap : ListRecord {};
 
+struct DocumentTypeNode;
+
 /// A view has no entries of its own.
 struct ViewList : ListRecord {
-  uint16_t filter;  ///< the type of the nodes that it shows
+  uint16_t filter;            ///< the type of the nodes that it shows
+  DocumentTypeNode* doctype;  ///< among whose children it shows them
 };
-
-struct EntityView : ViewList {};
-struct NotationView : ViewList {};
 
 /// What every node has behind its public fields.
 struct NodeRecord : DOM_Node {
@@ -82,7 +82,9 @@ struct DocumentNode : ParentNode, DOM_DocumentFields {
   DOM_Node* named;        ///< the commonParent that the model has set, if it may have children
 };
 
-struct DocumentTypeNode : ParentNode, EntityView, NotationView, DOM_DocumentTypeFields {
+struct DocumentTypeNode : ParentNode, DOM_DocumentTypeFields {
+  ViewList entity_view;
+  ViewList notation_view;
   DOM_Document* namer;  ///< the document whose doctype field names it although it is no child of
                         ///< it; a clone only
 };
@@ -138,8 +140,9 @@ inline const DOM_Node* ParentOfList(const NodeList* list) {
   return static_cast<const ParentNode*>(static_cast<const ChildList*>(list));
 }
 
-/// The document type that `list`, a view, is a part of.
-const DocumentTypeNode* DoctypeOfView(const NodeList* list);
+inline const ViewList* ViewOf(const NodeList* list) {
+  return static_cast<const ViewList*>(list);
+}
 
 /// Whether `node` (may be null) is a document.
 inline bool IsDocument(const DOM_Node* node) {

@@ -75,11 +75,11 @@ DOM_Node* Passing(uint16_t type, DOM_Node* child, Advance advance) {
 }
 
 DOM_Node* ChildOfViewAt(const ListRecord* view, const Place* place, uint32_t index) {
-  const DOM_Node* const doctype = DoctypeOfView(view);
-  const uint16_t type = static_cast<const ViewList*>(view)->filter;
+  const uint16_t type = ViewOf(view)->filter;
   const bool is_near = place != nullptr && place->index / 2 <= index;
-  DOM_Node* child =
-      is_near ? place->node : Passing(type, doctype->firstChild, &DOM_Node::nextSibling);
+  DOM_Node* child = is_near
+                        ? place->node
+                        : Passing(type, ViewOf(view)->doctype->firstChild, &DOM_Node::nextSibling);
   uint32_t at = is_near ? place->index : 0;
   for (; child != nullptr && at < index; ++at) {
     child = Passing(type, child->nextSibling, &DOM_Node::nextSibling);
