@@ -39,35 +39,27 @@ DOM_Attr* MakeForElement(const DOM_Element* element, const DOM_String* name,
     FailErrno({kModule, kSetAttribute});
     return nullptr;
   }
-  DOM_Attr* attribute = NewAttribute(element->ownerDocument, measured_name, measured_value);
+  DOM_Attr* attribute = MakeAttribute(element->ownerDocument, measured_name, measured_value);
   if (attribute == nullptr) {
-    ReportUnallocated();
     TraceCreateFailed({kModule, kSetAttribute});
   }
   return attribute;
 }
 
-void ChangeValue(DOM_Element* element, DOM_Attr* attribute, const DOM_String* value) {
+/// Returns false with errno set, and nothing changed, when `value` cannot be copied.
+bool ChangeValue(DOM_Element* element, DOM_Attr* attribute, const DOM_String* value) {
   MeasuredText measured;
   if (!MeasureText(value, measured)) {
-    FailErrno({kModule, kSetAttribute});
-    return;
+    return false;
   }
   if (!IsAwaited(element, kAttrModified)) {
-    if (!ReplaceValue(attribute, measured)) {
-      FailErrno({kModule, kSetAttribute});
-      return;
-    }
-    NoteChange(element->parentNode);
-    return;
+    return ReplaceValue(attribute, measured);
   }
   DOM_String* const copy = CopyOf(measured);
-  if (copy == nullptr) {
-    FailErrno({kModule, kSetAttribute});
-    return;
+  if (copy != nullptr) {
+    AnnounceAttributeValue(element, attribute, ExchangeValue(attribute, copy, 0));
   }
-  AnnounceAttributeValue(element, attribute, ExchangeValue(attribute, copy, 0));
-  NoteChange(element->parentNode);
+  return copy != nullptr;
 }
 
 bool Holds(const DOM_Element* element, const DOM_Attr* attribute) {
@@ -144,11 +136,13 @@ void DOM_Element_setAttribute(DOM_Element* element, const DOM_String* name,
   }
   const Operation operation;
   DOM_Attr* attribute = FindAttribute(static_cast<const ElementNode*>(element), name);
-  if (attribute != nullptr) {
-    ChangeValue(element, attribute, value);
-    return;
+  if (attribute == nullptr) {
+    AddAttribute(element, name, value);
+  } else if (ChangeValue(element, attribute, value)) {
+    NoteChange(element->parentNode);
+  } else {
+    FailErrno({kModule, __func__});
   }
-  AddAttribute(element, name, value);
 }
 
 void DOM_Element_removeAttribute(DOM_Element* element, const DOM_String* name) {

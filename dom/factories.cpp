@@ -33,6 +33,10 @@ bool MayBeMade(const DOM_Document* document, uint16_t node_type) {
   return true;
 }
 
+void ReportUnallocated() {
+  FailErrno({kModule, kCreateNode});
+}
+
 /// Hands on a node that was to be made; records why there is none.
 DOM_Node* Allocated(DOM_Node* node) {
   if (node == nullptr) {
@@ -58,34 +62,26 @@ DOM_Node* Made(const char* factory, DOM_Node* node) {
   return node;
 }
 
-DOM_CharacterData* CreateCharacterData(const char* factory, DOM_Document* document,
-                                       uint16_t node_type, const DOM_String* data) {
+using Maker = DOM_Node* (*)(DOM_Document* document, uint16_t node_type, MeasuredText text);
+
+/// What `make` makes with a copy of `text`; null, recorded with a line of the factory, when it
+/// cannot be made. A factory hands on its name and not a site, which would be built at every call.
+DOM_Node* Create(const char* factory, Maker make, DOM_Document* document, uint16_t node_type,
+                 const DOM_String* text) {
   if (!MayBeMade(document, node_type)) {
     return Made(factory, nullptr);
   }
   MeasuredText measured;
-  return Measure(factory, data, measured)
-             ? Made(factory, Allocated(NewCharacterData(document, node_type, measured)))
+  return Measure(factory, text, measured)
+             ? Made(factory, Allocated(make(document, node_type, measured)))
              : nullptr;
 }
 
+DOM_Attr* NewEmptyAttribute(DOM_Document* document, uint16_t /*node_type*/, MeasuredText name) {
+  return NewAttribute(document, name, {"", 1, 0});
+}
+
 }  // namespace
-
-DOM_Node* CreateNamed(const char* factory, DOM_Document* document, uint16_t node_type,
-                      const DOM_String* name) {
-  if (!MayBeMade(document, node_type)) {
-    return Made(factory, nullptr);
-  }
-  MeasuredText measured;
-  if (!Measure(factory, name, measured)) {
-    return nullptr;
-  }
-  return Made(factory, Allocated(NewNamedNode(document, node_type, measured)));
-}
-
-void ReportUnallocated() {
-  FailErrno({kModule, kCreateNode});
-}
 
 void ReportUnmade(const char* factory) {
   ReportUnallocated();
@@ -117,30 +113,23 @@ DOM_Node* Document_createNode(DOM_Document* document, uint16_t node_type) {
 }
 
 DOM_Element* DOM_Document_createElement(DOM_Document* document, const DOM_String* tag_name) {
-  return CreateNamed(__func__, document, DOM_ELEMENT_NODE, tag_name);
+  return Create(__func__, NewNamedNode, document, DOM_ELEMENT_NODE, tag_name);
 }
 
 DOM_Attr* DOM_Document_createAttribute(DOM_Document* document, const DOM_String* name) {
-  if (!MayBeMade(document, DOM_ATTRIBUTE_NODE)) {
-    return Made(__func__, nullptr);
-  }
-  MeasuredText measured;
-  if (!Measure(__func__, name, measured)) {
-    return nullptr;
-  }
-  return Made(__func__, MakeAttribute(document, measured, {"", 1, 0}));
+  return Create(__func__, NewEmptyAttribute, document, DOM_ATTRIBUTE_NODE, name);
 }
 
 DOM_Text* DOM_Document_createTextNode(DOM_Document* document, const DOM_String* data) {
-  return CreateCharacterData(__func__, document, DOM_TEXT_NODE, data);
+  return Create(__func__, NewCharacterData, document, DOM_TEXT_NODE, data);
 }
 
 DOM_CDATASection* DOM_Document_createCDATASection(DOM_Document* document, const DOM_String* data) {
-  return CreateCharacterData(__func__, document, DOM_CDATA_SECTION_NODE, data);
+  return Create(__func__, NewCharacterData, document, DOM_CDATA_SECTION_NODE, data);
 }
 
 DOM_Comment* DOM_Document_createComment(DOM_Document* document, const DOM_String* data) {
-  return CreateCharacterData(__func__, document, DOM_COMMENT_NODE, data);
+  return Create(__func__, NewCharacterData, document, DOM_COMMENT_NODE, data);
 }
 
 DOM_ProcessingInstruction* DOM_Document_createProcessingInstruction(DOM_Document* document,
@@ -159,7 +148,7 @@ DOM_ProcessingInstruction* DOM_Document_createProcessingInstruction(DOM_Document
 
 DOM_EntityReference* DOM_Document_createEntityReference(DOM_Document* document,
                                                         const DOM_String* name) {
-  return CreateNamed(__func__, document, DOM_ENTITY_REFERENCE_NODE, name);
+  return Create(__func__, NewNamedNode, document, DOM_ENTITY_REFERENCE_NODE, name);
 }
 
 DOM_DocumentFragment* DOM_Document_createDocumentFragment(DOM_Document* document) {
@@ -202,8 +191,8 @@ DOM_Document* DOM_Implementation_createDocument(const DOM_String* /*namespace_ur
 DOM_DocumentType* DOM_Implementation_createDocumentType(const DOM_String* qualified_name,
                                                         const DOM_String* public_id,
                                                         const DOM_String* system_id) {
-  NodeHolder doctype(CreateNamed(__func__, nullptr, DOM_DOCUMENT_TYPE_NODE, qualified_name),
-                     {nullptr});
+  NodeHolder doctype(
+      Create(__func__, NewNamedNode, nullptr, DOM_DOCUMENT_TYPE_NODE, qualified_name), {nullptr});
   if (doctype == nullptr) {
     return nullptr;
   }

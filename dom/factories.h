@@ -8,16 +8,7 @@
 
 namespace qvx::dom {
 
-/// A new node of that type in `document` (null for a document type only) with a copy of `name` as
-/// its name. Null, recorded with a line of the factory, when it cannot be made. A factory hands on
-/// its name and not a site, which would be built at every call.
-DOM_Node* CreateNamed(const char* factory, DOM_Document* document, uint16_t node_type,
-                      const DOM_String* name);
-
-/// Records that memory ran out for a node, as Document_createNode does.
-void ReportUnallocated();
-
-/// The same, with a line of the factory.
+/// Records that memory ran out for a node, as Document_createNode does, with a line of the factory.
 void ReportUnmade(const char* factory);
 
 /// Makes `copy` a private copy of a text that may be missing; false, recorded, when it cannot.
