@@ -67,17 +67,6 @@ bool SkipCharacters(const TraceSite& site, std::string_view& data, int32_t offse
   return true;
 }
 
-/// The columns of a text; false, recorded, if it is undecodable.
-bool CountColumns(const TraceSite& site, std::string_view text, uint32_t& columns) {
-  const int count = mbsnlen(text.data(), text.size(), -1);
-  if (count < 0) {
-    FailErrno(site);
-    return false;
-  }
-  columns = static_cast<uint32_t>(count);
-  return true;
-}
-
 /// A text to be put into data.
 struct Addition {
   std::string_view text;
@@ -207,15 +196,13 @@ bool Delete(DOM_CharacterData* node, int32_t offset, int32_t count) {
     }
     deleted.remove_suffix(tail.size());
   }
-  uint32_t columns = 0;
-  return CountColumns({kModule, kDeleteData}, deleted, columns) &&
-         Change({kModule, kDeleteData}, node, {head, tail}, length - std::min(columns, length));
-}
-
-/// The result of an operation for a node of its own making that a handler has destroyed.
-DOM_Node* Lost(const TraceSite& site) {
-  Fail(site, DOM_NOT_FOUND_ERR);
-  return nullptr;
+  const int columns = mbsnlen(deleted.data(), deleted.size(), -1);
+  if (columns < 0) {
+    FailErrno({kModule, kDeleteData});
+    return false;
+  }
+  return Change({kModule, kDeleteData}, node, {head, tail},
+                length - std::min(static_cast<uint32_t>(columns), length));
 }
 
 }  // namespace
@@ -334,7 +321,11 @@ DOM_Text* DOM_Text_splitText(DOM_Text* node, int32_t offset) {
   }
   if (Delete(node, offset, -1)) {
     if (InsertBefore(node->parentNode, rest, node->nextSibling) != nullptr) {
-      return IsDoomed(rest) ? Lost({kModule, __func__}) : rest;
+      if (!IsDoomed(rest)) {
+        return rest;
+      }
+      Fail({kModule, __func__}, DOM_NOT_FOUND_ERR);
+      return nullptr;
     }
     // A handler has taken the node out of the tree, so the node keeps its data.
     DOM_CharacterData_appendData(node, rest->nodeValue);

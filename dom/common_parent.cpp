@@ -24,10 +24,6 @@ auto EntryOf(const DocumentNode* document) {
   return entry;
 }
 
-uint64_t CurrentMark(const DOM_Document* document) {
-  return static_cast<const DocumentNode*>(document)->current_mark;
-}
-
 void MoveMarkOn(DOM_Document* document) {
   ++static_cast<DocumentNode*>(document)->current_mark;
 }
@@ -63,7 +59,7 @@ void MarkPath(DOM_Node* from, const DOM_Node* to, DOM_Document* document) {
     }
   }
   for (; from != to; from = from->parentNode) {
-    ParentRecord(from)->path_mark = CurrentMark(document) & kMarkBits;
+    ParentRecord(from)->path_mark = static_cast<DocumentNode*>(document)->current_mark & kMarkBits;
   }
 }
 

@@ -114,7 +114,7 @@ struct StackDelete {
 using StackHandle = std::unique_ptr<stack, StackDelete>;
 
 /// While it lives, the document is its own ownerDocument, so every open node leads a handler to the
-/// document in which it makes nodes. The parse context is released in the order of the destructor.
+/// document in which it makes nodes.
 class LoadScope {
  public:
   LoadScope(DOM_Document* document, ParserHandle parser)
@@ -127,8 +127,6 @@ class LoadScope {
 
   ~LoadScope() {
     std::free(context_.buffer);
-    open_nodes_.reset();
-    parser_.reset();
     document_->ownerDocument = nullptr;
   }
 

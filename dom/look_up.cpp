@@ -23,17 +23,14 @@ class WantedName {
       : name_(name), any_(std::strcmp(name, "*") == 0), by_bytes_(NamesCompareByBytes()) {}
 
   bool Matches(const DOM_Node* element) const {
-    return any_ || (element->nodeName != nullptr && IsEqual(element->nodeName));
+    const DOM_String* const name = element->nodeName;
+    if (any_ || name == nullptr) {
+      return any_;
+    }
+    return by_bytes_ ? std::strcmp(name, name_) == 0 : NamesEqual(name, name_);
   }
 
  private:
-  bool IsEqual(const DOM_String* name) const {
-    if (by_bytes_) {
-      return *name == *name_ && std::strcmp(name, name_) == 0;
-    }
-    return NamesEqual(name, name_);
-  }
-
   const DOM_String* name_;
   bool any_;
   bool by_bytes_;

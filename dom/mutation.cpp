@@ -112,11 +112,16 @@ void DestroyUnplaced(DOM_Node* parent, DOM_Node* child) {
   }
 }
 
-/// Moves the children of `fragment`, one by one, to the place that `put` gives them. A child that
-/// does not get there is destroyed, and the result is false. Only as many are moved as there are
-/// now, so a handler that feeds the fragment cannot keep this going.
+/// Moves the children of `fragment`, if `parent` may hold all of them, one by one to the place that
+/// `put` gives them. Returns false, recorded, when it may not, or when a child does not get there;
+/// that one is destroyed. Only as many are moved as there are now, so a handler that feeds the
+/// fragment cannot keep this going.
 template <typename Put>
 bool MoveChildren(const char* function, DOM_Node* parent, DOM_Node* fragment, Put put) {
+  if (!MayHoldChildrenOf(parent, fragment)) {
+    Fail({kModule, function}, DOM_HIERARCHY_REQUEST_ERR);
+    return false;
+  }
   for (uint32_t left = fragment->childNodes->length; left > 0 && fragment->firstChild != nullptr;
        --left) {
     DOM_Node* const child = fragment->firstChild;
@@ -143,10 +148,6 @@ DOM_Node* Append(DOM_Node* parent, DOM_Node* new_child) {
   }
   if (!IsFragment(new_child)) {
     return Insert(kAppendChild, parent, new_child, nullptr);
-  }
-  if (!MayHoldChildrenOf(parent, new_child)) {
-    Fail({kModule, kAppendChild}, DOM_HIERARCHY_REQUEST_ERR);
-    return nullptr;
   }
   const bool moved = MoveChildren(kAppendChild, parent, new_child,
                                   [&](DOM_Node* child) { return Append(parent, child); });
@@ -180,10 +181,6 @@ DOM_Node* ReplaceByNode(const char* function, DOM_Node* parent, DOM_Node* node, 
 
 DOM_Node* ReplaceByChildrenOf(const char* function, DOM_Node* parent, DOM_Node* fragment,
                               DOM_Node* old) {
-  if (!MayHoldChildrenOf(parent, fragment)) {
-    Fail({kModule, function}, DOM_HIERARCHY_REQUEST_ERR);
-    return nullptr;
-  }
   const bool moved = MoveChildren(function, parent, fragment, [&](DOM_Node* child) {
     return InsertBefore(parent, child, old);
   });
@@ -207,10 +204,6 @@ DOM_Node* qvx::dom::InsertBefore(DOM_Node* parent, DOM_Node* new_child, DOM_Node
   }
   if (!IsFragment(new_child)) {
     return Insert(kInsertBefore, parent, new_child, reference);
-  }
-  if (!MayHoldChildrenOf(parent, new_child)) {
-    Fail({kModule, kInsertBefore}, DOM_HIERARCHY_REQUEST_ERR);
-    return nullptr;
   }
   const bool moved = MoveChildren(kInsertBefore, parent, new_child, [&](DOM_Node* child) {
     return InsertBefore(parent, child, reference);

@@ -112,13 +112,6 @@ bool Collect(DOM_ParseContext& context, const DOM_Node* top, const char* bytes, 
   return true;
 }
 
-/// Appends a text, which may not have been made, to the open node.
-inline void AddText(DOM_Node* top, DOM_Node* node) {
-  if (node == nullptr || !IsAdopted(top, node)) {
-    Refuse(kTextHandler, top, node);
-  }
-}
-
 /// Makes a node of what has been collected.
 void AddCollected(DOM_ParseContext& context, uint16_t node_type) {
   const size_t length = std::exchange(context.text_length, 0);
@@ -127,9 +120,9 @@ void AddCollected(DOM_ParseContext& context, uint16_t node_type) {
   if (top == nullptr) {
     return;
   }
-  AddText(top, length >= kHandedOver
-                   ? HandOverText(context, top->ownerDocument, node_type, length)
-                   : MakeText(top->ownerDocument, node_type, context.buffer, length));
+  Adopt(kTextHandler, top,
+        length >= kHandedOver ? HandOverText(context, top->ownerDocument, node_type, length)
+                              : MakeText(top->ownerDocument, node_type, context.buffer, length));
 }
 
 /// A piece that is a node of its own. ASCII needs no way through the conversion buffer, since its
@@ -141,7 +134,7 @@ void AddCollected(DOM_ParseContext& context, uint16_t node_type) {
   }
   const uint16_t node_type = context.in_cdata ? DOM_CDATA_SECTION_NODE : DOM_TEXT_NODE;
   if (IsAscii(bytes, size)) {
-    AddText(top, MakeAsciiText(top->ownerDocument, node_type, bytes, size));
+    Adopt(kTextHandler, top, MakeAsciiText(top->ownerDocument, node_type, bytes, size));
   } else if (Collect(context, top, bytes, size)) {
     AddCollected(context, node_type);
   }
