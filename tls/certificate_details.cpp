@@ -27,13 +27,8 @@ std::string EntryOf(const X509_NAME* name, int kind) {
 }
 
 std::string LineOf(const X509_NAME* name) {
-  const StreamHandle stream(BIO_new(BIO_s_mem()));
-  if (!stream || X509_NAME_print_ex(stream.get(), name, 0, XN_FLAG_ONELINE) < 0) {
-    return {};
-  }
-  char* text = nullptr;
-  const long size = BIO_get_mem_data(stream.get(), &text);
-  return {text, static_cast<size_t>(size)};
+  return TextBy(
+      [name](BIO* stream) { return X509_NAME_print_ex(stream, name, 0, XN_FLAG_ONELINE) >= 0; });
 }
 
 time_t SecondsOf(const ASN1_TIME* time) {
@@ -88,8 +83,7 @@ std::string FingerprintOf(const X509* certificate) {
 
 std::optional<CertificateDetails> ReadCertificateDetails() {
   const ErrorQueueKeeper queue;
-  const std::optional<std::string> text = ReadPemFile(CertificatePath());
-  const CertificateHandle certificate = text ? CertificateFrom(*text) : nullptr;
+  const CertificateHandle certificate = CertificateFrom(ReadPemFile(CertificatePath()));
   if (!certificate) {
     return std::nullopt;
   }
@@ -108,8 +102,7 @@ std::optional<CertificateDetails> ReadCertificateDetails() {
 
 bool ClientsFindHost(const std::string& host_name) {
   const ErrorQueueKeeper queue;
-  const std::optional<std::string> text = ReadPemFile(CertificatePath());
-  const CertificateHandle certificate = text ? CertificateFrom(*text) : nullptr;
+  const CertificateHandle certificate = CertificateFrom(ReadPemFile(CertificatePath()));
   return certificate && X509_check_host(certificate.get(), host_name.data(), host_name.size(),
                                         X509_CHECK_FLAG_NEVER_CHECK_SUBJECT, nullptr) == 1;
 }

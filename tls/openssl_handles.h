@@ -10,6 +10,7 @@
 #include <openssl/x509v3.h>
 
 #include <memory>
+#include <string>
 
 namespace qvx {
 
@@ -27,6 +28,18 @@ using CertificateHandle = std::unique_ptr<X509, OpensslDeleter<X509_free>>;
 using ExtensionHandle = std::unique_ptr<X509_EXTENSION, OpensslDeleter<X509_EXTENSION_free>>;
 using StreamHandle = std::unique_ptr<BIO, OpensslDeleter<BIO_free>>;
 using ContextHandle = std::unique_ptr<SSL_CTX, OpensslDeleter<SSL_CTX_free>>;
+
+/// Returns what `write` writes to a stream; an empty text when it could not.
+template <typename Write>
+std::string TextBy(Write write) {
+  const StreamHandle stream(BIO_new(BIO_s_mem()));
+  if (!stream || !write(stream.get())) {
+    return {};
+  }
+  char* text = nullptr;
+  const long size = BIO_get_mem_data(stream.get(), &text);
+  return {text, static_cast<size_t>(size)};
+}
 
 /// Empties the library's error queue at the end of the scope, so that a failure is not taken for a
 /// later one.

@@ -65,11 +65,9 @@ qvx::ContextHandle MakeContext() {
 /// seems to say is no fact.
 qvx::PairFacts Examine(SSL_CTX* context, const qvx::OldPair& pair, const char* host_name) {
   qvx::PairFacts facts;
-  const qvx::CertificateHandle certificate =
-      pair.certificate.text ? qvx::CertificateFrom(*pair.certificate.text) : nullptr;
+  const qvx::CertificateHandle certificate = qvx::CertificateFrom(pair.certificate.text);
   facts.certificate_loads = certificate && SSL_CTX_use_certificate(context, certificate.get()) == 1;
-  const qvx::KeyHandle key =
-      facts.certificate_loads && pair.key.text ? qvx::KeyFrom(*pair.key.text) : nullptr;
+  const qvx::KeyHandle key = facts.certificate_loads ? qvx::KeyFrom(pair.key.text) : nullptr;
   facts.key_loads = key != nullptr;
   // The library already refuses a key that does not belong to the certificate when the key is set.
   facts.they_match = facts.key_loads && SSL_CTX_use_PrivateKey(context, key.get()) == 1 &&
@@ -254,8 +252,7 @@ int32_t GenerateSelfSignedCert() {
 int32_t CheckCertValidity(const char* host_name) {
   const qvx::ErrorQueueKeeper queue;
   try {
-    const std::optional<std::string> text = qvx::ReadPemFile(qvx::CertificatePath());
-    const qvx::CertificateHandle certificate = text ? qvx::CertificateFrom(*text) : nullptr;
+    const auto certificate = qvx::CertificateFrom(qvx::ReadPemFile(qvx::CertificatePath()));
     if (!certificate) {
       return 0;
     }

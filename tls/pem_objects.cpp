@@ -37,14 +37,10 @@ void Release(void* memory, const char* /*file*/, int /*line*/) {
   std::free(memory);
 }
 
-/// The callback with which the library asks for a pass phrase.
-int RefusePassPhrase(char* /*buffer*/, int /*size*/, int /*for_writing*/, void* /*data*/) {
-  return -1;
-}
-
 template <typename Handle, typename Read>
-Handle Load(const std::string& text, Read read) {
-  const StreamHandle stream(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
+Handle Load(const std::optional<std::string>& text, Read read) {
+  const StreamHandle stream(text ? BIO_new_mem_buf(text->data(), static_cast<int>(text->size()))
+                                 : nullptr);
   return Handle(stream ? read(stream.get(), nullptr, RefusePassPhrase, nullptr) : nullptr);
 }
 
@@ -59,12 +55,16 @@ bool EntryEquals(const X509_NAME* name, int kind, const char* expected) {
 
 }  // namespace
 
-CertificateHandle CertificateFrom(const std::string& text) {
+CertificateHandle CertificateFrom(const std::optional<std::string>& text) {
   return Load<CertificateHandle>(text, PEM_read_bio_X509);
 }
 
-KeyHandle KeyFrom(const std::string& text) {
+KeyHandle KeyFrom(const std::optional<std::string>& text) {
   return Load<KeyHandle>(text, PEM_read_bio_PrivateKey);
+}
+
+int RefusePassPhrase(char* /*buffer*/, int /*size*/, int /*for_writing*/, void* /*data*/) {
+  return -1;
 }
 
 void WatchMemory() {

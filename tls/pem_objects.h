@@ -4,15 +4,20 @@
 #ifndef QVX_TLS_PEM_OBJECTS_H
 #define QVX_TLS_PEM_OBJECTS_H
 
+#include <optional>
 #include <string>
 
 #include "tls/openssl_handles.h"
 
 namespace qvx {
 
-/// Return the first certificate or key of a PEM text; null when there is none that loads.
-CertificateHandle CertificateFrom(const std::string& text);
-KeyHandle KeyFrom(const std::string& text);
+/// Return the first certificate or key of a PEM text; null when there is none that loads, or no
+/// text.
+CertificateHandle CertificateFrom(const std::optional<std::string>& text);
+KeyHandle KeyFrom(const std::optional<std::string>& text);
+
+/// Refuses the pass phrase that the library asks for (pem_password_cb(3)).
+int RefusePassPhrase(char* buffer, int size, int for_writing, void* data);
 
 /// Lets LibraryLackedMemory know each failed allocation of the library. Has an effect before the
 /// library's first allocation only.

@@ -24,18 +24,6 @@ char* CopyPath(const std::string& path, char* buffer) {
   return buffer;
 }
 
-/// Returns the text that the library writes as PEM, or an empty text when it could not.
-template <typename Write>
-std::string PemText(Write write) {
-  const qvx::StreamHandle stream(BIO_new(BIO_s_mem()));
-  if (!stream || write(stream.get()) != 1) {
-    return {};
-  }
-  char* text = nullptr;
-  const long size = BIO_get_mem_data(stream.get(), &text);
-  return {text, static_cast<size_t>(size)};
-}
-
 void Protect(const std::string& path, const char* subject) {
   if (OsProtectFile(path.c_str()) == 1) {
     LogOutput(kLogInformation, "%s was successfully secured via the file system protection.\n",
@@ -95,9 +83,10 @@ GeneratedPair GeneratePair(const std::string& host_name, const OldPair& old) {
     return made;
   }
   made.certificate =
-      PemText([&](BIO* stream) { return PEM_write_bio_X509(stream, pair.certificate.get()); });
-  made.key = PemText([&](BIO* stream) {
-    return PEM_write_bio_PrivateKey(stream, pair.key.get(), nullptr, nullptr, 0, nullptr, nullptr);
+      TextBy([&](BIO* stream) { return PEM_write_bio_X509(stream, pair.certificate.get()) == 1; });
+  made.key = TextBy([&](BIO* stream) {
+    return PEM_write_bio_PrivateKey(stream, pair.key.get(), nullptr, nullptr, 0, nullptr,
+                                    nullptr) == 1;
   });
   if (!made.certificate.empty() && !made.key.empty()) {
     made.outcome = Store(made, old);

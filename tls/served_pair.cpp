@@ -12,11 +12,6 @@ namespace qvx {
 
 namespace {
 
-/// Nothing ever waits at a prompt.
-int RefusePassPhrase(char* /*buffer*/, int /*size*/, int /*for_writing*/, void* /*data*/) {
-  return -1;
-}
-
 /// Adds the certificates behind the first one. The texts end where no further object begins.
 bool AddChain(SSL_CTX* context, BIO* stream) {
   while (CertificateHandle next{PEM_read_bio_X509(stream, nullptr, RefusePassPhrase, nullptr)}) {
@@ -46,7 +41,7 @@ std::optional<std::string> WhyServerRefusesPair() {
   if (!certificate || !key || !context) {
     return "it cannot be read";
   }
-  const KeyHandle loaded = KeyFrom(*key);
+  const KeyHandle loaded = KeyFrom(key);
   ERR_clear_error();
   if (LoadsChain(context.get(), *certificate) && loaded &&
       SSL_CTX_use_PrivateKey(context.get(), loaded.get()) == 1 &&
