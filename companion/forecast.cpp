@@ -10,6 +10,7 @@
 
 #include "companion/installation.h"
 #include "companion/programs.h"
+#include "launcher/environment.h"
 #include "launcher/launcher.h"
 #include "os/directories.h"
 #include "os/file_replacement.h"
@@ -29,11 +30,6 @@ namespace qvx::companion {
 
 namespace {
 
-bool IsRegenerationAsked() {
-  const char* regenerate = std::getenv("QVX_CERT_REGEN");
-  return regenerate != nullptr && std::string_view(regenerate) == "1";
-}
-
 /// What cannot be deleted stays.
 void Delete(PairForecast& pair) {
   const bool loses_certificate = ForeseeRemoval(CertificatePath()) == 0;
@@ -49,7 +45,7 @@ void Delete(PairForecast& pair) {
 PairForecast ForetellPair() {
   PairForecast pair;
   pair.facts = ExaminePair();
-  if (pair.facts && IsRegenerationAsked()) {
+  if (pair.facts && IsNewPairAsked()) {
     Delete(pair);
   }
   pair.fate = FateOf(pair.facts.value_or(PairFacts{}));

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -12,9 +13,10 @@ namespace qvx {
 
 namespace {
 
+constexpr char kNewPair[] = "QVX_CERT_REGEN";
 constexpr const char* kReadVariables[] = {
-    "QVX_CERT_REGEN",     "QVXPERMS",         "QVXFPATH",           "SYSMGTZX_BASE_DIR",
-    "SYSMGTZX_WRITE_DIR", "SYSMGTZX_LOG_DIR", "SSL_SHARE_BASE_DIR", "LANG",
+    kNewPair,           "QVXPERMS",           "QVXFPATH", "SYSMGTZX_BASE_DIR", "SYSMGTZX_WRITE_DIR",
+    "SYSMGTZX_LOG_DIR", "SSL_SHARE_BASE_DIR", "LANG",
 };
 constexpr char kPath[] = "/usr/sbin:/usr/bin:/sbin:/bin";
 
@@ -34,6 +36,11 @@ void LimitEnvironment() {
   for (const auto& [name, value] : kept) {
     setenv(name, value.c_str(), 1);
   }
+}
+
+bool IsNewPairAsked() {
+  const char* const value = std::getenv(kNewPair);
+  return value != nullptr && std::string_view(value) == "1";
 }
 
 }  // namespace qvx

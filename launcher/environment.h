@@ -9,6 +9,9 @@ namespace qvx {
 /// must not influence the commands of a run. Throws std::bad_alloc.
 void LimitEnvironment();
 
+/// Returns whether the caller asks for a new pair (QVX_CERT_REGEN).
+bool IsNewPairAsked();
+
 }  // namespace qvx
 
 #endif

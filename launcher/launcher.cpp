@@ -53,14 +53,6 @@ void StartApr() {
   }
 }
 
-void DeletePairWhenAsked() {
-  const char* regenerate = std::getenv("QVX_CERT_REGEN");
-  if (regenerate == nullptr || std::string_view(regenerate) != "1") {
-    return;
-  }
-  DeletePair();
-}
-
 int ChangePermissions(pid_t parent) {
   struct Permission {
     std::string_view text;
@@ -144,7 +136,9 @@ int Run(int argument_count) {
   const pid_t parent = getppid();
   StartApr();
   SetupLogsAndDebug(qvx_start_pool);
-  DeletePairWhenAsked();
+  if (IsNewPairAsked()) {
+    DeletePair();
+  }
   const std::string configuration = ServerConfPath();
   const std::string daemon = InstallationPath(kDaemonName);
 
