@@ -38,7 +38,7 @@ void CheckBinding(const Forecast& forecast, Findings& findings) {
     findings.push_back(std::move(finding));
   };
   for (const BindingEntry& entry : BindingEntries(forecast)) {
-    if (entry.selected.empty() && !(entry.is_network && entry.has_loopback)) {
+    if (entry.selected.empty() && !entry.has_loopback) {
       add({.severity = Severity::kWarning,
            .code = "binding-entry-selects-nothing",
            .what = WhatOf(entry),

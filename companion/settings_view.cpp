@@ -83,16 +83,6 @@ std::map<std::string, std::string> Interfaces(std::string_view text) {
   return interfaces;
 }
 
-bool HasLoopback(const std::string& network) {
-  const size_t slash = std::min(network.find('/'), network.size());
-  in_addr address{};
-  in_addr mask{};
-  return inet_pton(AF_INET, network.substr(0, slash).c_str(), &address) == 1 &&
-         inet_pton(AF_INET, network.substr(std::min(slash + 1, network.size())).c_str(), &mask) ==
-             1 &&
-         ((address.s_addr ^ htonl(INADDR_LOOPBACK)) & mask.s_addr) == 0;
-}
-
 }  // namespace
 
 std::vector<EffectiveSetting> EffectiveSettings(const Forecast& forecast) {
@@ -118,9 +108,10 @@ std::vector<BindingEntry> BindingEntries(const Forecast& forecast) {
     auto selected = SelectBindAddresses(
         forecast.available, {.bind_to_selected = true, .binding_list = std::string(*text).c_str()});
     selected.erase(selected.begin());
+    const std::optional<Network> network = NetworkOf(*text);
     entries.push_back({.text = std::string(*text),
-                       .is_network = IsNetworkEntry(*text),
-                       .has_loopback = HasLoopback(std::string(*text)),
+                       .is_network = network.has_value(),
+                       .has_loopback = network && network->Holds(htonl(INADDR_LOOPBACK)),
                        .selected = std::move(selected)});
   }
   return entries;

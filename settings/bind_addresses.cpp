@@ -41,30 +41,11 @@ class UniqueList {
   std::set<uint32_t> seen_;
 };
 
-/// The network that one entry of the binding list selects, in network byte order.
-struct Network {
-  uint32_t address;
-  uint32_t mask;
-};
-
 std::optional<uint32_t> ReadDotted(const char* text) {
   std::array<unsigned char, sizeof(uint32_t)> bytes{};
   const int numbers =
       std::sscanf(text, "%hhu.%hhu.%hhu.%hhu", &bytes[0], &bytes[1], &bytes[2], &bytes[3]);
   return numbers == 4 ? std::optional(std::bit_cast<uint32_t>(bytes)) : std::nullopt;
-}
-
-std::optional<Network> ReadNetwork(const std::string& entry) {
-  const size_t slash = entry.find('/');
-  if (slash == std::string::npos) {
-    return std::nullopt;
-  }
-  const auto address = ReadDotted(entry.c_str());
-  const auto mask = ReadDotted(entry.c_str() + slash + 1);
-  if (!address || !mask) {
-    return std::nullopt;
-  }
-  return Network{*address & *mask, *mask};
 }
 
 /// The networks of a binding list, grouped by their masks. A long list has few masks, so one
@@ -73,7 +54,9 @@ class Networks {
  public:
   explicit Networks(std::string_view binding_list) {
     while (const auto entry = TakeEntry(binding_list)) {
-      Add(ReadNetwork(std::string(*entry)));
+      if (const std::optional<Network> network = NetworkOf(*entry)) {
+        by_mask_[network->mask].emplace(network->address, count_++);
+      }
     }
   }
 
@@ -91,13 +74,6 @@ class Networks {
   }
 
  private:
-  /// A network of 0.0.0.0 selects nothing.
-  void Add(const std::optional<Network>& network) {
-    if (network && network->address != 0) {
-      by_mask_[network->mask].emplace(network->address, count_++);
-    }
-  }
-
   // Ordered, because whoever writes the list could choose networks that share one bucket of a hash.
   std::map<uint32_t, std::map<uint32_t, size_t>> by_mask_;
   size_t count_ = 0;
@@ -118,9 +94,16 @@ void AddSelected(std::span<const uint32_t> available, std::string_view binding_l
 
 }  // namespace
 
-bool IsNetworkEntry(std::string_view entry) {
-  const std::optional<Network> network = ReadNetwork(std::string(entry));
-  return network && network->address != 0;
+std::optional<Network> NetworkOf(std::string_view entry) {
+  const std::string text(entry);
+  const size_t slash = text.find('/');
+  if (slash == std::string::npos) {
+    return std::nullopt;
+  }
+  const auto address = ReadDotted(text.c_str());
+  const auto mask = ReadDotted(text.c_str() + slash + 1);
+  const bool selects = address && mask && (*address & *mask) != 0;
+  return selects ? std::optional(Network{*address & *mask, *mask}) : std::nullopt;
 }
 
 std::vector<std::string> SelectBindAddresses(std::span<const uint32_t> available,

@@ -3,6 +3,7 @@
 #define QVX_SETTINGS_BIND_ADDRESSES_H
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -17,9 +18,17 @@ void SetupIPBindingList(char* binding_list);
 
 namespace qvx {
 
-/// Returns whether an entry of the binding list is an address and a mask, of which the network is
-/// not 0.0.0.0. Any other entry selects nothing. Throws std::bad_alloc.
-bool IsNetworkEntry(std::string_view entry);
+/// A network, in network byte order.
+struct Network {
+  uint32_t address;
+  uint32_t mask;
+
+  bool Holds(uint32_t other) const { return (other & mask) == address; }
+};
+
+/// Returns the network that an entry of the binding list selects; nothing when the entry is no
+/// address and mask, or the network is 0.0.0.0. Throws std::bad_alloc.
+std::optional<Network> NetworkOf(std::string_view entry);
 
 /// Returns the bind addresses without repeats, for the available addresses (network byte order) and
 /// the settings bind_to_selected, bind_to_wildcard and binding_list: entries "address/mask"
