@@ -13,6 +13,7 @@
 #include "settings/multihomed_names.h"
 #include "settings/setting_list.h"
 #include "tls/certificate.h"
+#include "webconf/server_conf.h"
 
 namespace qvx::companion {
 
@@ -126,8 +127,7 @@ void CheckLogDirectory(const Forecast& forecast, uint64_t line, Findings& findin
     CheckDefaultLogDirectory(forecast, findings);
     return;
   }
-  std::string path = forecast.settings.log_directory;
-  std::replace(path.begin(), path.end(), '\\', '/');
+  const std::string path = LogDirectoryFrom(forecast.settings);
   const auto add = [&](Finding finding) {
     finding.file = forecast.document_path;
     finding.line = line;

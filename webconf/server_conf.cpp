@@ -156,13 +156,17 @@ std::string ServerConfPath() {
   return InstallationPath(QVX_CONF_NAME);
 }
 
+std::string LogDirectoryFrom(const LoadedSettings& settings) {
+  std::string directory = settings.log_directory != nullptr ? settings.log_directory : LogPath();
+  std::replace(directory.begin(), directory.end(), '\\', '/');
+  return directory;
+}
+
 ServerConfValues ServerConfValuesFrom(const LoadedSettings& settings) {
-  ServerConfValues values{
-      .installation_directory = InstallationPath(),
-      .tls_share_directory = TlsSharePath(),
-      .log_directory = settings.log_directory != nullptr ? settings.log_directory : LogPath(),
-      .settings = settings};
-  std::replace(values.log_directory.begin(), values.log_directory.end(), '\\', '/');
+  ServerConfValues values{.installation_directory = InstallationPath(),
+                          .tls_share_directory = TlsSharePath(),
+                          .log_directory = LogDirectoryFrom(settings),
+                          .settings = settings};
   if (settings.restrict_clients) {
     values.access_directives = DirectivesFrom(settings);
   }

@@ -36,6 +36,9 @@ namespace qvx {
 /// Returns the path of the configuration file.
 std::string ServerConfPath();
 
+/// Returns the directory that holds the directory of the web server's logs, without backslashes.
+std::string LogDirectoryFrom(const LoadedSettings& settings);
+
 /// Everything that determines the text of the configuration, apart from the bind addresses.
 struct ServerConfValues {
   std::string installation_directory;
