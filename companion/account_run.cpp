@@ -10,6 +10,7 @@
 #include <chrono>
 #include <csignal>
 #include <string_view>
+#include <utility>
 
 #include "os/account_child.h"
 #include "os/commands.h"
@@ -37,14 +38,7 @@ Descriptor AboveStreams(int number) {
 /// Returns an invalid descriptor when the file cannot be made.
 Descriptor FileWith(std::string_view text) {
   Descriptor file = AboveStreams(memfd_create("qvxctl", MFD_CLOEXEC));
-  while (file && !text.empty()) {
-    const ssize_t count = write(file.get(), text.data(), text.size());
-    if (count <= 0) {
-      return Descriptor();
-    }
-    text.remove_prefix(static_cast<size_t>(count));
-  }
-  return file;
+  return file && WriteAll(file, text) ? std::move(file) : Descriptor();
 }
 
 struct Streams {

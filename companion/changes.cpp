@@ -8,6 +8,7 @@
 #include "companion/installation.h"
 #include "log/ring_log.h"
 #include "os/directories.h"
+#include "os/file_replacement.h"
 #include "os/service_account.h"
 #include "settings/document.h"
 #include "tls/pem_files.h"
@@ -18,12 +19,11 @@ namespace {
 
 /// Every generated file gets this owner and mode.
 std::string OwnerChange(const std::string& path) {
-  constexpr uint32_t kMode = 0660;
   const std::optional<Ownership> file = OwnershipOf(path);
   const std::optional<AccountIds> account = LookUpServiceAccount().ids;
-  const bool stays =
-      !file || !account ||
-      (file->user == account->user && file->group == account->group && file->mode == kMode);
+  const bool stays = !file || !account ||
+                     (file->user == account->user && file->group == account->group &&
+                      file->mode == kServiceFileMode);
   return stays ? "" : "; becomes zxqvx:zxqvx, 660";
 }
 

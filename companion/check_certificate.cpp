@@ -150,14 +150,14 @@ void CheckNames(const Forecast& forecast, const CertificateDetails& details, Fin
 void CheckReading(const Forecast& forecast, Findings& findings) {
   for (const std::string& path : {CertificatePath(), KeyPath()}) {
     if (forecast.pair.is_kept() && !AccountMayRead(path)) {
-      findings.push_back(
-          {.severity = Severity::kWarning,
-           .code = "pair-not-readable",
-           .file = path,
-           .what = "zxqvx cannot read the file.",
-           .effect = "A start works, but reconfigure runs of the daemon end with \"Cannot "
-                     "start application!\".",
-           .cure = "chown zxqvx:zxqvx " + Quoted(path) + "; chmod 660 " + Quoted(path)});
+      findings.push_back({.severity = Severity::kWarning,
+                          .code = "pair-not-readable",
+                          .file = path,
+                          .what = "zxqvx cannot read the file.",
+                          .effect =
+                              "A start works, but reconfigure runs of the daemon end with \"Cannot "
+                              "start application!\".",
+                          .cure = ProtectionOf(path)});
     }
   }
   if (HasName(KeyPath() + "/.")) {
@@ -165,13 +165,12 @@ void CheckReading(const Forecast& forecast, Findings& findings) {
   }
   const std::optional<Ownership> key = OwnershipOf(KeyPath());
   if (key && (key->mode & S_IRWXO) != 0) {
-    findings.push_back(
-        {.severity = Severity::kWarning,
-         .code = "key-readable-by-others",
-         .file = KeyPath(),
-         .what = "Others than zxqvx can use the private key.",
-         .effect = "It leaves a key that it keeps as it is.",
-         .cure = "chown zxqvx:zxqvx " + Quoted(KeyPath()) + "; chmod 660 " + Quoted(KeyPath())});
+    findings.push_back({.severity = Severity::kWarning,
+                        .code = "key-readable-by-others",
+                        .file = KeyPath(),
+                        .what = "Others than zxqvx can use the private key.",
+                        .effect = "It leaves a key that it keeps as it is.",
+                        .cure = ProtectionOf(KeyPath())});
   }
 }
 

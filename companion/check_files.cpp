@@ -101,7 +101,7 @@ void CheckModes(const Forecast& forecast, Findings& findings) {
            .effect = path == SettingsPath()
                          ? "It takes the settings as they stand, and sets the mode 660."
                          : "It makes the file anew with the mode 660.",
-           .cure = "chown zxqvx:zxqvx " + Quoted(path) + "; chmod 660 " + Quoted(path)});
+           .cure = ProtectionOf(path)});
     }
   }
 }

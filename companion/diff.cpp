@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <span>
 
 namespace qvx::companion {
@@ -69,18 +70,11 @@ void CompareClosely(std::vector<std::string>& differing, std::span<const std::st
 std::vector<std::string> DifferingLines(std::string_view before, std::string_view after) {
   const Lines old_lines = LinesOf(before);
   const Lines new_lines = LinesOf(after);
-  const size_t shorter = std::min(old_lines.size(), new_lines.size());
-  size_t head = 0;
-  while (head < shorter && old_lines[head] == new_lines[head]) {
-    ++head;
-  }
-  size_t tail = 0;
-  while (tail < shorter - head && old_lines.rbegin()[static_cast<long>(tail)] ==
-                                      new_lines.rbegin()[static_cast<long>(tail)]) {
-    ++tail;
-  }
-  const auto old_middle = std::span(old_lines).subspan(head, old_lines.size() - head - tail);
-  const auto new_middle = std::span(new_lines).subspan(head, new_lines.size() - head - tail);
+  const auto [old_start, new_start] = std::ranges::mismatch(old_lines, new_lines);
+  const auto tails = std::mismatch(old_lines.rbegin(), std::reverse_iterator(old_start),
+                                   new_lines.rbegin(), std::reverse_iterator(new_start));
+  const std::span old_middle(old_start, tails.first.base());
+  const std::span new_middle(new_start, tails.second.base());
   std::vector<std::string> differing;
   if ((old_middle.size() + 1) * (new_middle.size() + 1) <= kLargestTable) {
     CompareClosely(differing, old_middle, new_middle);

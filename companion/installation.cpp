@@ -141,4 +141,8 @@ std::string Quoted(std::string_view text) {
   return quoted + "'";
 }
 
+std::string ProtectionOf(const std::string& path) {
+  return "chown zxqvx:zxqvx " + Quoted(path) + "; chmod 660 " + Quoted(path);
+}
+
 }  // namespace qvx::companion

@@ -65,6 +65,9 @@ int RunningDaemon();
 /// Returns `text` as one word of a shell command.
 std::string Quoted(std::string_view text);
 
+/// Returns the shell commands that protect a file as a start does.
+std::string ProtectionOf(const std::string& path);
+
 }  // namespace qvx::companion
 
 #endif

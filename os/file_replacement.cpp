@@ -18,7 +18,6 @@ namespace qvx {
 
 namespace {
 
-constexpr mode_t kServiceFileMode = 0660;
 constexpr mode_t kSecretMode = 0600;
 constexpr mode_t kGroupBits = S_IRWXG;
 constexpr mode_t kOthersBits = S_IRWXO;

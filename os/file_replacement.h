@@ -36,7 +36,9 @@ struct Birth {
   int error = 0;           ///< not 0: it is not known whose the file is to be, and nothing is made
 };
 
-/// Owned by the service account, or by the process when there is no such account; mode 0660. Throws
+inline constexpr mode_t kServiceFileMode = 0660;
+
+/// Owned by the service account, or by the process when there is no such account. Throws
 /// std::bad_alloc.
 Birth ServiceFile();
 /// Owned by the process.
