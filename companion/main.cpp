@@ -19,9 +19,9 @@
 #include "companion/presentation.h"
 #include "companion/show.h"
 
-namespace {
+namespace qvx::companion {
 
-using qvx::companion::Page;
+namespace {
 
 constexpr int kUsage = 3;
 constexpr int kNotDone = 4;
@@ -35,7 +35,7 @@ struct Options {
   std::string from;
   std::string severity = "0";
   std::string since;
-  std::string kept = qvx::companion::kKeptSettings;
+  std::string kept = kKeptSettings;
 };
 
 void Print(const std::string& text) {
@@ -43,15 +43,15 @@ void Print(const std::string& text) {
 }
 
 void PrintJson(const nlohmann::ordered_json& json) {
-  Print(qvx::companion::JsonText(json, 2));
+  Print(JsonText(json, 2));
 }
 
 /// Says why the command was not carried out, and returns its status.
 int Fail(const Options& options, int status, const std::string& text) {
   if (options.json) {
-    PrintJson({{"schema", qvx::companion::kJsonSchema}, {"status", status}, {"error", text}});
+    PrintJson({{"schema", kJsonSchema}, {"status", status}, {"error", text}});
   }
-  std::fprintf(stderr, "qvxctl: %s\n", qvx::companion::Printable(text).c_str());
+  std::fprintf(stderr, "qvxctl: %s\n", Printable(text).c_str());
   return status;
 }
 
@@ -60,34 +60,33 @@ int Refuse(const Options& options, const char* option, const std::string& value)
 }
 
 Page NewPage() {
-  return Page(qvx::companion::OutputTakesColours(), qvx::companion::TerminalWidth());
+  return Page(OutputTakesColours(), TerminalWidth());
 }
 
 /// Returns the text for what this user cannot read, in which case nothing is foretold: what is out
 /// of sight would count as missing. The service account foretells its own runs.
 std::optional<std::string> OutOfSight(const Options& options) {
-  const std::vector<std::string> hidden = qvx::companion::UnreadableFiles();
+  const std::vector<std::string> hidden = UnreadableFiles();
   std::string files;
   for (const std::string& path : hidden) {
     files.append(files.empty() ? "" : ", ").append(path);
   }
-  if (!options.file.empty() && !qvx::companion::ReadText(options.file)) {
+  if (!options.file.empty() && !ReadText(options.file)) {
     return options.file + ": " + std::strerror(errno);
   }
   return hidden.empty() ? std::nullopt
                         : std::optional("this user cannot read " + files + ": run it as root");
 }
 
-qvx::companion::Forecast ForetellFor(const Options& options) {
-  return options.file.empty() ? qvx::companion::Foretell()
-                              : qvx::companion::ForetellWith(options.file);
+Forecast ForetellFor(const Options& options) {
+  return options.file.empty() ? Foretell() : ForetellWith(options.file);
 }
 
 int RunShow(const Options& options) {
   if (const auto text = OutOfSight(options)) {
     return Fail(options, kNotDone, *text);
   }
-  const qvx::companion::Forecast forecast = ForetellFor(options);
+  const Forecast forecast = ForetellFor(options);
   if (options.diff && options.json) {
     PrintJson(ChangesAsJson(forecast));
     return 0;
@@ -98,7 +97,7 @@ int RunShow(const Options& options) {
     Print(page.text());
     return 0;
   }
-  const qvx::companion::Findings findings = CheckAll(forecast, options.kept);
+  const Findings findings = CheckAll(forecast, options.kept);
   if (options.json) {
     PrintJson(ShowAsJson(forecast, findings));
     return 0;
@@ -113,14 +112,14 @@ int RunCheck(const Options& options) {
   if (const auto text = OutOfSight(options)) {
     return Fail(options, kNotDone, *text);
   }
-  const qvx::companion::Forecast forecast = ForetellFor(options);
-  const std::string from = options.from.empty() ? qvx::companion::SshPeer() : options.from;
-  const qvx::companion::Admission admission = Admit(forecast, from);
+  const Forecast forecast = ForetellFor(options);
+  const std::string from = options.from.empty() ? SshPeer() : options.from;
+  const Admission admission = Admit(forecast, from);
   if (!options.from.empty() && !admission.is_address) {
     return Refuse(options, "--from", options.from);
   }
-  const std::optional<qvx::companion::Admission> now = AdmitNow(forecast, from);
-  qvx::companion::Findings findings = CheckAll(forecast, options.kept);
+  const std::optional<Admission> now = AdmitNow(forecast, from);
+  Findings findings = CheckAll(forecast, options.kept);
   if (options.daemon) {
     CheckWithDaemon(forecast, findings);
   }
@@ -157,30 +156,29 @@ bool IsStillRead() {
 }
 
 /// Returns whether the output took the records.
-bool PrintRecords(qvx::companion::LogReader& reader, const Options& options, const Page& page) {
-  const std::string content = qvx::companion::LogSnapshot().value_or("");
-  for (const qvx::RingRecord& record : reader.NewRecords(content)) {
-    Print(options.json ? qvx::companion::RecordAsJsonLine(record)
-                       : qvx::companion::RecordLine(record, page));
+bool PrintRecords(LogReader& reader, const Options& options, const Page& page) {
+  const std::string content = LogSnapshot().value_or("");
+  for (const RingRecord& record : reader.NewRecords(content)) {
+    Print(options.json ? RecordAsJsonLine(record) : RecordLine(record, page));
   }
   return std::fflush(stdout) == 0;
 }
 
 int RunLog(const Options& options) {
-  const auto severity = qvx::companion::SeverityFrom(options.severity);
+  const auto severity = SeverityFrom(options.severity);
   if (!severity) {
     return Refuse(options, "--severity", options.severity);
   }
   const std::optional<time_t> since =
-      options.since.empty() ? 0 : qvx::companion::TimeFrom(options.since, std::time(nullptr));
+      options.since.empty() ? 0 : TimeFrom(options.since, std::time(nullptr));
   if (!since) {
     return Refuse(options, "--since", options.since);
   }
-  if (!qvx::companion::LogSnapshot() && errno == EACCES) {
+  if (!LogSnapshot() && errno == EACCES) {
     return Fail(options, kNotDone, "this user cannot read the log: run it as root");
   }
-  qvx::companion::LogReader reader({*severity, *since});
-  const Page page(qvx::companion::OutputTakesColours());
+  LogReader reader({*severity, *since});
+  const Page page(OutputTakesColours());
   bool is_taken = PrintRecords(reader, options, page);
   while (is_taken && options.follow && IsStillRead()) {
     is_taken = PrintRecords(reader, options, page);
@@ -235,10 +233,12 @@ int Run(int argument_count, char** arguments, Options& options) {
 
 }  // namespace
 
+}  // namespace qvx::companion
+
 int main(int argument_count, char** arguments) {
-  Options options;
+  qvx::companion::Options options;
   try {
-    const int status = Run(argument_count, arguments, options);
+    const int status = qvx::companion::Run(argument_count, arguments, options);
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) {
       return status;
     }
@@ -248,5 +248,5 @@ int main(int argument_count, char** arguments) {
   } catch (...) {
     std::fputs("qvxctl: the installation could not be read\n", stderr);
   }
-  return kNotDone;
+  return qvx::companion::kNotDone;
 }

@@ -33,12 +33,14 @@ char DebugIniFile[kPathCapacity] = "";
 int64_t MaximumLogFileSize = 200000;
 apr_thread_rwlock_t* rwlock_log_file = nullptr;
 
+namespace qvx {
+
 namespace {
 
 constexpr char kLogName[] = "/logs/qvx.log";
 
 void SetPath(std::string_view tail, char* path) {
-  qvx::CopyBounded(qvx::WritablePath(tail), path, kPathCapacity);
+  CopyBounded(WritablePath(tail), path, kPathCapacity);
   OSFileAffinity(path);
 }
 
@@ -59,37 +61,37 @@ std::chrono::milliseconds patience(1000);
 /// Opens the log for update and creates it when it is missing. The new file belongs to the service
 /// account from the start, so a launcher that is killed on the way leaves no log that the account
 /// cannot use. It may leave the log with a second name, for which the log is refused.
-qvx::Descriptor OpenLog() {
-  qvx::Descriptor file = qvx::OpenDescriptor(QvxLogFile, O_RDWR);
+Descriptor OpenLog() {
+  Descriptor file = OpenDescriptor(QvxLogFile, O_RDWR);
   const int error = file ? 0 : errno;
   if (error != ENOENT && error != ELOOP) {
     return file;
   }
-  qvx::RemoveLeftovers(QvxLogFile);
-  if (error == ENOENT && qvx::FileReplacement(QvxLogFile, qvx::ServiceFile()).CommitNew()) {
+  RemoveLeftovers(QvxLogFile);
+  if (error == ENOENT && FileReplacement(QvxLogFile, ServiceFile()).CommitNew()) {
     OsProtectLogFile(QvxLogFile);
   }
-  return qvx::OpenDescriptor(QvxLogFile, O_RDWR);
+  return OpenDescriptor(QvxLogFile, O_RDWR);
 }
 
-uint64_t ReadHeader(const qvx::Descriptor& file) {
-  char header[qvx::kLogHeaderSize] = "";
+uint64_t ReadHeader(const Descriptor& file) {
+  char header[kLogHeaderSize] = "";
   const ssize_t count = pread(file.get(), header, sizeof header, 0);
-  return qvx::NextRecordOffset({header, count < 0 ? 0 : static_cast<size_t>(count)});
+  return NextRecordOffset({header, count < 0 ? 0 : static_cast<size_t>(count)});
 }
 
-void WriteHeader(const qvx::Descriptor& file, uint64_t offset) {
-  char header[qvx::kLogHeaderSize + 1];
+void WriteHeader(const Descriptor& file, uint64_t offset) {
+  char header[kLogHeaderSize + 1];
   std::snprintf(header, sizeof header, "%08X\n", static_cast<unsigned>(offset));
-  WriteAll(file, {header, qvx::kLogHeaderSize}, 0);
+  WriteAll(file, {header, kLogHeaderSize}, 0);
 }
 
 /// Returns where the next record begins, behind a new header when a new cycle starts.
-uint64_t PlaceOfNextRecord(const qvx::Descriptor& file) {
+uint64_t PlaceOfNextRecord(const Descriptor& file) {
   const uint64_t offset = ReadHeader(file);
   if (offset == 0) {
-    WriteHeader(file, qvx::kLogHeaderSize);
-    return qvx::kLogHeaderSize;
+    WriteHeader(file, kLogHeaderSize);
+    return kLogHeaderSize;
   }
   return offset;
 }
@@ -121,7 +123,7 @@ std::string Heading(const LogType& type) {
 
 /// Writes the record, and moves the header behind it when it has been written. A record that
 /// crosses the limit ends the file.
-bool WriteRecord(const qvx::Descriptor& file, std::string_view record) {
+bool WriteRecord(const Descriptor& file, std::string_view record) {
   const uint64_t begin = PlaceOfNextRecord(file);
   const uint64_t end = begin + record.size();
   if (!WriteAll(file, record, static_cast<off_t>(begin))) {
@@ -136,11 +138,11 @@ bool WriteRecord(const qvx::Descriptor& file, std::string_view record) {
 
 [[gnu::format(printf, 2, 0)]] int AppendRecord(int severity, const char* format,
                                                va_list arguments) {
-  const qvx::Descriptor file = OpenLog();
+  const Descriptor file = OpenLog();
   if (!file) {
     return -1;
   }
-  const qvx::FileLock lock(file, patience);
+  const FileLock lock(file, patience);
   std::string record = Heading(logType[severity]);
   const int count = AppendMessage(record, format, arguments);
   return WriteRecord(file, record) ? count : -1;
@@ -148,10 +150,12 @@ bool WriteRecord(const qvx::Descriptor& file, std::string_view record) {
 
 }  // namespace
 
+}  // namespace qvx
+
 void SetupLogsAndDebug(apr_pool_t* /*pool*/) {
   try {
-    SetPath(kLogName, QvxLogFile);
-    SetPath("/conf/debug.ini", DebugIniFile);
+    qvx::SetPath(qvx::kLogName, QvxLogFile);
+    qvx::SetPath("/conf/debug.ini", DebugIniFile);
   } catch (const std::bad_alloc&) {
     return;
   }
@@ -159,7 +163,7 @@ void SetupLogsAndDebug(apr_pool_t* /*pool*/) {
 }
 
 int LogOutput(int severity, const char* format, ...) {
-  const LogLock lock = LockLog();
+  const qvx::LogLock lock = qvx::LockLog();
   va_list arguments;
   va_start(arguments, format);
   const int count = VLogOutput(severity, format, arguments);
@@ -173,7 +177,7 @@ int VLogOutput(int severity, const char* format, va_list arguments) {
     return -1;
   }
   try {
-    return AppendRecord(severity, format, arguments);
+    return qvx::AppendRecord(severity, format, arguments);
   } catch (const std::bad_alloc&) {
     return -1;
   }

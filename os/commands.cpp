@@ -18,6 +18,8 @@
 #include "os/descriptor.h"
 #include "os/service_account.h"
 
+namespace qvx {
+
 namespace {
 
 constexpr int kShellFailed = 127;  // the shell's own status for a command that it could not run
@@ -43,8 +45,8 @@ void Report(std::string_view text) {
 }
 
 struct Pipe {
-  qvx::Descriptor read_end;
-  qvx::Descriptor write_end;
+  Descriptor read_end;
+  Descriptor write_end;
 };
 
 std::optional<Pipe> MakePipe() {
@@ -52,7 +54,7 @@ std::optional<Pipe> MakePipe() {
   if (pipe2(ends, O_CLOEXEC) != 0) {
     return std::nullopt;
   }
-  return Pipe{qvx::Descriptor(ends[0]), qvx::Descriptor(ends[1])};
+  return Pipe{Descriptor(ends[0]), Descriptor(ends[1])};
 }
 
 /// The result of starting a shell.
@@ -67,7 +69,7 @@ struct Shell {
 /// output.
 class SpawnActions {
  public:
-  explicit SpawnActions(const qvx::Descriptor& output)
+  explicit SpawnActions(const Descriptor& output)
       : error_(posix_spawn_file_actions_init(&actions_)) {
     if (error_ == 0 && output) {
       error_ = posix_spawn_file_actions_adddup2(&actions_, output.get(), STDOUT_FILENO);
@@ -91,16 +93,16 @@ class SpawnActions {
 /// because a fork would copy the launcher's page tables, and that costs more than all the rest. In
 /// a process that was started without standard streams, `output` may be descriptor 1 already; then,
 /// too, it survives the exec.
-Shell StartShell(const char* command, const qvx::Descriptor& output) {
+Shell StartShell(const char* command, const Descriptor& output) {
   const SpawnActions actions(output);
   std::string name = "sh";
   std::string option = "-c";
   std::string text = command;
   char* const arguments[] = {name.data(), option.data(), text.data(), nullptr};
   pid_t process = -1;
-  const int error = actions.error() != 0 ? actions.error()
-                                         : posix_spawn(&process, qvx::kShell, actions.get(),
-                                                       nullptr, arguments, environ);
+  const int error = actions.error() != 0
+                        ? actions.error()
+                        : posix_spawn(&process, kShell, actions.get(), nullptr, arguments, environ);
   if (error == 0) {
     return {Started::kRuns, process};
   }
@@ -148,7 +150,7 @@ void DropRestUntilEnd(int descriptor, pid_t child) {
   for (;;) {
     if (IsReadable(descriptor, kChildCheckMilliseconds) &&
         Read(descriptor, dropped, sizeof dropped) <= 0) {
-      qvx::WaitForChild(child);
+      WaitForChild(child);
       return;
     }
     if (HasEnded(child)) {
@@ -162,7 +164,7 @@ constexpr std::string_view kExecuteFailed = "execute_linux_cmd: child's execv fa
 
 /// Whether the child ends within the time. Without pidfd_open(2) it is asked over and over.
 bool EndsWithin(pid_t child, int milliseconds) {
-  const qvx::Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
+  const Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
   pollfd ended{process.get(), POLLIN, 0};
   if (process) {
     return Resumed([&ended, milliseconds] { return poll(&ended, 1, milliseconds); }) != 0;
@@ -181,13 +183,12 @@ bool EndsWithin(pid_t child, int milliseconds) {
 /// put a pipe there on which it waits. Other groups are dropped: a start does not wait for a name
 /// service before the network is up.
 int32_t ExecuteAsAccount(const char* command) {
-  const qvx::AccountLookup account =
-      geteuid() == 0 ? qvx::LookUpServiceAccount() : qvx::AccountLookup{};
+  const AccountLookup account = geteuid() == 0 ? LookUpServiceAccount() : AccountLookup{};
   if (account.error != 0) {
     return 0;
   }
-  const pid_t child = qvx::StartChild([command, &account] {
-    qvx::ExecuteDetached(command, account.ids, qvx::Groups::kOwn, qvx::Variables::kPath);
+  const pid_t child = StartChild([command, &account] {
+    ExecuteDetached(command, account.ids, Groups::kOwn, Variables::kPath);
     Report(kExecuteFailed);
     return kShellFailed;
   });
@@ -198,22 +199,24 @@ int32_t ExecuteAsAccount(const char* command) {
   if (!EndsWithin(child, kLongestAccountCommand)) {
     kill(-child, SIGKILL);
   }
-  qvx::WaitForChild(child);
+  WaitForChild(child);
   return 1;
 }
 
 }  // namespace
 
+}  // namespace qvx
+
 int32_t execute_linux_cmd(const char* command) {
-  const Shell shell = StartShell(command, qvx::Descriptor());
+  const qvx::Shell shell = qvx::StartShell(command, qvx::Descriptor());
   switch (shell.started) {
-    case Started::kNoProcess:
-      Report(kExecuteForkFailed);
+    case qvx::Started::kNoProcess:
+      qvx::Report(qvx::kExecuteForkFailed);
       return 0;
-    case Started::kNotExecuted:
-      Report(kExecuteFailed);
+    case qvx::Started::kNotExecuted:
+      qvx::Report(qvx::kExecuteFailed);
       return 1;
-    case Started::kRuns:
+    case qvx::Started::kRuns:
       qvx::WaitForChild(shell.process);
       return 1;
   }
@@ -221,29 +224,29 @@ int32_t execute_linux_cmd(const char* command) {
 }
 
 int32_t process_linux_cmd(const char* command, char* output, uint32_t size) {
-  std::optional<Pipe> pipe = MakePipe();
+  std::optional<qvx::Pipe> pipe = qvx::MakePipe();
   if (!pipe) {
-    Report("process_linux_cmd: pipe() failed! \n");
+    qvx::Report("process_linux_cmd: pipe() failed! \n");
     return -1;
   }
-  const Shell shell = StartShell(command, pipe->write_end);
-  if (shell.started == Started::kNoProcess) {
-    Report("process_linux_cmd: fork() failed! \n");
+  const qvx::Shell shell = qvx::StartShell(command, pipe->write_end);
+  if (shell.started == qvx::Started::kNoProcess) {
+    qvx::Report("process_linux_cmd: fork() failed! \n");
     return -1;
   }
-  if (shell.started == Started::kNotExecuted) {
-    Report("process_linux_cmd: child's execv failed!\n");
-    sleep(kSecondsAfterFailedStart);
+  if (shell.started == qvx::Started::kNotExecuted) {
+    qvx::Report("process_linux_cmd: child's execv failed!\n");
+    sleep(qvx::kSecondsAfterFailedStart);
     return 0;
   }
   pipe->write_end = qvx::Descriptor();
   const int output_end = pipe->read_end.get();
-  const bool runs = RunsUntilOutput(output_end, shell.process);
-  if (IsReadable(output_end, 0)) {
-    StoreFirstRead(output_end, output, size);
+  const bool runs = qvx::RunsUntilOutput(output_end, shell.process);
+  if (qvx::IsReadable(output_end, 0)) {
+    qvx::StoreFirstRead(output_end, output, size);
   }
   if (runs) {
-    DropRestUntilEnd(output_end, shell.process);
+    qvx::DropRestUntilEnd(output_end, shell.process);
   }
   return 0;
 }

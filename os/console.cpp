@@ -4,11 +4,15 @@
 
 #include "os/files.h"
 
+namespace qvx {
+
 namespace {
 
 std::string console_path;
 
 }  // namespace
+
+}  // namespace qvx
 
 int OSOpenConsole(void* /*first*/, void* /*second*/, void* /*third*/, void* /*fourth*/) {
   return 0;
@@ -21,10 +25,10 @@ int OSConsoleSupported() {
 }
 
 void OSOutputConsole(const char* text) {
-  if (console_path.empty()) {
-    console_path.append("/console.bug");
+  if (qvx::console_path.empty()) {
+    qvx::console_path.append("/console.bug");
   }
-  if (const qvx::File file = qvx::OpenFile(console_path, "ab")) {
+  if (const qvx::File file = qvx::OpenFile(qvx::console_path, "ab")) {
     std::fputs(text, file.get());
   }
 }

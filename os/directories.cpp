@@ -8,6 +8,8 @@
 
 #include "os/bounded_copy.h"
 
+namespace qvx {
+
 namespace {
 
 constexpr char kBaseDirectory[] = "/opt";
@@ -18,7 +20,7 @@ constexpr char kWbemDirectory[] = "/var/spool/tormek/wbem";
 
 char* Resolve(const char* variable, const char* otherwise, char* buffer, size_t capacity) {
   const char* value = std::getenv(variable);
-  qvx::CopyBounded(value != nullptr ? value : otherwise, buffer, capacity);
+  CopyBounded(value != nullptr ? value : otherwise, buffer, capacity);
   return buffer;
 }
 
@@ -31,13 +33,15 @@ std::string Path(Resolver resolver, std::string_view tail) {
 
 }  // namespace
 
+}  // namespace qvx
+
 char* OSGetBaseDir(char* buffer, size_t capacity) {
-  qvx::CopyBounded(kBaseDirectory, buffer, capacity);
+  qvx::CopyBounded(qvx::kBaseDirectory, buffer, capacity);
   return buffer;
 }
 
 char* OSGetQVXDirectory(char* buffer, size_t capacity) {
-  return Resolve("SYSMGTZX_BASE_DIR", kInstallationDirectory, buffer, capacity);
+  return qvx::Resolve("SYSMGTZX_BASE_DIR", qvx::kInstallationDirectory, buffer, capacity);
 }
 
 char* OSGetQVXWriteDir(char* buffer, size_t capacity) {
@@ -50,15 +54,15 @@ char* OSGetQVXWriteDir(char* buffer, size_t capacity) {
 }
 
 char* OSGetLogDirectory(char* buffer, size_t capacity) {
-  return Resolve("SYSMGTZX_LOG_DIR", kLogDirectory, buffer, capacity);
+  return qvx::Resolve("SYSMGTZX_LOG_DIR", qvx::kLogDirectory, buffer, capacity);
 }
 
 char* OSGetSSLShareDir(char* buffer, size_t capacity) {
-  return Resolve("SSL_SHARE_BASE_DIR", kTlsShareDirectory, buffer, capacity);
+  return qvx::Resolve("SSL_SHARE_BASE_DIR", qvx::kTlsShareDirectory, buffer, capacity);
 }
 
 char* OSGetElmDirectory(char* buffer, size_t capacity) {
-  qvx::CopyBounded(kWbemDirectory, buffer, capacity);
+  qvx::CopyBounded(qvx::kWbemDirectory, buffer, capacity);
   return buffer;
 }
 

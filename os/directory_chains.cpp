@@ -15,13 +15,15 @@
 #include "os/paths.h"
 #include "os/protection.h"
 
+namespace qvx {
+
 namespace {
 
 /// The most characters of a directory part that QVXBuildDirectory creates.
 constexpr size_t kMaxBuiltDirectory = 255;
 
 bool EnterDirectory(const std::string& path) {
-  const qvx::Descriptor directory = qvx::OpenDirectory(path);
+  const Descriptor directory = OpenDirectory(path);
   return directory && fchdir(directory.get()) == 0;
 }
 
@@ -48,11 +50,11 @@ bool BuildLevels(std::string level, char* directory) {
   for (char* piece = strtok_r(directory, "/", &rest); piece != nullptr;
        piece = strtok_r(nullptr, "/", &rest)) {
     level.append(piece).append("/");
-    if (qvx::OpenDirectory(level)) {
+    if (OpenDirectory(level)) {
       continue;
     }
     _mkdir(level.c_str());
-    if (!qvx::OpenDirectory(level)) {
+    if (!OpenDirectory(level)) {
       return false;
     }
   }
@@ -67,14 +69,16 @@ bool BuildDirectory(const char* path) {
   OSSplitPath(path, drive, &drive_size, directory, &directory_size, nullptr, nullptr, nullptr,
               nullptr);
   const std::string root = std::string(drive).append("/");
-  return drive_size <= sizeof drive && qvx::OpenDirectory(root) && BuildLevels(root, directory);
+  return drive_size <= sizeof drive && OpenDirectory(root) && BuildLevels(root, directory);
 }
 
 }  // namespace
 
+}  // namespace qvx
+
 int OSCheckDir(char* path) {
   try {
-    return CheckLevels(path) ? 0 : 1;
+    return qvx::CheckLevels(path) ? 0 : 1;
   } catch (const std::bad_alloc&) {
     return 1;
   }
@@ -82,7 +86,7 @@ int OSCheckDir(char* path) {
 
 int QVXBuildDirectory(const char* path) {
   try {
-    return BuildDirectory(path) ? 0 : -1;
+    return qvx::BuildDirectory(path) ? 0 : -1;
   } catch (const std::bad_alloc&) {
     return -1;
   }

@@ -13,6 +13,8 @@
 #include "os/path_walk.h"
 #include "os/paths.h"
 
+namespace qvx {
+
 namespace {
 
 constexpr size_t kMaxEntryName = 255;  // the longest name that a directory entry holds
@@ -44,7 +46,7 @@ bool FillNextMatch(DIR* stream, OSFindRecord* record) {
     if (fnmatch(record->pattern, entry->d_name, FNM_PATHNAME | FNM_PERIOD) != 0) {
       continue;
     }
-    qvx::CopyBounded(entry->d_name, record->name, kMaxEntryName + 1);
+    CopyBounded(entry->d_name, record->name, kMaxEntryName + 1);
     record->entry_number = entry->d_ino;
     record->entry_offset = telldir(stream);
     record->entry_length = entry->d_reclen;
@@ -54,8 +56,8 @@ bool FillNextMatch(DIR* stream, OSFindRecord* record) {
   return false;
 }
 
-DirectoryStream OpenStream(const qvx::Descriptor& directory) {
-  qvx::Descriptor opened(openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+DirectoryStream OpenStream(const Descriptor& directory) {
+  Descriptor opened(openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   DirectoryStream stream(opened ? fdopendir(opened.get()) : nullptr);
   if (stream) {
     static_cast<void>(opened.release());
@@ -72,8 +74,8 @@ OSFindHandle FindFirst(const char* pattern_path, OSFindRecord* record) {
   if (const size_t position = pattern.find(kEveryDosName); position != std::string::npos) {
     pattern.erase(position + 1, kEveryDosName.size() - 1);
   }
-  qvx::CopyBounded(pattern, record->pattern, sizeof record->pattern);
-  DirectoryStream stream = OpenStream(qvx::OpenDirectory(directory));
+  CopyBounded(pattern, record->pattern, sizeof record->pattern);
+  DirectoryStream stream = OpenStream(OpenDirectory(directory));
   if (!stream || !FillNextMatch(stream.get(), record)) {
     return kNoSearch;
   }
@@ -82,24 +84,26 @@ OSFindHandle FindFirst(const char* pattern_path, OSFindRecord* record) {
 
 }  // namespace
 
+}  // namespace qvx
+
 OSFindHandle OSFindFirstFile(const char* pattern_path, OSFindRecord* record) {
   // A cut path could name another directory.
   if (std::strlen(pattern_path) >= kPathCapacity) {
     return kNoSearch;
   }
   try {
-    return FindFirst(pattern_path, record);
+    return qvx::FindFirst(pattern_path, record);
   } catch (const std::bad_alloc&) {
     return kNoSearch;
   }
 }
 
 int OSFindNextFile(OSFindHandle handle, OSFindRecord* record) {
-  return handle > 0 && FillNextMatch(StreamOf(handle), record) ? 0 : -1;
+  return handle > 0 && qvx::FillNextMatch(qvx::StreamOf(handle), record) ? 0 : -1;
 }
 
 int OSFindClose(OSFindHandle handle) {
-  return handle > 0 ? closedir(StreamOf(handle)) : 0;
+  return handle > 0 ? closedir(qvx::StreamOf(handle)) : 0;
 }
 
 namespace qvx {

@@ -14,6 +14,8 @@
 #include <thread>
 #include <utility>
 
+namespace qvx {
+
 namespace {
 
 constexpr mode_t kSharedFileMode = 0664;
@@ -52,7 +54,7 @@ bool IsForReading(int flags) {
   return (flags & (O_ACCMODE | O_CREAT)) == O_RDONLY;
 }
 
-bool MayOpen(const qvx::Place& place, const struct stat& file, int flags) {
+bool MayOpen(const Place& place, const struct stat& file, int flags) {
   const bool reads = IsForReading(flags);
   if (S_ISDIR(file.st_mode) && !reads) {
     errno = EISDIR;
@@ -62,7 +64,7 @@ bool MayOpen(const qvx::Place& place, const struct stat& file, int flags) {
     errno = S_ISLNK(file.st_mode) ? ELOOP : ENXIO;
     return false;
   }
-  if (!MayStep(place, file, reads ? qvx::Access::kRead : qvx::Access::kChange)) {
+  if (!MayStep(place, file, reads ? Access::kRead : Access::kChange)) {
     errno = ELOOP;
     return false;
   }
@@ -71,7 +73,7 @@ bool MayOpen(const qvx::Place& place, const struct stat& file, int flags) {
 
 /// Calls openat(2) again while another process's lease stands in the way. The service account can
 /// hold leases on all of its files, so all openings share one budget of waiting.
-int OpenWithPatience(const qvx::Place& place, int flags, mode_t mode) {
+int OpenWithPatience(const Place& place, int flags, mode_t mode) {
   constexpr auto kPause = std::chrono::milliseconds(20);
   static int pauses_left = 150;
   for (;;) {
@@ -88,27 +90,25 @@ int OpenWithPatience(const qvx::Place& place, int flags, mode_t mode) {
 /// Opens a file with a single hard link through a path without symbolic links. Most paths are of
 /// this kind, and the rules judge no step of such a path. Returns an invalid descriptor with errno
 /// set when such a path leads to nothing, and nothing for any other path.
-std::optional<qvx::Descriptor> OpenPlainFile(const std::string& path) {
+std::optional<Descriptor> OpenPlainFile(const std::string& path) {
   open_how how{};
   how.flags = O_PATH | O_CLOEXEC;
   how.resolve = RESOLVE_NO_SYMLINKS;
-  const qvx::Descriptor entry(
+  const Descriptor entry(
       static_cast<int>(syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how)));
   if (!entry && errno == ENOENT) {
-    return qvx::Descriptor();
+    return Descriptor();
   }
   struct stat status = {};
   if (!entry || fstat(entry.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
       status.st_nlink != 1) {
     return std::nullopt;
   }
-  qvx::Descriptor file(open(qvx::PathOf(entry).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  Descriptor file(open(PathOf(entry).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   return file ? std::optional(std::move(file)) : std::nullopt;
 }
 
 }  // namespace
-
-namespace qvx {
 
 Descriptor OpenEntry(const Place& place, int flags) {
   if (!place.exists() || !MayOpen(place, place.entry_status, flags)) {
@@ -195,12 +195,12 @@ bool IsNoFile(int error) {
 
 std::FILE* OSfopen(const char* path, const char* mode) {
   try {
-    const std::optional<int> flags = OpenFlags(mode);
+    const std::optional<int> flags = qvx::OpenFlags(mode);
     if (!flags) {
       errno = EINVAL;
       return nullptr;
     }
-    qvx::Descriptor file = qvx::OpenDescriptor(path, *flags, kStreamFileMode);
+    qvx::Descriptor file = qvx::OpenDescriptor(path, *flags, qvx::kStreamFileMode);
     std::FILE* stream = file ? fdopen(file.get(), mode) : nullptr;
     if (stream != nullptr) {
       static_cast<void>(file.release());
@@ -238,9 +238,9 @@ int sopen(const char* path, int flags, int lock_type, mode_t mode) {
       return -1;
     }
     if ((flags & O_CREAT) != 0) {
-      fchmod(file.get(), kSharedFileMode);
+      fchmod(file.get(), qvx::kSharedFileMode);
     }
-    return LockWhole(file.get(), lock_type) ? file.release() : -1;
+    return qvx::LockWhole(file.get(), lock_type) ? file.release() : -1;
   } catch (const std::bad_alloc&) {
     return -1;
   }

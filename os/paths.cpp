@@ -9,6 +9,8 @@
 #include "os/bounded_copy.h"
 #include "os/directories.h"
 
+namespace qvx {
+
 namespace {
 
 /// Characters of a working directory that a path is resolved against.
@@ -96,6 +98,8 @@ std::string AbsolutePath(std::string_view path) {
 
 }  // namespace
 
+}  // namespace qvx
+
 int32_t OSSplitPath(const char* path, char* drive, uint32_t* drive_size, char* directory,
                     uint32_t* directory_size, char* name, uint32_t* name_size, char* extension,
                     uint32_t* extension_size) {
@@ -103,16 +107,16 @@ int32_t OSSplitPath(const char* path, char* drive, uint32_t* drive_size, char* d
     return 0;
   }
   std::string_view rest = path;
-  const std::string_view drive_part = DriveOf(rest);
+  const std::string_view drive_part = qvx::DriveOf(rest);
   rest.remove_prefix(drive_part.size());
-  const std::string_view directory_part = DirectoryOf(rest);
+  const std::string_view directory_part = qvx::DirectoryOf(rest);
   rest.remove_prefix(directory_part.size());
   const std::string_view name_part = rest.substr(0, rest.rfind('.'));
   rest.remove_prefix(name_part.size());
-  bool fitted = StoreOptionalPart(drive_part, drive, drive_size);
-  fitted &= StoreOptionalPart(directory_part, directory, directory_size);
-  fitted &= StorePart(name_part, name, name_size);
-  fitted &= StorePart(rest, extension, extension_size);
+  bool fitted = qvx::StoreOptionalPart(drive_part, drive, drive_size);
+  fitted &= qvx::StoreOptionalPart(directory_part, directory, directory_size);
+  fitted &= qvx::StorePart(name_part, name, name_size);
+  fitted &= qvx::StorePart(rest, extension, extension_size);
   return fitted ? 1 : 0;
 }
 
@@ -125,7 +129,7 @@ void GetDirFile(const char* path, char* directory, char* file) {
 }
 
 char* _fullpath(char* output, const char* path, size_t capacity) {
-  const std::string full = AbsolutePath(path);
+  const std::string full = qvx::AbsolutePath(path);
   if (full.empty() || full.size() >= capacity) {
     qvx::CopyBounded("", output, capacity);
     return nullptr;
@@ -135,15 +139,15 @@ char* _fullpath(char* output, const char* path, size_t capacity) {
 }
 
 int32_t OSGetDriveType(const char* /*path*/) {
-  return kFixedDrive;
+  return qvx::kFixedDrive;
 }
 
 const char* OSFindFirstVolume(void* /*first*/, void* /*second*/, void* /*third*/) {
-  return kOnlyVolume;
+  return qvx::kOnlyVolume;
 }
 
 const char* OSFindNextVolume(const void* /*handle*/) {
-  return kOnlyVolume;
+  return qvx::kOnlyVolume;
 }
 
 void OSFindCloseVolume(const void* /*handle*/) {}

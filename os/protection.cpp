@@ -15,6 +15,8 @@
 #include "os/path_walk.h"
 #include "os/service_account.h"
 
+namespace qvx {
+
 namespace {
 
 constexpr mode_t kNewDirectoryMode = 0775;
@@ -23,30 +25,30 @@ constexpr mode_t kFileMode = 0660;
 
 /// The command holds the path twice, in at most 511 characters.
 constexpr size_t kLongestPath =
-    (qvx::kMaxCommand - std::string_view("chmod 660 ; chown zxqvx:zxqvx ").size()) / 2;
+    (kMaxCommand - std::string_view("chmod 660 ; chown zxqvx:zxqvx ").size()) / 2;
 
 enum class Owner { kOwn, kService };
 
 /// Changes the mode through /proc where fchmod(2) refuses the descriptor, which may be of O_PATH.
-bool SetMode(const qvx::Descriptor& entry, mode_t mode) {
-  return fchmod(entry.get(), mode) == 0 || chmod(qvx::PathOf(entry).c_str(), mode) == 0;
+bool SetMode(const Descriptor& entry, mode_t mode) {
+  return fchmod(entry.get(), mode) == 0 || chmod(PathOf(entry).c_str(), mode) == 0;
 }
 
 /// The mode comes last, because a change of the owner clears mode bits.
-void GiveToAccount(const qvx::Descriptor& entry, mode_t mode) {
-  if (const std::optional<qvx::AccountIds> account = qvx::LookUpServiceAccount().ids) {
+void GiveToAccount(const Descriptor& entry, mode_t mode) {
+  if (const std::optional<AccountIds> account = LookUpServiceAccount().ids) {
     [[maybe_unused]] const int result =
         fchownat(entry.get(), "", account->user, account->group, AT_EMPTY_PATH);
   }
   SetMode(entry, mode);
 }
 
-bool MayChange(const qvx::Place& place) {
+bool MayChange(const Place& place) {
   if (!place.IsA(S_IFREG) && !place.IsA(S_IFDIR)) {
     errno = place.exists() ? ENXIO : ENOENT;
     return false;
   }
-  if (!qvx::MayStep(place, place.entry_status, qvx::Access::kChange)) {
+  if (!MayStep(place, place.entry_status, Access::kChange)) {
     errno = ELOOP;
     return false;
   }
@@ -56,14 +58,14 @@ bool MayChange(const qvx::Place& place) {
 int32_t RunProtection(const std::string& path, bool is_directory, bool is_held) {
   const std::string command =
       (is_directory ? "chmod 755 " : "chmod 660 ") + path + "; chown zxqvx:zxqvx " + path;
-  return path.size() > kLongestPath ? 0 : qvx::RunCommand(command, qvx::RightsFor(is_held));
+  return path.size() > kLongestPath ? 0 : RunCommand(command, RightsFor(is_held));
 }
 
 int32_t Protect(const std::string& path) {
   if (path.size() > kLongestPath) {
     return 0;
   }
-  const std::optional<qvx::Place> place = qvx::FindPlace(path, qvx::Access::kChange);
+  const std::optional<Place> place = FindPlace(path, Access::kChange);
   const bool is_missing = place ? !place->exists() : errno == ENOENT || errno == ENOTDIR;
   if (is_missing) {
     return RunProtection(path, false, false);
@@ -81,7 +83,7 @@ int32_t Protect(const std::string& path) {
 class OwnersIdentity {
  public:
   explicit OwnersIdentity(const struct stat& directory) {
-    if (!qvx::IsTrusted(directory.st_uid)) {
+    if (!IsTrusted(directory.st_uid)) {
       setfsgid(directory.st_gid);
       setfsuid(directory.st_uid);
     }
@@ -103,7 +105,7 @@ class OwnersIdentity {
 
 /// In a directory of another account, the new one is that account's from the start. So what the
 /// account puts in its place is not given away, unless it is the account's, too.
-bool MakeEntry(const qvx::Place& place, Owner owner) {
+bool MakeEntry(const Place& place, Owner owner) {
   const OwnersIdentity identity(place.directory_status);
   const int directory = place.directory.get();
   const char* const name = place.name.c_str();
@@ -112,7 +114,7 @@ bool MakeEntry(const qvx::Place& place, Owner owner) {
   }
   // Only an empty one is removed. It is of no use to the service account.
   return owner == Owner::kService && place.IsA(S_IFDIR) &&
-         !qvx::MayStep(place, place.entry_status, qvx::Access::kChange) &&
+         !MayStep(place, place.entry_status, Access::kChange) &&
          unlinkat(directory, name, AT_REMOVEDIR) == 0 &&
          mkdirat(directory, name, kNewDirectoryMode) == 0;
 }
@@ -120,20 +122,19 @@ bool MakeEntry(const qvx::Place& place, Owner owner) {
 /// The new directory is opened and checked again, because it may have been exchanged.
 int MakeDirectory(std::string path, Owner owner) {
   path.erase(path.find_last_not_of('/') + 1);
-  const std::optional<qvx::Place> place =
-      qvx::FindPlace(path, qvx::Access::kChange, qvx::LastLink::kStay);
+  const std::optional<Place> place = FindPlace(path, Access::kChange, LastLink::kStay);
   if (!place || !MakeEntry(*place, owner)) {
     return -1;
   }
-  const qvx::Descriptor made(openat(place->directory.get(), place->name.c_str(),
-                                    O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  const Descriptor made(openat(place->directory.get(), place->name.c_str(),
+                               O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   struct stat status = {};
   const uid_t around = place->directory_status.st_uid;
-  const uid_t maker = geteuid() != 0 || qvx::IsTrusted(around) ? geteuid() : around;
+  const uid_t maker = geteuid() != 0 || IsTrusted(around) ? geteuid() : around;
   if (made && fstat(made.get(), &status) == 0 && status.st_uid != maker) {
     return 0;
   }
-  if (!made || !qvx::RemoveDirectoryLists(made)) {
+  if (!made || !RemoveDirectoryLists(made)) {
     unlinkat(place->directory.get(), place->name.c_str(), AT_REMOVEDIR);
     return -1;
   }
@@ -147,9 +148,11 @@ int MakeDirectory(std::string path, Owner owner) {
 
 }  // namespace
 
+}  // namespace qvx
+
 int32_t OsProtectFile(const char* path) {
   try {
-    return Protect(path);
+    return qvx::Protect(path);
   } catch (const std::bad_alloc&) {
     return 0;
   }
@@ -161,7 +164,7 @@ int32_t OsProtectLogFile(const char* path) {
 
 int _mkdir(const char* path) {
   try {
-    return MakeDirectory(path, Owner::kOwn);
+    return qvx::MakeDirectory(path, qvx::Owner::kOwn);
   } catch (const std::bad_alloc&) {
     return -1;
   }
@@ -169,7 +172,7 @@ int _mkdir(const char* path) {
 
 int OsMkdir(const char* path) {
   try {
-    return MakeDirectory(path, Owner::kService);
+    return qvx::MakeDirectory(path, qvx::Owner::kService);
   } catch (const std::bad_alloc&) {
     return -1;
   }

@@ -5,6 +5,8 @@
 #include <cctype>
 #include <cstring>
 
+namespace qvx {
+
 namespace {
 
 int Lower(char character) {
@@ -45,9 +47,11 @@ char* FindArgumentEnd(char* text, const Splitting& splitting) {
 
 }  // namespace
 
+}  // namespace qvx
+
 char* strlwr(char* text) {
   for (char* position = text; position != nullptr && *position != '\0'; ++position) {
-    *position = static_cast<char>(Lower(*position));
+    *position = static_cast<char>(qvx::Lower(*position));
   }
   return text;
 }
@@ -71,7 +75,7 @@ int strnicmp(const char* a, const char* b, int n) {
     if (*a == '\0' || *b == '\0') {
       return static_cast<int>(std::strlen(a)) - static_cast<int>(std::strlen(b));
     }
-    if (const int difference = Lower(*a) - Lower(*b); difference != 0) {
+    if (const int difference = qvx::Lower(*a) - qvx::Lower(*b); difference != 0) {
       return difference;
     }
   }
@@ -79,7 +83,7 @@ int strnicmp(const char* a, const char* b, int n) {
 }
 
 char* TmkRaloSkipWhiteSpace(const char* text) {
-  while (text != nullptr && IsSpace(*text)) {
+  while (text != nullptr && qvx::IsSpace(*text)) {
     ++text;
   }
   // The caller knows whether its text may be changed, as with strchr(3).
@@ -107,7 +111,7 @@ int strcnargcn(char* line, char** arguments, const char* delimiters, int maximum
     if (maximum > 0 && count == maximum - 1) {
       return count + 1;
     }
-    line = FindArgumentEnd(line, {delimiters == nullptr ? "" : delimiters, comment});
+    line = qvx::FindArgumentEnd(line, {delimiters == nullptr ? "" : delimiters, comment});
     if (*line != '\0') {
       *line++ = '\0';
     }

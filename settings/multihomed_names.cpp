@@ -8,6 +8,8 @@
 #include "dom/handles.h"
 #include "settings/document.h"
 
+namespace qvx {
+
 namespace {
 
 constexpr char kElement[] = "multihomed";
@@ -23,6 +25,8 @@ bool IsDigit(char character) {
 }
 
 }  // namespace
+
+}  // namespace qvx
 
 char* ParseMultiHomed() {
   try {

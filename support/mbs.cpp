@@ -15,9 +15,11 @@
 #include "support/trace.h"
 #include "support/trace_modules.h"
 
+namespace qvx {
+
 namespace {
 
-constexpr const char* kModule = qvx::trace_modules::kMultibyteStrings;
+constexpr const char* kModule = trace_modules::kMultibyteStrings;
 constexpr size_t kMaximum = INT_MAX;  // every result has to fit an int
 
 enum class Unit { kColumns, kCharacters };
@@ -35,8 +37,7 @@ size_t AsciiRun(const char* text, size_t limit) {
   size_t run = 0;
   while (run < limit && IsAsciiCharacter(text[run])) {
     const size_t end = run + strnlen(text + run, std::min(limit - run, kBlock));
-    while (end - run >= sizeof(uint64_t) &&
-           (qvx::NumberAt<uint64_t>(text + run) & qvx::kHighBits) == 0) {
+    while (end - run >= sizeof(uint64_t) && (NumberAt<uint64_t>(text + run) & kHighBits) == 0) {
       run += sizeof(uint64_t);
     }
     while ((run < end) && IsAsciiCharacter(text[run])) {
@@ -132,20 +133,20 @@ struct Measured {
 
 /// Returns nothing, with errno set and the trace line of `site` written, when the text cannot be
 /// decoded.
-std::optional<Measured> MeasureByCharacter(const qvx::TraceSite& site, Walk walk) {
+std::optional<Measured> MeasureByCharacter(const TraceSite& site, Walk walk) {
   Walk::Step step = Walk::Step::kCharacter;
   while (step == Walk::Step::kCharacter) {
     walk.SkipAscii();
     step = walk.Next();
   }
   if (step == Walk::Step::kFailure) {
-    qvx::Trace(site, errno);
+    Trace(site, errno);
     return std::nullopt;
   }
   return Measured{walk.bytes(), walk.count()};
 }
 
-std::optional<Measured> Measure(const qvx::TraceSite& site, const char* text, size_t byte_limit,
+std::optional<Measured> Measure(const TraceSite& site, const char* text, size_t byte_limit,
                                 int32_t count_limit, Unit unit) {
   const Limits limits(byte_limit, count_limit);
   if (text != nullptr) {
@@ -163,6 +164,10 @@ char* Position(const char* text, size_t offset) {
 }
 
 }  // namespace
+
+}  // namespace qvx
+
+using namespace qvx;
 
 int mbsnsize(const char* text, size_t byte_limit, int32_t column_limit) {
   const auto measured =
@@ -196,18 +201,18 @@ char* mbsoff(const char* text, int32_t count) {
 char* mbsndup(const char* text, size_t byte_limit, int32_t column_limit) {
   if (text == nullptr) {
     errno = EINVAL;
-    qvx::Trace({kModule, __func__}, errno);
+    Trace({kModule, __func__}, errno);
     return nullptr;
   }
   const int size = mbsnsize(text, byte_limit, column_limit);
   if (size < 0) {
-    qvx::TracePropagation({kModule, __func__});
+    TracePropagation({kModule, __func__});
     return nullptr;
   }
   const auto bytes = static_cast<size_t>(size);
   char* copy = static_cast<char*>(std::malloc(bytes + 1));
   if (copy == nullptr) {
-    qvx::Trace({kModule, __func__}, errno);
+    Trace({kModule, __func__}, errno);
     return nullptr;
   }
   std::memcpy(copy, text, bytes);
@@ -234,7 +239,7 @@ int mbswidth(const char* text, size_t byte_limit, int32_t column_limit) {
     }
   }
   if (step == Walk::Step::kFailure) {
-    qvx::Trace({kModule, __func__}, errno);
+    Trace({kModule, __func__}, errno);
     return -1;
   }
   return walk.count();
@@ -251,7 +256,7 @@ char* mbsnchr(const char* text, size_t byte_limit, int32_t count_limit, wchar_t 
     before = walk.bytes();
   }
   if (step == Walk::Step::kFailure) {
-    qvx::Trace({kModule, __func__}, errno);
+    Trace({kModule, __func__}, errno);
   }
   return nullptr;
 }

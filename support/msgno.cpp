@@ -35,6 +35,8 @@ int32_t _exception = 0;
 
 int (*msgno_hdlr)(const char* format, ...) = msgno_hdlr_stderr;
 
+namespace qvx {
+
 namespace {
 
 constexpr int kTableShift = 16;             // the table index is the upper half of a code
@@ -78,40 +80,42 @@ bool NumberEntries(msgno_list& slot, int32_t base) {
 
 }  // namespace
 
+}  // namespace qvx
+
 int32_t* _DOM_Exception() {
   return &_exception;
 }
 
 int msgno_add_codes(msgno_entry* table) {
   if (table == nullptr || table->message == nullptr) {
-    return FailWith(EINVAL);
+    return qvx::FailWith(EINVAL);
   }
   if (next_tbl_idx == kMessageListSlots) {
-    return FailWith(ERANGE);
+    return qvx::FailWith(ERANGE);
   }
-  msgno_list* slot = FindSlot(table);
+  msgno_list* slot = qvx::FindSlot(table);
   if (slot == nullptr) {
-    return FailWith(ERANGE);
+    return qvx::FailWith(ERANGE);
   }
   if (slot->table == table) {
     return 0;
   }
   const uint32_t index = next_tbl_idx + 1;
   *slot = {table, 0};
-  if (!NumberEntries(*slot, static_cast<int32_t>(index << kTableShift))) {
+  if (!qvx::NumberEntries(*slot, static_cast<int32_t>(index << qvx::kTableShift))) {
     *slot = {};
-    return FailWith(ERANGE);
+    return qvx::FailWith(ERANGE);
   }
   next_tbl_idx = index;
   return 0;
 }
 
 const char* msgno_msg(int32_t code) {
-  const int32_t index = code >> kTableShift;
+  const int32_t index = code >> qvx::kTableShift;
   if (index == 0) {
     return std::strerror(code);
   }
-  if (index < 0 || index > kHighestTable) {
+  if (index < 0 || index > qvx::kHighestTable) {
     return "No such msgno list";
   }
   const msgno_list& slot = list_tbl[index - 1];

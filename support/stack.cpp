@@ -9,9 +9,11 @@
 #include "support/trace.h"
 #include "support/trace_modules.h"
 
+namespace qvx {
+
 namespace {
 
-constexpr const char* kModule = qvx::trace_modules::kStack;
+constexpr const char* kModule = trace_modules::kStack;
 constexpr uint32_t kUnbounded = 0x7fffffff;
 constexpr uint32_t kFirstSize = 32;
 constexpr uint32_t kSmallestShrunk = 128;  // a smaller array is not worth a reallocation
@@ -33,8 +35,12 @@ bool IsSparse(const stack* s) {
 
 }  // namespace
 
+}  // namespace qvx
+
+using namespace qvx;
+
 stack* stack_new(uint32_t max) {
-  qvx::MallocOwner<stack> s(static_cast<stack*>(std::calloc(1, sizeof(stack))));
+  MallocOwner<stack> s(static_cast<stack*>(std::calloc(1, sizeof(stack))));
   if (s == nullptr) {
     return nullptr;
   }
@@ -54,19 +60,18 @@ void stack_del(stack* s, void (*release)(void*)) {
 int stack_push(stack* s, void* element) {
   if (s == nullptr) {
     errno = EINVAL;
-    qvx::TraceDetails({kModule, __func__}, errno, "s=NULL");
+    TraceDetails({kModule, __func__}, errno, "s=NULL");
     return -1;
   }
   if (s->sp == s->size) {
     if (s->sp == s->max) {
       errno = ERANGE;
-      qvx::TraceDetails({kModule, __func__}, errno, "size=%u,max=%u", s->size, s->max);
+      TraceDetails({kModule, __func__}, errno, "size=%u,max=%u", s->size, s->max);
       return -1;
     }
     const uint32_t new_size = s->sp > s->max / 2 ? s->max : 2 * s->sp;
     if (!Resize(s, new_size)) {
-      qvx::TraceDetails({kModule, __func__}, errno, "new_size=%u,new_array=NULL,sp=%u", new_size,
-                        s->sp);
+      TraceDetails({kModule, __func__}, errno, "new_size=%u,new_array=NULL,sp=%u", new_size, s->sp);
       return -1;
     }
   }
@@ -80,7 +85,7 @@ void* stack_pop(stack* s) {
   }
   const uint32_t half = s->size / 2;
   if (IsSparse(s) && !Resize(s, half)) {
-    qvx::TraceDetails({kModule, __func__}, errno, "new_size=%u,new_array=NULL", half);
+    TraceDetails({kModule, __func__}, errno, "new_size=%u,new_array=NULL", half);
     return nullptr;
   }
   return s->array[--s->sp];
@@ -89,7 +94,7 @@ void* stack_pop(stack* s) {
 void* stack_get(stack* s, uint32_t index) {
   if (index >= stack_size(s)) {
     errno = ERANGE;
-    qvx::Trace({kModule, __func__}, errno);
+    Trace({kModule, __func__}, errno);
     return nullptr;
   }
   return s->array[index];

@@ -20,6 +20,8 @@
 char tmkCertOName[32] = "Brennick-Talvar Company";
 char tmkCertOuName[64] = "Brennick-Talvar Network Management Software (QVX)";
 
+namespace qvx {
+
 namespace {
 
 constexpr unsigned int kPublicExponent = 65537;
@@ -42,7 +44,7 @@ bool GenerateKey(EVP_PKEY* key, int bits) {
   const OSSL_PARAM parameters[] = {OSSL_PARAM_construct_size_t(OSSL_PKEY_PARAM_RSA_BITS, &size),
                                    OSSL_PARAM_construct_uint(OSSL_PKEY_PARAM_RSA_E, &exponent),
                                    OSSL_PARAM_construct_end()};
-  const qvx::KeyContextHandle context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
+  const KeyContextHandle context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
   return context && EVP_PKEY_keygen_init(context.get()) == 1 &&
          EVP_PKEY_CTX_set_params(context.get(), parameters) == 1 &&
          EVP_PKEY_generate(context.get(), &key) == 1;
@@ -60,8 +62,8 @@ bool AddSubject(X509* certificate, const char* common_name) {
 }
 
 /// Sets the fields in front of the extensions, in their order.
-bool SetFields(X509* certificate, EVP_PKEY* key, const qvx::CertificateRequest& request) {
-  const time_t end = request.now + qvx::ValiditySeconds(request.now, request.days);
+bool SetFields(X509* certificate, EVP_PKEY* key, const CertificateRequest& request) {
+  const time_t end = request.now + ValiditySeconds(request.now, request.days);
   return X509_set_version(certificate, X509_VERSION_3) == 1 &&
          ASN1_INTEGER_set_int64(X509_get_serialNumber(certificate), request.now) == 1 &&
          ASN1_TIME_set(X509_getm_notBefore(certificate), request.now) != nullptr &&
@@ -72,27 +74,27 @@ bool SetFields(X509* certificate, EVP_PKEY* key, const qvx::CertificateRequest& 
 
 /// Returns the extension for a text of names. Returns null when the text is empty or the library
 /// refuses a name.
-qvx::ExtensionHandle NamesExtension(const std::string& names) {
+ExtensionHandle NamesExtension(const std::string& names) {
   // For some kinds of names the library reads the context without a null test.
   X509V3_CTX context{};
-  return qvx::ExtensionHandle(
+  return ExtensionHandle(
       names.empty() ? nullptr
                     : X509V3_EXT_conf_nid(nullptr, &context, NID_subject_alt_name, names.c_str()));
 }
 
 /// Logs one record for each name that is too long.
-void AddNames(X509* certificate, const qvx::AlternativeNames& names) {
+void AddNames(X509* certificate, const AlternativeNames& names) {
   for (size_t i = 0; i < names.left_out; ++i) {
     LogOutput(kLogError,
               "There is a invalid alternative name that will be ignored in certificate (too long "
               "name)");
   }
-  if (const qvx::ExtensionHandle extension = NamesExtension(names.text)) {
+  if (const ExtensionHandle extension = NamesExtension(names.text)) {
     X509_add_ext(certificate, extension.get(), -1);
   }
 }
 
-bool FillCertificate(X509* certificate, EVP_PKEY* key, const qvx::CertificateRequest& request) {
+bool FillCertificate(X509* certificate, EVP_PKEY* key, const CertificateRequest& request) {
   if (!SetFields(certificate, key, request)) {
     return false;
   }
@@ -102,6 +104,8 @@ bool FillCertificate(X509* certificate, EVP_PKEY* key, const qvx::CertificateReq
 }
 
 }  // namespace
+
+}  // namespace qvx
 
 int32_t makePkeyAndCert(X509** certificate, EVP_PKEY** key, int bits, int days,
                         const char* common_name) {
@@ -121,10 +125,10 @@ int32_t makePkeyAndCert(X509** certificate, EVP_PKEY** key, int bits, int days,
   }
   try {
     const qvx::CertificateRequest request = qvx::RequestNow(common_name, bits, days);
-    if (!GenerateKey(filled_key, bits)) {
+    if (!qvx::GenerateKey(filled_key, bits)) {
       std::abort();
     }
-    if (!FillCertificate(filled_certificate, filled_key, request)) {
+    if (!qvx::FillCertificate(filled_certificate, filled_key, request)) {
       return 0;
     }
   } catch (const std::bad_alloc&) {
@@ -144,7 +148,7 @@ int32_t AddExtensionsToCert(X509* certificate, char* list) {
   const qvx::ErrorQueueKeeper queue;
   const qvx::AlternativeNames names = qvx::AlternativeNamesFrom(list);
   std::replace(list, list + std::strlen(list), ';', '\0');
-  AddNames(certificate, names);
+  qvx::AddNames(certificate, names);
   return 1;
 }
 

@@ -18,6 +18,8 @@
 #include "tls/pem_objects.h"
 #include "tls/self_signed.h"
 
+namespace qvx {
+
 namespace {
 
 constexpr size_t kHostNameCapacity = 64;
@@ -49,8 +51,8 @@ constexpr char kNotKept[] =
 
 /// Returns null when the library cannot make a context, and prints the text for it; or when the
 /// library refuses the cipher list.
-qvx::ContextHandle MakeContext() {
-  qvx::ContextHandle context(SSL_CTX_new(TLS_server_method()));
+ContextHandle MakeContext() {
+  ContextHandle context(SSL_CTX_new(TLS_server_method()));
   if (!context) {
     std::puts("SSL_CTX_new() failure");
     return {};
@@ -58,30 +60,29 @@ qvx::ContextHandle MakeContext() {
   SSL_CTX_set_options(context.get(), SSL_OP_ALL);
   SSL_CTX_set_security_level(context.get(), kNoSecurityLevel);
   return SSL_CTX_set_cipher_list(context.get(), kCipherList) == 1 ? std::move(context)
-                                                                  : qvx::ContextHandle();
+                                                                  : ContextHandle();
 }
 
 /// Examines the facts one after the other, up to the first that decides. What a lack of memory
 /// seems to say is no fact.
-qvx::PairFacts Examine(SSL_CTX* context, const qvx::OldPair& pair, const char* host_name) {
-  qvx::PairFacts facts;
-  const qvx::CertificateHandle certificate = qvx::CertificateFrom(pair.certificate.text);
+PairFacts Examine(SSL_CTX* context, const OldPair& pair, const char* host_name) {
+  PairFacts facts;
+  const CertificateHandle certificate = CertificateFrom(pair.certificate.text);
   facts.certificate_loads = certificate && SSL_CTX_use_certificate(context, certificate.get()) == 1;
-  const qvx::KeyHandle key = facts.certificate_loads ? qvx::KeyFrom(pair.key.text) : nullptr;
+  const KeyHandle key = facts.certificate_loads ? KeyFrom(pair.key.text) : nullptr;
   facts.key_loads = key != nullptr;
   // The library already refuses a key that does not belong to the certificate when the key is set.
   facts.they_match = facts.key_loads && SSL_CTX_use_PrivateKey(context, key.get()) == 1 &&
                      SSL_CTX_check_private_key(context) == 1;
-  facts.names_host = facts.they_match && qvx::NamesHost(certificate.get(), host_name);
-  facts.is_ours = facts.they_match && qvx::IsOurs(certificate.get());
-  facts.is_known =
-      facts.they_match || !(pair.certificate.is_unreadable_now() || pair.key.is_unreadable_now() ||
-                            qvx::LibraryLackedMemory());
+  facts.names_host = facts.they_match && NamesHost(certificate.get(), host_name);
+  facts.is_ours = facts.they_match && IsOurs(certificate.get());
+  facts.is_known = facts.they_match || !(pair.certificate.is_unreadable_now() ||
+                                         pair.key.is_unreadable_now() || LibraryLackedMemory());
   return facts;
 }
 
 /// Logs the fact that decides, unless it is that the pair is for this host.
-void Report(const qvx::PairFacts& facts) {
+void Report(const PairFacts& facts) {
   if (!facts.is_known) {
     LogOutput(kLogError, "%s", kUnreadable);
   } else if (!facts.certificate_loads) {
@@ -101,55 +102,54 @@ void Report(const qvx::PairFacts& facts) {
 
 /// One look at the pair: each file is read once, so that everything is about the same pair.
 struct Look {
-  qvx::OldPair pair;
-  qvx::PairFacts facts;
+  OldPair pair;
+  PairFacts facts;
 
-  qvx::PairFate fate() const { return qvx::FateOf(facts); }
+  PairFate fate() const { return FateOf(facts); }
 };
 
 Look TakeLook(SSL_CTX* context, const std::string& host_name) {
   Look look;
-  look.pair.certificate = qvx::LookAt(qvx::CertificatePath());
-  const std::string key_path = qvx::KeyPath();
+  look.pair.certificate = LookAt(CertificatePath());
+  const std::string key_path = KeyPath();
   const int token = OSPrepOpen(key_path.c_str());
-  look.pair.key = qvx::LookAt(key_path);
+  look.pair.key = LookAt(key_path);
   OSUndoPrepOpen(key_path.c_str(), token);
   look.facts = Examine(context, look.pair, host_name.c_str());
   return look;
 }
 
-qvx::Outcome KeepFile(qvx::Aside (*set_aside)(qvx::OldFile&), qvx::OldFile& old,
-                      const char* record) {
-  const qvx::Aside aside = set_aside(old);
+Outcome KeepFile(Aside (*set_aside)(OldFile&), OldFile& old, const char* record) {
+  const Aside aside = set_aside(old);
   if (aside.was_copied) {
     LogOutput(kLogError, "%s", record);
   }
   return aside.kept;
 }
 
-bool IsText(const qvx::OldFile& file, const std::string& text) {
+bool IsText(const OldFile& file, const std::string& text) {
   return !text.empty() && file.text == text;
 }
 
 /// Keeps both files of the pair, as far as they exist, under their set-aside names. `made` is what
 /// this run has stored before, if anything. Half of it beside a file of another's is not kept: the
 /// other is installing a pair at this moment, and that half would take the place of his other file.
-qvx::Outcome SetPairAside(qvx::OldPair& old, const qvx::GeneratedPair& made) {
-  using enum qvx::Outcome;
+Outcome SetPairAside(OldPair& old, const GeneratedPair& made) {
+  using enum Outcome;
   const bool has_own_certificate = IsText(old.certificate, made.certificate);
   const bool has_own_key = IsText(old.key, made.key);
-  qvx::Outcome certificate = kDone;
-  qvx::Outcome key = kDone;
+  Outcome certificate = kDone;
+  Outcome key = kDone;
   if (!has_own_certificate || has_own_key) {
-    certificate = KeepFile(qvx::SetCertificateAside, old.certificate, kCertificateSetAside);
+    certificate = KeepFile(SetCertificateAside, old.certificate, kCertificateSetAside);
   }
   if (certificate != kChanged && (!has_own_key || has_own_certificate)) {
-    key = KeepFile(qvx::SetKeyAside, old.key, kKeySetAside);
+    key = KeepFile(SetKeyAside, old.key, kKeySetAside);
   }
   if (certificate == kChanged || key == kChanged) {
     return kChanged;
   }
-  if (certificate == kDone && key == kDone && qvx::SynchronizeShare()) {
+  if (certificate == kDone && key == kDone && SynchronizeShare()) {
     return kDone;
   }
   LogOutput(kLogError, "%s", kNotKept);
@@ -157,53 +157,51 @@ qvx::Outcome SetPairAside(qvx::OldPair& old, const qvx::GeneratedPair& made) {
 }
 
 /// Makes a new pair in the place of one that is not to stay. `made` is that of the attempt before.
-qvx::GeneratedPair Replace(Look& look, const std::string& host_name,
-                           const qvx::GeneratedPair& made) {
-  const qvx::Outcome kept =
-      look.fate() == qvx::PairFate::kSetAside ? SetPairAside(look.pair, made) : qvx::Outcome::kDone;
-  return kept == qvx::Outcome::kDone
-             ? qvx::GeneratePair(host_name, look.pair)
-             : qvx::GeneratedPair{.outcome = kept, .certificate = {}, .key = {}};
+GeneratedPair Replace(Look& look, const std::string& host_name, const GeneratedPair& made) {
+  const Outcome kept =
+      look.fate() == PairFate::kSetAside ? SetPairAside(look.pair, made) : Outcome::kDone;
+  return kept == Outcome::kDone ? GeneratePair(host_name, look.pair)
+                                : GeneratedPair{.outcome = kept, .certificate = {}, .key = {}};
 }
 
 /// Leaves a pair that passed. A key of the launcher's own is for the account's group, too.
 int32_t Keep(const Look& look) {
   if (look.facts.is_ours) {
-    qvx::OpenToGroup(look.pair.key);
+    OpenToGroup(look.pair.key);
   }
   return 1;
 }
 
 /// The attempts, with the lock or without it.
 int32_t TryTwice(SSL_CTX* context, const std::string& host_name) {
-  qvx::GeneratedPair made;
+  GeneratedPair made;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     Look look = TakeLook(context, host_name);
     Report(look.facts);
-    if (look.fate() == qvx::PairFate::kKeep || look.fate() == qvx::PairFate::kUnknown) {
-      return look.fate() == qvx::PairFate::kKeep ? Keep(look) : 0;
+    if (look.fate() == PairFate::kKeep || look.fate() == PairFate::kUnknown) {
+      return look.fate() == PairFate::kKeep ? Keep(look) : 0;
     }
     made = Replace(look, host_name, made);
   }
   // Somebody else's pair took the place of the last one, unless it is only half installed.
-  const bool is_theirs = made.outcome == qvx::Outcome::kChanged &&
-                         TakeLook(context, host_name).fate() == qvx::PairFate::kKeep;
-  return made.outcome == qvx::Outcome::kDone || is_theirs ? 1 : 0;
+  const bool is_theirs =
+      made.outcome == Outcome::kChanged && TakeLook(context, host_name).fate() == PairFate::kKeep;
+  return made.outcome == Outcome::kDone || is_theirs ? 1 : 0;
 }
 
 /// A pair that stays needs no lock and waits for none.
 int32_t CheckAndReplace() {
-  const std::string host_name = qvx::PairHostName();
-  const qvx::ContextHandle context = MakeContext();
+  const std::string host_name = PairHostName();
+  const ContextHandle context = MakeContext();
   if (!context) {
     return 0;
   }
   const Look first = TakeLook(context.get(), host_name);
-  const bool stays = first.fate() == qvx::PairFate::kKeep;
+  const bool stays = first.fate() == PairFate::kKeep;
   std::chrono::milliseconds patience = stays ? std::chrono::milliseconds(0) : kLongestWait;
-  const qvx::Descriptor share = qvx::OpenShare();
-  const qvx::FileLock lock(share, patience);
-  const bool is_repaired = (!stays || lock.is_held()) && qvx::RepairPair(share);
+  const Descriptor share = OpenShare();
+  const FileLock lock(share, patience);
+  const bool is_repaired = (!stays || lock.is_held()) && RepairPair(share);
   if (stays && !is_repaired) {
     Report(first.facts);
     return Keep(first);
@@ -212,6 +210,8 @@ int32_t CheckAndReplace() {
 }
 
 }  // namespace
+
+}  // namespace qvx
 
 int32_t SSLServerInit() {
   OSInitializeSocket();
@@ -242,9 +242,9 @@ int32_t CreatePHPSessionDir() {
 int32_t GenerateSelfSignedCert() {
   const qvx::ErrorQueueKeeper queue;
   try {
-    return CheckAndReplace();
+    return qvx::CheckAndReplace();
   } catch (const std::bad_alloc&) {
-    LogOutput(kLogError, "%s", kUnreadable);
+    LogOutput(kLogError, "%s", qvx::kUnreadable);
     return 0;
   }
 }
@@ -261,7 +261,7 @@ int32_t CheckCertValidity(const char* host_name) {
                                .they_match = true,
                                .names_host = qvx::NamesHost(certificate.get(), host_name),
                                .is_ours = qvx::IsOurs(certificate.get())};
-    Report(facts);
+    qvx::Report(facts);
     return qvx::FateOf(facts) == qvx::PairFate::kKeep ? 1 : 0;
   } catch (const std::bad_alloc&) {
     return 0;

@@ -13,6 +13,8 @@
 #include "tls/openssl_handles.h"
 #include "tls/pem_files.h"
 
+namespace qvx {
+
 namespace {
 
 constexpr int kKeyBits = 2048;
@@ -35,20 +37,22 @@ void Protect(const std::string& path, const char* subject) {
 }
 
 /// Stores the pair and logs the files that took their places.
-qvx::Outcome Store(const qvx::GeneratedPair& pair, const qvx::OldPair& old) {
-  const qvx::StoredPair stored = qvx::StorePair(pair.certificate, pair.key, old);
-  if (stored.certificate == qvx::Outcome::kDone) {
+Outcome Store(const GeneratedPair& pair, const OldPair& old) {
+  const StoredPair stored = StorePair(pair.certificate, pair.key, old);
+  if (stored.certificate == Outcome::kDone) {
     LogOutput(kLogInformation, "A new self signed certificate was generated.\n");
-    Protect(qvx::CertificatePath(), "Certificate");
+    Protect(CertificatePath(), "Certificate");
   }
-  if (stored.key == qvx::Outcome::kDone) {
+  if (stored.key == Outcome::kDone) {
     LogOutput(kLogInformation, "A new private key was generated.\n");
-    Protect(qvx::KeyPath(), "Private key");
+    Protect(KeyPath(), "Private key");
   }
   return stored.key;
 }
 
 }  // namespace
+
+}  // namespace qvx
 
 int32_t GenerateSelfSignedCertAndPrivateKey(const char* host_name) {
   if (host_name == nullptr) {
@@ -63,11 +67,11 @@ int32_t GenerateSelfSignedCertAndPrivateKey(const char* host_name) {
 }
 
 char* GetCertificateFilePathName(char* buffer) {
-  return CopyPath(qvx::CertificatePath(), buffer);
+  return qvx::CopyPath(qvx::CertificatePath(), buffer);
 }
 
 char* GetPrivateKeyFilePathName(char* buffer) {
-  return CopyPath(qvx::KeyPath(), buffer);
+  return qvx::CopyPath(qvx::KeyPath(), buffer);
 }
 
 namespace qvx {

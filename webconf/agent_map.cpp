@@ -10,11 +10,13 @@
 #include "os/protection.h"
 #include "os/service_files.h"
 
+namespace qvx {
+
 namespace {
 
 bool Replace() {
   try {
-    return qvx::WriteServiceFile(qvx::InstallationPath(RALO_LIST_MAP), "");
+    return WriteServiceFile(InstallationPath(RALO_LIST_MAP), "");
   } catch (const std::bad_alloc&) {
     return false;
   }
@@ -23,8 +25,8 @@ bool Replace() {
 /// What the old map says must not be forwarded any more, so it is emptied where it stands.
 bool EmptyInPlace() {
   try {
-    const std::string path = qvx::InstallationPath(RALO_LIST_MAP);
-    const qvx::Descriptor map = qvx::OpenDescriptor(path, O_WRONLY);
+    const std::string path = InstallationPath(RALO_LIST_MAP);
+    const Descriptor map = OpenDescriptor(path, O_WRONLY);
     if (!map || ftruncate(map.get(), 0) != 0) {
       return false;
     }
@@ -37,6 +39,8 @@ bool EmptyInPlace() {
 
 }  // namespace
 
+}  // namespace qvx
+
 int32_t WriteRALOListMapFile() {
-  return Replace() || EmptyInPlace() ? 0 : 1;
+  return qvx::Replace() || qvx::EmptyInPlace() ? 0 : 1;
 }
