@@ -1,5 +1,7 @@
 // The restriction of client addresses.
 #include <algorithm>
+#include <optional>
+#include <utility>
 
 #include "companion/admission.h"
 #include "companion/elements.h"
@@ -54,101 +56,92 @@ bool GoesUpByMistake(const AccessEntry& entry) {
   return IsRange(entry) && goes_up && !entry.text.ends_with("-255.255.255.255");
 }
 
-/// Describes an entry of which the whole text is at fault. Returns whether it did.
-bool CheckText(const AccessEntry& entry, const ListFindings& findings) {
+/// Returns the fault of the whole text of an entry, if there is one.
+std::optional<Finding> FaultOfText(const AccessEntry& entry) {
   const std::string quoted = "\"" + entry.text + "\" ";
   if (entry.directive.empty() ||
       (entry.words == std::vector<std::string>{"all"} && entry.text.size() > kLongestEntry)) {
-    findings.Add(
-        entry.allows,
-        {.severity = Severity::kFailure,
-         .code = "entry-too-long",
-         .what = quoted + "has more than " + std::to_string(kLongestEntry) + " characters.",
-         .effect = entry.allows ? "It leaves the entry out." : "It refuses everybody.",
-         .cure = kForm});
-    return true;
+    return Finding{
+        .severity = Severity::kFailure,
+        .code = "entry-too-long",
+        .what = quoted + "has more than " + std::to_string(kLongestEntry) + " characters.",
+        .effect = entry.allows ? "It leaves the entry out." : "It refuses everybody."};
   }
   if (entry.directive.find('\n') + 1 != entry.directive.size()) {
-    findings.Add(
-        entry.allows,
-        {.severity = Severity::kFailure,
-         .code = "entry-line-break",
-         .what = quoted + "holds a line break.",
-         .effect =
-             "It writes the rest as a line of its own, which the daemon takes for a directive "
-             "or refuses.",
-         .cure = kForm});
-    return true;
+    return Finding{
+        .severity = Severity::kFailure,
+        .code = "entry-line-break",
+        .what = quoted + "holds a line break.",
+        .effect =
+            "It writes the rest as a line of its own, which the daemon takes for a directive "
+            "or refuses."};
   }
   if (entry.joins_next_line()) {
-    findings.Add(entry.allows,
-                 {.severity = Severity::kFailure,
-                  .code = "entry-joins-lines",
-                  .what = quoted + "ends in a backslash.",
-                  .effect = "The daemon joins the next line to it: what the next entry refuses is "
-                            "let in, or the console stays down.",
-                  .cure = kForm});
-    return true;
+    return Finding{.severity = Severity::kFailure,
+                   .code = "entry-joins-lines",
+                   .what = quoted + "ends in a backslash.",
+                   .effect =
+                       "The daemon joins the next line to it: what the next entry refuses is "
+                       "let in, or the console stays down."};
   }
   if (entry.words.empty()) {
-    findings.Add(entry.allows,
-                 {.severity = Severity::kFailure,
-                  .code = "range-reversed",
-                  .what = quoted + "is a reversed range, or its start is not an address.",
-                  .effect = kStaysDown,
-                  .cure = kForm,
-                  .keeps_down = true});
-    return true;
+    return Finding{.severity = Severity::kFailure,
+                   .code = "range-reversed",
+                   .what = quoted + "is a reversed range, or its start is not an address.",
+                   .effect = kStaysDown,
+                   .keeps_down = true};
   }
   if (GoesUpByMistake(entry)) {
-    findings.Add(entry.allows,
-                 {.severity = Severity::kFailure,
-                  .code = "range-end",
-                  .what = quoted + "has an end that is not an address, perhaps because of a blank.",
-                  .effect = std::string("The range goes up to 255.255.255.255: it ") +
-                            (entry.allows ? "lets in" : "refuses") + " far more than is meant.",
-                  .cure = kForm});
-    return true;
+    return Finding{
+        .severity = Severity::kFailure,
+        .code = "range-end",
+        .what = quoted + "has an end that is not an address, perhaps because of a blank.",
+        .effect = std::string("The range goes up to 255.255.255.255: it ") +
+                  (entry.allows ? "lets in" : "refuses") + " far more than is meant."};
   }
-  return false;
+  return std::nullopt;
 }
 
-/// Describes the first word that is no subnet.
-void CheckWords(const AccessEntry& entry, const Subnets& subnets, const ListFindings& findings) {
-  for (const std::string& word : entry.words) {
-    const WordKind kind = subnets.KindOf(word);
-    if (kind == WordKind::kRefused) {
-      findings.Add(entry.allows, {.severity = Severity::kFailure,
-                                  .code = "word-refused",
-                                  .what = "\"" + word + "\" is not an address.",
-                                  .effect = kStaysDown,
-                                  .cure = kForm,
-                                  .keeps_down = true});
-      return;
-    }
-    if (kind == WordKind::kOther) {
-      findings.Add(entry.allows,
-                   {.severity = Severity::kFailure,
-                    .code = "word-expanded",
-                    .what = "\"" + word + "\" is in quotes, or names a variable.",
-                    .effect = "The daemon takes it for something else: it may let in or refuse "
-                              "others than are meant.",
-                    .cure = kForm});
-      return;
-    }
-    if (kind == WordKind::kHostName) {
-      const bool has_comma = word.find(',') != std::string::npos;
-      findings.Add(
-          entry.allows,
-          {.severity = has_comma ? Severity::kFailure : Severity::kWarning,
-           .code = "word-host-name",
-           .what = has_comma ? "\"" + word + "\" holds a comma in the place of a semicolon."
-                             : "\"" + word + "\" is not an address, but a name to the daemon.",
-           .effect = "The daemon compares it with the client's name in the name service, so the "
-                     "entry usually matches nobody.",
-           .cure = kForm});
-      return;
-    }
+/// Returns the fault of a word that is no subnet.
+std::optional<Finding> FaultOfWord(const std::string& word, WordKind kind) {
+  const std::string quoted = "\"" + word + "\" ";
+  if (kind == WordKind::kRefused) {
+    return Finding{.severity = Severity::kFailure,
+                   .code = "word-refused",
+                   .what = quoted + "is not an address.",
+                   .effect = kStaysDown,
+                   .keeps_down = true};
+  }
+  if (kind == WordKind::kOther) {
+    return Finding{.severity = Severity::kFailure,
+                   .code = "word-expanded",
+                   .what = quoted + "is in quotes, or names a variable.",
+                   .effect =
+                       "The daemon takes it for something else: it may let in or refuse "
+                       "others than are meant."};
+  }
+  if (kind == WordKind::kHostName) {
+    const bool has_comma = word.find(',') != std::string::npos;
+    return Finding{.severity = has_comma ? Severity::kFailure : Severity::kWarning,
+                   .code = "word-host-name",
+                   .what = quoted + (has_comma ? "holds a comma in the place of a semicolon."
+                                               : "is not an address, but a name to the daemon."),
+                   .effect =
+                       "The daemon compares it with the client's name in the name service, so the "
+                       "entry usually matches nobody."};
+  }
+  return std::nullopt;
+}
+
+/// Adds the first fault of an entry.
+void CheckEntry(const AccessEntry& entry, const Subnets& subnets, const ListFindings& findings) {
+  std::optional<Finding> fault = FaultOfText(entry);
+  for (auto word = entry.words.begin(); !fault && word != entry.words.end(); ++word) {
+    fault = FaultOfWord(*word, subnets.KindOf(*word));
+  }
+  if (fault) {
+    fault->cure = kForm;
+    findings.Add(entry.allows, std::move(*fault));
   }
 }
 
@@ -254,8 +247,8 @@ void CheckAccess(const Forecast& forecast, Findings& all) {
   CheckLists(forecast, entries, findings);
   const Subnets subnets;
   for (const AccessEntry& entry : entries) {
-    if (!entry.text.empty() && !CheckText(entry, findings)) {
-      CheckWords(entry, subnets, findings);
+    if (!entry.text.empty()) {
+      CheckEntry(entry, subnets, findings);
     }
   }
   for (const Overlap& overlap : OverlapsOf(entries)) {

@@ -41,15 +41,16 @@ std::string PutBack(const std::string& path) {
 std::string CureByKept(const Forecast& forecast, const std::string& kept) {
   const bool is_in_the_way =
       forecast.document_fate == DocumentFate::kUnusable && !ReadStart(SettingsPath(), 1);
-  const std::string first =
-      is_in_the_way ? "Move away what stands there"
-                    : (HasName(SettingsPath()) ? "Correct the file"
-                                               : "Install a document (see qvxpd.xml(5))");
-  const std::optional<std::string> newest = NewestKept(kept);
-  return newest ? first + (is_in_the_way ? "; then" : "; or") +
-                      " put back the last good one: " + PutBack(*newest)
-                : first + " before the next start. No good document but the default is kept in " +
-                      kept + ".";
+  std::string cure =
+      HasName(SettingsPath()) ? "Correct the file" : "Install a document (see qvxpd.xml(5))";
+  if (is_in_the_way) {
+    cure = "Move away what stands there";
+  }
+  if (const std::optional<std::string> newest = NewestKept(kept)) {
+    return cure + (is_in_the_way ? "; then" : "; or") +
+           " put back the last good one: " + PutBack(*newest);
+  }
+  return cure + " before the next start. No good document but the default is kept in " + kept + ".";
 }
 
 /// The default, with other documents kept before it. Nobody wants it when the newest of them does
@@ -82,76 +83,61 @@ void CheckDefault(const std::string& kept, Findings& findings) {
   findings.push_back(std::move(finding));
 }
 
-void CheckCandidate(const Forecast& forecast, Findings& findings) {
-  if (forecast.document_fate == DocumentFate::kReplaced) {
-    findings.push_back(
-        {.severity = Severity::kFailure,
-         .code = "document-replaced",
-         .file = forecast.document_path,
-         .line = forecast.fault.line,
-         .column = forecast.fault.column,
-         .what = "The document does not load: " + forecast.fault.text + ".",
-         .effect = std::string("A start would replace it by the default. ") + kEverybody,
-         .cure = "Correct it before you install it."});
+/// Returns the finding about a document that is not read as it is, without its place.
+Finding FateOfDocument(const Forecast& forecast, const std::string& kept) {
+  switch (forecast.document_fate) {
+    case DocumentFate::kMade:
+      return {.severity = HasName(SettingsPath()) || NewestKept(kept) ? Severity::kFailure
+                                                                      : Severity::kWarning,
+              .code = "document-made",
+              .what = "There is no settings document that can be opened.",
+              .effect = std::string("It writes the default document. ") + kEverybody,
+              .cure = CureByKept(forecast, kept)};
+    case DocumentFate::kSkipped:
+      return {.severity = Severity::kFailure,
+              .code = "document-skipped",
+              .what = "The settings document cannot be opened, and no default be written.",
+              .effect = std::string("Every setting counts as absent. ") + kEverybody,
+              .cure = "Look at owner, mode and file system."};
+    case DocumentFate::kUnusable:
+      return {.severity = Severity::kFailure,
+              .code = "document-unusable",
+              .what = "The settings document does not load: " + forecast.fault.text +
+                      ". The default cannot be written in its place.",
+              .effect = "It prints \"Invalid configuration file ...\" and ends with status 1.",
+              .cure = CureByKept(forecast, kept),
+              .keeps_down = true};
+    default:
+      return {.severity = Severity::kFailure,
+              .code = "document-replaced",
+              .what = "The settings document does not load: " + forecast.fault.text + ".",
+              .effect =
+                  std::string("It replaces the document by the default, and every setting is lost, "
+                              "the restrictions included. ") +
+                  kEverybody,
+              .cure = CureByKept(forecast, kept)};
   }
 }
 
 void CheckFate(const Forecast& forecast, const std::string& kept, Findings& findings) {
-  const DocumentFault& fault = forecast.fault;
-  if (forecast.is_candidate) {
-    CheckCandidate(forecast, findings);
+  if (forecast.document_fate == DocumentFate::kRead) {
+    if (!forecast.is_candidate) {
+      CheckDefault(kept, findings);
+    }
     return;
   }
-  switch (forecast.document_fate) {
-    case DocumentFate::kRead:
-      CheckDefault(kept, findings);
-      return;
-    case DocumentFate::kMade:
-      findings.push_back({.severity = HasName(SettingsPath()) || NewestKept(kept)
-                                          ? Severity::kFailure
-                                          : Severity::kWarning,
-                          .code = "document-made",
-                          .file = SettingsPath(),
-                          .what = "There is no settings document that can be opened.",
-                          .effect = std::string("It writes the default document. ") + kEverybody,
-                          .cure = CureByKept(forecast, kept)});
-      return;
-    case DocumentFate::kReplaced:
-      findings.push_back(
-          {.severity = Severity::kFailure,
-           .code = "document-replaced",
-           .file = SettingsPath(),
-           .line = fault.line,
-           .column = fault.column,
-           .what = "The settings document does not load: " + fault.text + ".",
-           .effect = std::string(
-                         "It replaces the document by the default, and every setting is lost, the "
-                         "restrictions included. ") +
-                     kEverybody,
-           .cure = CureByKept(forecast, kept)});
-      return;
-    case DocumentFate::kSkipped:
-      findings.push_back(
-          {.severity = Severity::kFailure,
-           .code = "document-skipped",
-           .file = SettingsPath(),
-           .what = "The settings document cannot be opened, and no default be written.",
-           .effect = std::string("Every setting counts as absent. ") + kEverybody,
-           .cure = "Look at owner, mode and file system."});
-      return;
-    case DocumentFate::kUnusable:
-      findings.push_back(
-          {.severity = Severity::kFailure,
-           .code = "document-unusable",
-           .file = SettingsPath(),
-           .line = fault.line,
-           .column = fault.column,
-           .what = "The settings document does not load: " + fault.text +
-                   ". The default cannot be written in its place.",
-           .effect = "It prints \"Invalid configuration file ...\" and ends with status 1.",
-           .cure = CureByKept(forecast, kept),
-           .keeps_down = true});
-  }
+  Finding finding =
+      forecast.is_candidate
+          ? Finding{.severity = Severity::kFailure,
+                    .code = "document-replaced",
+                    .what = "The document does not load: " + forecast.fault.text + ".",
+                    .effect = std::string("A start would replace it by the default. ") + kEverybody,
+                    .cure = "Correct it before you install it."}
+          : FateOfDocument(forecast, kept);
+  finding.file = forecast.document_path;
+  finding.line = forecast.fault.line;
+  finding.column = forecast.fault.column;
+  findings.push_back(std::move(finding));
 }
 
 bool IsRead(const std::vector<EffectiveSetting>& settings, const std::string& name) {
