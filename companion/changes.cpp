@@ -1,7 +1,6 @@
 #include "companion/changes.h"
 
-#include <sys/stat.h>
-
+#include <cerrno>
 #include <optional>
 
 #include "companion/diff.h"
@@ -49,9 +48,8 @@ FileChange ChangeOf(const ForeseenFile& file, bool may_get_proxy_blocks = false)
 
 /// A directory in the place of the key lets the certificate alone be replaced.
 void AddPair(const PairForecast& pair, std::vector<FileChange>& changes) {
-  struct stat status = {};
   const bool key_is_directory =
-      stat(KeyPath().c_str(), &status) == 0 && S_ISDIR(status.st_mode) && !pair.host.empty();
+      pair.refusal.path == KeyPath() && pair.refusal.error == EISDIR && !pair.host.empty();
   const bool is_new = pair.facts && pair.facts->is_known && !pair.is_kept();
   const bool is_set_aside = is_new && pair.is_usable() && pair.fate == PairFate::kSetAside;
   const struct {

@@ -54,19 +54,22 @@ std::string CureOf(const PairForecast& pair) {
 void CheckPair(const Forecast& forecast, Findings& findings) {
   const PairForecast& pair = forecast.pair;
   const auto add = [&](Finding finding) {
-    finding.file = CertificatePath();
+    finding.file = finding.file.empty() ? CertificatePath() : finding.file;
     finding.effect = PairSentence(pair);
     findings.push_back(std::move(finding));
   };
   if (pair.facts && !pair.facts->is_known) {
     add({.severity = Severity::kFailure,
          .code = "pair-unreadable-now",
-         .what = "The certificate and key cannot be read at the moment.",
+         .what =
+             "The certificate and key cannot be read at the moment: " + pair.facts->obstacle + ".",
          .cure = "Look for what is short, memory or open files, and for faults of the disk."});
   } else if (!pair.is_usable()) {
     add({.severity = Severity::kFailure,
          .code = "no-usable-pair",
-         .what = "There is no usable certificate and key, and none can be made.",
+         .file = pair.refusal.error != 0 ? pair.refusal.path : "",
+         .what = "There is no usable certificate and key, and none can be made." +
+                 (pair.refusal.error != 0 ? " " + WhyRefused(pair.refusal.error) : ""),
          .cure = !pair.host.empty()
                      ? "Look at what stands at cert.pem and file.pem, and at the directory."
                      : "The host name has more than 63 characters. Shorten it.",

@@ -28,8 +28,7 @@ void CheckWriting(const Forecast& forecast, Findings& findings) {
           {.severity = Severity::kFailure,
            .code = "file-not-written",
            .file = file->path,
-           .what = "A start cannot write the file: its directory is missing or refuses, or "
-                   "something other than a file has its name.",
+           .what = "A start cannot write the file. " + WhyRefused(file->refusal),
            .effect = ends ? "It prints \"Invalid configuration file ...\" and ends with status 1."
                           : "It leaves what is there and goes on.",
            .cure = "Make the directory, or remove what is in the way.",

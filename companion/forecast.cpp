@@ -49,8 +49,8 @@ PairForecast ForetellPair() {
     Delete(pair);
   }
   pair.fate = FateOf(pair.facts.value_or(PairFacts{}));
-  pair.can_be_stored =
-      ForeseeStore() && (pair.fate != PairFate::kSetAside || ForeseeSettingAside());
+  pair.refusal = ForeseeStore();
+  pair.can_be_set_aside = pair.fate != PairFate::kSetAside || ForeseeSettingAside();
   pair.host = PairHostName();
   pair.names = AlternativeNamesFrom(MultihomedNames().value_or(""));
   pair.names_are_accepted = AreAccepted(pair.names);
@@ -151,7 +151,8 @@ void ForetellSettings(Forecast& forecast) {
 /// The directory of the settings document is made with the default.
 ForeseenFile Foresee(const char* name, std::string text) {
   const std::string path = InstallationPath(name);
-  return {path, std::move(text), ForeseeReplacement(path) == 0};
+  const int refusal = ForeseeReplacement(path);
+  return {path, std::move(text), refusal == 0, refusal};
 }
 
 void ForetellFiles(Forecast& forecast) {

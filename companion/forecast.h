@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "dom/handles.h"
+#include "os/file_replacement.h"
 #include "settings/record.h"
 #include "tls/certificate.h"
 #include "tls/pair_check.h"
@@ -24,15 +25,17 @@ struct PairForecast {
   bool is_deleted_first = false;   ///< QVX_CERT_REGEN asks for it
   std::optional<PairFacts> facts;  ///< nothing when the TLS library cannot be used
   PairFate fate = PairFate::kSetAside;
-  bool can_be_stored = false;  ///< a new pair would take its places
-  std::string host;            ///< empty when its name is too long for a certificate
-  AlternativeNames names;      ///< those of a new certificate
+  Refusal refusal{};             ///< of a new pair, if one of its files would not take its place
+  bool can_be_set_aside = true;  ///< the old pair, if it has to be
+  std::string host;              ///< empty when its name is too long for a certificate
+  AlternativeNames names;        ///< those of a new certificate
   bool names_are_accepted = false;
 
   bool is_kept() const { return facts && fate == PairFate::kKeep; }
-  /// Whether the start goes on.
+  /// Returns whether the start goes on.
   bool is_usable() const {
-    return facts && facts->is_known && (is_kept() || (can_be_stored && !host.empty()));
+    return facts && facts->is_known &&
+           (is_kept() || (refusal.error == 0 && can_be_set_aside && !host.empty()));
   }
 };
 
@@ -57,6 +60,7 @@ struct ForeseenFile {
   std::string path;
   std::string text;
   bool is_written;
+  int refusal = 0;  ///< the error of a file that cannot be written by itself
 };
 
 struct Forecast {

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 
 #include "os/directories.h"
 #include "os/directory_search.h"
@@ -139,6 +140,24 @@ std::string Quoted(std::string_view text) {
     quoted += character == '\'' ? std::string("'\\''") : std::string(1, character);
   }
   return quoted + "'";
+}
+
+std::string WhyRefused(int error) {
+  switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+      return "Its directory is missing.";
+    case EISDIR:
+      return "A directory has its name.";
+    case ENXIO:
+      return "Something other than a file has its name.";
+    case ELOOP:
+      return "A link on the way is not followed, or others could exchange the file.";
+    case EPERM:
+      return "It is marked as immutable or append-only.";
+    default:
+      return std::string(std::strerror(error)) + ".";
+  }
 }
 
 std::string ProtectionOf(const std::string& path) {

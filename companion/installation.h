@@ -65,6 +65,9 @@ int RunningDaemon();
 /// Returns `text` as one word of a shell command.
 std::string Quoted(std::string_view text);
 
+/// Returns a sentence on why a file cannot be written, from the error of ForeseeReplacement.
+std::string WhyRefused(int error);
+
 /// Returns the shell commands that protect a file as a start does.
 std::string ProtectionOf(const std::string& path);
 

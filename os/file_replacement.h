@@ -79,7 +79,7 @@ class FileReplacement {
   /// file can take its place by os/file_exchange.h instead. Returns false when it could not be
   /// written whole.
   bool Finish();
-  /// The name of the new file until it has taken its place; empty when there is none.
+  /// Returns the name of the new file until it has taken its place; empty when there is none.
   const std::string& temporary() const { return temporary_; }
   const Place& place() const { return *place_; }  ///< once the file has a temporary name
 
@@ -110,6 +110,12 @@ bool ReplaceFile(const std::string& path, const Birth& birth, std::string_view t
 /// names.
 int ForeseeReplacement(const std::string& path, LastLink last_link = LastLink::kFollow,
                        Fallback fallback = Fallback::kInPlace);
+
+/// A file that is foreseen not to be written.
+struct Refusal {
+  std::string path;
+  int error;  ///< 0: it would be written
+};
 
 /// Returns the error with which RemoveName of os/files.h would fail, as far as that can be told; 0
 /// when none is foreseen.

@@ -1,7 +1,9 @@
 #include "tls/pair_check.h"
 
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <new>
 #include <optional>
 #include <string>
@@ -43,7 +45,7 @@ The problematic private key was renamed filemm.pem and is in the "..\zx\sslshare
 
 constexpr char kUnreadable[] =
     "The server certificate and private key could not be read at the moment, so they were not "
-    "replaced.\n";
+    "replaced: %s.\n";
 constexpr char kNotKept[] =
     "The server certificate and private key cannot be used, but could not be kept under another "
     "name, so they were not "
@@ -63,8 +65,19 @@ ContextHandle MakeContext() {
                                                                   : ContextHandle();
 }
 
-/// Examines the facts one after the other, up to the first that decides. What a lack of memory
-/// seems to say is no fact.
+/// Returns what keeps the pair from being read now; an empty text when nothing does. What a lack of
+/// memory seems to say about the pair is no fact.
+std::string ObstacleTo(const OldPair& pair) {
+  if (pair.certificate.is_unreadable_now()) {
+    return CertificatePath() + ": " + std::strerror(pair.certificate.error);
+  }
+  if (pair.key.is_unreadable_now()) {
+    return KeyPath() + ": " + std::strerror(pair.key.error);
+  }
+  return LibraryLackedMemory() ? std::strerror(ENOMEM) : "";
+}
+
+/// Examines the facts one after the other, up to the first that decides.
 PairFacts Examine(SSL_CTX* context, const OldPair& pair, const char* host_name) {
   PairFacts facts;
   const CertificateHandle certificate = CertificateFrom(pair.certificate.text);
@@ -76,15 +89,17 @@ PairFacts Examine(SSL_CTX* context, const OldPair& pair, const char* host_name) 
                      SSL_CTX_check_private_key(context) == 1;
   facts.names_host = facts.they_match && NamesHost(certificate.get(), host_name);
   facts.is_ours = facts.they_match && IsOurs(certificate.get());
-  facts.is_known = facts.they_match || !(pair.certificate.is_unreadable_now() ||
-                                         pair.key.is_unreadable_now() || LibraryLackedMemory());
+  if (!facts.they_match) {
+    facts.obstacle = ObstacleTo(pair);
+    facts.is_known = facts.obstacle.empty();
+  }
   return facts;
 }
 
 /// Logs the fact that decides, unless it is that the pair is for this host.
 void Report(const PairFacts& facts) {
   if (!facts.is_known) {
-    LogOutput(kLogError, "%s", kUnreadable);
+    LogOutput(kLogError, kUnreadable, facts.obstacle.c_str());
   } else if (!facts.certificate_loads) {
     LogOutput(kLogInformation,
               "Unable to load certificate file during SSL Server Initialization\n");
@@ -244,7 +259,7 @@ int32_t GenerateSelfSignedCert() {
   try {
     return qvx::CheckAndReplace();
   } catch (const std::bad_alloc&) {
-    LogOutput(kLogError, "%s", qvx::kUnreadable);
+    LogOutput(kLogError, qvx::kUnreadable, std::strerror(ENOMEM));
     return 0;
   }
 }

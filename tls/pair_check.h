@@ -49,6 +49,7 @@ struct PairFacts {
   bool names_host = false;  ///< the certificate's common name is the host's
   bool is_ours = false;     ///< the launcher issued the certificate
   bool is_known = true;     ///< false: the pair cannot be read now, and the facts say nothing
+  std::string obstacle{};   ///< what keeps it from being read now, with the path if it is a file's
 };
 
 /// Returns the name of this host for which a pair is made. Returns an empty name, with a record in

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <utility>
 #include <vector>
 
 #include "os/copying.h"
@@ -134,12 +135,11 @@ Aside SetAside(const std::string& path, const std::string& copy, OldFile& old, S
 }
 
 /// A missing directory is made when the old pair is set aside.
-bool ForeseeFile(const std::string& path) {
-  const int refusal = ForeseeReplacement(path, LastLink::kStay);
-  if (refusal == ENOENT) {
-    return ForeseeBuiltDirectories(path);
-  }
-  return refusal == 0 || (refusal == ENXIO && MakesWay(LookAt(path).type()));
+Refusal ForeseeFile(const std::string& path) {
+  const int error = ForeseeReplacement(path, LastLink::kStay);
+  const bool is_mended = error == ENOENT ? ForeseeBuiltDirectories(path)
+                                         : error == ENXIO && MakesWay(LookAt(path).type());
+  return {path, is_mended ? 0 : error};
 }
 
 /// Where nothing can be made in the directory, and where a mount has the name, a copy that stands
@@ -275,8 +275,9 @@ bool ForeseeSettingAside() {
          ForeseeAside(KeyPath(), InShare(kKeyAsideName));
 }
 
-bool ForeseeStore() {
-  return ForeseeFile(CertificatePath()) && ForeseeFile(KeyPath());
+Refusal ForeseeStore() {
+  Refusal certificate = ForeseeFile(CertificatePath());
+  return certificate.error != 0 ? std::move(certificate) : ForeseeFile(KeyPath());
 }
 
 StoredPair StorePair(std::string_view certificate, std::string_view key, OldPair old) {

@@ -41,7 +41,7 @@ struct OldFile {
   struct stat status = {};          ///< of a link itself; zeros when there is nothing
 
   mode_t type() const { return status.st_mode & S_IFMT; }
-  /// Whether it cannot be read for a reason that may pass, such as memory that ran out.
+  /// Returns whether it cannot be read for a reason that may pass, such as memory that ran out.
   bool is_unreadable_now() const;
 };
 
@@ -83,9 +83,9 @@ Aside SetKeyAside(OldFile& old);
 /// Writes the names in the TLS share directory to the disk. Returns false when they may be lost.
 bool SynchronizeShare();
 
-/// Returns whether a new pair would take its places, as far as that can be told without making
-/// anything.
-bool ForeseeStore();
+/// Returns the file of a new pair that would not take its place, and why, as far as that can be
+/// told without making anything.
+Refusal ForeseeStore();
 
 /// Returns whether both files of the old pair could be set aside, in the same way.
 bool ForeseeSettingAside();

@@ -91,7 +91,7 @@ pair /OU=Elsewhere/CN=other; keep_pair; launch >/dev/null; cp -a old before
 at_each '^p?readv?.*/opt/tls/(cert|file).pem.*"-' '
   faulted $call $number+ error=EIO; echo; ls $tls
   same old/cert.pem $tls/cert.pem; same old/file.pem $tls/file.pem
-  grep -c "could not be read at the moment" $base/logs/qvx.log')",
+  grep -cE "at the moment.*: $tls/(cert|file).pem: ." $base/logs/qvx.log')",
          "Cannot start application!\ncert.pem\nfile.pem\n1\n"
          "Cannot start application!\ncert.pem\nfile.pem\n2\n"}});
 }

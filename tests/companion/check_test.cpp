@@ -237,7 +237,8 @@ TEST(Check, Certificates) {
          put(site, {pair.certificate + pair.certificate.substr(0, 400), pair.key});
        }},
       {"a directory as the key", "",
-       "f ../tls/cert.pem There is no usable certificate and key, and none can be made.\n",
+       "f ../tls/file.pem There is no usable certificate and key, and none can be made. A "
+       "directory has its name.\n",
        [](const PreparedInstallation& site) {
          fs::remove(site.tls() / "file.pem");
          fs::create_directories(site.tls() / "file.pem");
