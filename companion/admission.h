@@ -23,7 +23,7 @@ struct AccessEntry {
   std::string directive;           ///< the lines that it becomes; empty when it is left out
   std::vector<std::string> words;  ///< behind "allow from" or "deny from"
 
-  /// Whether the server takes the line that follows for a part of this one.
+  /// Returns whether the server takes the line that follows for a part of this one.
   bool joins_next_line() const { return directive.find("\\\n") != std::string::npos; }
 };
 

@@ -44,7 +44,7 @@ class FewOfAKind {
   void Add(Finding finding);
   void Finish();
 
-  /// Whether a further finding of the kind would only be counted.
+  /// Returns whether a further finding of the kind would only be counted.
   bool IsFull(const char* code) const;
 
  private:

@@ -11,7 +11,7 @@
 
 namespace qvx::dom {
 
-/// The attribute in front of `attribute` in its map, or null.
+/// Returns the attribute in front of `attribute` in its map, or null.
 inline AttributeNode* PreviousAttribute(const AttributeNode* attribute) {
   return attribute == attribute->holder->first_attribute ? nullptr : attribute->previous;
 }
@@ -23,7 +23,7 @@ void LinkAttribute(ElementNode* element, AttributeNode* attribute, AttributeNode
 /// Takes `attribute` out of its map.
 void UnlinkAttribute(AttributeNode* attribute);
 
-/// The first attribute of that name in the map of `element`, or null.
+/// Returns the first attribute of that name in the map of `element`, or null.
 AttributeNode* FindAttribute(const ElementNode* element, const DOM_String* name);
 
 }  // namespace qvx::dom

@@ -8,7 +8,7 @@
 
 namespace qvx::dom {
 
-/// The data of `node`, borrowed; empty when it has none.
+/// Returns the data of `node`, borrowed; empty when it has none.
 std::string_view DataOf(const DOM_CharacterData* node);
 
 /// DOM_CharacterData_insertData for use within an Operation. Returns false, recorded, when nothing

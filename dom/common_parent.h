@@ -13,17 +13,17 @@
 
 namespace qvx::dom {
 
-/// Whether the bookkeeping of `document` can leave a note on `node`. It cannot on a node of another
-/// document, nor on a document type, which may go over to another document, nor on a document that
-/// belongs to it.
+/// Returns whether the bookkeeping of `document` can leave a note on `node`. It cannot on a node of
+/// another document, nor on a document type, which may go over to another document, nor on a
+/// document that belongs to it.
 inline bool TakesNotes(const DOM_Node* node, const DOM_Document* document) {
   return node == document ||
          (node->ownerDocument == document && node->childNodes != nullptr &&
           node->nodeType != DOM_DOCUMENT_TYPE_NODE && node->nodeType != DOM_DOCUMENT_NODE);
 }
 
-/// Whether an earlier walk went from `node` up to the present common parent. Another walk would
-/// change nothing.
+/// Returns whether an earlier walk went from `node` up to the present common parent. Another walk
+/// would change nothing.
 inline bool LeadsToCommonParent(const DOM_Node* node, const DOM_Document* document) {
   return node->subtreeModified != 0 && TakesNotes(node, document) &&
          static_cast<const ParentNode*>(node)->path_mark ==

@@ -44,8 +44,8 @@ class Operation {
   bool is_counted_;  // an operation that nobody can hear costs nothing more
 };
 
-/// Whether `node` will be freed, itself or with the node that it belongs to, when the outermost
-/// operation ends.
+/// Returns whether `node` will be freed, itself or with the node that it belongs to, when the
+/// outermost operation ends.
 bool IsDoomed(const DOM_Node* node);
 
 /// Lets `node` wait no longer, if it is itself a node that waits. It then belongs to nobody.

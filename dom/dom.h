@@ -139,7 +139,7 @@ struct DOM_DocumentTypeFields {
   DOM_String* internalSubset;
 };
 
-/// The own part of a node. The caller makes sure of the type.
+/// Return the own part of a node. The caller makes sure of the type.
 DOM_DocumentFields& DOM_DocumentPart(DOM_Document* document);
 DOM_AttributeFields& DOM_AttributePart(DOM_Attr* attribute);
 DOM_CharacterDataFields& DOM_CharacterDataPart(DOM_CharacterData* node);
@@ -231,7 +231,7 @@ void DOM_Node_printNode2(const DOM_Node* node);
 
 // --------------------------------------------------------------------------------------- documents
 
-/// Always 0.
+/// Returns 0.
 int DOM_Implementation_hasFeature(const DOM_String* feature, const DOM_String* version);
 
 /// Returns an empty document; `doctype`, when given, becomes its first child. The other arguments
@@ -500,8 +500,8 @@ void DOM_EventTarget_removeEventListener(DOM_Node* node, const DOM_String* type,
                                          DOM_EventListener* listener, DOM_EventHandler handler,
                                          int use_capture);
 
-/// The slots of a node's listeners, and what stands in one of them: a listener, borrowed, or null
-/// when the slot is empty or there is no such slot.
+/// Return the slots of a node's listeners, and what stands in one of them: a listener, borrowed, or
+/// null when the slot is empty or there is no such slot.
 uint32_t DOM_EventTarget_listenerCount(const DOM_Node* node);
 const DOM_ListenerEntry* DOM_EventTarget_listener(const DOM_Node* node, uint32_t slot);
 

@@ -14,8 +14,8 @@ void ReportUnmade(const char* factory);
 /// Makes `copy` a private copy of a text that may be missing; false, recorded, when it cannot.
 bool CopyTextIfAny(const TraceSite& site, const DOM_String* text, DOM_String*& copy);
 
-/// A new attribute of that name and value in `document`, which is not null. Reports, when memory
-/// ran out, as Document_createNode does.
+/// Returns a new attribute of that name and value in `document`, which is not null. Reports, when
+/// memory ran out, as Document_createNode does.
 DOM_Attr* MakeAttribute(DOM_Document* document, MeasuredText name, MeasuredText value);
 
 }  // namespace qvx::dom

@@ -33,7 +33,7 @@ inline void RegisterCodes() {
 /// Puts errno into the error cell and overwrites the trace buffer with its line.
 [[gnu::cold]] void FailErrno(const TraceSite& site);
 
-/// A text as details show it.
+/// Returns a text as details show it.
 inline const char* Shown(const char* text) {
   return text != nullptr ? text : "(null)";
 }

@@ -28,7 +28,7 @@ struct NodeListDeleter {
 /// A list without its nodes.
 using NodeListHolder = std::unique_ptr<DOM_NodeList, NodeListDeleter>;
 
-/// A new, empty document to load a file into.
+/// Returns a new, empty document to load a file into.
 inline DocumentHolder NewDocument() {
   return DocumentHolder(DOM_Implementation_createDocument(nullptr, nullptr, nullptr));
 }

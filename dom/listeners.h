@@ -13,13 +13,14 @@ namespace qvx::dom {
 /// The names of the types.
 extern const DOM_String* const event_type_names[kOtherType];
 
-/// Whether there is a listener anywhere. The launcher never registers one, so it pays for no event.
-/// An operation asks before its first event, because a handler may remove the last listener.
+/// Returns whether there is a listener anywhere. The launcher never registers one, so it pays for
+/// no event. An operation asks before its first event, because a handler may remove the last
+/// listener.
 inline bool MayBeHeard() {
   return Model().registered_listeners.all != 0;
 }
 
-/// Whether there is a listener of `type` anywhere.
+/// Returns whether there is a listener of `type` anywhere.
 inline bool MayBeHeard(EventType type) {
   return Model().registered_listeners.of_type[type] != 0;
 }
@@ -28,7 +29,7 @@ inline bool HasListeners(const DOM_Node* node) {
   return static_cast<const NodeRecord*>(node)->has_listeners != 0;
 }
 
-/// The listeners of `node`, until it is freed; null when it never had one.
+/// Returns the listeners of `node`, until it is freed; null when it never had one.
 NodeListeners* FindListeners(const DOM_Node* node);
 inline NodeListeners* ListenersOf(const DOM_Node* node) {
   return HasListeners(node) ? FindListeners(node) : nullptr;
@@ -42,8 +43,8 @@ inline void FreeListeners(const DOM_Node* node) {
   }
 }
 
-/// Whether an event of `type` at `target` could reach a listener of `target` or of a node above it.
-/// When it could not, no handler runs, and nobody sees whether it is dispatched.
+/// Returns whether an event of `type` at `target` could reach a listener of `target` or of a node
+/// above it. When it could not, no handler runs, and nobody sees whether it is dispatched.
 bool IsAwaitedAbove(const DOM_Node* target, EventType type);
 inline bool IsAwaited(const DOM_Node* target, EventType type) {
   return MayBeHeard(type) && IsAwaitedAbove(target, type);

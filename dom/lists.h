@@ -13,9 +13,9 @@
 
 namespace qvx::dom {
 
-/// Whether a list that is no view can take `node` (in the place of `replaced`, when that is given).
-/// Records DOM_HIERARCHY_REQUEST_ERR when a child list may not hold the node, when the node of a
-/// child list has a parent, and when the node of an element's map is no attribute. Records
+/// Returns whether a list that is no view can take `node` (in the place of `replaced`, when that is
+/// given). Records DOM_HIERARCHY_REQUEST_ERR when a child list may not hold the node, when the node
+/// of a child list has a parent, and when the node of an element's map is no attribute. Records
 /// DOM_INUSE_ATTRIBUTE_ERR when the attribute is in the map of an element.
 bool MayEnter(const TraceSite& site, const NodeList* list, const DOM_Node* node,
               const DOM_Node* replaced = nullptr);

@@ -6,15 +6,15 @@
 
 namespace qvx::dom {
 
-/// Whether two names are equal in the order of the locale.
+/// Returns whether two names are equal in the order of the locale.
 bool NamesEqual(const DOM_String* one, const DOM_String* other);
 
-/// Whether `node` has that name.
+/// Returns whether `node` has that name.
 inline bool IsNamed(const DOM_Node* node, const DOM_String* name) {
   return node->nodeName != nullptr && NamesEqual(node->nodeName, name);
 }
 
-/// Whether names are equal only if their bytes are, which holds in the "C" locale.
+/// Returns whether names are equal only if their bytes are, which holds in the "C" locale.
 bool NamesCompareByBytes();
 
 }  // namespace qvx::dom

@@ -41,12 +41,12 @@ DOM_Attr* NewAttribute(DOM_Document* document, MeasuredText name, MeasuredText v
 /// Gives back the block of `node`.
 void FreeRecord(DOM_Node* node);
 
-/// The room for texts behind the record of a node that NewNode made.
+/// Returns the room for texts behind the record of a node that NewNode made.
 inline char* TextRoom(DOM_Node* node) {
   return reinterpret_cast<char*>(node) + kRecordSizes[node->nodeType];
 }
 
-/// Whether a name or value of `node` (may be null) stands in its room.
+/// Returns whether a name or value of `node` (may be null) stands in its room.
 inline bool StandsInRoom(DOM_Node* node, const char* text) {
   const char* const room = TextRoom(node);
   const char* const end = room + static_cast<const NodeRecord*>(node)->text_room;

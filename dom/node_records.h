@@ -124,7 +124,7 @@ inline bool IsView(const NodeList* list) {
   return KindOf(list) == ListKind::kView;
 }
 
-/// The element that `list`, an attribute map, is a part of.
+/// Return the element that `list`, an attribute map, is a part of.
 inline ElementNode* ElementOfMap(NodeList* list) {
   return static_cast<ElementNode*>(static_cast<AttributeMap*>(list));
 }
@@ -132,7 +132,7 @@ inline const ElementNode* ElementOfMap(const NodeList* list) {
   return static_cast<const ElementNode*>(static_cast<const AttributeMap*>(list));
 }
 
-/// The node that `list`, a child list, is a part of.
+/// Return the node that `list`, a child list, is a part of.
 inline DOM_Node* ParentOfList(NodeList* list) {
   return static_cast<ParentNode*>(static_cast<ChildList*>(list));
 }
@@ -144,12 +144,12 @@ inline const ViewList* ViewOf(const NodeList* list) {
   return static_cast<const ViewList*>(list);
 }
 
-/// Whether `node` (may be null) is a document.
+/// Returns whether `node` (may be null) is a document.
 inline bool IsDocument(const DOM_Node* node) {
   return node != nullptr && node->nodeType == DOM_DOCUMENT_NODE;
 }
 
-/// Whether `node` is a text, a CDATA section or a comment.
+/// Returns whether `node` is a text, a CDATA section or a comment.
 inline bool IsCharacterData(const DOM_Node* node) {
   return node->nodeType == DOM_TEXT_NODE || node->nodeType == DOM_CDATA_SECTION_NODE ||
          node->nodeType == DOM_COMMENT_NODE;

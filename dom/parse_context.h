@@ -40,7 +40,7 @@ int utf8tods(const char* source, size_t maximum, DOM_ParseContext* context);
 
 namespace qvx::dom {
 
-/// The context that a handler was handed.
+/// Returns the context that a handler was handed.
 inline DOM_ParseContext& ContextOf(void* user_data) {
   return *static_cast<DOM_ParseContext*>(user_data);
 }
@@ -50,7 +50,7 @@ inline DOM_ParseContext& ContextOf(void* user_data) {
 /// Records `code` for that handler; returns null.
 DOM_Node* FailWithoutTop(const char* handler, const int32_t& code);
 
-/// The innermost open node; null, with `code` recorded, when there is none.
+/// Returns the innermost open node; null, with `code` recorded, when there is none.
 inline DOM_Node* Top(const char* handler, const DOM_ParseContext& context, const int32_t& code) {
   auto* top = static_cast<DOM_Node*>(stack_peek(context.open_nodes));
   return top != nullptr ? top : FailWithoutTop(handler, code);

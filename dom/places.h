@@ -11,7 +11,7 @@
 
 namespace qvx::dom {
 
-/// The node at `index` of a list that is not by itself, or null. The place is remembered.
+/// Returns the node at `index` of a list that is not by itself, or null. The place is remembered.
 DOM_Node* LinkedNodeAt(ListRecord* list, uint32_t index);
 
 /// Forgets the place of `list`, which has one.

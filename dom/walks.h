@@ -8,18 +8,18 @@
 
 namespace qvx::dom {
 
-/// The node after `node` in a preorder walk over the subtree of `root`, or null at its end.
+/// Returns the node after `node` in a preorder walk over the subtree of `root`, or null at its end.
 DOM_Node* NextInPreorder(const DOM_Node* root, DOM_Node* node);
 
 /// As NextInPreorder, without the descendants of `node`.
 DOM_Node* NextAfterSubtree(const DOM_Node* root, DOM_Node* node);
 
-/// The first node of a postorder walk over the subtree of `root`, and the one after `node` (null
-/// after `root` itself).
+/// Return the first node of a postorder walk over the subtree of `root`, and the one after `node`
+/// (null after `root` itself).
 DOM_Node* FirstInPostorder(DOM_Node* root);
 DOM_Node* NextInPostorder(const DOM_Node* root, DOM_Node* node);
 
-/// Whether `node` (may be null) is `root` or one of its descendants.
+/// Returns whether `node` (may be null) is `root` or one of its descendants.
 bool IsWithin(const DOM_Node* root, const DOM_Node* node);
 
 }  // namespace qvx::dom

@@ -18,25 +18,25 @@ inline constexpr size_t kPathCapacity = 4096;
 /// `capacity` bytes; for null they return null.
 char* OSGetBaseDir(char* buffer, size_t capacity);
 
-/// The installation directory: SYSMGTZX_BASE_DIR, or /opt/zx/zxqvx.
+/// Writes the installation directory: SYSMGTZX_BASE_DIR, or /opt/zx/zxqvx.
 char* OSGetQVXDirectory(char* buffer, size_t capacity);
 
-/// The writable data directory: SYSMGTZX_WRITE_DIR, or the installation directory.
+/// Writes the writable data directory: SYSMGTZX_WRITE_DIR, or the installation directory.
 char* OSGetQVXWriteDir(char* buffer, size_t capacity);
 
-/// The web server's log directory: SYSMGTZX_LOG_DIR, or /var/spool/opt/zx/zxqvx.
+/// Writes the web server's log directory: SYSMGTZX_LOG_DIR, or /var/spool/opt/zx/zxqvx.
 char* OSGetLogDirectory(char* buffer, size_t capacity);
 
-/// The TLS share directory: SSL_SHARE_BASE_DIR, or /etc/opt/zx/sslshare.
+/// Writes the TLS share directory: SSL_SHARE_BASE_DIR, or /etc/opt/zx/sslshare.
 char* OSGetSSLShareDir(char* buffer, size_t capacity);
 
-/// The WBEM spool directory, /var/spool/tormek/wbem, whatever the environment says.
+/// Writes the WBEM spool directory, /var/spool/tormek/wbem, whatever the environment says.
 char* OSGetElmDirectory(char* buffer, size_t capacity);
 
 /// As OSGetElmDirectory; `reserved` is ignored.
 char* OSGetDefaultWBEMDirectoryEx(void* reserved, char* buffer, size_t capacity);
 
-/// The working directory (getcwd(3)); returns `buffer` whether or not that succeeded.
+/// Writes the working directory (getcwd(3)); returns `buffer` whether or not that succeeded.
 char* OSGetCurrentDirectory(char* buffer, size_t capacity);
 
 /// Changes the working directory. Returns 0 or -1.

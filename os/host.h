@@ -9,11 +9,11 @@
 #include <cstdint>
 #include <ctime>
 
-/// The host name (gethostname(2)). Returns 0 or -1.
+/// Writes the host name (gethostname(2)). Returns 0 or -1.
 int OSGetHostName(char* buffer, size_t capacity);
 
-/// The node name (uname(2)), cut at `capacity` - 1 characters and always terminated; empty when
-/// uname fails.
+/// Writes the node name (uname(2)), cut at `capacity` - 1 characters and always terminated; empty
+/// when uname fails.
 void OSGetSystemName(char* buffer, size_t capacity);
 
 /// gethostbyaddr(3). The entry belongs to the resolver.

@@ -24,10 +24,10 @@ void GetDirFile(const char* path, char* directory, char* file);
 /// working directory of more than 255 characters, returns null and writes an empty text.
 char* _fullpath(char* output, const char* path, size_t capacity);
 
-/// The kind of drive: 3 (fixed) for every path.
+/// Returns the kind of drive: 3 (fixed) for every path.
 int32_t OSGetDriveType(const char* path);
 
-/// The only volume: "/".
+/// Returns the only volume: "/".
 const char* OSFindFirstVolume(void* first, void* second, void* third);
 const char* OSFindNextVolume(const void* handle);
 void OSFindCloseVolume(const void* handle);

@@ -54,7 +54,7 @@ extern BlockSize block_sizes[kLargestBlock / kBlockUnit + 1];
 /// TakeBlock when the newest page does not do.
 PageBlock TakeOtherBlock(size_t size);
 
-/// A block of `size` bytes: a multiple of kBlockUnit, at least three of them, at most
+/// Returns a block of `size` bytes: a multiple of kBlockUnit, at least three of them, at most
 /// kLargestBlock.
 [[gnu::always_inline]] inline PageBlock TakeBlock(size_t size) {
   BlockSize& blocks = block_sizes[size / kBlockUnit];

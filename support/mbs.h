@@ -61,8 +61,8 @@ Number NumberAt(const char* place) {
   return number;
 }
 
-/// Whether `length` bytes are all ASCII. Every locale decodes such a text byte by byte: it has as
-/// many characters and, as the operations above count them, columns as bytes.
+/// Returns whether `length` bytes are all ASCII. Every locale decodes such a text byte by byte: it
+/// has as many characters and, as the operations above count them, columns as bytes.
 inline bool IsAscii(const char* text, size_t length) {
   uint64_t bits = 0;
   if (length >= sizeof bits) {

@@ -58,7 +58,7 @@ inline char* CopyTo(char* memory, MeasuredText text) {
   return memory;
 }
 
-/// A copy of `text` from malloc; null with errno set when memory ran out.
+/// Returns a copy of `text` from malloc; null with errno set when memory ran out.
 char* CopyOf(MeasuredText text);
 
 }  // namespace qvx
