@@ -127,6 +127,7 @@ std::string SettingName(size_t index) {
 
 std::vector<std::string> DottedAddresses(size_t size) {
   std::vector<std::string> addresses;
+  addresses.reserve(size);
   for (uint32_t index = 0; index < size; ++index) {
     addresses.push_back(Dotted(kFirstAddress + index));
   }

@@ -44,7 +44,7 @@ void LayOut() {
 }
 
 template <typename Record>
-Prepared Records(size_t size, Record record) {
+Prepared Records(size_t size, const Record& record) {
   LayOut();
   return {[size, record] {
     for (size_t index = 0; index < size; ++index) {
