@@ -15,11 +15,9 @@ namespace qvx::companion {
 
 namespace {
 
-constexpr std::string_view kImplicitAllow = "allow from 127.0.0.1\n";
 constexpr char kConnection[] = "SSH_CONNECTION";
 constexpr int kMostLevels = 64;
 constexpr size_t kMostVariables = 1 << 20;
-constexpr std::string_view kAllowAll = "allow from all\n";
 
 /// Returns the words of a directive. The first line alone is one: a line break in an entry begins
 /// another directive.
@@ -39,10 +37,10 @@ AccessEntry EntryFrom(bool allows, std::string_view text, const std::string& dir
 
 /// The launcher generates an entry alone as it does among others, but for the line that it adds.
 void AddInclude(std::string_view list, std::vector<AccessEntry>& entries) {
-  entries.push_back(EntryFrom(true, "", std::string(list.empty() ? kAllowAll : kImplicitAllow)));
+  entries.push_back(EntryFrom(true, "", std::string(list.empty() ? kAllowAll : kAllowLoopback)));
   while (const auto entry = TakeEntry(list)) {
     entries.push_back(
-        EntryFrom(true, *entry, AccessDirectives(*entry, "").substr(kImplicitAllow.size())));
+        EntryFrom(true, *entry, AccessDirectives(*entry, "").substr(kAllowLoopback.size())));
   }
 }
 

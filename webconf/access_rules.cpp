@@ -170,7 +170,7 @@ void CutList(char* list) {
 }  // namespace
 
 std::string AccessDirectives(std::string_view include, std::string_view exclude) {
-  std::string directives = include.empty() ? "allow from all\n" : "allow from 127.0.0.1\n";
+  std::string directives(include.empty() ? kAllowAll : kAllowLoopback);
   AppendList(directives, "allow from", include, WhenTooLong::kSkip);
   AppendList(directives, "deny from", exclude, WhenTooLong::kAll);
   return directives;

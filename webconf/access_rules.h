@@ -42,6 +42,10 @@ namespace qvx {
 /// The characters of the longest entry that is no fault: two dotted addresses and the dash.
 inline constexpr size_t kLongestEntry = 31;
 
+/// The first allow line, without an include list and with one.
+inline constexpr std::string_view kAllowAll = "allow from all\n";
+inline constexpr std::string_view kAllowLoopback = "allow from 127.0.0.1\n";
+
 /// Returns the text that GenerateAccessDirectiveStr builds, but leaves the lists whole. The cost is
 /// linear in the lists. Throws std::bad_alloc.
 std::string AccessDirectives(std::string_view include, std::string_view exclude);
