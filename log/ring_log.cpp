@@ -150,6 +150,21 @@ bool WriteRecord(const Descriptor& file, std::string_view record) {
 
 }  // namespace
 
+std::string LogFilePath() {
+  char path[kPathCapacity] = "";
+  SetPath(kLogName, path);
+  return path;
+}
+
+uint64_t NextRecordOffset(std::string_view content) {
+  if (content.size() < kLogHeaderSize) {
+    return 0;
+  }
+  const uint64_t offset =
+      std::strtoull(std::string(content.substr(0, kLogHeaderSize)).c_str(), nullptr, 16);
+  return offset > static_cast<uint64_t>(MaximumLogFileSize) ? 0 : offset;
+}
+
 }  // namespace qvx
 
 void SetupLogsAndDebug(apr_pool_t* /*pool*/) {
@@ -182,22 +197,3 @@ int VLogOutput(int severity, const char* format, va_list arguments) {
     return -1;
   }
 }
-
-namespace qvx {
-
-std::string LogFilePath() {
-  char path[kPathCapacity] = "";
-  SetPath(kLogName, path);
-  return path;
-}
-
-uint64_t NextRecordOffset(std::string_view content) {
-  if (content.size() < kLogHeaderSize) {
-    return 0;
-  }
-  const uint64_t offset =
-      std::strtoull(std::string(content.substr(0, kLogHeaderSize)).c_str(), nullptr, 16);
-  return offset > static_cast<uint64_t>(MaximumLogFileSize) ? 0 : offset;
-}
-
-}  // namespace qvx

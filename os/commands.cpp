@@ -205,6 +205,36 @@ int32_t ExecuteAsAccount(const char* command) {
 
 }  // namespace
 
+int32_t RunCommand(const std::string& command, Rights rights) {
+  return rights == Rights::kOwn ? execute_linux_cmd(command.c_str())
+                                : ExecuteAsAccount(command.c_str());
+}
+
+void CommandCloser::operator()(std::FILE* stream) const {
+  pclose(stream);
+}
+
+CommandStream OpenCommand(const char* command) {
+  return CommandStream(popen(command, "re"));
+}
+
+pid_t StartChild(const std::function<int()>& body) {
+  const pid_t child = fork();
+  if (child == 0) {
+    try {
+      _exit(body());
+    } catch (...) {  // no handler of the parent's may run here
+      _exit(kShellFailed);
+    }
+  }
+  return child;
+}
+
+int WaitForChild(pid_t child, int options) {
+  int status = 0;
+  return Resumed([=, &status] { return waitpid(child, &status, options); }) == -1 ? -1 : status;
+}
+
 }  // namespace qvx
 
 int32_t execute_linux_cmd(const char* command) {
@@ -255,37 +285,3 @@ int Callpopen() {
   qvx::CommandStream stream = qvx::OpenCommand("/sbin/ifconfig -a 2>/dev/null");
   return stream ? pclose(stream.release()) : -1;
 }
-
-namespace qvx {
-
-int32_t RunCommand(const std::string& command, Rights rights) {
-  return rights == Rights::kOwn ? execute_linux_cmd(command.c_str())
-                                : ExecuteAsAccount(command.c_str());
-}
-
-void CommandCloser::operator()(std::FILE* stream) const {
-  pclose(stream);
-}
-
-CommandStream OpenCommand(const char* command) {
-  return CommandStream(popen(command, "re"));
-}
-
-pid_t StartChild(const std::function<int()>& body) {
-  const pid_t child = fork();
-  if (child == 0) {
-    try {
-      _exit(body());
-    } catch (...) {  // no handler of the parent's may run here
-      _exit(kShellFailed);
-    }
-  }
-  return child;
-}
-
-int WaitForChild(pid_t child, int options) {
-  int status = 0;
-  return Resumed([=, &status] { return waitpid(child, &status, options); }) == -1 ? -1 : status;
-}
-
-}  // namespace qvx

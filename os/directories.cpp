@@ -33,6 +33,22 @@ std::string Path(Resolver resolver, std::string_view tail) {
 
 }  // namespace
 
+std::string InstallationPath(std::string_view tail) {
+  return Path(OSGetQVXDirectory, tail);
+}
+
+std::string WritablePath(std::string_view tail) {
+  return Path(OSGetQVXWriteDir, tail);
+}
+
+std::string LogPath(std::string_view tail) {
+  return Path(OSGetLogDirectory, tail);
+}
+
+std::string TlsSharePath(std::string_view tail) {
+  return Path(OSGetSSLShareDir, tail);
+}
+
 }  // namespace qvx
 
 char* OSGetBaseDir(char* buffer, size_t capacity) {
@@ -86,23 +102,3 @@ char* OSFileAffinity(char* path) {
   }
   return path;
 }
-
-namespace qvx {
-
-std::string InstallationPath(std::string_view tail) {
-  return Path(OSGetQVXDirectory, tail);
-}
-
-std::string WritablePath(std::string_view tail) {
-  return Path(OSGetQVXWriteDir, tail);
-}
-
-std::string LogPath(std::string_view tail) {
-  return Path(OSGetLogDirectory, tail);
-}
-
-std::string TlsSharePath(std::string_view tail) {
-  return Path(OSGetSSLShareDir, tail);
-}
-
-}  // namespace qvx

@@ -72,30 +72,6 @@ bool BuildDirectory(const char* path) {
   return drive_size <= sizeof drive && OpenDirectory(root) && BuildLevels(root, directory);
 }
 
-}  // namespace
-
-}  // namespace qvx
-
-int OSCheckDir(char* path) {
-  try {
-    return qvx::CheckLevels(path) ? 0 : 1;
-  } catch (const std::bad_alloc&) {
-    return 1;
-  }
-}
-
-int QVXBuildDirectory(const char* path) {
-  try {
-    return qvx::BuildDirectory(path) ? 0 : -1;
-  } catch (const std::bad_alloc&) {
-    return -1;
-  }
-}
-
-namespace qvx {
-
-namespace {
-
 /// Returns an empty text when every level exists, otherwise the first one that is missing.
 std::string FirstMissingLevel(const std::string& directory) {
   size_t end = 0;
@@ -130,3 +106,19 @@ bool ForeseeBuiltDirectories(const std::string& path) {
 }
 
 }  // namespace qvx
+
+int OSCheckDir(char* path) {
+  try {
+    return qvx::CheckLevels(path) ? 0 : 1;
+  } catch (const std::bad_alloc&) {
+    return 1;
+  }
+}
+
+int QVXBuildDirectory(const char* path) {
+  try {
+    return qvx::BuildDirectory(path) ? 0 : -1;
+  } catch (const std::bad_alloc&) {
+    return -1;
+  }
+}

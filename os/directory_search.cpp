@@ -84,6 +84,17 @@ OSFindHandle FindFirst(const char* pattern_path, OSFindRecord* record) {
 
 }  // namespace
 
+std::vector<std::string> NamesIn(const Descriptor& directory, std::string_view prefix) {
+  const DirectoryStream stream = OpenStream(directory);
+  std::vector<std::string> names;
+  while (const dirent* entry = stream ? readdir(stream.get()) : nullptr) {
+    if (std::string_view(entry->d_name).starts_with(prefix)) {
+      names.emplace_back(entry->d_name);
+    }
+  }
+  return names;
+}
+
 }  // namespace qvx
 
 OSFindHandle OSFindFirstFile(const char* pattern_path, OSFindRecord* record) {
@@ -105,18 +116,3 @@ int OSFindNextFile(OSFindHandle handle, OSFindRecord* record) {
 int OSFindClose(OSFindHandle handle) {
   return handle > 0 ? closedir(qvx::StreamOf(handle)) : 0;
 }
-
-namespace qvx {
-
-std::vector<std::string> NamesIn(const Descriptor& directory, std::string_view prefix) {
-  const DirectoryStream stream = OpenStream(directory);
-  std::vector<std::string> names;
-  while (const dirent* entry = stream ? readdir(stream.get()) : nullptr) {
-    if (std::string_view(entry->d_name).starts_with(prefix)) {
-      names.emplace_back(entry->d_name);
-    }
-  }
-  return names;
-}
-
-}  // namespace qvx

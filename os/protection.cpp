@@ -148,6 +148,22 @@ int MakeDirectory(std::string path, Owner owner) {
 
 }  // namespace
 
+int32_t RunFileProtection(const std::string& path, bool is_held) {
+  return RunProtection(path, false, is_held);
+}
+
+bool ChangeMode(const std::string& path, mode_t mode) {
+  const std::optional<Place> place = FindPlace(path, Access::kChange);
+  if (!place || !place->exists()) {
+    return false;
+  }
+  if (!MayStep(*place, place->entry_status, Access::kChange)) {
+    errno = ELOOP;
+    return false;
+  }
+  return SetMode(place->entry, mode);
+}
+
 }  // namespace qvx
 
 int32_t OsProtectFile(const char* path) {
@@ -177,23 +193,3 @@ int OsMkdir(const char* path) {
     return -1;
   }
 }
-
-namespace qvx {
-
-int32_t RunFileProtection(const std::string& path, bool is_held) {
-  return RunProtection(path, false, is_held);
-}
-
-bool ChangeMode(const std::string& path, mode_t mode) {
-  const std::optional<Place> place = FindPlace(path, Access::kChange);
-  if (!place || !place->exists()) {
-    return false;
-  }
-  if (!MayStep(*place, place->entry_status, Access::kChange)) {
-    errno = ELOOP;
-    return false;
-  }
-  return SetMode(place->entry, mode);
-}
-
-}  // namespace qvx

@@ -26,27 +26,6 @@ bool IsDigit(char character) {
 
 }  // namespace
 
-}  // namespace qvx
-
-char* ParseMultiHomed() {
-  try {
-    const std::optional<std::string> names = qvx::MultihomedNames();
-    return names ? strdup(names->c_str()) : nullptr;
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
-}
-
-int32_t ValidateMultiHomed(const char* list) {
-  return list != nullptr && qvx::IsNameList(list) ? 1 : 0;
-}
-
-int32_t isTheValueAnIP(const char* entry) {
-  return entry != nullptr && qvx::IsAddressEntry(entry) ? 1 : 0;
-}
-
-namespace qvx {
-
 std::optional<std::string> MultihomedNames() {
   const DocumentHolder document = NewDocument();
   LoadResult result = LoadSettings(document.get());
@@ -74,3 +53,20 @@ bool IsAddressEntry(std::string_view entry) {
 }
 
 }  // namespace qvx
+
+char* ParseMultiHomed() {
+  try {
+    const std::optional<std::string> names = qvx::MultihomedNames();
+    return names ? strdup(names->c_str()) : nullptr;
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+int32_t ValidateMultiHomed(const char* list) {
+  return list != nullptr && qvx::IsNameList(list) ? 1 : 0;
+}
+
+int32_t isTheValueAnIP(const char* entry) {
+  return entry != nullptr && qvx::IsAddressEntry(entry) ? 1 : 0;
+}

@@ -105,6 +105,58 @@ bool FillCertificate(X509* certificate, EVP_PKEY* key, const CertificateRequest&
 
 }  // namespace
 
+AlternativeNames AlternativeNamesFrom(std::string_view list) {
+  AlternativeNames names;
+  while (const auto name = TakeEntry(list)) {
+    if (name->size() > kLongestAlternativeName) {
+      ++names.left_out;
+      continue;
+    }
+    names.text.append(names.text.empty() ? "" : kNameSeparator)
+        .append(IsAddressEntry(*name) ? "IP: " : "DNS: ")
+        .append(*name);
+  }
+  return names;
+}
+
+bool AreAccepted(const AlternativeNames& names) {
+  const ErrorQueueKeeper queue;
+  return NamesExtension(names.text) != nullptr;
+}
+
+CertificateRequest RequestNow(const char* common_name, int bits, int days) {
+  const time_t now = OsGenerateRandomSeed(common_name);
+  return {common_name, AlternativeNamesFrom(MultihomedNames().value_or("")), now, bits, days};
+}
+
+Pair Build(const CertificateRequest& request) {
+  Pair pair{KeyHandle(EVP_PKEY_new()), CertificateHandle(X509_new())};
+  if (!pair.key || !GenerateKey(pair.key.get(), request.bits)) {
+    return {};
+  }
+  if (pair.certificate && !FillCertificate(pair.certificate.get(), pair.key.get(), request)) {
+    pair.certificate.reset();
+  }
+  return pair;
+}
+
+int64_t ValiditySeconds(int64_t now, int days) {
+  const int64_t wanted = days * kSecondsPerDay;
+  return kLatestEnd - wanted < now ? kLatestEnd - now : wanted;
+}
+
+std::string RandomSeedRecord(const timespec& time, std::string_view text) {
+  const int64_t seconds = time.tv_sec;
+  const auto milliseconds = static_cast<uint16_t>(time.tv_nsec / kNanosecondsPerMillisecond);
+  std::string record(kTimeRecordSize, '\0');
+  std::memcpy(record.data(), &seconds, sizeof seconds);
+  std::memcpy(record.data() + kMillisecondsOffset, &milliseconds, sizeof milliseconds);
+  std::rotate(record.begin(),
+              record.begin() + static_cast<std::ptrdiff_t>(milliseconds % kTimeRecordSize),
+              record.end());
+  return record.append(text.substr(0, kSeedTextSize));
+}
+
 }  // namespace qvx
 
 int32_t makePkeyAndCert(X509** certificate, EVP_PKEY** key, int bits, int days,
@@ -159,59 +211,3 @@ time_t OsGenerateRandomSeed(const char* text) {
   RAND_seed(seed.data(), static_cast<int>(seed.size()));
   return now.tv_sec;
 }
-
-namespace qvx {
-
-AlternativeNames AlternativeNamesFrom(std::string_view list) {
-  AlternativeNames names;
-  while (const auto name = TakeEntry(list)) {
-    if (name->size() > kLongestAlternativeName) {
-      ++names.left_out;
-      continue;
-    }
-    names.text.append(names.text.empty() ? "" : kNameSeparator)
-        .append(IsAddressEntry(*name) ? "IP: " : "DNS: ")
-        .append(*name);
-  }
-  return names;
-}
-
-bool AreAccepted(const AlternativeNames& names) {
-  const ErrorQueueKeeper queue;
-  return NamesExtension(names.text) != nullptr;
-}
-
-CertificateRequest RequestNow(const char* common_name, int bits, int days) {
-  const time_t now = OsGenerateRandomSeed(common_name);
-  return {common_name, AlternativeNamesFrom(MultihomedNames().value_or("")), now, bits, days};
-}
-
-Pair Build(const CertificateRequest& request) {
-  Pair pair{KeyHandle(EVP_PKEY_new()), CertificateHandle(X509_new())};
-  if (!pair.key || !GenerateKey(pair.key.get(), request.bits)) {
-    return {};
-  }
-  if (pair.certificate && !FillCertificate(pair.certificate.get(), pair.key.get(), request)) {
-    pair.certificate.reset();
-  }
-  return pair;
-}
-
-int64_t ValiditySeconds(int64_t now, int days) {
-  const int64_t wanted = days * kSecondsPerDay;
-  return kLatestEnd - wanted < now ? kLatestEnd - now : wanted;
-}
-
-std::string RandomSeedRecord(const timespec& time, std::string_view text) {
-  const int64_t seconds = time.tv_sec;
-  const auto milliseconds = static_cast<uint16_t>(time.tv_nsec / kNanosecondsPerMillisecond);
-  std::string record(kTimeRecordSize, '\0');
-  std::memcpy(record.data(), &seconds, sizeof seconds);
-  std::memcpy(record.data() + kMillisecondsOffset, &milliseconds, sizeof milliseconds);
-  std::rotate(record.begin(),
-              record.begin() + static_cast<std::ptrdiff_t>(milliseconds % kTimeRecordSize),
-              record.end());
-  return record.append(text.substr(0, kSeedTextSize));
-}
-
-}  // namespace qvx

@@ -226,6 +226,32 @@ int32_t CheckAndReplace() {
 
 }  // namespace
 
+std::string PairHostName() {
+  char name[kHostNameCapacity] = {};
+  if (OSGetHostName(name, sizeof name) != 0) {
+    LogOutput(kLogError, "Unable to get the hostname for the server\n");
+    return {};
+  }
+  return name;
+}
+
+std::optional<PairFacts> ExaminePair() {
+  const ErrorQueueKeeper queue;
+  const std::string host_name = PairHostName();
+  const ContextHandle context = MakeContext();
+  return context ? std::optional(TakeLook(context.get(), host_name).facts) : std::nullopt;
+}
+
+PairFate FateOf(const PairFacts& facts) {
+  if (!facts.is_known) {
+    return PairFate::kUnknown;
+  }
+  if (!facts.certificate_loads || !facts.key_loads || !facts.they_match) {
+    return PairFate::kSetAside;
+  }
+  return facts.names_host || !facts.is_ours ? PairFate::kKeep : PairFate::kReplace;
+}
+
 }  // namespace qvx
 
 int32_t SSLServerInit() {
@@ -282,33 +308,3 @@ int32_t CheckCertValidity(const char* host_name) {
     return 0;
   }
 }
-
-namespace qvx {
-
-std::string PairHostName() {
-  char name[kHostNameCapacity] = {};
-  if (OSGetHostName(name, sizeof name) != 0) {
-    LogOutput(kLogError, "Unable to get the hostname for the server\n");
-    return {};
-  }
-  return name;
-}
-
-std::optional<PairFacts> ExaminePair() {
-  const ErrorQueueKeeper queue;
-  const std::string host_name = PairHostName();
-  const ContextHandle context = MakeContext();
-  return context ? std::optional(TakeLook(context.get(), host_name).facts) : std::nullopt;
-}
-
-PairFate FateOf(const PairFacts& facts) {
-  if (!facts.is_known) {
-    return PairFate::kUnknown;
-  }
-  if (!facts.certificate_loads || !facts.key_loads || !facts.they_match) {
-    return PairFate::kSetAside;
-  }
-  return facts.names_host || !facts.is_ours ? PairFate::kKeep : PairFate::kReplace;
-}
-
-}  // namespace qvx

@@ -52,30 +52,6 @@ Outcome Store(const GeneratedPair& pair, const OldPair& old) {
 
 }  // namespace
 
-}  // namespace qvx
-
-int32_t GenerateSelfSignedCertAndPrivateKey(const char* host_name) {
-  if (host_name == nullptr) {
-    return 0;
-  }
-  try {
-    const qvx::GeneratedPair pair = qvx::GeneratePair(host_name, qvx::LookAtPair());
-    return pair.outcome == qvx::Outcome::kDone ? 1 : 0;
-  } catch (const std::bad_alloc&) {
-    return 0;
-  }
-}
-
-char* GetCertificateFilePathName(char* buffer) {
-  return qvx::CopyPath(qvx::CertificatePath(), buffer);
-}
-
-char* GetPrivateKeyFilePathName(char* buffer) {
-  return qvx::CopyPath(qvx::KeyPath(), buffer);
-}
-
-namespace qvx {
-
 GeneratedPair GeneratePair(const std::string& host_name, const OldPair& old) {
   const ErrorQueueKeeper queue;
   const Pair pair = Build(RequestNow(host_name.c_str(), kKeyBits, kDays));
@@ -99,3 +75,23 @@ GeneratedPair GeneratePair(const std::string& host_name, const OldPair& old) {
 }
 
 }  // namespace qvx
+
+int32_t GenerateSelfSignedCertAndPrivateKey(const char* host_name) {
+  if (host_name == nullptr) {
+    return 0;
+  }
+  try {
+    const qvx::GeneratedPair pair = qvx::GeneratePair(host_name, qvx::LookAtPair());
+    return pair.outcome == qvx::Outcome::kDone ? 1 : 0;
+  } catch (const std::bad_alloc&) {
+    return 0;
+  }
+}
+
+char* GetCertificateFilePathName(char* buffer) {
+  return qvx::CopyPath(qvx::CertificatePath(), buffer);
+}
+
+char* GetPrivateKeyFilePathName(char* buffer) {
+  return qvx::CopyPath(qvx::KeyPath(), buffer);
+}
