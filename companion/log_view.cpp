@@ -108,9 +108,8 @@ std::vector<RingRecord> LogReader::NewRecords(std::string_view content) {
 
 std::string RecordLine(const RingRecord& record, const Page& page) {
   constexpr size_t kWidth = 12;
-  const LogType& type = logType[record.severity];
-  std::string name = std::string(type.name).substr(0, std::string_view(type.name).find(" LOG"));
-  name = name.substr(0, name.find(' '));
+  const std::string_view type = logType[record.severity].name;
+  std::string name(type.substr(0, type.find(' ')));
   name.resize(kWidth, ' ');
   const std::string indent(sizeof "2026-11-25 14:30:05 " + kWidth, ' ');
   std::string text =

@@ -86,7 +86,7 @@ void LinkAttribute(ElementNode* element, AttributeNode* attribute, AttributeNode
   AttributeMap* const map = element;
   AttributeNode* const first = element->first_attribute;
   AttributeNode* const behind = next != nullptr ? next : first;  // in the ring
-  attribute->previous = first != nullptr ? behind->previous : attribute;
+  attribute->previous = behind != nullptr ? behind->previous : attribute;
   attribute->next = next;
   if (next != first) {
     attribute->previous->next = attribute;

@@ -63,6 +63,7 @@ void Remove(NodeListeners& listeners, uint32_t slot) {
 
 }  // namespace
 
+// cppcheck-suppress uninitDerivedMemberVar; the base is a copy
 ListenerRecord::ListenerRecord(const DOM_ListenerEntry& key, MallocOwner<DOM_String> type_copy)
     : DOM_ListenerEntry(key), owned_type(std::move(type_copy)), event_type(TypeNamed(key.type)) {
   type = owned_type.get();
