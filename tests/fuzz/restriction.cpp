@@ -1,5 +1,6 @@
 // The blocks of a range cover exactly its addresses, in the order that is promised. Lists of any
-// text give whole lines.
+// text give whole lines. With QVX_EVERY_RANGE="24 0 1" in the environment, every range of a /24 is
+// checked instead.
 #include <arpa/inet.h>
 
 #include <charconv>
@@ -69,6 +70,23 @@ void CheckRange(uint32_t start, uint32_t end) {
   Require(!(line >> piece));
 }
 
+/// Checks every range in a block of addresses that begins in one part of the block's: `parts` is
+/// the prefix length, the number of the part, and how many parts there are.
+void CheckEveryRange(const char* parts) {
+  std::istringstream numbers(parts);
+  uint32_t prefix = 32;
+  uint32_t part = 0;
+  uint32_t count = 1;
+  numbers >> prefix >> part >> count;
+  const uint32_t first = 0x0A010000;
+  const uint32_t last = first + (1U << (32 - prefix)) - 1;
+  for (uint32_t start = first + part; start <= last; start += count) {
+    for (uint32_t end = start; end <= last; ++end) {
+      CheckRange(start, end);
+    }
+  }
+}
+
 void CheckLists(Input& input) {
   std::string include = input.Text();
   std::string exclude = input.Text();
@@ -84,6 +102,10 @@ void CheckLists(Input& input) {
 }  // namespace qvx::test
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (const char* const parts = std::getenv("QVX_EVERY_RANGE")) {
+    qvx::test::CheckEveryRange(parts);
+    return 0;
+  }
   qvx::test::Input input(data, size);
   const auto start = input.Take<uint32_t>();
   const auto length = input.Take<uint32_t>() >> input.Below(32);

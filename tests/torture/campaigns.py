@@ -1,4 +1,5 @@
-"""Where a run is disturbed, and how. A campaign gives the disturbances of a scenario.
+"""Where a run is disturbed, and how. A campaign gives the disturbances of a scenario, and says
+what is judged afterwards.
 
 What a run calls is read from its own trace, so a new call is never left out.
 """
@@ -11,7 +12,10 @@ import subprocess
 import time
 from collections import Counter
 from dataclasses import dataclass
+from functools import partial
 
+import disks
+import pairs
 from judge import SETTINGS, TLS, text_of
 from stage import NOTES, OPT
 
@@ -53,11 +57,14 @@ NEVER_FAILS = re.compile(r"^(brk|exit|getpid|getppid|get.*[ug]id|umask|close|mun
 
 @dataclass(frozen=True)
 class Disturbance:
-    """A text that names it, what stands in front of the launcher, and who else is at work."""
+    """A text that names it, what stands in front of the launcher, and what else is done.
+
+    Either function may give another one that is called after the run and gives findings."""
 
     name: str
     before_launcher: tuple = ()
-    beside: object = None  # called while the run is stopped
+    arrange: object = None  # called before the run
+    beside: object = None   # called while the run is stopped
 
 
 def inject(call, number, what):
@@ -164,16 +171,72 @@ def install_pair():
     return lost
 
 
+def stop(call, number):
+    return inject(call, number, "signal=STOP")
+
+
 def races(stage):
     """The run is stopped at each call, while somebody else does all of his work."""
-    others = [("another start", lambda: stage.start() and (lambda: []))]
+    others = [("another start", lambda: stage.start() and None)]
     if "settings" in stage.scenario.keeps:
         others.append(("an editor", edit_settings))
     others.append(("an installer", install_pair))
     for call, number in calls_of(stage):
         for name, beside in others:
-            yield Disturbance(f"{call} {number} and {name}", inject(call, number, "signal=STOP"),
-                              beside=beside)
+            yield Disturbance(f"{call} {number} and {name}", stop(call, number), beside=beside)
 
 
-CAMPAIGNS = {"faults": faults, "allocations": allocations, "kills": kills, "races": races}
+def rounds(stage):
+    """Ten runs at once."""
+    def nine_more():
+        others = [stage.begin() for _ in range(9)]
+        return lambda: ["another run hangs" for other in others if stage.end_of(other)[0] is None]
+
+    return [Disturbance(f"round {number}", arrange=nine_more) for number in range(1, 301)]
+
+
+def full(stage):
+    """Each amount of pages and of files is left that a run may miss, in each folder and in all."""
+    for place, pages, inodes in disks.amounts(stage):
+        yield Disturbance(f"{place} with {pages} pages and {inodes} files left",
+                          arrange=partial(disks.fill, stage, place, pages, inodes))
+
+
+def power(stage):
+    """The power is cut at each call that changes a file."""
+    for call, number, what, cut in disks.cuts(stage, calls_of(stage)):
+        yield Disturbance(f"{call} {number} {what}", stop(call, number), beside=cut)
+
+
+def pair_states(_):
+    """Every state of certificate and key."""
+    kinds = pairs.kinds()
+    for name, texts in kinds.items():
+        yield Disturbance(name, arrange=partial(pairs.lay, texts, name == "another host"))
+    for name, chosen, maker in pairs.entries(kinds["EC"]):
+        yield Disturbance(name, arrange=partial(pairs.lay_entry, kinds["EC"], chosen, maker))
+    for kind in ("EC", "RSA of 1024 bits"):
+        for name, texts in pairs.damaged(kinds[kind]):
+            yield Disturbance(f"{kind}: {name}", arrange=partial(pairs.lay, texts))
+
+
+@dataclass(frozen=True)
+class Campaign:
+    """`share` is that of the disturbances which the shorter forms play."""
+
+    disturbances: object
+    judged: tuple
+    share: float = 1
+    scenarios: tuple = ()  # none: all of them
+
+
+CAMPAIGNS = {
+    "faults": Campaign(faults, ("end", "files", "daemon", "next")),
+    "allocations": Campaign(allocations, ("end", "files", "daemon", "next")),
+    "kills": Campaign(kills, ("files", "daemon", "next", "exact")),
+    "races": Campaign(races, ("end", "next")),
+    "rounds": Campaign(rounds, ("end", "files", "daemon", "next"), 0.1),
+    "full": Campaign(full, ("end", "files", "daemon", "next", "exact")),
+    "power": Campaign(power, ("files", "next", "exact")),
+    "pairs": Campaign(pair_states, ("end", "next"), 4, ("foreign certificate",)),
+}

@@ -8,6 +8,7 @@ from dataclasses import dataclass
 
 DAEMON = "daemon"
 NO_TLS = "Cannot start application!"
+NO_CONTEXT = "SSL_CTX_new() failure\n" + NO_TLS  # the library lacks memory
 NO_SETTINGS = ('Invalid configuration file (/opt/zx/zxqvx/conf/qvxpd.xml). Ask your system '
                'administrator to run "/opt/zx/zxqvx/qvxconfig/qvxconfig.sh".')
 

@@ -22,6 +22,8 @@ class Stage:
 
     def __init__(self, scenario, build):
         self.scenario = scenario
+        self.mounts = []
+        self.disk = None  # what stands below /opt in the place of the files, if anything
         programs = {"launcher": build / "launcher/qvxlauncher",
                     "attacker": build / "tests/attacks/attacker",
                     "starve": build / "tests/attacks/libqvx_starve.so",
@@ -48,23 +50,41 @@ class Stage:
     def put_back(self):
         """Makes everything as it was before the first run."""
         NOTES.unlink(missing_ok=True)
+        while self.mounts:
+            subprocess.run(["umount", self.mounts.pop()], check=True)
+        if self.disk:
+            self.disk.put_back()
+            return
         for name in CHANGING:
             shutil.rmtree(OPT / name, ignore_errors=True)
         self._copy(BEFORE, OPT)
 
-    def run(self, before_launcher=()):
-        """Runs the scenario's command, with `before_launcher` in front of the launcher.
+    def clear(self):
+        """Leaves the disk of a campaign."""
+        if self.disk:
+            self.disk.remove()
+        self.disk = None
 
-        Returns its wait status and what it printed on standard output."""
+    def mount(self, *what):
+        """Mounts until the next time that everything is put back. The last word is the place."""
+        subprocess.run(["mount", *what], check=True)
+        self.mounts.append(what[-1])
+
+    def begin(self, before_launcher=()):
+        """Starts the scenario's command, with `before_launcher` in front of the launcher."""
         command = []
         for word in self.scenario.run:
             if word == "$launcher":
                 command += list(before_launcher) + ["/opt/zx/zxqvx/sbin/qvxlauncher"]
             else:
                 command.append(word)
-        process = subprocess.Popen(
+        return subprocess.Popen(
             command, cwd="/", env=self.environment, stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+
+    @staticmethod
+    def end_of(process):
+        """Returns the wait status of a run, and what it printed on standard output."""
         try:
             output, _ = process.communicate(timeout=HANGS)
         except subprocess.TimeoutExpired:
@@ -72,6 +92,9 @@ class Stage:
             process.communicate()
             return None, "hung"
         return process.returncode, output.decode("utf-8", "replace").strip()
+
+    def run(self, before_launcher=()):
+        return self.end_of(self.begin(before_launcher))
 
     @staticmethod
     def notes():

@@ -13,141 +13,170 @@ import signal
 import subprocess
 import sys
 import time
+from collections import Counter
 from concurrent.futures import ThreadPoolExecutor
 
+import disks
 from campaigns import CAMPAIGNS
 from judge import Judge
+from programs import PROGRAMS, run
 from scenarios import SCENARIOS
-from stage import HANGS, Stage
+from stage import Stage
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-FORMS = {"short": 12, "ci": 60, "long": None}  # disturbances of a scenario in a campaign
+SKIPPED = 77  # to ctest
+FORMS = {"short": 5, "ci": 40, "long": None}  # disturbances of a scenario in a campaign
 
 
-def stopped_run(stage, disturbance):
-    """Runs beside `disturbance.beside`, which works while the run is stopped."""
-    process = subprocess.Popen(
-        [*disturbance.before_launcher, "/opt/zx/zxqvx/sbin/qvxlauncher"], cwd="/",
-        env=stage.environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-        stderr=subprocess.DEVNULL)
-    holds = list
-    while process.poll() is None:
+def run_beside(stage, disturbance, holds):
+    """Runs, and lets the disturbance work while the run is stopped."""
+    process = stage.begin(disturbance.before_launcher)
+    while disturbance.beside and process.poll() is None:
         if "stopped by SIGSTOP" in stage.notes():
-            holds = disturbance.beside()
-            os.kill(process.pid, signal.SIGCONT)
+            holds.append(disturbance.beside())
+            os.kill(-1, signal.SIGCONT)  # the run is among the worker's namespace of processes
             break
         time.sleep(0.005)
-    try:
-        output, _ = process.communicate(timeout=HANGS)
-    except subprocess.TimeoutExpired:
-        process.kill()
-        return None, "hung", holds
-    return process.returncode, output.decode("utf-8", "replace").strip(), holds
+    return stage.end_of(process)
 
 
 def play(stage, judge, campaign, disturbance):
     """Returns the findings of one disturbed run."""
     stage.put_back()
-    holds = list
-    if disturbance.beside:
-        code, output, holds = stopped_run(stage, disturbance)
-    else:
-        code, output = stage.run(disturbance.before_launcher)
-    findings = judge.of_processes()
-    if campaign != "kills":
-        # What lasts disturbs the daemon, too.
-        is_daemons = "+" in disturbance.name and re.search(r"zxqvxd.* = 0$", stage.notes(), re.M)
-        findings += [] if is_daemons else judge.of_end(code, output)
-    if campaign == "races":
-        findings += holds()
-        edited = "editor" in disturbance.name
-        return findings + ([] if edited else judge.of_next_start(exact=False))
-    findings += judge.of_files() + judge.of_daemon(output)
-    return findings + judge.of_next_start(exact=campaign == "kills")
+    holds = [disturbance.arrange()] if disturbance.arrange else []
+    code, output = run_beside(stage, disturbance, holds)
+    findings = [finding for hold in holds if hold for finding in hold()]
+    findings += judge.of_processes()
+    # What lasts disturbs the daemon, too.
+    is_daemons = "+" in disturbance.name and re.search(r"zxqvxd.* = 0$", stage.notes(), re.M)
+    if "end" in campaign.judged and not is_daemons:
+        findings += judge.of_end(code, output)
+    if "files" in campaign.judged:
+        findings += judge.of_files()
+    if "daemon" in campaign.judged:
+        findings += judge.of_daemon(output)
+    return findings + judge.of_next_start(exact="exact" in campaign.judged)
+
+
+def chosen(arguments, campaign, stage):
+    """Those of the disturbances that this worker plays."""
+    disturbances = campaign.disturbances(stage)
+    if arguments.only:
+        return [one for one in disturbances if one.name == arguments.only]
+    every = list(disturbances)
+    most = len(every)
+    if limit := FORMS[arguments.form]:
+        most = min(most, max(1, int(limit * campaign.share)))
+    return [every[number * len(every) // most]
+            for number in range(arguments.part, most, arguments.parts)]
 
 
 def work(arguments):
-    """A worker: plays each disturbance whose number belongs to its part."""
+    """A worker: plays its part of each campaign's disturbances of one scenario."""
     stage = Stage(SCENARIOS[arguments.scenario], arguments.build)
     judge = Judge(stage)
-    disturbances = CAMPAIGNS[arguments.campaign](stage)
-    if arguments.only:
-        chosen = (one for one in disturbances if one.name == arguments.only)
-    else:
-        every = list(disturbances)
-        step = 1 if arguments.most is None else max(1, len(every) // arguments.most)
-        chosen = every[::step]
-    runs = 0
-    for number, disturbance in enumerate(chosen):
-        if number % arguments.parts != arguments.part:
+    for name in arguments.campaigns:
+        campaign = CAMPAIGNS[name]
+        if arguments.scenario not in (campaign.scenarios or SCENARIOS):
             continue
-        runs += 1
-        for finding in play(stage, judge, arguments.campaign, disturbance):
-            print(json.dumps({"at": disturbance.name, "finding": finding}), flush=True)
-    print(json.dumps({"runs": runs}), flush=True)
+        begin = time.monotonic()
+        disturbances = chosen(arguments, campaign, stage)
+        for disturbance in disturbances:
+            for finding in play(stage, judge, campaign, disturbance):
+                print(json.dumps({"campaign": name, "at": disturbance.name, "finding": finding}),
+                      flush=True)
+        stage.clear()
+        print(json.dumps({"campaign": name, "runs": len(disturbances),
+                          "seconds": time.monotonic() - begin}), flush=True)
 
 
-def start_worker(arguments, campaign, scenario, part, parts):
+def lines_of_worker(arguments, scenario, part):
+    """Starts a worker, and gives its lines as they come."""
     command = ["unshare", "--mount", "--pid", "--fork", "--mount-proc", "--kill-child",
                sys.executable, __file__, "--worker", "--build", str(arguments.build),
-               "--scenario", scenario, "--part", str(part), "--parts", str(parts), campaign]
+               "--scenario", scenario, "--part", str(part), "--parts", str(arguments.parts),
+               "--" + arguments.form, *arguments.campaigns]
     command += ["--only", arguments.only] if arguments.only else []
-    command += ["--" + arguments.form]
-    result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
-    lines = [json.loads(line) for line in result.stdout.decode().splitlines()]
-    if result.returncode != 0 or not lines or "runs" not in lines[-1]:
-        lines.append({"at": "the worker itself", "finding": result.stderr.decode()[-800:]})
-    return lines
+    with subprocess.Popen(command, stdout=subprocess.PIPE, text=True) as process:
+        yield from map(json.loads, process.stdout)
+    if process.returncode != 0:
+        yield {"campaign": arguments.campaigns[0], "at": "the worker itself",
+               "finding": f"ends with {process.returncode}"}
+
+
+def drive_programs(arguments, names):
+    """Runs the campaigns that are programs and returns the number of findings."""
+    begin = time.monotonic()
+    tasks = [(name, *task) for name in names
+             for task in PROGRAMS[name](arguments.form, arguments.build)]
+    found = 0
+    with ThreadPoolExecutor(os.cpu_count()) as pool:
+        for name, command, output in pool.map(run, tasks):
+            if command:
+                found += 1
+                print(f"FOUND {name}: {output}\n  {command}", flush=True)
+    if tasks:
+        print(f"{', '.join(names)}: {len(tasks)} programs, {found} findings, "
+              f"{time.monotonic() - begin:.0f} s")
+    return found
 
 
 def drive(arguments):
     """Plays the campaigns and returns the number of findings."""
-    parts = os.cpu_count()
-    found = 0
-    for campaign in arguments.campaigns or CAMPAIGNS:
-        runs = 0
-        begin = time.monotonic()
-        for scenario in [arguments.scenario] if arguments.scenario else SCENARIOS:
-            if campaign == "races" and SCENARIOS[scenario].run != ("$launcher",):
-                continue  # there the launcher is not the driver's own child
-            with ThreadPoolExecutor(parts) as pool:
-                results = pool.map(
-                    lambda part: start_worker(arguments, campaign, scenario, part, parts),
-                    range(parts))
-            for line in (line for lines in results for line in lines):
-                runs += line.get("runs", 0)
-                if "finding" in line:
-                    found += 1
-                    print(f"FOUND {campaign}: {scenario}: {line['at']}: {line['finding']}\n"
-                          f"  scripts/torture {campaign} --scenario '{scenario}' "
-                          f"--only '{line['at']}'", flush=True)
-        print(f"{campaign}: {runs} disturbed runs in {time.monotonic() - begin:.0f} s", flush=True)
-    return found
+    totals = {name: Counter() for name in arguments.campaigns}
+
+    def follow(task):
+        scenario, _ = task
+        for line in lines_of_worker(arguments, *task):
+            totals[line["campaign"]].update(
+                {key: line[key] for key in ("runs", "seconds") if key in line})
+            if "finding" in line:
+                totals[line["campaign"]]["findings"] += 1
+                print("FOUND {campaign}: {0}: {at}: {finding}\n  scripts/torture {campaign} "
+                      "--scenario '{0}' --only '{at}'".format(scenario, **line), flush=True)
+
+    scenarios = [arguments.scenario] if arguments.scenario else SCENARIOS
+    tasks = [(scenario, part) for scenario in scenarios for part in range(arguments.parts)]
+    with ThreadPoolExecutor(os.cpu_count()) as pool:
+        list(pool.map(follow, tasks))
+    for name, total in totals.items():
+        print(f"{name}: {total['runs']} disturbed runs, {total['findings']} findings, "
+              f"{total['seconds']:.0f} s of a worker's time")
+    return sum(total["findings"] for total in totals.values())
 
 
 def main():
     parser = argparse.ArgumentParser(prog="scripts/torture", description=__doc__.split("\n")[0])
     parser.add_argument("campaigns", nargs="*", metavar="campaign",
-                        help="of " + ", ".join(CAMPAIGNS) + " (all)")
+                        help="of " + ", ".join([*CAMPAIGNS, *PROGRAMS]) + " (all)")
     parser.add_argument("--scenario", choices=SCENARIOS, help="only this one")
     parser.add_argument("--only", metavar="POINT", help="only the disturbance of this name")
     parser.add_argument("--build", type=pathlib.Path, default=ROOT / "build/release",
                         help=argparse.SUPPRESS)
     parser.add_argument("--worker", action="store_true", help=argparse.SUPPRESS)
     parser.add_argument("--part", type=int, default=0, help=argparse.SUPPRESS)
-    parser.add_argument("--parts", type=int, default=1, help=argparse.SUPPRESS)
+    parser.add_argument("--parts", type=int, help=argparse.SUPPRESS)
     forms = parser.add_mutually_exclusive_group()
     for form in FORMS:
         forms.add_argument("--" + form, dest="form", action="store_const", const=form)
     arguments = parser.parse_args()
     arguments.form = arguments.form or "short"
-    arguments.most = FORMS[arguments.form]
-    if unknown := set(arguments.campaigns) - set(CAMPAIGNS):
+    # A worker costs as much as some disturbances, so a short form has one for each scenario.
+    arguments.parts = arguments.parts or (1 if arguments.form == "short" or arguments.only
+                                          else os.cpu_count())
+    if unknown := set(arguments.campaigns) - set(CAMPAIGNS) - set(PROGRAMS):
         parser.error("no such campaign: " + ", ".join(sorted(unknown)))
     if arguments.worker:
-        arguments.campaign = arguments.campaigns[0]
         return work(arguments)
-    return 1 if drive(arguments) else 0
+    named = arguments.campaigns or [*CAMPAIGNS, *PROGRAMS]
+    programs = [name for name in PROGRAMS if name in named and arguments.form != "short"]
+    arguments.campaigns = [name for name in CAMPAIGNS if name in named]
+    if "power" in arguments.campaigns and not disks.are_possible():
+        print("power did not run: there is no loop device")
+        arguments.campaigns.remove("power")
+    if not arguments.campaigns and not programs:
+        return SKIPPED
+    return 1 if drive(arguments) + drive_programs(arguments, programs) else 0
 
 
 if __name__ == "__main__":
