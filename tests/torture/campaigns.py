@@ -208,15 +208,18 @@ def power(stage):
         yield Disturbance(f"{call} {number} {what}", stop(call, number), beside=cut)
 
 
-def pair_states(_):
-    """Every state of certificate and key."""
+def pair_kinds(_):
+    """Certificate and key of every kind, in every form, and other things in their places."""
     kinds = pairs.kinds()
     for name, texts in kinds.items():
-        yield Disturbance(name, arrange=partial(pairs.lay, texts, name == "another host"))
+        yield Disturbance(name, arrange=partial(pairs.lay, texts, name))
     for name, chosen, maker in pairs.entries(kinds["EC"]):
         yield Disturbance(name, arrange=partial(pairs.lay_entry, kinds["EC"], chosen, maker))
-    for kind in ("EC", "RSA of 1024 bits"):
-        for name, texts in pairs.damaged(kinds[kind]):
+
+def pair_damage(_):
+    """Certificate and key cut at each byte, and with a bit of each byte flipped."""
+    for kind, pair in (("EC", pairs.make("ec", pairs.EC)), ("RSA", pairs.make("rsa", pairs.rsa(1024)))):
+        for name, texts in pairs.damaged(pair):
             yield Disturbance(f"{kind}: {name}", arrange=partial(pairs.lay, texts))
 
 
@@ -238,5 +241,6 @@ CAMPAIGNS = {
     "rounds": Campaign(rounds, ("end", "files", "daemon", "next"), 0.1),
     "full": Campaign(full, ("end", "files", "daemon", "next", "exact")),
     "power": Campaign(power, ("files", "next", "exact")),
-    "pairs": Campaign(pair_states, ("end", "next"), 4, ("foreign certificate",)),
+    "pairs": Campaign(pair_kinds, ("end", "next"), 4, ("foreign certificate",)),
+    "damage": Campaign(pair_damage, ("end", "next"), 4, ("foreign certificate",)),
 }

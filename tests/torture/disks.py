@@ -89,8 +89,7 @@ def used(place):
 
 
 def limit(place, pages, inodes):
-    size = f"size={pages * PAGE},nr_inodes={inodes}"
-    run("mount", "-o", f"remount,{size}", place)
+    run("mount", "-o", f"remount,size={pages * PAGE},nr_inodes={inodes}", place)
 
 
 def put_on_disk(stage, place):

@@ -1,4 +1,5 @@
 """States of certificate and key, by machinery, and what a start may make of them."""
+import re
 import shutil
 import ssl
 import subprocess
@@ -27,17 +28,8 @@ def make(name, key, subject="/O=Elsewhere/CN=elsewhere", *more):
     return [(folder / "cert").read_bytes(), (folder / "key").read_bytes()]
 
 
-CA = """[ca]
-default_ca=own
-[own]
-database={0}/index
-serial={0}/serial
-default_md=sha256
-policy=any
-new_certs_dir={0}
-[any]
-commonName=optional
-"""
+CA = ("[ca]\ndefault_ca=own\n[own]\ndatabase={0}/index\nserial={0}/serial\ndefault_md=sha256\n"
+      "policy=any\nnew_certs_dir={0}\n[any]\ncommonName=optional\n")
 
 
 def dated(pair, start, end):
@@ -99,11 +91,6 @@ def place_text(path, text):
     path.chmod(0o660)
 
 
-def clear():
-    for name in NAMES + ASIDE:
-        (TLS / name).unlink(missing_ok=True)
-
-
 def fits(certificate, key):
     """Whether a TLS server would take the pair. A password is an empty text."""
     context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
@@ -115,23 +102,29 @@ def fits(certificate, key):
     return True
 
 
-def lay(texts, may_be_replaced=False):
-    """Lays a pair. Afterwards one stands there that fits; it is the old one if that did. Otherwise
-    both old files have been set aside, as far as somebody could use them."""
-    clear()
-    for name, text in zip(NAMES, texts):
-        place_text(TLS / name, text)
-    did_fit = fits(*(TLS / name for name in NAMES))
+# A library can use these pairs, but the launcher reads one certificate and no more than 1 MiB.
+REFUSED = re.compile(r"trusted|1048577 bytes")
+REPLACED = "another host"  # the launcher's own certificate is not kept
+
+
+def lay(texts, name=""):
+    """Lays a pair of a kind. Afterwards one stands there that fits; it is the old one if that did.
+    Otherwise both old files have been set aside."""
+    for file in NAMES + ASIDE:
+        (TLS / file).unlink(missing_ok=True)
+    for file, text in zip(NAMES, texts):
+        place_text(TLS / file, text)
+    did_fit = fits(*(TLS / file for file in NAMES)) and not REFUSED.search(name)
 
     def findings():
-        found = [text_of(TLS / name) for name in NAMES]
-        if not fits(*(TLS / name for name in NAMES)) and found != texts:
+        found = [text_of(TLS / file) for file in NAMES]
+        if not fits(*(TLS / file for file in NAMES)) and found != texts:
             return ["the pair does not fit"]
-        if may_be_replaced or found == texts:
+        if name == REPLACED or found == texts:
             return []
         return ["a pair that fitted was replaced"] if did_fit else [
-            f"the old {name} is lost" for name, aside, text in zip(NAMES, ASIDE, texts)
-            if text not in (text_of(TLS / name), text_of(TLS / aside))]
+            f"the old {file} is lost" for file, aside, text in zip(NAMES, ASIDE, texts)
+            if text not in (text_of(TLS / file), text_of(TLS / aside))]
     return findings
 
 
@@ -169,6 +162,8 @@ def lay_entry(texts, chosen, maker):
         maker(name)
 
     def findings():
-        stays = any((TLS / name).is_dir() for name in NAMES)
-        return [] if stays or fits(*(TLS / name for name in NAMES)) else ["the pair does not fit"]
+        folders = [TLS / name for name in NAMES if (TLS / name).is_dir()]
+        for folder in folders:  # it stays, and no start comes up
+            folder.rmdir()
+        return [] if folders or fits(*(TLS / name for name in NAMES)) else ["the pair does not fit"]
     return findings

@@ -40,11 +40,11 @@ PROGRAMS = {"foretellings": foretellings, "environment": environment, "space": s
 
 
 def run(work):
-    """Returns the name of the campaign, the command if it failed, and the end of its output."""
+    """Returns nothing, or the name of a program that failed, the end of its output, its command."""
     name, variables, command = work
     result = subprocess.run(list(map(str, command)), env={**os.environ, **variables}, check=False,
                             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                             stderr=subprocess.STDOUT)
     words = [f"{key}='{value}'" for key, value in variables.items()] + list(map(str, command))
-    return (name, " ".join(words) if result.returncode else "",
-            result.stdout.decode(errors="replace")[-2000:])
+    output = result.stdout.decode(errors="replace")[-2000:]
+    return f"{name}: {output}\n  {' '.join(words)}" if result.returncode else ""

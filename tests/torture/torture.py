@@ -109,16 +109,12 @@ def drive_programs(arguments, names):
     begin = time.monotonic()
     tasks = [(name, *task) for name in names
              for task in PROGRAMS[name](arguments.form, arguments.build)]
-    found = 0
     with ThreadPoolExecutor(os.cpu_count()) as pool:
-        for name, command, output in pool.map(run, tasks):
-            if command:
-                found += 1
-                print(f"FOUND {name}: {output}\n  {command}", flush=True)
-    if tasks:
-        print(f"{', '.join(names)}: {len(tasks)} programs, {found} findings, "
-              f"{time.monotonic() - begin:.0f} s")
-    return found
+        found = [failure for failure in pool.map(run, tasks) if failure]
+    print(*(f"FOUND {failure}" for failure in found), sep="\n", end="\n" if found else "")
+    print(f"{', '.join(names)}: {len(tasks)} programs, {len(found)} findings, "
+          f"{time.monotonic() - begin:.0f} s")
+    return len(found)
 
 
 def drive(arguments):
@@ -135,7 +131,7 @@ def drive(arguments):
                 print("FOUND {campaign}: {0}: {at}: {finding}\n  scripts/torture {campaign} "
                       "--scenario '{0}' --only '{at}'".format(scenario, **line), flush=True)
 
-    scenarios = [arguments.scenario] if arguments.scenario else SCENARIOS
+    scenarios = [arguments.scenario] if arguments.scenario else SCENARIOS if totals else []
     tasks = [(scenario, part) for scenario in scenarios for part in range(arguments.parts)]
     with ThreadPoolExecutor(os.cpu_count()) as pool:
         list(pool.map(follow, tasks))
@@ -176,7 +172,8 @@ def main():
         arguments.campaigns.remove("power")
     if not arguments.campaigns and not programs:
         return SKIPPED
-    return 1 if drive(arguments) + drive_programs(arguments, programs) else 0
+    found = drive(arguments) + (drive_programs(arguments, programs) if programs else 0)
+    return 1 if found else 0
 
 
 if __name__ == "__main__":
