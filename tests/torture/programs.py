@@ -1,4 +1,4 @@
-"""Campaigns that are existing tests with a larger count. The short form leaves them to the tests."""
+"""Campaigns that are existing tests with a larger count."""
 import os
 import pathlib
 import subprocess
@@ -8,18 +8,14 @@ CORES = os.cpu_count()
 
 
 def foretellings(form, build):
-    count = {"ci": "300", "long": "10000"}[form]
+    count = {"short": "80", "ci": "300", "long": "10000"}[form]
     yield {"QVX_FORETELLINGS": count}, [build / "tests/companion/companion_tests",
                                         "--gtest_filter=*Foretellings*"]
 
 
-def environment(_, build):
-    yield {}, [build / "tests/attacks/attacks_tests", "--gtest_filter=Environment.*"]
-
-
 def space(form, build):
     """Every range of a block of addresses, in a part for each core."""
-    prefix = {"ci": 20, "long": 16}[form]
+    prefix = {"short": 24, "ci": 20, "long": 16}[form]
     for part in range(CORES):
         yield {"QVX_EVERY_RANGE": f"{prefix} {part} {CORES}"}, [
             build / "tests/fuzz/fuzz_restriction", TESTS / "fuzz/corpus/restriction/all"]
@@ -36,7 +32,7 @@ def fuzz(form, build):
                    found, seeds]
 
 
-PROGRAMS = {"foretellings": foretellings, "environment": environment, "space": space, "fuzz": fuzz}
+PROGRAMS = {"foretellings": foretellings, "space": space, "fuzz": fuzz}
 
 
 def run(work):
