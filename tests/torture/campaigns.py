@@ -125,7 +125,6 @@ def allocations(stage):
     last, step = 0, 1 << 16
     while step := step // 2:
         stage.put_back()
-        (OPT / "starved").unlink(missing_ok=True)
         stage.run(starve(last + step).before_launcher)
         last += step if (OPT / "starved").exists() else 0
     return [starve(number) for number in range(1, last + 1)]
@@ -235,12 +234,12 @@ class Campaign:
 
 CAMPAIGNS = {
     "faults": Campaign(faults, ("end", "files", "daemon", "next")),
-    "allocations": Campaign(allocations, ("end", "files", "daemon", "next")),
-    "kills": Campaign(kills, ("files", "daemon", "next", "exact")),
+    "allocations": Campaign(allocations, ("end", "files", "place", "daemon", "next")),
+    "kills": Campaign(kills, ("files", "place", "daemon", "next", "exact")),
     "races": Campaign(races, ("end", "next")),
-    "rounds": Campaign(rounds, ("end", "files", "daemon", "next"), 0.1),
-    "full": Campaign(full, ("end", "files", "daemon", "next", "exact")),
-    "power": Campaign(power, ("files", "next", "exact")),
+    "rounds": Campaign(rounds, ("end", "files", "place", "daemon", "next"), 0.1),
+    "full": Campaign(full, ("end", "files", "place", "texts", "daemon", "next", "exact")),
+    "power": Campaign(power, ("files", "place", "next", "exact")),
     "pairs": Campaign(pair_kinds, ("end", "next"), 4, ("foreign certificate",)),
     "damage": Campaign(pair_damage, ("end", "next"), 4, ("foreign certificate",)),
 }

@@ -81,17 +81,18 @@ class Judge:
         makes_key = "pair" not in self.stage.scenario.keeps
         allowed = (output == DAEMON and code == 0 or output in (NO_TLS, NO_CONTEXT) and code == 0 or
                    output == NO_SETTINGS and code == 1 or output == "" and code in (1, 127) or
-                   status and output == "" and code == 0 or makes_key and code == -6)
+                   status and output == "" and code == 0 or makes_key and code == -6 or
+                   (OPT / "hung").exists())  # the TLS library waits for itself: docs/limits.md
         return [] if allowed else [f"ends with {code}: {output[:100]!r}"]
 
-    def of_files(self):
-        """Whether nothing was lost, given away or opened."""
+    def of_files(self, pair_stays):
+        """Whether nothing was lost, given away or opened, and a pair that fitted is in its place."""
         findings = []
         now = state(OPT / "zx", TLS)
         if "settings" in self.stage.scenario.keeps and text_of(SETTINGS) != self.settings:
             findings.append("settings lost")
         if {"pair", "aside"} & set(self.stage.scenario.keeps):
-            findings += self._lost_pair()
+            findings += self._lost_pair(pair_stays and "pair" in self.stage.scenario.keeps)
         for path, (mode, user, _, _) in now.items():
             name = HALF_MADE.sub(r"\1", path.rsplit("/", 1)[-1])
             meant = path.rsplit("/", 1)[0] + "/" + name
@@ -108,10 +109,19 @@ class Judge:
             findings.append("a file of an administrator changed")
         return findings
 
-    def _lost_pair(self):
-        places = [("cert.pem", "certmm.pem"), ("file.pem", "filemm.pem")]
+    def _lost_pair(self, stays):
+        places = [names[:1] if stays else names
+                  for names in (("cert.pem", "certmm.pem"), ("file.pem", "filemm.pem"))]
         return [f"old {names[0]} lost" for names, old in zip(places, self.old_pair)
                 if old not in [text_of(TLS / name) for name in names]]
+
+    def of_texts(self):
+        """Whether what is written whole is the old text or the new one."""
+        now = state(OPT / "zx")
+        return [f"{path} is neither old nor new"
+                for path in ("zx/zxqvx/conf/qvxpd.conf", "zx/zxqvx/bin/php.ini")
+                if (now.get(path) or ())[3:] not in
+                [(then.get(path) or ())[3:] for then in (self.before, self.after)]]
 
     def of_daemon(self, output):
         """Whether a daemon that was started lets in nobody that the settings refuse."""

@@ -49,7 +49,8 @@ class Stage:
 
     def put_back(self):
         """Makes everything as it was before the first run."""
-        NOTES.unlink(missing_ok=True)
+        for sign in (NOTES, OPT / "starved", OPT / "hung"):
+            sign.unlink(missing_ok=True)
         while self.mounts:
             subprocess.run(["umount", self.mounts.pop()], check=True)
         if self.disk:

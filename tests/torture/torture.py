@@ -52,7 +52,9 @@ def play(stage, judge, campaign, disturbance):
     if "end" in campaign.judged and not is_daemons:
         findings += judge.of_end(code, output)
     if "files" in campaign.judged:
-        findings += judge.of_files()
+        findings += judge.of_files("place" in campaign.judged)
+    if "texts" in campaign.judged:
+        findings += judge.of_texts()
     if "daemon" in campaign.judged:
         findings += judge.of_daemon(output)
     return findings + judge.of_next_start(exact="exact" in campaign.judged)
