@@ -30,27 +30,24 @@ namespace qvx::companion {
 
 namespace {
 
-/// What cannot be deleted stays.
-void Delete(PairForecast& pair) {
-  const bool loses_certificate = ForeseeRemoval(CertificatePath()) == 0;
-  const bool loses_key = ForeseeRemoval(KeyPath()) == 0;
+PairForecast ForetellPair() {
+  PairForecast pair;
+  pair.facts = ExaminePair();
+  // What cannot be deleted stays.
+  const bool is_asked = pair.facts && IsNewPairAsked();
+  const bool loses_certificate = is_asked && ForeseeRemoval(CertificatePath()) == 0;
+  const bool loses_key = is_asked && ForeseeRemoval(KeyPath()) == 0;
   pair.is_deleted_first = loses_certificate || loses_key;
   if (loses_certificate) {
     pair.facts = PairFacts{};
   } else if (loses_key) {
     pair.facts->key_loads = pair.facts->they_match = false;
   }
-}
-
-PairForecast ForetellPair() {
-  PairForecast pair;
-  pair.facts = ExaminePair();
-  if (pair.facts && IsNewPairAsked()) {
-    Delete(pair);
-  }
   pair.fate = FateOf(pair.facts.value_or(PairFacts{}));
   pair.refusal = ForeseeStore();
-  pair.can_be_set_aside = pair.fate != PairFate::kSetAside || ForeseeSettingAside();
+  pair.can_be_set_aside =
+      pair.fate != PairFate::kSetAside ||
+      ((loses_certificate || ForeseeCertificateAside()) && (loses_key || ForeseeKeyAside()));
   pair.host = PairHostName();
   pair.names = AlternativeNamesFrom(MultihomedNames().value_or(""));
   pair.names_are_accepted = AreAccepted(pair.names);

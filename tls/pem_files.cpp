@@ -270,9 +270,12 @@ bool SynchronizeShare() {
   return share ? Synchronize(share) : errno == EACCES;
 }
 
-bool ForeseeSettingAside() {
-  return ForeseeAside(CertificatePath(), InShare(kCertificateAsideName)) &&
-         ForeseeAside(KeyPath(), InShare(kKeyAsideName));
+bool ForeseeCertificateAside() {
+  return ForeseeAside(CertificatePath(), InShare(kCertificateAsideName));
+}
+
+bool ForeseeKeyAside() {
+  return ForeseeAside(KeyPath(), InShare(kKeyAsideName));
 }
 
 Refusal ForeseeStore() {

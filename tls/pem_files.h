@@ -87,8 +87,9 @@ bool SynchronizeShare();
 /// told without making anything.
 Refusal ForeseeStore();
 
-/// Returns whether both files of the old pair could be set aside, in the same way.
-bool ForeseeSettingAside();
+/// Return whether the old certificate or key could be set aside, in the same way.
+bool ForeseeCertificateAside();
+bool ForeseeKeyAside();
 
 struct StoredPair {
   Outcome certificate = Outcome::kFailed;

@@ -179,6 +179,13 @@ TEST(Foretelling, PairThatCannotBeMoved) {
        .regenerate = "1",
        .spoil = [](const PreparedInstallation& site) { MountOver(site.tls() / "cert.pem"); },
        .printed = ""},
+      {.name = "a pair that is deleted needs no copy",
+       .regenerate = "1",
+       .spoil =
+           [](const PreparedInstallation& site) {
+             fs::create_directories(site.tls() / "certmm.pem/cert.pem");
+           },
+       .printed = ""},
       {.name = "a copy that is a mount is written anew",
        .regenerate = "0",
        .spoil =
