@@ -3,7 +3,10 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstdio>
+#include <optional>
 #include <vector>
 
 #include "settings/bind_addresses.h"
@@ -13,19 +16,12 @@
 namespace qvx::test {
 namespace {
 
-struct Number {
-  bool is_whole;
-  uint32_t value;  // network byte order
-};
-
-/// Four numbers, of which the low eight bits count.
-Number NumberFrom(const std::string& text) {
-  unsigned char bytes[4] = {};
+/// Four numbers, of which the low eight bits count, in network byte order; nothing for fewer.
+std::optional<uint32_t> NumberFrom(const std::string& text) {
+  std::array<unsigned char, 4> bytes{};
   const int read =
       std::sscanf(text.c_str(), "%hhu.%hhu.%hhu.%hhu", &bytes[0], &bytes[1], &bytes[2], &bytes[3]);
-  Number number{read == 4, 0};
-  std::memcpy(&number.value, bytes, sizeof bytes);
-  return number;
+  return read == 4 ? std::optional(std::bit_cast<uint32_t>(bytes)) : std::nullopt;
 }
 
 void AddOnce(std::vector<std::string>& addresses, const std::string& address) {
@@ -44,14 +40,10 @@ void AddSelected(std::vector<std::string>& selected, const std::string& entry,
   if (slash == std::string::npos) {
     return;
   }
-  const Number address = NumberFrom(entry);
-  const Number mask = NumberFrom(entry.substr(slash + 1));
-  const uint32_t network = address.value & mask.value;
-  if (!address.is_whole || !mask.is_whole || network == 0) {
-    return;
-  }
+  const auto address = NumberFrom(entry);
+  const auto mask = NumberFrom(entry.substr(slash + 1));
   for (const uint32_t candidate : available) {
-    if ((candidate & mask.value) == network) {
+    if (address && mask && (*address & *mask) != 0 && (candidate & *mask) == (*address & *mask)) {
       AddOnce(selected, Dotted(candidate));
     }
   }
@@ -67,7 +59,9 @@ std::vector<std::string> Selected(const std::vector<uint32_t>& available, const 
   return selected;
 }
 
-void Check(Input& input) {
+}  // namespace
+
+void Check(Input input) {
   const std::string list = input.Text();
   const std::vector<uint32_t> available = ParseInterfaceAddresses(input.Rest());
   std::vector<std::string> all;
@@ -81,11 +75,4 @@ void Check(Input& input) {
   Require(SelectBindAddresses(available, settings) == Selected(available, list));
 }
 
-}  // namespace
 }  // namespace qvx::test
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  qvx::test::Input input(data, size);
-  qvx::test::Check(input);
-  return 0;
-}

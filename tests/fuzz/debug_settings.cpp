@@ -22,7 +22,10 @@ uint64_t BitsOf(std::string_view text) {
   return Categories;
 }
 
-void Check(std::string_view text) {
+}  // namespace
+
+void Check(Input input) {
+  const std::string_view text = input.Rest();
   static const TempDirectory folder;
   const std::filesystem::path path = folder.path() / "debug.ini";
   WriteText(path, text);
@@ -31,10 +34,4 @@ void Check(std::string_view text) {
   Require(Categories == expected && (Categories & ~kAll) == 0);
 }
 
-}  // namespace
 }  // namespace qvx::test
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  qvx::test::Check({reinterpret_cast<const char*>(data), size});
-  return 0;
-}

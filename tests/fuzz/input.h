@@ -22,7 +22,7 @@ inline void Require(bool holds) {
 /// Hands out an input from its front. Behind the end there are zeros and empty texts.
 class Input {
  public:
-  Input(const uint8_t* data, size_t size) : rest_(reinterpret_cast<const char*>(data), size) {}
+  explicit Input(std::string_view text) : rest_(text) {}
 
   bool IsAtEnd() const { return rest_.empty(); }
 
@@ -51,6 +51,9 @@ class Input {
  private:
   std::string_view rest_;
 };
+
+/// What a target requires of an input.
+void Check(Input input);
 
 }  // namespace qvx::test
 

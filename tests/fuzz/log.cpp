@@ -12,7 +12,9 @@ namespace {
 constexpr int64_t kLimit = 600;  // so small that a few records are a cycle
 constexpr size_t kLongestRecord = 400;
 
-void Check(Input& input) {
+}  // namespace
+
+void Check(Input input) {
   static const Installation installation;
   const std::filesystem::path path = installation.base() / "logs/qvx.log";
   MaximumLogFileSize = kLimit;
@@ -34,11 +36,4 @@ void Check(Input& input) {
   }
 }
 
-}  // namespace
 }  // namespace qvx::test
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  qvx::test::Input input(data, size);
-  qvx::test::Check(input);
-  return 0;
-}

@@ -8,9 +8,9 @@
 #include "tests/fuzz/input.h"
 
 namespace qvx::test {
-namespace {
 
-void Check(const std::string& list) {
+void Check(Input input) {
+  const std::string list = input.Text();
   if (!IsNameList(list)) {
     return;
   }
@@ -26,11 +26,4 @@ void Check(const std::string& list) {
   AreAccepted(names);
 }
 
-}  // namespace
 }  // namespace qvx::test
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  qvx::test::Input input(data, size);
-  qvx::test::Check(input.Text());
-  return 0;
-}

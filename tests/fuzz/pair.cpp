@@ -5,9 +5,8 @@
 #include "tls/pem_files.h"
 
 namespace qvx::test {
-namespace {
 
-void Check(Input& input) {
+void Check(Input input) {
   static const Installation installation;
   WriteText(CertificatePath(), input.Text());
   WriteText(KeyPath(), input.Rest());
@@ -18,11 +17,4 @@ void Check(Input& input) {
   Require((FateOf(*facts) == PairFate::kSetAside) == !facts->they_match);
 }
 
-}  // namespace
 }  // namespace qvx::test
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  qvx::test::Input input(data, size);
-  qvx::test::Check(input);
-  return 0;
-}

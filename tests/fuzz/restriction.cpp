@@ -21,8 +21,7 @@ std::string Dotted(uint32_t address) {
 
 /// A piece of a line: an address, or a block of addresses.
 struct Block {
-  uint64_t first;
-  uint64_t last;
+  uint64_t first, last;
 };
 
 Block BlockFrom(const std::string& piece) {
@@ -99,17 +98,16 @@ void CheckLists(Input& input) {
 }
 
 }  // namespace
-}  // namespace qvx::test
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+void Check(Input input) {
   if (const char* const parts = std::getenv("QVX_EVERY_RANGE")) {
-    qvx::test::CheckEveryRange(parts);
-    return 0;
+    CheckEveryRange(parts);
+    return;
   }
-  qvx::test::Input input(data, size);
   const auto start = input.Take<uint32_t>();
   const auto length = input.Take<uint32_t>() >> input.Below(32);
-  qvx::test::CheckRange(start, start + length);
-  qvx::test::CheckLists(input);
-  return 0;
+  CheckRange(start, start + length);
+  CheckLists(input);
 }
+
+}  // namespace qvx::test

@@ -24,9 +24,11 @@ void CheckValues(const LoadedSettings& settings) {
   Require(settings.restrict_clients || settings.included_clients == nullptr);
 }
 
-void Check(std::string_view text) {
+}  // namespace
+
+void Check(Input input) {
   static const Installation installation;
-  WriteText(installation.base() / "conf/qvxpd.xml", text);
+  WriteText(installation.base() / "conf/qvxpd.xml", input.Rest());
   const DocumentHolder document = NewDocument();
   if (LoadSettings(document.get()) != LoadResult::kRead) {
     return;
@@ -45,10 +47,4 @@ void Check(std::string_view text) {
           settings.log_directory != nullptr);
 }
 
-}  // namespace
 }  // namespace qvx::test
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  qvx::test::Check({reinterpret_cast<const char*>(data), size});
-  return 0;
-}

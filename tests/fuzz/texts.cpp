@@ -63,8 +63,9 @@ void CheckReplacement(const std::string& text, const std::string& from, const st
   std::array<char, kConfLineCapacity> line{};
   text.copy(line.data(), text.size());
   const int32_t result = ConfReplaceStrs(line.data(), from.c_str(), to.c_str());
-  Require(line.data() == (result == 1 ? expected : text));
-  Require(expected.size() >= kConfLineCapacity || result == (text.find(from) != std::string::npos));
+  const bool is_replaced =
+      text.find(from) != std::string::npos && expected.size() < kConfLineCapacity;
+  Require(result == (is_replaced ? 1 : 0) && line.data() == (is_replaced ? expected : text));
 }
 
 /// Arguments are pieces of the line, in its order, and nothing but delimiters goes.
@@ -94,18 +95,17 @@ void CheckMultibyte(const std::string& text) {
 }
 
 }  // namespace
-}  // namespace qvx::test
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  qvx::test::Input input(data, size);
+void Check(Input input) {
   const auto count = static_cast<int>(input.Take<int8_t>());
   const std::string first = input.Text();
   const std::string second = input.Text();
   const std::string third = input.Text();
-  qvx::test::CheckComparisons(first, second, count);
-  qvx::test::CheckPaths(first);
-  qvx::test::CheckReplacement(first, second, third);
-  qvx::test::CheckArguments(first);
-  qvx::test::CheckMultibyte(first);
-  return 0;
+  CheckComparisons(first, second, count);
+  CheckPaths(first);
+  CheckReplacement(first, second, third);
+  CheckArguments(first);
+  CheckMultibyte(first);
 }
+
+}  // namespace qvx::test

@@ -18,7 +18,7 @@ def space(form, build):
     prefix = {"short": 24, "ci": 20, "long": 16}[form]
     for part in range(CORES):
         yield {"QVX_EVERY_RANGE": f"{prefix} {part} {CORES}"}, [
-            build / "tests/fuzz/fuzz_restriction", TESTS / "fuzz/corpus/restriction/all"]
+            build / "tests/fuzz/fuzz_restriction"]
 
 
 def fuzz(form, build):
