@@ -16,7 +16,7 @@ constexpr char kPrelude[] =
     "/faults')\n. '" QVX_SCRIPTS "/stage'\neval \"$faults\"\n";
 constexpr char kEnd[] = "the end\n";  // a script that was ended does not print it
 
-std::string Outcome(const std::string& script) {
+std::string OutputOf(const std::string& script) {
   const TempDirectory scratch;
   const std::string file = scratch.path() / "scene";
   const std::string output = scratch.path() / "outcome";
@@ -33,7 +33,7 @@ void Play(const std::vector<Scene>& scenes) {
   ServiceOwner();
   for (const Scene& scene : scenes) {
     SCOPED_TRACE(scene.name);
-    EXPECT_EQ(Outcome(scene.script), scene.outcome + kEnd);
+    EXPECT_EQ(OutputOf(scene.script), scene.outcome + kEnd);
   }
 }
 

@@ -1,21 +1,14 @@
 // Lays out installations, asks the companion what a start will do, starts, and compares. The number
 // of installations is QVX_FORETELLINGS, or 80; the first one is QVX_FIRST_FORETELLING.
-#include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/mount.h>
 
-#include <cstdio>
 #include <cstdlib>
-#include <functional>
 #include <nlohmann/json.hpp>
 
 #include "companion/findings.h"
 #include "companion/forecast.h"
 #include "companion/show.h"
 #include "settings/document.h"
-#include "tests/companion/prepared_installation.h"
 #include "tests/companion/random_installation.h"
-#include "tests/harness/isolated.h"
 #include "tls/certificate_details.h"
 #include "webconf/servlet_container.h"
 
@@ -30,23 +23,6 @@ using companion::ForeseenFile;
 uint32_t NumberFrom(const char* variable, uint32_t otherwise) {
   const char* value = std::getenv(variable);
   return value == nullptr ? otherwise : static_cast<uint32_t>(std::strtoul(value, nullptr, 10));
-}
-
-struct Outcome {
-  std::string output;
-  int status;
-};
-
-/// `command` begins behind the quote that opens the program's path.
-Outcome Execute(const std::string& command) {
-  std::FILE* stream = popen(("exec \"" + command + " 2>/dev/null").c_str(), "r");
-  Outcome outcome{"", -1};
-  char block[512];
-  while (const size_t count = std::fread(block, 1, sizeof block, stream)) {
-    outcome.output.append(block, count);
-  }
-  outcome.status = WEXITSTATUS(pclose(stream));
-  return outcome;
 }
 
 /// The content of what a path leads to: nothing for what is no regular file.
@@ -109,13 +85,9 @@ void ComparePair(const Forecast& forecast, const Files& before, const Files& aft
 }
 
 void CompareEnd(const Forecast& forecast, const Outcome& outcome) {
-  if (forecast.exit_status) {
-    EXPECT_EQ(outcome.status, *forecast.exit_status);
-    EXPECT_EQ(outcome.output, forecast.printed);
-  } else {
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.output.substr(0, 6), "daemon");
-  }
+  EXPECT_EQ(outcome.status, forecast.exit_status.value_or(0));
+  EXPECT_EQ(forecast.exit_status ? outcome.output : outcome.output.substr(0, 6),
+            forecast.exit_status ? forecast.printed : "daemon");
 }
 
 /// No loss without a failure that "check" has named before.
@@ -127,18 +99,18 @@ void CompareStatus(int status, const Forecast& forecast, const Files& before, co
   }
 }
 
-void Compare(uint32_t number, const PairStock& pairs, const std::string& output) {
+void Compare(uint32_t number, const std::string& output) {
   SCOPED_TRACE("QVX_FIRST_FORETELLING=" + std::to_string(number));
-  const RandomInstallation site(number, pairs, output);
+  const RandomInstallation site(number, Pairs(), output);
   const Variable regenerate("QVX_CERT_REGEN",
                             site.regenerates() ? std::optional<std::string>("1") : std::nullopt);
   const Files before(site);
   const Forecast forecast = companion::Foretell();
   const int status = StatusOf(CheckAll(forecast, "none"));
   if (number % 10 == 0) {
-    EXPECT_EQ(Execute(QVX_COMPANION "\" check --from 127.0.0.1 --kept none").status, status);
+    EXPECT_EQ(RunShell("\"" QVX_COMPANION "\" check --from 127.0.0.1 --kept none").status, status);
   }
-  const Outcome outcome = Execute(QVX_LAUNCHER "\"");
+  const Outcome outcome = RunShell("exec \"" QVX_LAUNCHER "\" 2>/dev/null");
   const Files after(site);
   CompareEnd(forecast, outcome);
   CompareSettings(forecast, before, after);
@@ -149,71 +121,42 @@ void Compare(uint32_t number, const PairStock& pairs, const std::string& output)
   CompareStatus(status, forecast, before, after);
 }
 
-void MountOver(const fs::path& path) {
-  const fs::path source = fs::path("/tmp") / path.filename();
-  WriteText(source, Contents(path).value_or(""));
-  WriteText(path, Contents(path).value_or(""));
-  ASSERT_EQ(mount(source.c_str(), path.c_str(), nullptr, MS_BIND, nullptr), 0);
-}
-
 TEST(Foretelling, PairThatCannotBeMoved) {
-  struct Row {
+  // In the folder of the pair, of which the certificate is ours.
+  const std::string unfit = "cp /tmp/foreign file.pem; ";
+  const std::string over = "over() { cp $1 /tmp; touch $1; mount --bind /tmp/$1 $1; }; ";
+  const struct {
     const char* name;
-    const char* regenerate;
-    std::function<void(const PreparedInstallation&)> spoil;
-    const char* printed;
-  };
-  const auto unfit = [](const PreparedInstallation& site) {
-    PutServiceFile(site.tls() / "file.pem", Pairs().foreign.key);
-  };
-  const Row rows[] = {
+    const char* regenerate = "0";
+    std::string spoil;
+    const char* printed = "";
+  } rows[] = {
       {.name = "a pair that cannot be deleted stays",
        .regenerate = "1",
-       .spoil =
-           [](const PreparedInstallation& site) {
-             MountOver(site.tls() / "cert.pem");
-             MountOver(site.tls() / "file.pem");
-           },
-       .printed = ""},
-      {.name = "a key that can be deleted",
-       .regenerate = "1",
-       .spoil = [](const PreparedInstallation& site) { MountOver(site.tls() / "cert.pem"); },
-       .printed = ""},
+       .spoil = over + "over cert.pem; over file.pem"},
+      {.name = "a key that can be deleted", .regenerate = "1", .spoil = over + "over cert.pem"},
       {.name = "a pair that is deleted needs no copy",
        .regenerate = "1",
-       .spoil =
-           [](const PreparedInstallation& site) {
-             fs::create_directories(site.tls() / "certmm.pem/cert.pem");
-           },
-       .printed = ""},
+       .spoil = "mkdir -p certmm.pem/cert.pem"},
       {.name = "a copy that is a mount is written anew",
-       .regenerate = "0",
-       .spoil =
-           [&unfit](const PreparedInstallation& site) {
-             unfit(site);
-             MountOver(site.tls() / "filemm.pem");
-           },
-       .printed = ""},
+       .spoil = unfit + over + ": >filemm.pem; over filemm.pem"},
       {.name = "a directory in the copy's directory",
-       .regenerate = "0",
-       .spoil =
-           [&unfit](const PreparedInstallation& site) {
-             unfit(site);
-             fs::create_directories(site.tls() / "certmm.pem/cert.pem");
-           },
+       .spoil = unfit + "mkdir -p certmm.pem/cert.pem",
        .printed = "Cannot start application!"},
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     Pairs();
     OnFreshMachine([&row] {
       const PreparedInstallation site("");
       const Variable regenerate("QVX_CERT_REGEN", row.regenerate);
-      row.spoil(site);
+      WriteText("/tmp/foreign", Pairs().foreign.key);
+      EXPECT_EQ(std::system(("cd $SSL_SHARE_BASE_DIR; " + row.spoil).c_str()), 0);
       const std::optional<std::string> before = Contents(site.tls() / "cert.pem");
       const Forecast forecast = companion::Foretell();
       EXPECT_EQ(forecast.printed, row.printed);
-      EXPECT_EQ(Execute(QVX_LAUNCHER "\"").output.starts_with(row.printed), true);
+      EXPECT_TRUE(
+          RunShell("exec \"" QVX_LAUNCHER "\" 2>/dev/null").output.starts_with(row.printed));
       EXPECT_EQ(Contents(site.tls() / "cert.pem") == before,
                 forecast.pair.is_kept() || !forecast.pair.is_usable());
     });
@@ -231,14 +174,12 @@ TEST_P(Foretellings, EveryStartIsAsForetold) {
     const TempDirectory scratch;
     const std::string output = scratch.path() / "output";
     const std::string program = scratch.path() / "ip";
-    WriteText(program, "#!/bin/sh\nexec cat " + output + "\n");
-    fs::permissions(program, fs::perms(0755));
+    PutProgram(program, "#!/bin/sh\nexec cat " + output + "\n");
     ASSERT_EQ(mount(program.c_str(), "/sbin/ip", nullptr, MS_BIND, nullptr), 0);
-    const PairStock pairs = MakePairs();
     const uint32_t first = NumberFrom("QVX_FIRST_FORETELLING", 0);
     const uint32_t count = NumberFrom("QVX_FORETELLINGS", 80);
     for (uint32_t i = first + shard; i < first + count; i += kShards) {
-      Compare(i, pairs, output);
+      Compare(i, output);
     }
   });
 }

@@ -2,12 +2,63 @@
 #ifndef QVX_TESTS_COMPANION_PREPARED_INSTALLATION_H
 #define QVX_TESTS_COMPANION_PREPARED_INSTALLATION_H
 
+#include <openssl/pem.h>
+
+#include <cstring>
+#include <ctime>
 #include <string>
 
-#include "tests/companion/random_installation.h"
 #include "tests/settings/fresh_machine.h"
+#include "tls/certificate.h"
+#include "tls/pair_check.h"
 
 namespace qvx::test {
+
+/// A certificate and its key as PEM texts.
+struct PemPair {
+  std::string certificate, key;
+};
+
+/// A pair of the launcher's own for a host. Its certificate ends at `end`.
+inline PemPair MakePair(const std::string& host, time_t end, int bits = 2048) {
+  constexpr int kDays = 9000;
+  constexpr time_t kSecondsPerDay = 86400;
+  const Pair pair =
+      Build({host, {"DNS: host1, DNS: " + host, 0}, end - kDays * kSecondsPerDay, bits, kDays});
+  const StreamHandle stream(BIO_new(BIO_s_mem()));
+  const auto written = [&] {
+    char* text = nullptr;
+    const long size = BIO_get_mem_data(stream.get(), &text);
+    const std::string pem(text, static_cast<size_t>(size));
+    BIO_reset(stream.get());
+    return pem;
+  };
+  PEM_write_bio_X509(stream.get(), pair.certificate.get());
+  const std::string certificate = written();
+  PEM_write_bio_PrivateKey(stream.get(), pair.key.get(), nullptr, nullptr, 0, nullptr, nullptr);
+  return {certificate, written()};
+}
+
+/// The pairs that installations are given.
+struct PairStock {
+  PemPair ours;            ///< the launcher's own, for this host
+  PemPair ours_elsewhere;  ///< the launcher's own, for another host
+  PemPair foreign;         ///< someone else's, for another host
+};
+
+/// Made once in a process. A test that forks calls it before.
+inline const PairStock& Pairs() {
+  static const PairStock pairs = [] {
+    constexpr time_t kEnd = 2144468992;  // the latest one
+    PairStock stock{MakePair(PairHostName(), kEnd), MakePair("elsewhere", kEnd), {}};
+    const std::string unit = tmkCertOuName;
+    std::strcpy(tmkCertOuName, "Somebody else");
+    stock.foreign = MakePair("elsewhere", kEnd);
+    std::strcpy(tmkCertOuName, unit.c_str());
+    return stock;
+  }();
+  return pairs;
+}
 
 inline void PutProgram(const std::filesystem::path& path, std::string_view text = "#!/bin/sh\n") {
   WriteText(path, text);
@@ -16,30 +67,20 @@ inline void PutProgram(const std::filesystem::path& path, std::string_view text 
 
 inline void PutServiceFile(const std::filesystem::path& path, std::string_view text) {
   WriteText(path, text);
-  std::filesystem::permissions(path, std::filesystem::perms(0660));
-  const std::string owner = ServiceOwner();
-  const auto colon = owner.find(':');
-  EXPECT_EQ(chown(path.c_str(), static_cast<uid_t>(std::stoul(owner.substr(0, colon))),
-                  static_cast<gid_t>(std::stoul(owner.substr(colon + 1)))),
-            0);
-}
-
-/// Made once in a process. A test that forks calls it before.
-inline const PairStock& Pairs() {
-  static const PairStock pairs = MakePairs();
-  return pairs;
+  const std::string file = path;
+  EXPECT_EQ(std::system(("chmod 660 " + file + "; chown zxqvx:zxqvx " + file).c_str()), 0);
 }
 
 /// The daemon, the rotation program, a pair for this host and a document with `elements`. On a
 /// fresh machine; its addresses are 127.0.0.1 and 10.1.2.3.
 class PreparedInstallation {
  public:
-  explicit PreparedInstallation(const std::string& elements) {
+  explicit PreparedInstallation(const std::string& elements, const PemPair& pair = Pairs().ours) {
     RecordIpOutput("1: lo: <UP>\n    inet 127.0.0.1/8\n2: eth0: <UP>\n    inet 10.1.2.3/8\n");
     PutProgram(base() / "sbin/zxqvxd");
     PutProgram(base() / "bin/rotatelogs");
-    PutServiceFile(tls() / "cert.pem", Pairs().ours.certificate);
-    PutServiceFile(tls() / "file.pem", Pairs().ours.key);
+    PutServiceFile(tls() / "cert.pem", pair.certificate);
+    PutServiceFile(tls() / "file.pem", pair.key);
     PutServiceFile(settings(), "<velquarn>\n" + elements + "</velquarn>");
   }
 

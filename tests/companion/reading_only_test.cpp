@@ -1,5 +1,4 @@
 // The program itself, traced.
-#include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -46,17 +45,14 @@ TEST(ReadingOnly, NoCommandChangesAnything) {
   // A checkout below /tmp is out of sight on a fresh machine.
   const std::string launcher = Contents(QVX_LAUNCHER).value_or("");
   const std::string companion = Contents(QVX_COMPANION).value_or("");
-  const struct {
-    const char* name;
-    std::string elements;
-  } rows[] = {{"healthy", "<max-threads>30</max-threads>\n"},
-              {"what a run would log and repair", "<max-threads>99</max-threads>\n<"}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
+  const std::string healthy = "<max-threads>30</max-threads>\n";
+  const std::string to_be_logged_and_repaired = "<max-threads>99</max-threads>\n<";
+  for (const std::string& elements : {healthy, to_be_logged_and_repaired}) {
+    SCOPED_TRACE(elements);
     OnFreshMachine([&] {
       PutProgram("/tmp/qvxlauncher", launcher);
       PutProgram("/tmp/qvxctl", companion);
-      const PreparedInstallation site(row.elements);
+      const PreparedInstallation site(elements);
       WriteText(site.base() / "logs/qvx.log", "00000009\n");
       for (const char* arguments :
            {"show", "show --diff", "check --from 10.0.0.1", "check --daemon --json", "log"}) {

@@ -19,6 +19,7 @@
 #include "dom/dom.h"
 #include "os/files.h"
 #include "support/malloc_owner.h"
+#include "tests/harness/installation.h"
 
 namespace qvx::test {
 
@@ -56,14 +57,6 @@ struct Destroyer {
 };
 using OwnedNode = std::unique_ptr<DOM_Node, Destroyer>;
 using OwnedList = std::unique_ptr<NodeList, Destroyer>;
-
-inline std::string Repeated(const std::string& text, size_t count) {
-  std::string repeated;
-  for (; count > 0; --count) {
-    repeated += text;
-  }
-  return repeated;
-}
 
 /// The result of loading a text into a document.
 inline int Load(DOM_Document* document, const std::string& text) {

@@ -11,6 +11,14 @@ namespace qvx::test {
 
 namespace fs = std::filesystem;
 
+std::string Repeated(const std::string& text, size_t count) {
+  std::string repeated;
+  for (; count > 0; --count) {
+    repeated += text;
+  }
+  return repeated;
+}
+
 std::optional<std::string> Contents(const fs::path& path) {
   std::ifstream stream(path, std::ios::binary);
   const std::string text(std::istreambuf_iterator<char>(stream), {});
@@ -20,6 +28,13 @@ std::optional<std::string> Contents(const fs::path& path) {
 void WriteText(const fs::path& path, std::string_view text) {
   fs::create_directories(path.parent_path());
   std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
+}
+
+Outcome RunShell(const std::string& command) {
+  const TempDirectory scratch;
+  const std::string output = scratch.path() / "output";
+  const int status = std::system(("exec >" + output + "; " + command).c_str());
+  return {Contents(output).value_or(""), WEXITSTATUS(status)};
 }
 
 mode_t ModeOf(const fs::path& path) {

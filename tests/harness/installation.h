@@ -12,11 +12,20 @@
 
 namespace qvx::test {
 
+std::string Repeated(const std::string& text, size_t count);
+
 /// Returns the whole content of a file; nothing when it cannot be read.
 std::optional<std::string> Contents(const std::filesystem::path& path);
 
 /// Creates or replaces a file, and the directories on the way to it.
 void WriteText(const std::filesystem::path& path, std::string_view text);
+
+/// What a shell command writes on standard output, and its status.
+struct Outcome {
+  std::string output;
+  int status;
+};
+Outcome RunShell(const std::string& command);
 
 /// Return the permission bits of a file, 0 when there is none; and "user:group" of its owner in
 /// numbers, "none" when there is none.

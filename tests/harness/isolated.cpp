@@ -1,10 +1,6 @@
 #include "tests/harness/isolated.h"
 
-#include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdio>
 
@@ -37,15 +33,11 @@ int RunIsolated(int namespaces, const std::function<int()>& body) {
 }
 
 void PassIsolated(int namespaces, const std::function<void()>& body) {
-  const auto status = [&body] {
+  const auto status = [&body]() noexcept {
     body();
-    return FailuresAsStatus();
+    return testing::Test::HasFailure() ? 1 : 0;
   };
   EXPECT_EQ(RunIsolated(namespaces, status), 0);
-}
-
-int FailuresAsStatus() {
-  return testing::Test::HasFailure() ? 1 : 0;
 }
 
 }  // namespace qvx::test

@@ -1,6 +1,12 @@
-// Running a part of a test in a child process with namespaces of its own.
+// Running a part of a test in a child process with namespaces of its own, and what such a part
+// needs.
 #ifndef QVX_TESTS_HARNESS_ISOLATED_H
 #define QVX_TESTS_HARNESS_ISOLATED_H
+
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
 
 #include <functional>
 
@@ -14,10 +20,6 @@ int RunIsolated(int namespaces, const std::function<int()>& body);
 
 /// The same for a body that makes GoogleTest assertions. The test fails when one of them does.
 void PassIsolated(int namespaces, const std::function<void()>& body);
-
-/// Returns the status for a body that makes GoogleTest assertions: 0 when none has failed in this
-/// process so far, else 1.
-int FailuresAsStatus();
 
 }  // namespace qvx::test
 

@@ -1,10 +1,6 @@
 #include "launcher/launcher.h"
 
-#include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "tests/harness/installation.h"
 #include "tests/harness/isolated.h"
@@ -13,11 +9,6 @@ namespace qvx::test {
 namespace {
 
 namespace fs = std::filesystem;
-
-struct Outcome {
-  int status;
-  std::string output;
-};
 
 /// A shell command inherits nothing but the environment and the standard streams. The shell is not
 /// the one that the launcher uses.
@@ -30,7 +21,7 @@ Outcome RunAlone(const std::string& command) {
     close_range(STDERR_FILENO + 1, ~0U, 0);
     return execl("/bin/bash", "bash", "-c", line.c_str(), nullptr);
   });
-  return {status, Contents(output).value_or("none")};
+  return {Contents(output).value_or("none"), status};
 }
 
 std::string Launcher(size_t argument_count) {
@@ -50,12 +41,11 @@ class Site {
   explicit Site(mode_t daemon_mode = 0755) : owner_(ServiceOwner()) {
     const fs::path daemon = base() / "sbin/zxqvxd";
     fs::create_symlink(QVX_DAEMON, other_daemon());
-    WriteText(daemon,
-              "#!/bin/sh\n"
-              "printf '%s\\n' \"$0\" \"$@\" \"${LD_ASSUME_KERNEL-unset}\" \"$(pwd)\" \"$(umask)\" "
-              "\"$KEPT\"\n"
-              "ls /proc/$$/fd\n"
-              "awk '/SigIgn/ { print $2 }' /proc/$$/status\n");
+    WriteText(daemon, R"sh(#!/bin/sh
+printf '%s\n' "$0" "$@" "${LD_ASSUME_KERNEL-unset}" "$(pwd)" "$(umask)" "$KEPT"
+ls /proc/$$/fd
+awk '/SigIgn/ { print $2 }' /proc/$$/status
+)sh");
     chmod(daemon.c_str(), daemon_mode);
   }
 
@@ -106,27 +96,25 @@ TEST(Launcher, EveryEndButTheDaemon) {
       "Invalid configuration file (/opt/zx/zxqvx/conf/qvxpd.xml). "
       "Ask your system administrator to run \"/opt/zx/zxqvx/qvxconfig/qvxconfig.sh\".";
   const struct {
-    const char* name;
-    size_t argument_count;
-    const char* spoilt_variable;
-    int status;
-    const char* output;
-    const char* generated;
+    size_t arguments;
+    const char* spoilt = "NONE";  // a variable
+    int status = 0;
+    const char* output = "";
+    const char* generated = "";
   } rows[] = {
-      {"daemon not executable", 1, "NONE", 127, "", kAll},
-      {"reconfigure by somebody else", 2, "NONE", 0, "", kAll},
-      {"permissions for somebody else", 3, "NONE", 1, "", ""},
-      {"too many arguments", 4, "NONE", 1, "", ""},
-      {"start without certificate", 1, "SSL_SHARE_BASE_DIR", 0, kNoTls, kNoPair},
-      {"reconfigure without certificate", 2, "SSL_SHARE_BASE_DIR", 0, kNoTls, kNoPair},
-      {"start without settings", 1, "SYSMGTZX_BASE_DIR", 1, kNoSettings, kOnlyPair},
-      {"reconfigure without settings", 2, "SYSMGTZX_BASE_DIR", 1, kNoSettings, kOnlyPair},
+      {.arguments = 1, .status = 127, .generated = kAll},  // the daemon cannot be executed
+      {.arguments = 2, .generated = kAll},
+      {.arguments = 3, .status = 1},
+      {1, "SSL_SHARE_BASE_DIR", 0, kNoTls, kNoPair},
+      {2, "SSL_SHARE_BASE_DIR", 0, kNoTls, kNoPair},
+      {1, "SYSMGTZX_BASE_DIR", 1, kNoSettings, kOnlyPair},
+      {2, "SYSMGTZX_BASE_DIR", 1, kNoSettings, kOnlyPair},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
+    SCOPED_TRACE(testing::Message() << row.arguments << " without " << row.spoilt);
     const Site site(0644);
-    const Variable spoilt(row.spoilt_variable, "/dev/null/none");
-    const Outcome outcome = RunAlone(Launcher(row.argument_count));
+    const Variable spoilt(row.spoilt, "/dev/null/none");
+    const Outcome outcome = RunAlone(Launcher(row.arguments));
     EXPECT_EQ(outcome.status, row.status);
     EXPECT_EQ(outcome.output, row.output);
     EXPECT_EQ(site.Generated(), row.generated);
@@ -140,65 +128,44 @@ TEST(Launcher, EveryEndButTheDaemon) {
 
 TEST(Launcher, PairIsDeletedForExactlyOne) {
   const Site site;
-  const struct {
-    const char* value;
-    size_t argument_count;
-    bool deleted;
-  } rows[] = {{"1", 3, true},   {"1", 4, true},    {"1 ", 4, false},
-              {"01", 4, false}, {"yes", 4, false}, {"", 4, false}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.value);
-    const Variable regenerate("QVX_CERT_REGEN", row.value);
+  for (const std::string value : {"1", "1 ", "01", "yes", ""}) {
+    SCOPED_TRACE(value);
+    const Variable regenerate("QVX_CERT_REGEN", value);
     for (const char* name : {"../tls/cert.pem", "../tls/file.pem", "../tls/other.pem"}) {
       WriteText(site.base() / name, "");
     }
-    EXPECT_EQ(RunAlone(Launcher(row.argument_count)).status, 1);
-    EXPECT_NE(fs::exists(site.base() / "../tls/cert.pem"), row.deleted);
-    EXPECT_NE(fs::exists(site.base() / "../tls/file.pem"), row.deleted);
+    EXPECT_EQ(RunAlone(Launcher(value == "1" ? 3 : 4)).status, 1);
+    EXPECT_NE(fs::exists(site.base() / "../tls/cert.pem"), value == "1");
+    EXPECT_NE(fs::exists(site.base() / "../tls/file.pem"), value == "1");
     EXPECT_TRUE(fs::exists(site.base() / "../tls/other.pem"));
   }
 }
 
 TEST(Launcher, SignalsTheSessionOfADaemonOnly) {
   const Site site;
-  const struct {
-    const char* name;
-    const char* role;
-    size_t argument_count;
-    std::string daemon;
-    const char* outcome;
-  } rows[] = {
-      // The launcher is in the group that it signals.
-      {"reconfigure, by the leader", "leader", 2, QVX_DAEMON, "status 0, signals 1\n"},
-      {"reconfigure, by a worker", "worker", 2, QVX_DAEMON, "status 0, signals 1\n"},
-      {"of another name", "leader", 2, site.other_daemon(), "status 0, signals 0\n"},
-      {"reconfigure, from another session", "leader setsid", 2, QVX_DAEMON,
-       "status 0, signals 0\n"},
-      {"permissions", "leader", 3, QVX_DAEMON, "status 0, signals 0\n"},
-      {"too many arguments", "leader", 4, QVX_DAEMON, "status 1, signals 0\n"},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(UnderDaemon(row.role, row.argument_count, row.daemon), row.outcome);
-  }
+  // The launcher is in the group that it signals.
+  EXPECT_EQ(UnderDaemon("leader", 2), "status 0, signals 1\n");
+  EXPECT_EQ(UnderDaemon("worker", 2), "status 0, signals 1\n");
+  EXPECT_EQ(UnderDaemon("leader", 2, site.other_daemon()), "status 0, signals 0\n");
+  EXPECT_EQ(UnderDaemon("leader setsid", 2), "status 0, signals 0\n");
+  EXPECT_EQ(UnderDaemon("leader", 3), "status 0, signals 0\n");
+  EXPECT_EQ(UnderDaemon("leader", 4), "status 1, signals 0\n");
   EXPECT_EQ(site.Generated(), kAll);
 }
 
 TEST(Launcher, PermissionsFromTheEnvironment) {
   const Site site;
   const fs::path file = site.base() / "file";
-  const std::string daemon = QVX_DAEMON;
-  const std::string done = "status 0, signals 0\n";
   const struct {
     std::optional<std::string> value;
-    std::string parent;
-    std::string outcome;
-    mode_t mode;
+    mode_t mode = 0600;
+    std::string outcome = "status 0, signals 0\n";
+    std::string parent = QVX_DAEMON;
   } rows[] = {
-      {"744", daemon, done, 0744},  {"755", daemon, done, 0755},
-      {"766", daemon, done, 0766},  {"0755", daemon, done, 0600},
-      {"755 ", daemon, done, 0600}, {"777", daemon, done, 0600},
-      {{}, daemon, done, 0600},     {"744", site.other_daemon(), "status 1, signals 0\n", 0600},
+      {"744", 0744}, {"755", 0755},
+      {"766", 0766}, {"0755"},
+      {"755 "},      {"777"},
+      {{}},          {"744", 0600, "status 1, signals 0\n", site.other_daemon()},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.value.value_or("unset") + " by " + row.parent);
@@ -214,7 +181,7 @@ TEST(Launcher, PermissionsFromTheEnvironment) {
   EXPECT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   {
     const Variable path("QVXFPATH", pipe);
-    EXPECT_EQ(UnderDaemon("worker", 3), done);
+    EXPECT_EQ(UnderDaemon("worker", 3), "status 0, signals 0\n");
     EXPECT_EQ(ModeOf(pipe), 0755U);
   }
   const Variable no_path("QVXFPATH", std::nullopt);

@@ -15,11 +15,10 @@ namespace qvx::test {
 /// Runs `body`, which makes assertions, in a child.
 inline void OnFreshMachine(const std::function<void()>& body) {
   ServiceOwner();
-  const auto in_child = [&]() noexcept {
-    const bool is_ready = mount("tmpfs", "/tmp", "tmpfs", 0, nullptr) == 0;
-    return is_ready ? body(), FailuresAsStatus() : 2;
-  };
-  EXPECT_EQ(RunIsolated(CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWUTS, in_child), 0);
+  PassIsolated(CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWUTS, [&] {
+    ASSERT_EQ(mount("tmpfs", "/tmp", "tmpfs", 0, nullptr), 0);
+    body();
+  });
 }
 
 /// Lets "/sbin/ip" print `output`, on a fresh machine.
