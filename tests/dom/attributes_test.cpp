@@ -31,16 +31,15 @@ struct Fixture {
   OwnedNode result;
   std::string log;
   Reaction reaction;
-  Listener reacting{"", nullptr, [this](DOM_Event* event) {
-                      EXPECT_EQ(Text(event->relatedNode->nodeName), event->attrName);
-                      if (const Reaction react = std::exchange(reaction, nullptr)) {
-                        react(*this, event->relatedNode);
-                      }
-                    }};
-  Listener logging{"", nullptr, [this](DOM_Event* event) {
-                     log +=
-                         std::to_string(event->attrChange) + event->attrName + ":" + Values(event);
-                   }};
+  Listener reacting{[this](DOM_Event* event) {
+    EXPECT_EQ(Text(event->relatedNode->nodeName), event->attrName);
+    if (const Reaction react = std::exchange(reaction, nullptr)) {
+      react(*this, event->relatedNode);
+    }
+  }};
+  Listener logging{[this](DOM_Event* event) {
+    log += std::to_string(event->attrChange) + event->attrName + ":" + Values(event);
+  }};
 };
 using F = Fixture;
 
@@ -51,8 +50,7 @@ TEST(Attributes, ChangesTellTheirListeners) {
     const char* name;
     void (*operation)(Fixture&);
     int32_t error = 0;
-    std::string attributes = " a=1 b=2";
-    std::string log = {};
+    std::string attributes = " a=1 b=2", log = {};
     Fixture::Reaction reaction = nullptr;
     std::string result = "(null)";
   } rows[] = {

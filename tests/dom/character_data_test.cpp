@@ -4,56 +4,40 @@ namespace qvx::test {
 namespace {
 
 using N = DOM_Node*;
+constexpr auto Append = DOM_CharacterData_appendData;
+constexpr auto Insert = DOM_CharacterData_insertData;
+constexpr auto Delete = DOM_CharacterData_deleteData;
+constexpr auto Replace = DOM_CharacterData_replaceData;
 
 TEST(CharacterData, ChangesByCharactersHeardOrNot) {
   const struct {
-    void (*operation)(N);
-    std::string data = "abc";
-    std::string result = "abc";
+    void (*change)(N);
+    std::string data = "abc", result = "abc";
     int32_t error = 0;
     std::string events = {};  // if not the one change from data to result
     size_t length = result.size();
   } rows[] = {
-      {.operation = [](N n) { DOM_CharacterData_appendData(n, n->nodeValue); }, .result = "abcabc"},
-      {.operation = [](N n) { DOM_CharacterData_appendData(n, "d"); }, .result = "abcd"},
-      {.operation = [](N n) { DOM_CharacterData_appendData(n, nullptr); }},
-      {.operation = [](N n) { DOM_CharacterData_appendData(n, "\xff"); }, .error = EILSEQ},
-      {.operation = [](N n) { DOM_CharacterData_insertData(n, 0, "x"); }, .result = "xabc"},
-      {.operation = [](N n) { DOM_CharacterData_insertData(n, 4, nullptr); },
-       .error = DOM_INDEX_SIZE_ERR},
-      {.operation = [](N) { DOM_CharacterData_insertData(nullptr, 0, "x"); },
-       .error = kNullParameter},
-      {.operation = [](N n) { DOM_CharacterData_insertData(n->parentNode, 0, "x"); },
-       .error = DOM_NOT_SUPPORTED_ERR},
-      {.operation = [](N n) { DOM_CharacterData_deleteData(n, 2, -1); }, .result = "ab"},
-      {.operation = [](N n) { DOM_CharacterData_deleteData(n, 1, 1); }, .result = "ac"},
-      {.operation = [](N n) { DOM_CharacterData_deleteData(n, 1, 0); }, .events = "abc>abc "},
-      {.operation = [](N n) { DOM_CharacterData_deleteData(n, 4, 1); },
-       .error = DOM_INDEX_SIZE_ERR},
-      {.operation = [](N n) { DOM_CharacterData_replaceData(n, 1, 1, "XYZ"); },
-       .result = "aXYZc",
-       .events = "abc>ac ac>aXYZc "},
-      {.operation = [](N n) { DOM_CharacterData_replaceData(n, 1, 1, nullptr); }, .result = "ac"},
-      {.operation =
-           [](N n) {
-             DOM_CharacterData_appendData(n, "d");
-             DOM_CharacterData_replaceData(n, 0, 4, n->nodeValue);
-           },
+      {.change = [](N n) { Append(n, n->nodeValue); }, .result = "abcabc"},
+      {.change = [](N n) { Append(n, "d"); }, .result = "abcd"},
+      {.change = [](N n) { Append(n, nullptr); }},
+      {.change = [](N n) { Append(n, "\xff"); }, .error = EILSEQ},
+      {.change = [](N n) { Insert(n, 0, "x"); }, .result = "xabc"},
+      {.change = [](N n) { Insert(n, 4, nullptr); }, .error = DOM_INDEX_SIZE_ERR},
+      {.change = [](N) { Insert(nullptr, 0, "x"); }, .error = kNullParameter},
+      {.change = [](N n) { Insert(n->parentNode, 0, "x"); }, .error = DOM_NOT_SUPPORTED_ERR},
+      {.change = [](N n) { Delete(n, 2, -1); }, .result = "ab"},
+      {.change = [](N n) { Delete(n, 1, 1); }, .result = "ac"},
+      {.change = [](N n) { Delete(n, 1, 0); }, .events = "abc>abc "},
+      {.change = [](N n) { Delete(n, 4, 1); }, .error = DOM_INDEX_SIZE_ERR},
+      {.change = [](N n) { Replace(n, 1, 1, "Z"); }, .result = "aZc", .events = "abc>ac ac>aZc "},
+      {.change = [](N n) { Replace(n, 1, 1, nullptr); }, .result = "ac"},
+      {.change = [](N n) { Append(n, "d"), Replace(n, 0, 4, n->nodeValue); },
        .result = "abcd",
        .events = "abc>abcd abcd> >abcd "},
       // Two bytes a character; three bytes and two columns; no column of its own.
-      {.operation = [](N n) { DOM_CharacterData_insertData(n, 1, "ßß"); },
-       .data = "äöü",
-       .result = "äßßöü",
-       .length = 5},
-      {.operation = [](N n) { DOM_CharacterData_deleteData(n, 0, 1); },
-       .data = "漢字x",
-       .result = "字x",
-       .length = 3},
-      {.operation = [](N n) { DOM_CharacterData_deleteData(n, 1, 1); },
-       .data = "e\u0301x",
-       .result = "e",
-       .length = 1},
+      {.change = [](N n) { Insert(n, 1, "ßß"); }, .data = "äöü", .result = "äßßöü", .length = 5},
+      {.change = [](N n) { Delete(n, 0, 1); }, .data = "漢字x", .result = "字x", .length = 3},
+      {.change = [](N n) { Delete(n, 1, 1); }, .data = "e\u0301x", .result = "e", .length = 1},
   };
   const Locale locale(std::setlocale(LC_ALL, "C.UTF-8"));
   for (const auto& row : rows) {
@@ -62,10 +46,10 @@ TEST(CharacterData, ChangesByCharactersHeardOrNot) {
       const Tree tree;
       DOM_Node* const node = tree.Add(tree.root(), "!" + row.data);
       std::string log;
-      Listener listener{"", nullptr, [&](DOM_Event* event) { log += Values(event); }};
+      Listener listener{[&](DOM_Event* event) { log += Values(event); }};
       listener.Hear(is_heard ? tree.root() : Tree().root(), "DOMCharacterDataModified");
       tree.common_parent() = nullptr;
-      row.operation(node);
+      row.change(node);
       EXPECT_EQ(TakeError(), row.error);
       EXPECT_EQ(Text(node->nodeValue), row.result);
       EXPECT_EQ(DOM_CharacterData_getLength(node), row.length);
@@ -95,32 +79,28 @@ TEST(CharacterData, SubstringIsACopyOfCharacters) {
   }
 }
 
+/// Splits one that the code makes, and gives the siblings then.
+std::string Split(const char* code, int32_t offset, int32_t error = 0) {
+  const Tree tree;
+  DOM_Node* const node = tree.Add(tree.root(), code);
+  tree.Add(tree.root(), "!");
+  const DOM_Node* const tail = DOM_Text_splitText(node, offset);
+  EXPECT_EQ(tail, error == 0 ? node->nextSibling : nullptr);
+  EXPECT_EQ(TakeError(), error);
+  return Xml(tree.root());
+}
+
 TEST(CharacterData, SplitsOffTheTail) {
-  const struct {
-    const char* data;
-    int32_t offset;
-    std::string xml;
-    int32_t error;
-  } rows[] = {{"abc", 0, "()|abc<!--c-->", 0},
-              {"abc", 1, "a|bc<!--c-->", 0},
-              {"abc", 3, "abc|()<!--c-->", 0},
-              {"abc", 4, "abc<!--c-->", DOM_INDEX_SIZE_ERR},
-              {"abc", -1, "abc<!--c-->", DOM_INDEX_SIZE_ERR},
-              {"!abc", 1, "<!--abc--><!--c-->", DOM_NOT_SUPPORTED_ERR}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.xml);
-    const Tree tree;
-    DOM_Node* const node = tree.Add(tree.root(), row.data);
-    tree.Add(tree.root(), "!c");
-    const DOM_Node* const tail = DOM_Text_splitText(node, row.offset);
-    EXPECT_EQ(tail, row.error == 0 ? node->nextSibling : nullptr);
-    EXPECT_EQ(Xml(tree.root()), row.xml);
-    EXPECT_EQ(TakeError(), row.error);
-  }
+  EXPECT_EQ(Split("abc", 0), "()|abc<!---->");
+  EXPECT_EQ(Split("abc", 1), "a|bc<!---->");
+  EXPECT_EQ(Split("abc", 3), "abc|()<!---->");
+  EXPECT_EQ(Split("abc", 4, DOM_INDEX_SIZE_ERR), "abc<!---->");
+  EXPECT_EQ(Split("abc", -1, DOM_INDEX_SIZE_ERR), "abc<!---->");
+  EXPECT_EQ(Split("!abc", 1, DOM_NOT_SUPPORTED_ERR), "<!--abc--><!---->");
 }
 
 /// Adds to `parent` what the codes say; ">" closes the element that was opened last.
-static void Build(const Tree& tree, const std::vector<std::string>& codes) {
+void Build(const Tree& tree, const std::vector<std::string>& codes) {
   DOM_Node* parent = tree.root();
   for (const std::string& code : codes) {
     DOM_Node* const node = code == ">" ? parent->parentNode : tree.Add(parent, code);
@@ -131,44 +111,39 @@ static void Build(const Tree& tree, const std::vector<std::string>& codes) {
 TEST(Normalize, MergesNeighboursHeardOrNot) {
   const struct {
     std::vector<std::string> codes;
-    std::string xml, events;
+    std::string xml, events = {};
   } rows[] = {
       {{"a", "b", "!c", "d"}, "ab<!--c-->d", "b>ab "},
-      {{"a", "[b", "c"}, "a<![CDATA[b]]>c", ""},
+      {{"a", "[b", "c"}, "a<![CDATA[b]]>c"},
       {{"", "<e", "a", "<f", "b", "c", ">", "d", "", ">", "g", "h"},
        "()<e>a<f>bc</f>d</e>gh",
        "c>bc >d h>gh "},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.xml);
-    for (const bool heard : {false, true}) {
+  for (const bool is_heard : {false, true}) {
+    for (const auto& row : rows) {
+      SCOPED_TRACE(row.xml);
       const Tree tree;
       std::string log;
-      Listener listener{"", nullptr, [&](DOM_Event* event) { log += Values(event); }};
-      listener.Hear(heard ? tree.root() : Tree().root(), "DOMCharacterDataModified");
+      Listener listener{[&](DOM_Event* event) { log += Values(event); }};
+      listener.Hear(is_heard ? tree.root() : Tree().root(), "DOMCharacterDataModified");
       Build(tree, row.codes);
       DOM_Node* const last = tree.root()->lastChild;
       DOM_Element_normalize(tree.document());
       EXPECT_EQ(Xml(tree.root()), row.xml);
       EXPECT_EQ(tree.root()->lastChild, last) << "the last text of a run is the one that is left";
       EXPECT_EQ(DOM_CharacterData_getLength(last), Text(last->nodeValue).size());
-      EXPECT_EQ(log, heard ? row.events : "");
+      EXPECT_EQ(log, is_heard ? row.events : "");
     }
-  }
-}
-
-TEST(Normalize, TextsWithoutValueStayWithoutHeardOrNot) {
-  for (const bool heard : {false, true}) {
     const Tree tree;
     Listener listener;
-    listener.Hear(heard ? tree.root() : Tree().root(), "DOMCharacterDataModified");
+    listener.Hear(is_heard ? tree.root() : Tree().root(), "DOMCharacterDataModified");
     for (int i = 0; i < 2; ++i) {
       DOM_Node_appendChild(tree.root(), Document_createNode(tree.document(), DOM_TEXT_NODE));
     }
     tree.common_parent() = tree.root()->lastChild;
     DOM_Element_normalize(tree.document());
     EXPECT_EQ(tree.root()->childNodes->length, 1U);
-    EXPECT_EQ(tree.root()->firstChild->nodeValue, nullptr);
+    EXPECT_EQ(tree.root()->firstChild->nodeValue, nullptr) << "texts without value stay without";
     EXPECT_EQ(tree.common_parent(), nullptr) << "a second change would name the root";
   }
 }

@@ -28,67 +28,63 @@ TEST(Event, TextEventsKeepTheirValues) {
   EXPECT_EQ(event.numPad, 1U) << "a flag";
 }
 
-static int Dispatch(DOM_Node* target, int bubbles = 1, int cancelable = 1) {
+int Dispatch(DOM_Node* target, int bubbles = 1, int cancelable = 1) {
   DOM_Event event{};
   DOM_Event_initEvent(&event, "x", bubbles, cancelable);
   return DOM_EventTarget_dispatchEvent(target, &event);
 }
 
-// Each node on the path hears the event, capturing and not, and the root captures it twice.
+// The root captures the event twice and the element "p" once; then the target "t", "p" and the root
+// hear it. Nobody hears it in the capturing phase at the target. Who hears it as the `actor`th
+// acts.
 TEST(Dispatch, GoesDownToTheTargetAndUpAgain) {
+  const auto elsewhere = [](DOM_Event* event) {
+    DOM_EventTarget_dispatchEvent(event->target->ownerDocument, event);
+  };
   const struct {
     const char* name;
-    const char* actor = "";  // the listener that acts
+    size_t actor = 0;
     void (*act)(DOM_Event*) = nullptr;
-    int bubbles = 1;
-    int cancelable = 1;
-    size_t heard = 6;  // how many of the listeners below, from the first on
+    int bubbles = 1, cancelable = 1;
+    size_t heard = 6;
     int result = 1;
   } rows[] = {
       {.name = "it bubbles"},
       {.name = "it does not bubble", .bubbles = 0, .heard = 4},
-      {.name = "stopped", .actor = "root captures", .act = DOM_Event_stopPropagation, .heard = 2},
-      {.name = "stopped", .actor = "parent captures", .act = DOM_Event_stopPropagation, .heard = 3},
-      {.name = "stopped", .actor = "target", .act = DOM_Event_stopPropagation, .heard = 4},
-      {.name = "stopped", .actor = "parent", .act = DOM_Event_stopPropagation, .heard = 5},
-      {.name = "prevented", .actor = "target", .act = DOM_Event_preventDefault, .result = 0},
-      {.name = "kept", .actor = "target", .act = DOM_Event_preventDefault, .cancelable = 0},
-      {.name = "dispatched elsewhere by a handler",
-       .actor = "root captures",
-       .act =
-           [](DOM_Event* event) {
-             DOM_EventTarget_dispatchEvent(event->target->ownerDocument, event);
-           }},
+      {.name = "root stops it", .actor = 1, .act = DOM_Event_stopPropagation, .heard = 2},
+      {.name = "p stops it", .actor = 3, .act = DOM_Event_stopPropagation, .heard = 3},
+      {.name = "t stops it", .actor = 4, .act = DOM_Event_stopPropagation, .heard = 4},
+      {.name = "p stops it later", .actor = 5, .act = DOM_Event_stopPropagation, .heard = 5},
+      {.name = "t prevents", .actor = 4, .act = DOM_Event_preventDefault, .result = 0},
+      {.name = "in vain", .actor = 4, .act = DOM_Event_preventDefault, .cancelable = 0},
+      {.name = "it is dispatched elsewhere, too", .actor = 1, .act = elsewhere},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(std::string(row.name) + " " + row.actor);
+    SCOPED_TRACE(row.name);
     const Tree tree;
-    DOM_Node* const parent = tree.Add(tree.root(), "<p");
-    DOM_Node* const target = tree.Add(parent, "<t");
-    const struct {
-      const char* name;
-      DOM_Node* node;
-      uint16_t phase;
-    } ears[] = {{"root captures", tree.root(), DOM_CAPTURING_PHASE},
-                {"root captures again", tree.root(), DOM_CAPTURING_PHASE},
-                {"parent captures", parent, DOM_CAPTURING_PHASE},
-                {"target", target, DOM_AT_TARGET},
-                {"parent", parent, DOM_BUBBLING_PHASE},
-                {"root", tree.root(), DOM_BUBBLING_PHASE},
-                {"target captures", target, DOM_CAPTURING_PHASE}};
+    DOM_Node* const p = tree.Add(tree.root(), "<p");
+    DOM_Node* const target = tree.Add(p, "<t");
     size_t heard = 0;
-    std::vector<Listener> listeners(std::size(ears));
-    for (size_t i = 0; i < std::size(ears); ++i) {
-      listeners[i].act = [&, i, ear = ears[i]](DOM_Event* event) {
-        EXPECT_EQ(i, heard++) << ear.name;
+    const std::vector<std::pair<DOM_Node*, uint16_t>> ears = {{tree.root(), DOM_CAPTURING_PHASE},
+                                                              {tree.root(), DOM_CAPTURING_PHASE},
+                                                              {p, DOM_CAPTURING_PHASE},
+                                                              {target, DOM_AT_TARGET},
+                                                              {p, DOM_BUBBLING_PHASE},
+                                                              {tree.root(), DOM_BUBBLING_PHASE},
+                                                              {target, DOM_CAPTURING_PHASE}};
+    std::vector<Listener> listeners(ears.size());
+    for (size_t i = 0; i < ears.size(); ++i) {
+      const auto [node, phase] = ears[i];
+      listeners[i].act = [&, i, node = node, phase = phase](DOM_Event* event) {
+        EXPECT_EQ(i, heard++);
         EXPECT_EQ(event->target, target);
-        EXPECT_EQ(event->currentTarget, ear.node);
-        EXPECT_EQ(event->eventPhase, ear.phase);
-        if (ear.name == std::string(row.actor)) {
+        EXPECT_EQ(event->currentTarget, node);
+        EXPECT_EQ(event->eventPhase, phase);
+        if (heard == row.actor) {
           row.act(event);
         }
       };
-      listeners[i].Hear(ears[i].node, "x", ears[i].phase == DOM_CAPTURING_PHASE ? 1 : 0);
+      listeners[i].Hear(node, "x", phase == DOM_CAPTURING_PHASE ? 1 : 0);
     }
     EXPECT_EQ(Dispatch(target, row.bubbles, row.cancelable), row.result);
     EXPECT_EQ(heard, row.heard);
@@ -182,16 +178,16 @@ TEST(MutationEvents, HandlersMayChangeTheSubtreeThatIsTold) {
     tree.Add(subtree, "<c");
     OwnedNode taken;
     std::string told;
-    Listener outer{"", nullptr, [&](DOM_Event* event) {
-                     told += event->target->nodeName + std::to_string(event->eventPhase) + " ";
-                     EXPECT_EQ(event->relatedNode, event->target->parentNode);
-                   }};
-    Listener inner{"", nullptr, [&](DOM_Event* event) {
-                     told.append(event->target->nodeName).append(" ");
-                     if (event->target == a && row.loses_b) {
-                       taken.reset(DOM_Node_removeChild(subtree, b));
-                     }
-                   }};
+    Listener outer{[&](DOM_Event* event) {
+      told += event->target->nodeName + std::to_string(event->eventPhase) + " ";
+      EXPECT_EQ(event->relatedNode, event->target->parentNode);
+    }};
+    Listener inner{[&](DOM_Event* event) {
+      told.append(event->target->nodeName).append(" ");
+      if (event->target == a && row.loses_b) {
+        taken.reset(DOM_Node_removeChild(subtree, b));
+      }
+    }};
     outer.Hear(tree.document(), type, 0);
     outer.Hear(tree.document(), type, 1);
     inner.Hear(tree.document(), inner_type, 1);
@@ -208,7 +204,7 @@ TEST(MutationEvents, ReachTheListenersAboveAnElementOfAnotherDocument) {
   const OwnedNode old_root(DOM_Node_removeChild(first.document(), first.root()));
   DOM_Node_appendChild(first.document(), DOM_Node_removeChild(second.document(), second.root()));
   std::string log;
-  Listener listener{"", &log};
+  Listener listener{{}, &log};
   listener.Hear(first.document(), "DOMNodeInserted");
   listener.Hear(first.document(), "DOMSubtreeModified");
   first.common_parent() = nullptr;
@@ -242,7 +238,7 @@ TEST(CommonParent, IsFoundByTheFlags) {
   EXPECT_EQ(after_change_of(b), b);
   EXPECT_EQ(after_change_of(c), c) << "the old mark leads to another node";
   std::string log;
-  Listener listener{"", &log, [&](DOM_Event*) { EXPECT_EQ(tree.common_parent(), nullptr); }};
+  Listener listener{[&](DOM_Event*) { EXPECT_EQ(tree.common_parent(), nullptr); }, &log};
   listener.Hear(tree.root(), "DOMSubtreeModified");
   DOM_MutationEvent_processSubtreeModified(tree.document());
   DOM_MutationEvent_processSubtreeModified(tree.document());

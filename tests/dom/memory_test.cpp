@@ -1,7 +1,6 @@
 // What is left when memory runs out. Each allocation of the document model fails once; those of the
 // parser, a shared library, fail by a limit on the address space.
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>

@@ -31,6 +31,11 @@ inline int32_t TakeError() {
   return std::exchange(*_DOM_Exception(), 0);
 }
 
+/// The error that an operation leaves when it gives nothing; -1 when it gives something.
+inline int32_t Refusal(const void* result) {
+  return result == nullptr ? TakeError() : -1;
+}
+
 /// The trace buffer with N for every line number.
 inline std::string TraceText() {
   return std::regex_replace(std::string(_msgno_buf), std::regex(":[0-9]+:"), ":N:");
@@ -156,9 +161,9 @@ inline std::string Values(const DOM_Event* event) {
 
 /// A listener that writes "name:" and the place to a log, if it has one, and then acts.
 struct Listener {
-  std::string name = {};
-  std::string* log = nullptr;
   std::function<void(DOM_Event*)> act = {};
+  std::string* log = nullptr;
+  std::string name = {};
 
   static void Handle(DOM_EventListener* self, DOM_Event* event) {
     const auto* listener = static_cast<const Listener*>(self);

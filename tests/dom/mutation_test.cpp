@@ -10,72 +10,62 @@ namespace {
 // Where children come and go in the plain is seen by the random changes below.
 TEST(Mutation, RefusalsAndWhatADocumentTakes) {
   const Change changes[] = {
-      {.operation = {.append = "n"}, .error = kNullParameter},
-      {.operation = {.in = "b", .append = "b"}, .error = DOM_HIERARCHY_REQUEST_ERR},
-      {.operation = {.in = "b", .append = "r"}, .error = DOM_HIERARCHY_REQUEST_ERR},
-      {.operation = {.in = "D", .append = "n"}, .error = DOM_HIERARCHY_REQUEST_ERR},
-      {.operation = {.in = "r", .append = "k"}, .error = DOM_HIERARCHY_REQUEST_ERR},
-      {.operation = {.in = "D", .append = "m"}, .error = DOM_HIERARCHY_REQUEST_ERR},
-      {.operation = {.in = "D", .append = "u"}, .error = DOM_HIERARCHY_REQUEST_ERR},
-      {.operation = {.in = "r", .append = "o"}, .error = DOM_WRONG_DOCUMENT_ERR},
-      {.operation = {.in = "F", .append = "F"}, .error = DOM_HIERARCHY_REQUEST_ERR},
-      {.operation = {.in = "E", .append = "E"}, .error = DOM_HIERARCHY_REQUEST_ERR},
-      {.operation = {.in = "g", .append = "F"}, .error = DOM_HIERARCHY_REQUEST_ERR},
-      {.operation = {.in = "D", .append = "F"}, .error = DOM_HIERARCHY_REQUEST_ERR},
-      {.operation = {.in = "r", .insert = "n", .before = "b"}, .error = DOM_HIERARCHY_REQUEST_ERR},
-      {.operation = {.in = "r", .insert = "o", .before = "a"}, .error = DOM_WRONG_DOCUMENT_ERR},
-      {.operation = {.in = "D", .insert = "o", .before = "r"}, .error = DOM_WRONG_DOCUMENT_ERR},
-      {.operation = {.in = "F", .insert = "F", .before = "g"}, .error = DOM_HIERARCHY_REQUEST_ERR},
-      {.operation = {.in = "r", .by = "n"}, .error = kNullParameter},
-      {.operation = {.in = "r", .replace = "b", .by = "n"}, .error = DOM_NOT_FOUND_ERR},
-      {.operation = {.in = "r", .replace = "a", .by = "o"}, .error = DOM_WRONG_DOCUMENT_ERR},
-      {.operation = {.in = "D", .replace = "r", .by = "m"}, .error = DOM_HIERARCHY_REQUEST_ERR},
-      {.operation = {.in = "F", .replace = "g", .by = "F"}, .error = DOM_HIERARCHY_REQUEST_ERR},
-      {.operation = {.in = "D", .replace = "r", .by = "F"}, .error = DOM_HIERARCHY_REQUEST_ERR},
-      {.operation = {.remove = "a"}, .error = kNullParameter},
-      {.operation = {.in = "r", .remove = "b"}, .error = DOM_NOT_FOUND_ERR},
-      {.operation = {.in = "r", .remove = "o"}, .error = DOM_WRONG_DOCUMENT_ERR},
-      {.operation = {.in = "x", .append = "E"}},
-      {.operation = {.in = "b", .append = "m"},
-       .document = "<!DOCTYPE t><r><a>x<b><m>y</m></b></a><!--c-->z</r>",
+      {.step = Append(nullptr, "n"), .error = kNullParameter},
+      {.step = Append("b", "b"), .error = DOM_HIERARCHY_REQUEST_ERR},
+      {.step = Append("b", "r"), .error = DOM_HIERARCHY_REQUEST_ERR},
+      {.step = Append("D", "n"), .error = DOM_HIERARCHY_REQUEST_ERR},
+      {.step = Append("r", "k"), .error = DOM_HIERARCHY_REQUEST_ERR},
+      {.step = Append("D", "m"), .error = DOM_HIERARCHY_REQUEST_ERR},
+      {.step = Append("D", "u"), .error = DOM_HIERARCHY_REQUEST_ERR},
+      {.step = Append("r", "o"), .error = DOM_WRONG_DOCUMENT_ERR},
+      {.step = Append("F", "F"), .error = DOM_HIERARCHY_REQUEST_ERR},
+      {.step = Append("E", "E"), .error = DOM_HIERARCHY_REQUEST_ERR},
+      {.step = Append("g", "F"), .error = DOM_HIERARCHY_REQUEST_ERR},
+      {.step = Append("D", "F"), .error = DOM_HIERARCHY_REQUEST_ERR},
+      {.step = Insert("r", "n", "b"), .error = DOM_HIERARCHY_REQUEST_ERR},
+      {.step = Insert("r", "o", "a"), .error = DOM_WRONG_DOCUMENT_ERR},
+      {.step = Insert("D", "o", "r"), .error = DOM_WRONG_DOCUMENT_ERR},
+      {.step = Insert("F", "F", "g"), .error = DOM_HIERARCHY_REQUEST_ERR},
+      {.step = Replace("r", nullptr, "n"), .error = kNullParameter},
+      {.step = Replace("r", "b", "n"), .error = DOM_NOT_FOUND_ERR},
+      {.step = Replace("r", "a", "o"), .error = DOM_WRONG_DOCUMENT_ERR},
+      {.step = Replace("D", "r", "m"), .error = DOM_HIERARCHY_REQUEST_ERR},
+      {.step = Replace("F", "g", "F"), .error = DOM_HIERARCHY_REQUEST_ERR},
+      {.step = Replace("D", "r", "F"), .error = DOM_HIERARCHY_REQUEST_ERR},
+      {.step = Remove(nullptr, "a"), .error = kNullParameter},
+      {.step = Remove("r", "b"), .error = DOM_NOT_FOUND_ERR},
+      {.step = Remove("r", "o"), .error = DOM_WRONG_DOCUMENT_ERR},
+      {.step = Append("x", "E")},
+      {.step = Append("b", "m"),
+       .xml = "<!DOCTYPE t><r><a>x<b><m>y</m></b></a><!--c-->z</r>",
        .noted = "b"},
-      {.operation = {.in = "r", .replace = "a", .by = "m"},
-       .document = "<!DOCTYPE t><r><m>y</m><!--c-->z</r>",
-       .noted = "r"},
-      {.operation = {.in = "r", .remove = "c"},
-       .document = "<!DOCTYPE t><r><a>x<b/></a>z</r>",
-       .noted = "r"},
-      {.operation = {.in = "D", .remove = "r"}, .document = "<!DOCTYPE t>", .noted = "-"},
-      {.operation = {.in = "D", .append = "t"},
-       .document = "<r><a>x<b/></a><!--c-->z</r><!DOCTYPE t>"},
-      {.first = {{.in = "D", .remove = "r"}},
-       .operation = {.in = "D", .append = "o"},
-       .document = "<!DOCTYPE t><o/>"},
-      {.first = {{.in = "D", .remove = "r"}},
-       .operation = {.in = "D", .append = "m"},
-       .document = "<!DOCTYPE t><m>y</m>"},
+      {.step = Replace("r", "a", "m"), .xml = "<!DOCTYPE t><r><m>y</m><!--c-->z</r>", .noted = "r"},
+      {.step = Remove("r", "c"), .xml = "<!DOCTYPE t><r><a>x<b/></a>z</r>", .noted = "r"},
+      {.step = Remove("D", "r"), .xml = "<!DOCTYPE t>", .noted = "-"},
+      {.step = Append("D", "t"), .xml = "<r><a>x<b/></a><!--c-->z</r><!DOCTYPE t>"},
+      {.first = {Remove("D", "r")}, .step = Append("D", "o"), .xml = "<!DOCTYPE t><o/>"},
+      {.first = {Remove("D", "r")}, .step = Append("D", "m"), .xml = "<!DOCTYPE t><m>y</m>"},
       {.name = "the first child of the fragment fits",
-       .first = {{.in = "D", .remove = "r"}},
-       .operation = {.in = "D", .append = "W"},
+       .first = {Remove("D", "r")},
+       .step = Append("D", "W"),
        .error = DOM_HIERARCHY_REQUEST_ERR,
-       .document = "<!DOCTYPE t><p/>",
+       .xml = "<!DOCTYPE t><p/>",
        .destroyed = "q"},
-      {.first = {{.in = "D", .remove = "t"}},
-       .operation = {.in = "D", .insert = "u", .before = "r"},
-       .document = "<!DOCTYPE u><r><a>x<b/></a><!--c-->z</r>"},
-      {.operation = {.in = "r", .insert = "c", .before = "c"},
+      {.first = {Remove("D", "t")},
+       .step = Insert("D", "u", "r"),
+       .xml = "<!DOCTYPE u><r><a>x<b/></a><!--c-->z</r>"},
+      {.step = Insert("r", "c", "c"),
        .error = DOM_NOT_FOUND_ERR,
-       .document = "<!DOCTYPE t><r><a>x<b/></a>z</r>"},
-      {.operation = {.in = "r", .replace = "c", .by = "c"},
+       .xml = "<!DOCTYPE t><r><a>x<b/></a>z</r>"},
+      {.step = Replace("r", "c", "c"),
        .gives_nothing = true,
-       .document = "<!DOCTYPE t><r><a>x<b/></a>z</r>"},
-      {.operation = {.in = "D", .replace = "r", .by = "h"}, .document = "<!DOCTYPE t><!--h-->"},
-      {.operation = {.in = "D", .replace = "t", .by = "u"},
-       .document = "<!DOCTYPE u><r><a>x<b/></a><!--c-->z</r>"},
-      {.first = {{.in = "D", .append = "h"}},
-       .operation = {.in = "D", .replace = "h", .by = "u"},
+       .xml = "<!DOCTYPE t><r><a>x<b/></a>z</r>"},
+      {.step = Replace("D", "r", "h"), .xml = "<!DOCTYPE t><!--h-->"},
+      {.step = Replace("D", "t", "u"), .xml = "<!DOCTYPE u><r><a>x<b/></a><!--c-->z</r>"},
+      {.first = {Append("D", "h")},
+       .step = Replace("D", "h", "u"),
        .error = DOM_HIERARCHY_REQUEST_ERR,
-       .document = "<!DOCTYPE t><r><a>x<b/></a><!--c-->z</r><!--h-->"},
+       .xml = "<!DOCTYPE t><r><a>x<b/></a><!--c-->z</r><!--h-->"},
   };
   for (const Change& change : changes) {
     SCOPED_TRACE(testing::Message() << "row " << &change - changes << " " << change.name);
@@ -85,35 +75,29 @@ TEST(Mutation, RefusalsAndWhatADocumentTakes) {
 
 TEST(Mutation, DocumentTypesHaveOwners) {
   World world;
-  const struct {
-    std::vector<Step> changes;
-    const char* doctype;
-    const char* owner;  // of it and of its lists
-  } rows[] = {
-      {.changes = {}, .doctype = "t", .owner = "D"},
-      {.changes = {{.in = "D", .replace = "t", .by = "u"}}, .doctype = "t", .owner = "D"},
-      {.changes = {}, .doctype = "u", .owner = "D"},
-      {.changes = {{.in = "D", .remove = "u"}}, .doctype = "u", .owner = nullptr},
-      {.changes = {{.in = "O", .append = "u"}}, .doctype = "u", .owner = "O"},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(&row - rows);
-    for (const Step& change : row.changes) {
-      world.Do(change);
+  // Of it and of its lists.
+  const auto expect_owner = [&world](const char* name, const char* owner) {
+    const DOM_DocumentType* const doctype = world[name];
+    EXPECT_EQ(doctype->ownerDocument, world[owner]);
+    for (DOM_NodeList* list : {doctype->childNodes, DOM_DocumentTypePart(doctype).entities,
+                               DOM_DocumentTypePart(doctype).notations}) {
+      EXPECT_EQ(DOM_NodeList_ownerDocument(list), world[owner]);
     }
-    const DOM_DocumentType* const doctype = world[row.doctype];
-    EXPECT_EQ(doctype->ownerDocument, world[row.owner]);
-    EXPECT_EQ(DOM_NodeList_ownerDocument(doctype->childNodes), world[row.owner]);
-    EXPECT_EQ(DOM_NodeList_ownerDocument(DOM_DocumentTypePart(doctype).entities), world[row.owner]);
-    EXPECT_EQ(DOM_NodeList_ownerDocument(DOM_DocumentTypePart(doctype).notations),
-              world[row.owner]);
-  }
+  };
+  expect_owner("t", "D");
+  world.Do(Replace("D", "t", "u"));
+  expect_owner("t", "D");
+  expect_owner("u", "D");
+  world.Do(Remove("D", "u"));
+  expect_owner("u", nullptr);
+  world.Do(Append("O", "u"));
+  expect_owner("u", "O");
 }
 
 TEST(Mutation, FailureNamesOperationsInTheTrace) {
   World world;
-  world.Do({.in = "D", .remove = "r"});
-  world.Do({.in = "D", .append = "W"});
+  world.Do(Remove("D", "r"));
+  world.Do(Append("D", "W"));
   EXPECT_EQ(TraceText(),
             "src/node.cpp:N:DOM_Node_appendChild: The request violated tree hierarchy constraints\n"
             "  src/node.cpp:N:DOM_Node_appendChild: \n");

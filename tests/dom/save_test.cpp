@@ -1,9 +1,7 @@
 #include "tests/dom/model.h"
-#include "tests/harness/installation.h"
 
+namespace qvx::test {
 namespace {
-
-using namespace qvx::test;
 
 class Writer : public testing::Test {
  protected:
@@ -104,10 +102,11 @@ TEST_F(Writer, AFullDiskIsNoticed) {
     ExpectFailure(DOM_DocumentLS_save(tree_.document(), "/dev/full", nullptr), ENOSPC,
                   "DOM_DocumentLS_save: " + full + ": uri=/dev/full\n");
   }
-  const qvx::File stream(std::fopen("/dev/full", "w"));
+  const File stream(std::fopen("/dev/full", "w"));
   ExpectFailure(
       DOM_DocumentLS_fwrite(tree_.document(), stream.get()), ENOSPC,
       "DOM_DocumentLS_fwrite: " + full + "\n  src/expatls.cpp:N:DOM_DocumentLS_fwrite: \n");
 }
 
 }  // namespace
+}  // namespace qvx::test

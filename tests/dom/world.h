@@ -12,24 +12,36 @@ constexpr char kDocument[] = "<!DOCTYPE t><r><a>x<b/></a><!--c-->z</r>";
 
 class World;
 
-/// One operation on nodes of the world. A null parent is no node.
+/// One operation on nodes of the world. A null name is no node.
 struct Step {
-  const char* in = nullptr;
-  const char* append = nullptr;
-  const char* insert = nullptr;
-  const char* before = nullptr;  ///< null: at the end
-  const char* replace = nullptr;
-  const char* by = nullptr;
-  const char* remove = nullptr;
-  void (*act)(World&) = nullptr;  ///< another one, without a result
+  DOM_Node* (*change)(DOM_Node* parent, DOM_Node* node, DOM_Node* other) = nullptr;
+  const char* parent = nullptr;
+  const char* node = nullptr;
+  const char* other = nullptr;
+  const char* given = node;       ///< what it returns when it succeeds
+  void (*act)(World&) = nullptr;  ///< another operation, without a result
+};
 
-  /// The node that it returns when it succeeds.
-  const char* Node() const {
-    return append != nullptr   ? append
-           : insert != nullptr ? insert
-           : by != nullptr     ? replace
-                               : remove;
-  }
+constexpr Step Append(const char* parent, const char* node) {
+  return {[](DOM_Node* p, DOM_Node* n, DOM_Node*) { return DOM_Node_appendChild(p, n); }, parent,
+          node};
+}
+constexpr Step Insert(const char* parent, const char* node, const char* before) {
+  return {DOM_Node_insertBefore, parent, node, before};
+}
+constexpr Step Replace(const char* parent, const char* old, const char* by) {
+  return {DOM_Node_replaceChild, parent, by, old, old};
+}
+constexpr Step Remove(const char* parent, const char* node) {
+  return {[](DOM_Node* p, DOM_Node* n, DOM_Node*) { return DOM_Node_removeChild(p, n); }, parent,
+          node};
+}
+
+/// What is done at the first event of its type that the node `at` hears.
+struct Handler {
+  const char* event;
+  std::vector<Step> steps = {};
+  const char* at = "r";
 };
 
 /// The document, called "D". Its nodes are found by their names or, if they are texts or comments,
@@ -40,7 +52,8 @@ struct Step {
 class World {
  public:
   World() {
-    Load(document_.get(), kDocument);
+    Load(document_.get(), std::string("<!DOCTYPE t><r><a>x<b/></a><!--c-->z") +
+                              "<m>y</m>n<!--h-->1<g/>2<p/><q/></r>");
     AddBelow(document_.get());
     DOM_Document* const document = document_.get();
     nodes_["D"] = document;
@@ -49,44 +62,17 @@ class World {
     nodes_["o"] = DOM_Document_createElement(other_.document(), "o");
     nodes_["u"] = DOM_Implementation_createDocumentType("u", nullptr, nullptr);
     nodes_["k"] = DOM_Document_createAttribute(document, "k");
-    for (const char* text : {"n", "y", "1", "2"}) {
-      nodes_[text] = DOM_Document_createTextNode(document, text);
-    }
-    nodes_["h"] = DOM_Document_createComment(document, "h");
-    for (const char* name : {"m", "g", "p", "q"}) {
-      nodes_[name] = DOM_Document_createElement(document, name);
-    }
     for (const char* name : {"F", "E", "W"}) {
       nodes_[name] = DOM_Document_createDocumentFragment(document);
     }
-    Do({.in = "m", .append = "y"});
-    for (const char* name : {"1", "g", "2"}) {
-      Do({.in = "F", .append = name});
+    for (const auto& [parent, name] :
+         {std::pair{"F", "1"}, {"F", "g"}, {"F", "2"}, {"W", "p"}, {"W", "q"}}) {
+      Do(Append(parent, name));
     }
-    for (const char* name : {"p", "q"}) {
-      Do({.in = "W", .append = name});
+    for (const char* name : {"m", "n", "h"}) {
+      Do(Remove("r", name));
     }
     DOM_DocumentPart(document).commonParent = nullptr;
-  }
-
-  World(const World&) = delete;
-  World& operator=(const World&) = delete;
-  World(World&&) = delete;
-  World& operator=(World&&) = delete;
-  /// Nodes that are in no tree are whole and go first.
-  ~World() {
-    std::vector<DOM_Node*> loose;
-    for (const auto& [name, node] : nodes_) {
-      const bool is_document = node == (*this)["D"] || node == (*this)["O"];
-      if (!is_document && node->parentNode == nullptr &&
-          (*name.c_str() != 'k' || DOM_AttributePart(node).ownerElement == nullptr)) {
-        EXPECT_EQ(Violation(node), "") << name;
-        loose.push_back(node);
-      }
-    }
-    for (DOM_Node* node : loose) {
-      DOM_Document_destroyNode((*this)["D"], node);
-    }
   }
 
   /// A null name is no node.
@@ -95,32 +81,23 @@ class World {
   }
 
   DOM_Node* Do(const Step& step) {
-    DOM_Node* const parent = (*this)[step.in];
     if (step.act != nullptr) {
       step.act(*this);
       return nullptr;
     }
-    if (step.append != nullptr) {
-      return DOM_Node_appendChild(parent, (*this)[step.append]);
-    }
-    if (step.insert != nullptr) {
-      return DOM_Node_insertBefore(parent, (*this)[step.insert], (*this)[step.before]);
-    }
-    return step.by != nullptr
-               ? DOM_Node_replaceChild(parent, (*this)[step.by], (*this)[step.replace])
-               : DOM_Node_removeChild(parent, (*this)[step.remove]);
+    return step.change((*this)[step.parent], (*this)[step.node], (*this)[step.other]);
   }
 
-  /// Has `steps` done at the first event of that type that `node` hears.
-  void React(const char* node, const char* type, const std::vector<Step>& steps) {
-    listener_.act = [this, node, type, steps](DOM_Event* event) {
-      listener_.Leave((*this)[node], type);
-      for (const Step& step : steps) {
+  void React(const Handler& handler) {
+    DOM_Node* const node = (*this)[handler.at];
+    listener_.act = [this, node, handler](DOM_Event* event) {
+      listener_.Leave(node, handler.event);
+      for (const Step& step : handler.steps) {
         Do(step);
       }
       EXPECT_GT(event->target->nodeType, 0) << "what is destroyed stays while operations go on";
     };
-    listener_.Hear((*this)[node], type);
+    listener_.Hear(node, handler.event);
   }
 
   /// The model has destroyed those nodes. A letter names a node.
@@ -137,38 +114,50 @@ class World {
     }
   }
 
+  /// Nodes that are in no tree are whole and go first.
+  void DestroyLoose() {
+    std::vector<OwnedNode> loose;
+    for (const auto& [name, node] : nodes_) {
+      const bool is_document = node->nodeType == DOM_DOCUMENT_NODE;
+      if (!is_document && node->parentNode == nullptr &&
+          (node->nodeType != DOM_ATTRIBUTE_NODE ||
+           DOM_AttributePart(node).ownerElement == nullptr)) {
+        EXPECT_EQ(Violation(node), "") << name;
+        loose.emplace_back(node);
+      }
+    }
+  }
+
   OwnedNode document_{DOM_Implementation_createDocument(nullptr, nullptr, nullptr)};
   Tree other_;
   std::map<std::string, DOM_Node*> nodes_;
   Listener listener_;
+  const std::shared_ptr<void> end_{static_cast<void*>(nullptr), [this](void*) { DestroyLoose(); }};
 };
 
 /// A change of the world and what comes of it.
 struct Change {
   const char* name = "";
   std::vector<Step> first = {};  ///< what happens before anybody listens
-  const char* at = "r";          ///< the node that hears `event`, if there is a handler
-  const char* event = nullptr;
-  std::vector<Step> handler = {};
-  Step operation;
+  Handler handler = {};
+  Step step;
   bool gives_nothing = false;  ///< although it succeeds
   int32_t error = 0;
-  const char* document = kDocument;
+  const char* xml = kDocument;
   const char* destroyed = "";   ///< nodes
   const char* noted = nullptr;  ///< the node where the change is noted, if that is looked at
 
   void Check() const {
     World world;
-    for (const Step& step : first) {
-      world.Do(step);
+    for (const Step& before : first) {
+      world.Do(before);
     }
-    if (!handler.empty()) {
-      world.React(at, event, handler);
+    if (!handler.steps.empty()) {
+      world.React(handler);
     }
-    DOM_Node* const result = world.Do(operation);
-    EXPECT_EQ(result, error != 0 || gives_nothing ? nullptr : world[operation.Node()]);
+    EXPECT_EQ(world.Do(step), error != 0 || gives_nothing ? nullptr : world[step.given]);
     EXPECT_EQ(TakeError(), error);
-    EXPECT_EQ(Xml(world["D"]), document);
+    EXPECT_EQ(Xml(world["D"]), xml);
     EXPECT_EQ(Violation(world["D"]), "");
     if (noted != nullptr) {
       EXPECT_EQ(DOM_DocumentPart(world["D"]).commonParent, *noted == '-' ? nullptr : world[noted]);
