@@ -7,43 +7,27 @@ namespace qvx::test {
 namespace {
 
 TEST(ServiceAccount, SessionDirectoryIsALinkToAFolderOfRoots) {
-  const auto script = [](const std::string& attack) {
-    return R"(
-good_pair; chmod 700 $admin; mkdir -p $base/session/php
-)" + attack +
-           "\nstat -c '%U:%G %a' $admin; ls $admin";
-  };
-  Play({{"session/php", script(R"(
-rmdir $base/session/php; chown zxqvx $base/session; account ln -s $admin $base/session/php
-launch)"),
-         "daemon\nroot:root 700\n"},
-        {"session", script(R"(
-rm -r $base/session; chown zxqvx $base; account ln -s $admin $base/session; launch)"),
-         "daemon\nroot:root 700\n"},
-        {"while it is protected", script(R"(
+  Play({{"session/php", R"(
+rmdir $base/session/php; chown zxqvx $base/session; account ln -s $admin $base/session/php)"},
+        {"session", "rm -r $base/session; chown zxqvx $base; account ln -s $admin $base/session"},
+        {"while it is protected", R"(
 chown -R zxqvx $base/session; account ln -s $admin $base/session/php.other
 in_background zxqvx attacker exchange $base/session/php
-for run in {1..8}; do launch >/dev/null; done; end_background)"),
-         "root:root 700\n"}});
+for run in {1..8}; do launch >/dev/null; done; end_background)"}},
+       "good_pair; chmod 700 $admin; mkdir -p $base/session/php",
+       "launch; stat -c '%U:%G %a' $admin; ls $admin", "daemon\nroot:root 700\n");
 }
 
 // What the account can put at the name of its session folder without a link.
 TEST(ServiceAccount, GetsNoFolderOfRootsInItsOwn) {
-  const auto script = [](const std::string& attack) {
-    return R"(
-good_pair; launch; cd $base/session; mkdir -m 700 backup; echo secret >backup/secret
-)" + attack +
-           "\nstat -c '%U:%G %a' $(ls -d */secret | xargs dirname) php";
-  };
-  const std::string kept = "daemon\ndaemon\nroot:root 700\n";
-  Play({{"before the start", script("rmdir php; account mv backup php; launch"),
-         kept + "root:root 700\n"},
-        {"when php is made", script(R"(
+  Play({{"before the start", "rmdir php; account mv backup php; launch"}, {"when php is made", R"(
 calls '^mkdirat.*"php"' >/opt/points; rmdir php; read -r call number </opt/points
 cd /opt; stopped $call $number "cd $base/session; account mv php own; account mv backup php"
-cd $base/session)"),
-         kept + "root:root 700\n"},
-        {"empty, of a killed run", R"(
+cd $base/session)"}},
+       R"(good_pair; launch; cd $base/session; mkdir -m 700 backup; echo secret >backup/secret)",
+       "stat -c '%U:%G %a' $(ls -d */secret | xargs dirname) php",
+       "daemon\ndaemon\nroot:root 700\nroot:root 700\n");
+  Play({{"empty, of a killed run", R"(
 good_pair; launch; rmdir $base/session/php; mkdir -m 700 $base/session/php; launch
 stat -c '%U:%G %a' $base/session/php)",
          "daemon\ndaemon\nzxqvx:zxqvx 755\n"}});
@@ -80,8 +64,9 @@ grep -c SSL_SHARE_BASE_DIR seen; grep -i evil seen)",
 // A start that root types into a shell in a closed directory, with a file, a variable and a key of
 // root's. Every command of the account's, and the start script, tell what they have of all that.
 TEST(ServiceAccount, GetsNothingOfTheCallers) {
-  const auto script = [](const std::string& tracer) {
-    return R"sh(
+  Play({{"start", "tracer="}, {"without close_range(2)", R"(
+tracer='strace -f -o /dev/null -e trace=close_range -e inject=close_range:error=ENOSYS')"}},
+       "", R"sh(
 mismatched_pair; chown zxqvx $base/{conf,bin,logs} $tls
 cat >facts <<'end'
 #!/bin/bash
@@ -108,17 +93,11 @@ exec 7>$admin/file 8</dev/tty
 awk '{print \$6}' /proc/\$\$/stat >session
 cd $admin/open
 export PATH=/opt/commands:$PATH ROOTS=variable
-)sh" + tracer +
-           R"sh( attacker key $launcher
+$tracer attacker key $launcher
 end
-script -qec 'bash typed' /dev/null; sort -u seen)sh";
-  };
-  const std::string nothing = "daemon\r\nchmod:  \nchown:  \ncp:  \nscript:  variable\n";
-  Play({{"start", script(""), nothing},
-        {"without close_range(2)",
-         script("strace -f -o /dev/null -e trace=close_range -e inject=close_range:error=ENOSYS"),
-         nothing},
-        {"failures are still reported there", R"sh(
+script -qec 'bash typed' /dev/null; sort -u seen)sh",
+       "daemon\r\nchmod:  \nchown:  \ncp:  \nscript:  variable\n");
+  Play({{"failures are still reported there", R"sh(
 good_pair; chown -R zxqvx $base $tls; mount --bind /dev/null /bin/sh
 SHELL=/bin/bash script -qec $launcher /dev/null | grep -ao "execute_linux_cmd: .*!" | sort -u)sh",
          "execute_linux_cmd: child's execv failed!\n"}});
@@ -159,15 +138,19 @@ errors=(ENOMEM EIO EMFILE) times=(+ ''); for ((at = 1; at <= openings; at++)); d
     $launcher
   for path in ${own[@]}; do grep "^root .*$path" ran; done
   find ${own[@]} -type f -user root ! -name '*mm.pem' ! -name mod_proxy.conf
-done | sort | uniq -c)",
-         ""}});
+done | sort | uniq -c)"}});
 }
 
 // Three starts whose files `plant` makes, each a name of its own for an administrator's files, in
 // directories that `owner` owns. The settings are a case of their own, because they may end a
 // start. So are the copies, because they are made of a pair that was read.
-std::string Planted(const std::string& owner, const std::string& plant) {
-  return "owner=" + owner + "; plant='" + plant + R"('
+TEST(Links, LeadToNothingOfRootsAndToNoDevice) {
+  Play({{"missing file", "owner=zxqvx plant='account ln -s $own $file'"},
+        {"secret", "owner=zxqvx plant='(umask 077; echo secret >$own); account ln -s $own $file'"},
+        {"hard link", "owner=zxqvx plant='(umask 077; echo secret >$own); ln $own $file'"},
+        {"device", "owner=zxqvx plant='mknod -m 666 $own c 1 3; account ln -s $own $file'"},
+        {"link of root's", "owner=root plant='mknod -m 666 $own c 1 3; ln -s $own $file'"}},
+       "", R"(
 pair /CN=other; cp -a $tls other; mismatched_pair
 others=($tls/{cert,file}.pem $base/{logs/qvx.log,conf/qvxpd.conf,conf/ralolist.map,bin/php.ini})
 for group in $base/conf/qvxpd.xml "$tls/certmm.pem $tls/filemm.pem" "${others[*]}"; do
@@ -177,18 +160,7 @@ for group in $base/conf/qvxpd.xml "$tls/certmm.pem $tls/filemm.pem" "${others[*]
   for file in $group; do own=$admin/${file##*/}; rm -f $file; eval "$plant"; done
   state $admin >before; [[ $(launch) ]] || echo "$group: no end"
   state $admin | diff before - | grep -o '\./[^ ]*' | sort -u
-done)";
-}
-
-TEST(Links, LeadToNothingOfRootsAndToNoDevice) {
-  const std::string secret = "(umask 077; echo secret >$own); ";
-  const std::string device = "mknod -m 666 $own c 1 3; ";
-  const std::string link = "account ln -s $own $file";
-  Play({{"missing file", Planted("zxqvx", link), ""},
-        {"secret", Planted("zxqvx", secret + link), ""},
-        {"hard link to a secret", Planted("zxqvx", secret + "ln $own $file"), ""},
-        {"device", Planted("zxqvx", device + link), ""},
-        {"link of root's to a device", Planted("root", device + "ln -s $own $file"), ""}});
+done)");
 }
 
 TEST(Links, OfRootsToAPairThatDoesNotMatch) {
@@ -210,8 +182,12 @@ stat -c ' %U %a' $base/conf/qvxpd.xml)",
 }
 
 // The calls are slowed down, so a run that looks first and opens later meets the other file.
-std::string Exchanged(const std::string& files, int runs) {
-  return "files=\"" + files + "\" runs=" + std::to_string(runs) + R"(
+TEST(ServiceAccount, HoldsUpNoStart) {
+  Play({{"pipe exchanged for the settings", "files=$base/conf/qvxpd.xml runs=10"},
+        {"for other files", "files=\"$base/conf/debug.ini $base/webapp/a.xml\" runs=14"},
+        {"for the certificate", "files=$tls/cert.pem runs=6"},
+        {"for the key", "files=$tls/file.pem runs=6"}},
+       "", R"(
 good_pair; keep_pair; chown zxqvx $base/{conf,webapp} $tls
 for ((run = 0; run < runs; run++)); do
   rm -rf $base/{conf,webapp}/* $tls/*; cp -a old/* $tls
@@ -221,15 +197,8 @@ for ((run = 0; run < runs; run++)); do
   slow="strace -o /dev/null -e trace=%file -e inject=%file:delay_exit=300"
   timeout -k 1 $hangs $slow $launcher >/dev/null 2>&1; (($? >= 124)) && echo hung && break
   end_background
-done)";
-}
-
-TEST(ServiceAccount, HoldsUpNoStart) {
-  Play({{"pipe exchanged for the settings", Exchanged("$base/conf/qvxpd.xml", 10), ""},
-        {"for other files", Exchanged("$base/conf/debug.ini $base/webapp/a.xml", 14), ""},
-        {"for the certificate", Exchanged("$tls/cert.pem", 6), ""},
-        {"for the key", Exchanged("$tls/file.pem", 6), ""},
-        {"a command without end, without pidfd_open(2)", R"(
+done)");
+  Play({{"a command without end, without pidfd_open(2)", R"(
 good_pair; chown zxqvx $base/conf; mkdir commands
 printf '#!/bin/sh\ncase $* in *map) sleep infinity ;; *) exec /bin/chmod "$@"; esac\n' >commands/chmod
 chmod 755 commands/chmod; export PATH=/opt/commands:$PATH
@@ -247,26 +216,22 @@ launch | grep -E '124|137'; end_background)",
 // Another account opens every file that it can at every moment of a start, and looks again at its
 // end. The copy of the certificate is as cp makes it, and everybody may read the rules file.
 TEST(Start, MakesNothingThatOthersMayRead) {
-  const auto script = [](const std::string& prepare) {
-    return R"(folders="$tls $base/conf $base/bin $base/logs"; chmod 755 $folders; mismatched_pair
-echo '<a/>' >$base/conf/qvxpd.xml; chmod 660 $base/conf/qvxpd.xml
-)" + prepare +
-           R"(
-in_background 65534 bash -c "peek $folders"
+  Play({{"default entries", "setfacl -d -m u:65534:rwX,g:65534:rwX $folders"},
+        {"set-group-ID", "chgrp 65534 $folders; chmod g+s $folders"},
+        {"account missing", R"(
+chgrp 65534 $tls; chmod g+s $tls; rm $tls/*
+echo root:x:0:0::/:/bin/sh >passwd; mount --bind passwd /etc/passwd)"},
+        {"no mask", "umask 0"}},
+       R"(folders="$tls $base/conf $base/bin $base/logs"; chmod 755 $folders; mismatched_pair
+echo '<a/>' >$base/conf/qvxpd.xml; chmod 660 $base/conf/qvxpd.xml)",
+       R"(in_background 65534 bash -c "peek $folders"
 calls=%file,fchmod,fchown
 strace -f -o /dev/null -e trace=$calls -e inject=$calls:delay_exit=500 $launcher 2>/dev/null
 rm -f $tls/certmm.pem
 end_background | grep -vE '^$|/(certmm.pem|\.?mod_proxy.conf.*)$' | sort
 getfacl -Rncps $folders | grep -v default | grep :65534: | sort -u
-find $folders -name mod_proxy.conf -perm /go=w -o ! -name mod_proxy.conf -type f -perm /o=rwx)";
-  };
-  Play({{"default entries", script("setfacl -d -m u:65534:rwX,g:65534:rwX $folders"), "daemon\n"},
-        {"set-group-ID", script("chgrp 65534 $folders; chmod g+s $folders"), "daemon\n"},
-        {"account missing", script(R"(
-chgrp 65534 $tls; chmod g+s $tls; rm $tls/*
-echo root:x:0:0::/:/bin/sh >passwd; mount --bind passwd /etc/passwd)"),
-         "daemon\n"},
-        {"no mask", script("umask 0"), "daemon\n"}});
+find $folders -name mod_proxy.conf -perm /go=w -o ! -name mod_proxy.conf -type f -perm /o=rwx)",
+       "daemon\n");
 }
 
 // Whether a folder or a new file has a list cannot be told when the file system answers with an
@@ -303,24 +268,6 @@ done <points)sh",
 ln -s $admin/qvx.log $base/logs; pair /CN=other; launch
 stat -c '%U:%G %a' $admin/qvx.log; grep -c severity $admin/qvx.log)",
          "daemon\nzxqvx:zxqvx 660\n1\n"}});
-}
-
-TEST(MovedInstallation, LeavesTheDefaultOneAlone) {
-  const std::string move = R"(
-good_pair; mkdir moved; cp -a $base/* moved; export SYSMGTZX_BASE_DIR=/opt/moved
-launcher=moved/sbin/qvxlauncher tool=moved/sbin/genproxyconf configuration=moved/conf/qvxpd.conf
-printf '#!/bin/sh\necho Proxy >/opt/moved/conf/mod_proxy.conf\n' >$tool; chmod 755 $tool
-)";
-  Play({{"beside it", move + R"(
-echo rules >$base/conf/mod_proxy.conf; echo '<VirtualHost a:2381>' >$base/conf/qvxpd.conf
-before=$(state $base); launch; launch; [[ $(state $base) == "$before" ]] || echo changed
-hosts=$(grep -c '^<VirtualHost.*2381>' $configuration)
-blocks=$(grep -c SSLProxyEngine $configuration)
-((hosts > 0 && blocks == hosts)) || echo "$hosts hosts, $blocks blocks"
-cat moved/conf/mod_proxy.conf)",
-         "daemon\ndaemon\nProxy\n"},
-        {"alone", move + "rm -r zx; launch; ls zx moved/logs 2>/dev/null",
-         "daemon\nmoved/logs:\n"}});
 }
 
 }  // namespace

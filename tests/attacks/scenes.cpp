@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 #include "tests/harness/installation.h"
 
 namespace qvx::test {
@@ -19,21 +17,20 @@ constexpr char kEnd[] = "the end\n";  // a script that was ended does not print 
 std::string OutputOf(const std::string& script) {
   const TempDirectory scratch;
   const std::string file = scratch.path() / "scene";
-  const std::string output = scratch.path() / "outcome";
   WriteText(file, kPrelude + script + "\necho " + kEnd);
-  const std::string command =
-      "unshare --mount --uts --pid --fork --mount-proc timeout 600 bash " + file;
-  EXPECT_NE(std::system((command + " >" + output + " 2>&1 </dev/null").c_str()), -1);
-  return Contents(output).value_or("");
+  return RunShell("unshare --mount --uts --pid --fork --mount-proc timeout 600 bash " + file +
+                  " 2>&1 </dev/null")
+      .output;
 }
 
 }  // namespace
 
-void Play(const std::vector<Scene>& scenes) {
+void Play(const std::vector<Scene>& scenes, const std::string& begin, const std::string& end,
+          const std::string& outcome) {
   ServiceOwner();
   for (const Scene& scene : scenes) {
     SCOPED_TRACE(scene.name);
-    EXPECT_EQ(OutputOf(scene.script), scene.outcome + kEnd);
+    EXPECT_EQ(OutputOf(begin + "\n" + scene.script + "\n" + end), outcome + scene.outcome + kEnd);
   }
 }
 

@@ -8,31 +8,24 @@ namespace qvx::test {
 namespace {
 
 // Somebody writes a document while a start, stopped behind one of its calls, makes or replaces one.
-std::string Written(const std::string& before, const std::string& write) {
-  return R"(
+TEST(Settings, WrittenBesideAStartStand) {
+  const std::string none = "before() { rm -f $settings; }; ";
+  const std::string damaged = "before() { echo '<cut' >$settings; }; ";
+  const std::string half = "before() { exec 7>$settings; }; ";
+  const std::string in_place = "write() { cat written >$settings; }";
+  Play({{"none, written in place", none + in_place},
+        {"damaged, written in place", damaged + in_place},
+        {"damaged, renamed",
+         damaged + "write() { cp written $settings.1; mv $settings.1 $settings; }"},
+        {"half-written", half + "write() { cat written >&7; exec 7>&-; }"}},
+       "", R"(
 good_pair; launch >/dev/null; settings=$base/conf/qvxpd.xml
-echo '<a><max-threads>40</max-threads></a>' >written
-before() { )" +
-         before + R"(; }
-write() { )" +
-         write + R"(; }
-before; launch >/dev/null
+echo '<a><max-threads>40</max-threads></a>' >written; before; launch >/dev/null
 before; calls '^([nr]|op|[ul]*link).*qvxpd.xml' '^execve.*sbin/zxqvxd' | head -60 >points; write
 (($(wc -l <points) > 10)) || echo few points
 while read -r call number; do
   before; stopped $call $number write >/dev/null; same written $settings
-done <points)";
-}
-
-TEST(Settings, WrittenBesideAStartStand) {
-  const std::string none = "rm -f $settings";
-  const std::string damaged = "echo '<cut' >$settings";
-  const std::string in_place = "cat written >$settings";
-  const std::string renamed = "cp written $settings.1; mv $settings.1 $settings";
-  Play({{"none, written in place", Written(none, in_place), ""},
-        {"damaged, written in place", Written(damaged, in_place), ""},
-        {"damaged, renamed", Written(damaged, renamed), ""},
-        {"half-written", Written("exec 7>$settings", "cat written >&7; exec 7>&-"), ""}});
+done <points)");
 }
 
 TEST(Settings, KilledReplacementLeavesNothing) {
@@ -49,18 +42,32 @@ done <points)",
 }
 
 TEST(Settings, ReadErrorReplacesNothing) {
-  const std::string script = R"(
-good_pair; echo '<a><max-threads>40</max-threads></a>' | tee written >$base/conf/qvxpd.xml; launch
-calls '^read.*qvxpd.xml' >points; read -r call number <points
-)";
-  Play({{"once", script + R"(faulted $call $number error=EIO
+  Play({{"once", R"(faulted $call $number error=EIO
 same written $base/conf/qvxpd.xml; grep 'MaxClients' $base/conf/qvxpd.conf)",
-         "daemon\ndaemon\nMaxClients           40\n"},
-        {"always",
-         script + R"(: >$base/logs/qvx.log; faulted $call $number+ error=EIO | grep -c Invalid
+         "daemon\nMaxClients           40\n"},
+        {"always", R"(: >$base/logs/qvx.log; faulted $call $number+ error=EIO | grep -c Invalid
 same written $base/conf/qvxpd.xml; grep -c 'no default' $base/logs/qvx.log
 grep 'been generated' $base/logs/qvx.log)",
-         "daemon\n1\n1\n"}});
+         "1\n1\n"}},
+       R"(
+good_pair; echo '<a><max-threads>40</max-threads></a>' | tee written >$base/conf/qvxpd.xml; launch
+calls '^read.*qvxpd.xml' >points; read -r call number <points)",
+       "", "daemon\n");
+}
+
+// No mistake lets more clients in.
+TEST(Restriction, DeviceInThePlaceOfTheSettings) {
+  Play({{"pipe", "mkfifo $settings", "fifo\n"},
+        {"null", "mknod $settings c 1 3", "character special file\n"},
+        {"zero", "mknod $settings c 1 5", "character special file\n"}},
+       R"(good_pair; settings=$base/conf/qvxpd.xml; cat >$settings <<'END'
+<a><ip-restricted-logins>True</ip-restricted-logins>
+<ip-restricted-include>10.1.2.3</ip-restricted-include></a>
+END
+launch; cp $base/conf/qvxpd.conf restricted.conf; rm $settings)",
+       R"(launch | grep -cx "$texts"; grep -c 'corrupted or missing' $base/logs/qvx.log
+same restricted.conf $base/conf/qvxpd.conf; stat -c %F $settings)",
+       "daemon\n1\n1\n");
 }
 
 TEST(AgentMap, IsEmptiedWhateverFails) {
@@ -72,8 +79,7 @@ while read -r call number; do
     echo 'agent http://10.0.0.5' >$map; faulted $call $number error=$error >/dev/null
     [[ -s $map ]] && echo "$call $number $error: not emptied"
   done
-done <points)",
-         ""}});
+done <points)"}});
 }
 
 // The command's output comes in two reads.
