@@ -1,14 +1,16 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <vector>
 
+#include "log/ring_log.h"
 #include "tests/harness/installation.h"
 #include "webconf/agent_map.h"
 #include "webconf/php_ini.h"
 #include "webconf/server_conf.h"
+#include "webconf/webapp_extensions.h"
 
 namespace qvx::test {
-
 namespace {
 
 using Texts = std::vector<std::string>;
@@ -19,13 +21,13 @@ const Texts kTwoAddresses = {"127.0.0.1", "10.0.0.5"};
 // of the file alone, "> " and a line of the text alone. Empty when they are the same.
 std::string DifferencesFrom(const std::string& name, std::string_view text) {
   const TempDirectory scratch;
-  std::filesystem::current_path(scratch.path());
-  WriteText(scratch.path() / "actual", text);
-  const std::string command =
-      "diff --text --old-line-format='< %L' --new-line-format='> %L' --unchanged-line-format= '" +
-      (QVX_EXPECTED + name) + "' actual >differences 2>&1";
-  EXPECT_NE(std::system(command.c_str()), -1);
-  return Contents("differences").value_or("no diff");
+  const std::string actual = scratch.path() / "actual";
+  WriteText(actual, text);
+  return RunShell(
+             "diff --text --old-line-format='< %L' --new-line-format='> %L' "
+             "--unchanged-line-format= '" QVX_EXPECTED +
+             name + "' " + actual + " 2>&1")
+      .output;
 }
 
 // The default directories, and what the default settings say.
@@ -39,16 +41,12 @@ ServerConfValues DefaultValues() {
   return values;
 }
 
-}  // namespace
+using V = ServerConfValues;
 
 TEST(ServerConf, EachValueChangesItsLinesOfTheDefault) {
-  const std::string ssl2 =
-      "< SSLProtocol All -SSLv2\n"
-      "< SSLCipherSuite ALL:!ADH:!EXPORT56:!EXPORT40:RC4+RSA:+HIGH:+MEDIUM:-SSLv2:+EXP:-LOW:"
-      "+eNULL\n"
-      "> SSLProtocol All +SSLv2\n"
-      "> SSLCipherSuite ALL:!ADH:!EXPORT56:!EXPORT40:RC4+RSA:+HIGH:+MEDIUM:+SSLv2:+EXP:-LOW:"
-      "+eNULL\n";
+  const std::string suites = "SSLCipherSuite ALL:!ADH:!EXPORT56:!EXPORT40:RC4+RSA:+HIGH:+MEDIUM:";
+  const std::string ssl2 = "< SSLProtocol All -SSLv2\n< " + suites + "-SSLv2:+EXP:-LOW:+eNULL\n" +
+                           "> SSLProtocol All +SSLv2\n> " + suites + "+SSLv2:+EXP:-LOW:+eNULL\n";
   const std::string errors =
       "ErrorLog \"|/opt/zx/zxqvx/bin/rotatelogs /var/spool/opt/zx/zxqvx/logs/error_log ";
   const std::string accesses =
@@ -56,45 +54,51 @@ TEST(ServerConf, EachValueChangesItsLinesOfTheDefault) {
   const std::string rotated = "< " + accesses + "5M\"  common\n";
   const struct {
     const char* name;
-    void (*change)(ServerConfValues& values);
-    std::string differences;
+    void (*change)(V& values);
+    std::string lines = {};  // that differ
   } rows[] = {
-      {"nothing", [](ServerConfValues&) {}, ""},
-      {"log level", [](ServerConfValues& values) { values.settings.log_level = "notice"; },
-       "< LogLevel error\n> LogLevel notice\n"},
-      {"logs that are not rotated",
-       [](ServerConfValues& values) { values.settings.rotate_logs = false; },
-       "< " + errors + "5M\"\n> ErrorLog /var/spool/opt/zx/zxqvx/logs/error_log\n" + rotated +
-           "> CustomLog /var/spool/opt/zx/zxqvx/logs/access_log common\n"},
-      {"size of rotation", [](ServerConfValues& values) { values.settings.rotate_size = 99; },
-       "< " + errors + "5M\"\n> " + errors + "99M\"\n" + rotated + "> " + accesses +
-           "99M\"  common\n"},
-      {"no size of rotation", [](ServerConfValues& values) { values.settings.rotate_size = 0; },
-       rotated + "> " + accesses + "5M\" common\n"},
-      {"SSL 2", [](ServerConfValues& values) { values.settings.refuse_ssl2 = false; }, ssl2 + ssl2},
-      {"threads", [](ServerConfValues& values) { values.settings.max_threads = 100; },
-       "< MaxClients           25\n< MinSpareThreads      25\n"
-       "< MaxSpareThreads      25\n< ThreadsPerChild      25\n"
-       "> MaxClients          100\n> MinSpareThreads     100\n"
-       "> MaxSpareThreads     100\n> ThreadsPerChild     100\n"
-       "< ThreadsPerChild  25\n> ThreadsPerChild 100\n"},
-      {"restriction",
-       [](ServerConfValues& values) {
-         values.settings.restrict_clients = true;
-         values.access_directives = "allow from 127.0.0.1\nallow from 10.0.0.1\n";
-       },
-       "< #IP_RESTRICTION_BLOCK\n"
-       "> #\n> order allow,deny\n> allow from 127.0.0.1\n> allow from 10.0.0.1\n"},
-      {"restriction that memory ran out for",
-       [](ServerConfValues& values) { values.settings.restrict_clients = true; },
-       "> #\n> order allow,deny\n"},
+      {.name = "nothing", .change = [](V&) {}},
+      {.name = "log level",
+       .change = [](V& v) { v.settings.log_level = "notice"; },
+       .lines = "< LogLevel error\n> LogLevel notice\n"},
+      {.name = "logs that are not rotated",
+       .change = [](V& v) { v.settings.rotate_logs = false; },
+       .lines = "< " + errors + "5M\"\n> ErrorLog /var/spool/opt/zx/zxqvx/logs/error_log\n" +
+                rotated + "> CustomLog /var/spool/opt/zx/zxqvx/logs/access_log common\n"},
+      {.name = "size of rotation",
+       .change = [](V& v) { v.settings.rotate_size = 99; },
+       .lines = "< " + errors + "5M\"\n> " + errors + "99M\"\n" + rotated + "> " + accesses +
+                "99M\"  common\n"},
+      {.name = "no size of rotation",
+       .change = [](V& v) { v.settings.rotate_size = 0; },
+       .lines = rotated + "> " + accesses + "5M\" common\n"},
+      {.name = "SSL 2",
+       .change = [](V& v) { v.settings.refuse_ssl2 = false; },
+       .lines = ssl2 + ssl2},
+      {.name = "threads",
+       .change = [](V& v) { v.settings.max_threads = 100; },
+       .lines = "< MaxClients           25\n< MinSpareThreads      25\n"
+                "< MaxSpareThreads      25\n< ThreadsPerChild      25\n"
+                "> MaxClients          100\n> MinSpareThreads     100\n"
+                "> MaxSpareThreads     100\n> ThreadsPerChild     100\n"
+                "< ThreadsPerChild  25\n> ThreadsPerChild 100\n"},
+      {.name = "restriction",
+       .change =
+           [](V& v) {
+             v.settings.restrict_clients = true;
+             v.access_directives = "allow from 127.0.0.1\n";
+           },
+       .lines = "< #IP_RESTRICTION_BLOCK\n> #\n> order allow,deny\n> allow from 127.0.0.1\n"},
+      {.name = "restriction that memory ran out for",
+       .change = [](V& v) { v.settings.restrict_clients = true; },
+       .lines = "> #\n> order allow,deny\n"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     ServerConfValues values = DefaultValues();
     row.change(values);
     EXPECT_EQ(DifferencesFrom("two_addresses.conf", ServerConfText(values, kTwoAddresses)),
-              row.differences);
+              row.lines);
   }
 }
 
@@ -106,55 +110,28 @@ TEST(ServerConf, ReplacedTextIsSearchedForLaterPlaceholdersOnly) {
   for (const std::string& line :
        {"ServerRoot \"/QVXBaseDir/127.0.0.1/-SSLv2" + rest + "\"",
         "DocumentRoot \"/QVXBaseDir/10.0.0.5/-SSLv2" + rest + "/data/htdocs\""}) {
-    EXPECT_NE(text.find("\n" + line + "\n"), std::string::npos) << line;
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "\n" + line + "\n", text);
   }
 }
 
-TEST(ServerConf, NoAddressGivesNoVirtualHost) {
-  EXPECT_EQ(ServerConfText(DefaultValues(), {}).find("<VirtualHost"), std::string::npos);
-}
-
 TEST(ServerConf, PiecesDoNotGrowWithTheAddresses) {
+  EXPECT_PRED_FORMAT2(testing::IsNotSubstring, "<VirtualHost", ServerConfText(DefaultValues(), {}));
   const size_t most = ServerConfText(DefaultValues(), kTwoAddresses).size();
   EXPECT_TRUE(GenerateServerConf(DefaultValues(), Texts(1000, "10.0.0.5"),
                                  [&](std::string_view piece) { return piece.size() < most; }));
-}
-
-TEST(ServerConf, NothingIsGeneratedForASinkThatIsFull) {
-  int pieces = 0;
+  int pieces = 0;  // none is generated for a sink that is full
   const auto takes_two = [&](std::string_view) { return ++pieces < 3; };
   EXPECT_FALSE(GenerateServerConf(DefaultValues(), kTwoAddresses, takes_two));
   EXPECT_EQ(pieces, 3);
 }
 
-TEST(ServerConf, ReplacementInALineBuffer) {
-  const std::string filled(kConfLineCapacity - 2, 'a');
-  const struct {
-    const char* name;
-    std::string line;
-    const char* placeholder;
-    const char* replacement;
-    int32_t result;
-    std::string line_afterwards;
-  } rows[] = {
-      {"replacement that holds the placeholder", "x-x", "x", "yxy", 1, "yxy-yxy"},
-      {"occurrences that overlap", "aaa", "aa", "", 1, "a"},
-      {"absent placeholder", "x", "z", "y", 0, "x"},
-      {"empty placeholder", "x", "", "y", 0, "x"},
-      {"longest result", filled + "x", "x", "b", 1, filled + "b"},
-      {"result that does not fit", filled + "x", "x", "bb", 0, filled + "x"},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    char line[kConfLineCapacity] = {};
-    row.line.copy(line, sizeof line);
-    EXPECT_EQ(ConfReplaceStrs(line, row.placeholder, row.replacement), row.result);
-    EXPECT_EQ(line, row.line_afterwards);
-  }
+// What is replaced is seen by the fuzz target of the texts.
+TEST(ServerConf, NoLineHasNothingToReplace) {
   char line[kConfLineCapacity] = "a";
   EXPECT_EQ(ConfReplaceStrs(nullptr, "a", "b"), 0);
   EXPECT_EQ(ConfReplaceStrs(line, nullptr, "b"), 0);
   EXPECT_EQ(ConfReplaceStrs(line, "a", nullptr), 0);
+  EXPECT_EQ(ConfReplaceStrs(line, "", "b"), 0);
 }
 
 TEST(ServerConf, FileIsMadeFromTheRecordAndRemoved) {
@@ -169,20 +146,16 @@ TEST(ServerConf, FileIsMadeFromTheRecordAndRemoved) {
   settings.excluded_clients = exclude;
   settings.rotate_size = 40;
   settings.log_directory = "\\\\server\\logs";
-  settings.refuse_ssl2 = false;
-  settings.max_threads = 40;
-  settings.log_level = "notice";
   RecordSettings(settings);
   RecordBindList(addresses, 1);
   EXPECT_EQ(WriteHttpConfFile(1), 0);
   const std::string text = Contents(installation.base() / "conf/qvxpd.conf").value_or("");
   EXPECT_EQ(text, ServerConfText(ServerConfValuesFrom(settings), addresses));
   for (const std::string& line :
-       Texts{"ServerRoot \"" + installation.base().string() + "\"", "LogLevel notice",
-             "MaxClients           40", "bin/rotatelogs //server/logs/logs/error_log 40M\"",
-             "SSLProtocol All +SSLv2",
+       Texts{"ServerRoot \"" + installation.base().string() + "\"",
+             "bin/rotatelogs //server/logs/logs/error_log 40M\"",
              "SSLCertificateFile " + installation.tls().string() + "/cert.pem"}) {
-    EXPECT_NE(text.find(line + "\n"), std::string::npos) << line;
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, line + "\n", text);
   }
   EXPECT_STREQ(include, "10.0.0.1;10.0.0.2") << "the settings stay whole";
   RecordSettings(before);
@@ -200,20 +173,50 @@ TEST(PhpIni, NamesWhatIsRequestedOrAlwaysLoaded) {
             "> extension=requested\n> extension=both\n");
 }
 
+TEST(ScriptEngine, ExtensionsThatADescriptorRequests) {
+  const Installation installation;
+  const std::string webapp = installation.base() / "webapp/";
+  SetupLogsAndDebug(nullptr);
+  ASSERT_EQ(mkfifo((webapp + "fifo.xml").c_str(), 0600), 0);  // would hold up whoever opened it
+  WriteText(webapp + "app.txt", "<extension name='OPENSSL'/>");
+  const auto requested = [&](const char* descriptor) {
+    std::filesystem::remove(QvxLogFile);
+    WriteText(webapp + "app.xml", descriptor);
+    EXPECT_EQ(CheckWebAppXMLsForExtensions(), 0);
+    const std::string log = Contents(QvxLogFile).value_or("");
+    const std::string message = "Failed to parse webapp configuration file " + webapp;
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, message + "fifo.xml.", log);
+    return std::string(allowablePHPExtensions[0].isRequested == 1 ? "domxml " : "") +
+           (allowablePHPExtensions[1].isRequested == 1 ? "openssl " : "") +
+           (log.find(message + "app.xml.") != std::string::npos ? "broken" : "");
+  };
+  EXPECT_EQ(requested("<a><b><c/><extension x='1' name='oPenSSL'>text</extension></b></a>"),
+            "openssl ");
+  EXPECT_EQ(requested("<a><extension name='ZIP'/><extension/><extension name='domxml'/>"
+                      "<extension name='OPENSSL'/></a>"),
+            "domxml openssl ");
+  EXPECT_EQ(requested("<a><Extension name='OPENSSL'/><extension id='OPENSSL'/>"
+                      "<extension name='OPENSSL2'/></a>"),
+            "");
+  EXPECT_EQ(requested("<a><extension name='OPENSSL'/>"), "broken");
+}
+
 TEST(GeneratedFiles, AreReplacedAndProtected) {
   const Installation installation;
   const struct {
     const char* name;
     int32_t (*write)();
-    int32_t success;
-    int32_t failure;
-    std::string text;
+    std::string text = {};
+    int32_t success = 0;
   } rows[] = {
-      {"conf/ralolist.map", WriteRALOListMapFile, 0, 1, ""},
-      {"bin/php.ini", CreatePHPINIFile, 1, 0,
-       PhpIniText(installation.base().string(), allowablePHPExtensions)},
-      {"conf/qvxpd.conf", [] { return WriteHttpConfFile(0); }, 0, 1,
-       ServerConfText(ServerConfValuesFrom(RecordedSettings()), {})},
+      {.name = "conf/ralolist.map", .write = WriteRALOListMapFile},
+      {.name = "bin/php.ini",
+       .write = CreatePHPINIFile,
+       .text = PhpIniText(installation.base().string(), allowablePHPExtensions),
+       .success = 1},
+      {.name = "conf/qvxpd.conf",
+       .write = [] { return WriteHttpConfFile(0); },
+       .text = ServerConfText(ServerConfValuesFrom(RecordedSettings()), {})},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
@@ -224,8 +227,9 @@ TEST(GeneratedFiles, AreReplacedAndProtected) {
     EXPECT_EQ(ModeOf(file), 0660U);
     EXPECT_EQ(OwnerOf(file), ServiceOwner());
     std::filesystem::remove_all(file.parent_path());
-    EXPECT_EQ(row.write(), row.failure) << "without its directory";
+    EXPECT_EQ(row.write(), 1 - row.success) << "without its directory";
   }
 }
 
+}  // namespace
 }  // namespace qvx::test

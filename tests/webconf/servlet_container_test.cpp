@@ -1,14 +1,8 @@
 #include "webconf/servlet_container.h"
 
 #include <grp.h>
-#include <gtest/gtest.h>
 #include <linux/capability.h>
-#include <sched.h>
-#include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/sysmacros.h>
-#include <unistd.h>
 
 #include <vector>
 
@@ -16,10 +10,8 @@
 #include "tests/harness/installation.h"
 #include "tests/harness/isolated.h"
 
+namespace qvx::test {
 namespace {
-
-namespace fs = std::filesystem;
-using namespace qvx::test;
 
 constexpr char kConfiguration[] = "/opt/moved/conf/qvxpd.conf";
 constexpr char kRules[] = "/opt/moved/conf/mod_proxy.conf";
@@ -53,35 +45,37 @@ void MakeInstallation(const std::string& tool) {
   SetupLogsAndDebug(nullptr);
 }
 
+constexpr char kWrites[] = "echo Proxy > /opt/moved/conf/mod_proxy.conf; echo noise >&2";
+constexpr int32_t kStarted = 3 << 8;
+
 struct Row {
   const char* name;
-  const char* tool;
-  void (*prepare)();
-  int32_t result;
-  std::string message;
-  std::string rules;  // of the rules file afterwards
+  const char* tool = kWrites;
+  std::string prepare = ":";  // a command in the installation
+  void (*become)() = [] {};   // what it does to the launcher itself
+  int32_t result = 0;
+  std::string message = {};
+  std::string rules = "Proxy\n";  // of the rules file afterwards
 };
 
 void LoadContainer(const Row& row) {
   MakeInstallation(row.tool);
-  row.prepare();
+  EXPECT_EQ(std::system(("cd /opt/moved; " + row.prepare).c_str()), 0);
+  row.become();
   EXPECT_NE(std::freopen("/opt/errors", "w", stderr), nullptr);
   EXPECT_EQ(load_tomcat(), row.result);
   EXPECT_EQ(Contents("/opt/errors") == "fork() in load_tomcat() failed! \n", row.result == -1);
   const std::string log = Contents(QvxLogFile).value_or("");
   EXPECT_EQ(log.substr(std::min(log.size(), kLogHead)), row.message) << log;
   EXPECT_EQ(Contents(kRules).value_or("none"), row.rules);
-  if (fs::exists(kConfiguration)) {
+  if (std::filesystem::exists(kConfiguration)) {
     EXPECT_EQ(Contents(kConfiguration), row.rules.empty() ? kHead + kTail + "<VirtualHost c:2381>"
                                                           : kHead + kBlock + kTail + kBlock);
     EXPECT_EQ(ModeOf(kConfiguration), 0777U);
   }
 }
 
-}  // namespace
-
 TEST(ServletContainer, RunsWhenTheToolWroteRules) {
-  const char* write = "echo Proxy > /opt/moved/conf/mod_proxy.conf; echo noise >&2";
   const std::string undecided =
       "unable to determine if tomcat needs to be enabled, disabling tomcat.";
   const std::string printed = "\"genproxyconf\" execution failed: 100%s\n;\n" + undecided;
@@ -90,13 +84,13 @@ TEST(ServletContainer, RunsWhenTheToolWroteRules) {
       "Unable to run \"genproxyconf\" tool in order to determine if tomcat needs to be enabled, "
       "disabling tomcat.";
   const char* not_added = "Unable to add configuration to qvxpd.conf, disabling tomcat.";
+  const char* no_user = "Unable to find user \"zxqvx\". Check your QVX instalation.";
   const char* not_started =
       "Unable to run \"startup.sh\" script in order to load tomcat; the webapps relying on it "
       "won't be accessible.";
-  const auto nothing = [] {};
-  const auto more_groups = [] { setgroups(2, std::vector<gid_t>{0, 4}.data()); };
-  const auto lose_folder = [] { fs::remove_all("/opt/moved/conf"); };
-  const auto lose_user = [] { mount("/opt/passwd", "/etc/passwd", "none", MS_BIND, nullptr); };
+  const std::string device = "mknod -m 666 conf/mod_proxy.conf c 1 3";
+  const std::string mounted = ": >conf/mod_proxy.conf; mount --bind /dev/null conf/mod_proxy.conf";
+  const auto have_groups = [] { setgroups(2, std::vector<gid_t>{0, 4}.data()); };
   const auto lose_rights = [] {
     __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
     __user_cap_data_struct sets[2] = {};
@@ -106,33 +100,33 @@ TEST(ServletContainer, RunsWhenTheToolWroteRules) {
   };
   // The first child is the init of the new namespace; when it has ended, no other child can be
   // made.
-  const auto one_child = [] { EXPECT_EQ(unshare(CLONE_NEWPID), 0); };
-  const auto no_child = [] {
+  const auto have_one_child = [] { EXPECT_EQ(unshare(CLONE_NEWPID), 0); };
+  const auto have_no_child = [] {
     EXPECT_EQ(unshare(CLONE_NEWPID), 0);
     EXPECT_EQ(RunIsolated(0, [] { return 0; }), 0);
   };
-  const auto add_pipe = [] { EXPECT_EQ(mkfifo(kRules, 0666), 0); };
-  const auto add_device = [] { EXPECT_EQ(mknod(kRules, S_IFCHR | 0666, makedev(1, 3)), 0); };
-  const auto mount_device = [] {
-    WriteText(kRules, "");
-    EXPECT_EQ(mount("/dev/null", kRules, "", MS_BIND, nullptr), 0);
-  };
   const Row rows[] = {
-      {"rules", write, more_groups, 3 << 8, "", "Proxy\n"},
-      {"pipe in their place", write, add_pipe, 3 << 8, "", "Proxy\n"},
-      {"device in their place", write, add_device, 3 << 8, "", "Proxy\n"},
-      {"device that stays", write, mount_device, 0, unknown, ""},
-      {"no rules", "exit 1", nothing, 0, "", ""},
-      {"no tool", "", [] { fs::remove_all("/opt/moved/sbin"); }, 0, "", ""},
-      {"text", "echo 100%s; echo x > /opt/moved/conf/mod_proxy.conf", nothing, 0, printed, ""},
-      {"tool not run", write, no_child, 0, not_run, ""},
-      {"rules removed", "rm /opt/moved/conf/mod_proxy.conf", nothing, 0, unknown, ""},
-      {"no folder", "exit 0", lose_folder, 0, unknown, "none"},
-      {"no configuration", write, [] { fs::remove(kConfiguration); }, 0, not_added, "Proxy\n"},
-      {"no child", write, one_child, -1, "", "Proxy\n"},
-      {"no user", write, lose_user, 0, "Unable to find user \"zxqvx\". Check your QVX instalation.",
-       "Proxy\n"},
-      {"identity refused", write, lose_rights, 0, not_started, "Proxy\n"},
+      {.name = "rules", .become = have_groups, .result = kStarted},
+      {.name = "pipe", .prepare = "mkfifo -m 666 conf/mod_proxy.conf", .result = kStarted},
+      {.name = "device", .prepare = device, .result = kStarted},
+      {.name = "device that stays", .prepare = mounted, .message = unknown, .rules = ""},
+      {.name = "no rules", .tool = "exit 1", .rules = ""},
+      {.name = "no tool", .prepare = "rm -r sbin", .rules = ""},
+      {.name = "text",
+       .tool = "echo 100%s; echo x > /opt/moved/conf/mod_proxy.conf",
+       .message = printed,
+       .rules = ""},
+      {.name = "tool not run", .become = have_no_child, .message = not_run, .rules = ""},
+      {.name = "rules gone", .tool = "rm /opt/moved/conf/mod*", .message = unknown, .rules = ""},
+      {.name = "no folder",
+       .tool = "exit 0",
+       .prepare = "rm -r conf",
+       .message = unknown,
+       .rules = "none"},
+      {.name = "no configuration", .prepare = "rm conf/qvxpd.conf", .message = not_added},
+      {.name = "no child", .become = have_one_child, .result = -1},
+      {.name = "no user", .prepare = "mount -B /opt/passwd /etc/passwd", .message = no_user},
+      {.name = "identity refused", .become = lose_rights, .message = not_started},
   };
   const Variable base("SYSMGTZX_BASE_DIR", "/opt/moved");
   ServiceOwner();
@@ -141,3 +135,6 @@ TEST(ServletContainer, RunsWhenTheToolWroteRules) {
     PassIsolated(CLONE_NEWNS, [&row] { LoadContainer(row); });
   }
 }
+
+}  // namespace
+}  // namespace qvx::test
