@@ -1,9 +1,10 @@
 #include "settings/document.h"
 
-#include <gtest/gtest.h>
-
 #include "dom/handles.h"
+#include "log/ring_log.h"
 #include "settings/multihomed_names.h"
+#include "settings/reader.h"
+#include "settings/record.h"
 #include "support/malloc_owner.h"
 #include "tests/settings/fresh_machine.h"
 
@@ -39,14 +40,12 @@ TEST(SettingsDocument, ValuesAreTakenChangedAndSaved) {
 <parts name="p">a&amp;b<i/>c</parts></v>)");
   const DocumentHolder document = NewDocument();
   ASSERT_EQ(DOM_DocumentLS_load(document.get(), path.c_str()), 1);
-  const struct {
-    const char* element;
-    const char* value;
-  } rows[] = {{"twice", "nested"},  {"blank", " True"}, {"empty", ""},
-              {"element", nullptr}, {"parts", "a&b"},   {"none", nullptr}};
-  for (const auto& row : rows) {
-    EXPECT_STREQ(GetElementValue(document.get(), row.element), row.value) << row.element;
-  }
+  EXPECT_STREQ(GetElementValue(document.get(), "twice"), "nested");
+  EXPECT_STREQ(GetElementValue(document.get(), "blank"), " True");
+  EXPECT_STREQ(GetElementValue(document.get(), "empty"), "");
+  EXPECT_EQ(GetElementValue(document.get(), "element"), nullptr);
+  EXPECT_STREQ(GetElementValue(document.get(), "parts"), "a&b");
+  EXPECT_EQ(GetElementValue(document.get(), "none"), nullptr);
   const MallocOwner<char> attribute(GetElementAttributeValue(document.get(), "parts", "name"));
   EXPECT_STREQ(attribute.get(), "p");
   EXPECT_EQ(GetElementAttributeValue(document.get(), "none", "name"), nullptr);
@@ -61,10 +60,10 @@ TEST(SettingsDocument, ValuesAreTakenChangedAndSaved) {
 )");
   const std::string other = directory.path() / "other";
   EXPECT_EQ(SetElementValue(document.get(), "/none/none", "empty", "x"), 1);
+  EXPECT_EQ(SetElementValue(document.get(), nullptr, "empty", "x"), 1);
   EXPECT_EQ(SetElementValue(document.get(), other.c_str(), "none", "x"), 1);
   EXPECT_EQ(SetElementValue(document.get(), other.c_str(), "empty", nullptr), 1);
   EXPECT_EQ(SetElementValue(document.get(), other.c_str(), nullptr, "x"), 1);
-  EXPECT_EQ(SetElementValue(document.get(), nullptr, "empty", "x"), 1);
   EXPECT_EQ(GetElementValue(document.get(), nullptr), nullptr);
   EXPECT_EQ(GetElementAttributeValue(document.get(), "parts", nullptr), nullptr);
   EXPECT_FALSE(fs::exists(other));
@@ -75,23 +74,18 @@ TEST(MultihomedNames, FromTheSettingsDocument) {
   const fs::path file = installation.base() / "conf/qvxpd.xml";
   EXPECT_EQ(ParseMultiHomed(), nullptr);
   EXPECT_FALSE(fs::exists(file)) << "it is only read";
-  const struct {
-    const char* name;
-    const char* document;
-    const char* names;
-  } rows[] = {
-      {"all that is allowed", "<v><multihomed>host1;h.example.net;10.0.0.5;A-b_Z9</multihomed></v>",
-       "host1;h.example.net;10.0.0.5;A-b_Z9"},
-      {"empty", "<v><multihomed></multihomed></v>", ""},
-      {"comma", "<v><multihomed>host1,host2</multihomed></v>", nullptr},
-      {"left out", "<v/>", nullptr},
-      {"not well-formed", "<v><multihomed>host1</multihomed>", nullptr}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    WriteText(file, row.document);
-    EXPECT_STREQ(MallocOwner<char>(ParseMultiHomed()).get(), row.names);
-    EXPECT_EQ(Contents(file), row.document);
-  }
+  const auto names_in = [&](const char* document) {
+    WriteText(file, document);
+    const MallocOwner<char> names(ParseMultiHomed());
+    EXPECT_EQ(Contents(file), document);
+    return names == nullptr ? "none" : std::string(names.get());
+  };
+  EXPECT_EQ(names_in("<v><multihomed>host1;h.example.net;10.0.0.5;A-b_Z9</multihomed></v>"),
+            "host1;h.example.net;10.0.0.5;A-b_Z9");
+  EXPECT_EQ(names_in("<v><multihomed></multihomed></v>"), "");
+  EXPECT_EQ(names_in("<v><multihomed>host1,host2</multihomed></v>"), "none");
+  EXPECT_EQ(names_in("<v/>"), "none");
+  EXPECT_EQ(names_in("<v><multihomed>host1</multihomed>"), "none");
 }
 
 TEST(MultihomedNames, AddressEntries) {
@@ -109,6 +103,32 @@ TEST(SettingsDocument, ComparisonToleratesMissingTexts) {
   EXPECT_EQ(stricmp_chk("TRUE", "True"), 0);
   EXPECT_EQ(stricmp_chk(nullptr, "True"), 1);
   EXPECT_EQ(stricmp_chk("True", nullptr), 1);
+}
+
+TEST(ExampleDocument, GivesTheSettingsThatItSays) {
+  const Installation installation;
+  SetupLogsAndDebug(nullptr);
+  WriteText(SettingsPath(), Contents(QVX_EXAMPLE).value_or(""));
+  const DocumentHolder document = NewDocument();
+  ASSERT_EQ(LoadSettings(document.get()), LoadResult::kRead);
+  LoadedSettings settings = RecordedSettings();
+  ReadAccessSettings(document.get(), settings);
+  ReadServerSettings(document.get(), settings);
+
+  EXPECT_TRUE(settings.restrict_clients);
+  EXPECT_STREQ(settings.included_clients, "10.1.0.0-10.1.255.255");
+  EXPECT_STREQ(settings.excluded_clients, "10.1.0.13");
+  EXPECT_TRUE(settings.bind_to_selected);
+  EXPECT_STREQ(settings.binding_list, "10.1.0.0/255.255.0.0");
+  EXPECT_FALSE(settings.bind_to_wildcard);
+  EXPECT_EQ(MultihomedNames(), "console1;console1.example.net;10.1.0.5");
+  EXPECT_EQ(settings.max_threads, 32);
+  EXPECT_TRUE(settings.refuse_ssl2);
+  EXPECT_EQ(settings.log_level, "warn");
+  EXPECT_STREQ(settings.log_directory, "/var/spool/opt/zx/zxqvx");
+  EXPECT_TRUE(settings.rotate_logs);
+  EXPECT_EQ(settings.rotate_size, 10);
+  EXPECT_EQ(Contents(QvxLogFile), std::nullopt) << "nothing is refused";
 }
 
 }  // namespace

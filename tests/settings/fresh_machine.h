@@ -3,10 +3,6 @@
 #ifndef QVX_TESTS_SETTINGS_FRESH_MACHINE_H
 #define QVX_TESTS_SETTINGS_FRESH_MACHINE_H
 
-#include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/mount.h>
-
 #include "tests/harness/installation.h"
 #include "tests/harness/isolated.h"
 

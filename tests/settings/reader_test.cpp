@@ -8,7 +8,6 @@
 #include "tests/harness/installation.h"
 
 namespace qvx::test {
-
 namespace {
 
 // The record is put back after each case.
@@ -36,87 +35,90 @@ class SettingsReader : public testing::Test {
   DocumentHolder document_;
 };
 
-}  // namespace
-
 TEST_F(SettingsReader, BeforeReading) {
-  EXPECT_EQ(isIPRestrict, 0);
-  EXPECT_EQ(isIPBinding, 0);
-  EXPECT_EQ(bMonitorIPChangesLinux, 0);
+  EXPECT_EQ(RecordedSettings(), LoadedSettings());
   EXPECT_EQ(bRotateLogs, 1);
-  EXPECT_EQ(nRotateLogsSize, 0);
-  EXPECT_EQ(sLogBaseDir, nullptr);
   EXPECT_EQ(isSSLV2Disabled, 1);
   EXPECT_EQ(nMaxThreads, 64);
   EXPECT_STREQ(sLogLevelString, "error");
   EXPECT_EQ(gIPList, nullptr);
-  EXPECT_EQ(RecordedSettings(), LoadedSettings());
 }
 
 TEST_F(SettingsReader, FlagsAndNumbers) {
+  struct Case {
+    const char* value;  // null: the element is left out
+    int32_t before, after;
+  };
   const struct {
-    std::string elements;
+    std::string element;
     int32_t* variable;
-    int32_t before;
-    int32_t after;
     bool is_refused = false;
+    std::vector<Case> cases;
   } rows[] = {
-      {"<ip-restricted-logins>true</ip-restricted-logins>", &isIPRestrict, 0, 1},
-      {"<ip-restricted-logins> True</ip-restricted-logins>", &isIPRestrict, 0, 0},
-      {"<ip-binding>TRUE</ip-binding>", &isIPBinding, 0, 1},
-      {"<ip-binding>False</ip-binding>", &isIPBinding, 1, 0},
-      {"<no-ip-binding/>", &isIPBinding, 1, 0},
-      {"<monitor-ip-changes>0</monitor-ip-changes>", &bMonitorIPChangesLinux, 1, 0},
-      {"<monitor-ip-changes>1</monitor-ip-changes>", &bMonitorIPChangesLinux, 0, 1},
-      {"<monitor-ip-changes>01</monitor-ip-changes>", &bMonitorIPChangesLinux, 0, 0},
-      {"<monitor-ip-changes>2</monitor-ip-changes>", &bMonitorIPChangesLinux, 1, 1},
-      {"<no-monitor-ip-changes/>", &bMonitorIPChangesLinux, 1, 1},
-      {"<rotate-logs>1</rotate-logs>", &bRotateLogs, 0, 1},
-      {"<rotate-logs>2</rotate-logs>", &bRotateLogs, 1, 0},
-      {"<rotate-logs>02</rotate-logs>", &bRotateLogs, 1, 1},
-      {"<rotate-logs>0</rotate-logs>", &bRotateLogs, 1, 1},
-      {"<no-rotate-logs/>", &bRotateLogs, 0, 0},
-      {"<no-rotate-logs-size/>", &nRotateLogsSize, 0, 5},
-      {"<rotate-logs-size>0</rotate-logs-size>", &nRotateLogsSize, 0, 5},
-      {"<rotate-logs-size>-3</rotate-logs-size>", &nRotateLogsSize, 0, 5},
-      {"<rotate-logs-size>1</rotate-logs-size>", &nRotateLogsSize, 0, 1},
-      {"<rotate-logs-size>99</rotate-logs-size>", &nRotateLogsSize, 0, 99},
-      {"<rotate-logs-size>100</rotate-logs-size>", &nRotateLogsSize, 0, 5},
-      {"<rotate-logs-size>7x</rotate-logs-size>", &nRotateLogsSize, 0, 7},
-      {"<disable-sslv2>false</disable-sslv2>", &isSSLV2Disabled, 1, 0},
-      {"<disable-sslv2>no</disable-sslv2>", &isSSLV2Disabled, 1, 1},
-      {"<no-max-threads/>", &nMaxThreads, 64, 25},
-      {"<max-threads>25</max-threads>", &nMaxThreads, 64, 25},
-      {"<max-threads>64</max-threads>", &nMaxThreads, 25, 64},
-      {"<max-threads>24</max-threads>", &nMaxThreads, 64, 25, true},
-      {"<max-threads>65</max-threads>", &nMaxThreads, 64, 25, true},
-      {"<max-threads></max-threads>", &nMaxThreads, 64, 25, true},
-      {"<max-threads>30x</max-threads><max-threads>40</max-threads>", &nMaxThreads, 64, 30},
-      {"<max-threads>4294967326</max-threads>", &nMaxThreads, 64, 25, true},
+      {.element = "ip-restricted-logins",
+       .variable = &isIPRestrict,
+       .cases = {{"true", 0, 1}, {" True", 0, 0}}},
+      {.element = "ip-binding",
+       .variable = &isIPBinding,
+       .cases = {{"TRUE", 0, 1}, {"False", 1, 0}, {nullptr, 1, 0}}},
+      {.element = "monitor-ip-changes",
+       .variable = &bMonitorIPChangesLinux,
+       .cases = {{"0", 1, 0}, {"1", 0, 1}, {"01", 0, 0}, {"2", 1, 1}, {nullptr, 1, 1}}},
+      {.element = "rotate-logs",
+       .variable = &bRotateLogs,
+       .cases = {{"1", 0, 1}, {"2", 1, 0}, {"02", 1, 1}, {"0", 1, 1}, {nullptr, 0, 0}}},
+      {.element = "rotate-logs-size",
+       .variable = &nRotateLogsSize,
+       .cases = {{nullptr, 0, 5},
+                 {"0", 0, 5},
+                 {"-3", 0, 5},
+                 {"1", 0, 1},
+                 {"99", 0, 99},
+                 {"100", 0, 5},
+                 {"010", 0, 5},
+                 {"7x", 0, 7}}},
+      {.element = "disable-sslv2",
+       .variable = &isSSLV2Disabled,
+       .cases = {{"false", 1, 0}, {"no", 1, 1}, {"True", 0, 0}}},
+      {.element = "max-threads",
+       .variable = &nMaxThreads,
+       .cases = {{nullptr, 64, 25},
+                 {"25", 64, 25},
+                 {"64", 25, 64},
+                 {"30x</max-threads><max-threads>40", 64, 30}}},
+      {.element = "max-threads",
+       .variable = &nMaxThreads,
+       .is_refused = true,
+       .cases = {{"24", 64, 25}, {"65", 64, 25}, {"", 64, 25}, {"4294967326", 64, 25}}},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.elements);
-    std::filesystem::remove(QvxLogFile);
-    *row.variable = row.before;
-    Read(row.elements);
-    EXPECT_EQ(*row.variable, row.after);
-    const std::string log = Contents(QvxLogFile).value_or("");
-    EXPECT_EQ(log.ends_with("\nmax-threads in XML file is outside of allowed bounds, using default "
-                            "value."),
-              row.is_refused);
+    for (const Case& c : row.cases) {
+      SCOPED_TRACE(row.element + " " + (c.value == nullptr ? "left out" : c.value));
+      std::filesystem::remove(QvxLogFile);
+      *row.variable = c.before;
+      Read(c.value == nullptr ? "" : "<" + row.element + ">" + c.value + "</" + row.element + ">");
+      EXPECT_EQ(*row.variable, c.after);
+      EXPECT_EQ(
+          Contents(QvxLogFile)
+              .value_or("")
+              .ends_with(
+                  "\nmax-threads in XML file is outside of allowed bounds, using default value."),
+          row.is_refused);
+    }
   }
 }
 
 TEST_F(SettingsReader, LogLevels) {
-  const struct {
-    std::string word;
-    const char* level;
-  } rows[] = {{"debug", "debug"}, {"WARN", "warn"},   {"info", "info"},    {"Notice", "notice"},
-              {"fatal", "error"}, {"alert", "alert"}, {"", "error"},       {"emerg", "emerg"},
-              {"error", "error"}, {"crit", "crit"},   {"notices", "error"}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.word);
-    Read("<log-level>" + row.word + "</log-level>");
-    EXPECT_STREQ(sLogLevelString, row.level);
+  for (const std::string level : {"debug", "info", "notice", "warn", "crit", "alert", "emerg"}) {
+    Read("<log-level>" + level + "</log-level>");
+    EXPECT_EQ(sLogLevelString, level);
+  }
+  Read("<log-level>WARN</log-level>");
+  EXPECT_STREQ(sLogLevelString, "warn");
+  for (const std::string word : {"fatal", "notices", "", "error"}) {
+    Read("<log-level>warn</log-level>");
+    Read("<log-level>" + word + "</log-level>");
+    EXPECT_STREQ(sLogLevelString, "error") << word;
   }
 }
 
@@ -126,26 +128,19 @@ TEST_F(SettingsReader, Texts) {
       "<ip-restricted-exclude>c</ip-restricted-exclude><ip-binding-list>d</ip-binding-list>";
   const std::string switches =
       "<ip-restricted-logins>True</ip-restricted-logins><ip-binding>False</ip-binding>";
-  const struct {
-    const char* name;
-    std::string elements;
-    const char* include;
-    const char* exclude;
-    const char* binding_list;
-    const char* log_directory;
-  } rows[] = {
-      {"lists without their switch", lists, nullptr, nullptr, nullptr, nullptr},
-      {"lists, also where none is used", lists + switches + "<log-base-dir/>", "a;b", "c", "d", ""},
-      {"left out", switches, nullptr, nullptr, nullptr, nullptr},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    Read(row.elements);
-    EXPECT_STREQ(sIpRestrictedInclude, row.include);
-    EXPECT_STREQ(sIpRestrictedExclude, row.exclude);
-    EXPECT_STREQ(sIpBindingList, row.binding_list);
-    EXPECT_STREQ(sLogBaseDir, row.log_directory);
+  for (const std::string& elements : {lists, switches}) {
+    Read(elements);
+    EXPECT_EQ(sIpRestrictedInclude, nullptr) << elements;
+    EXPECT_EQ(sIpRestrictedExclude, nullptr) << elements;
+    EXPECT_EQ(sIpBindingList, nullptr) << elements;
+    EXPECT_EQ(sLogBaseDir, nullptr) << elements;
   }
+  Read(lists + switches + "<log-base-dir/>");
+  EXPECT_STREQ(sIpRestrictedInclude, "a;b");
+  EXPECT_STREQ(sIpRestrictedExclude, "c");
+  EXPECT_STREQ(sIpBindingList, "d") << "also where it is not used";
+  EXPECT_STREQ(sLogBaseDir, "");
 }
 
+}  // namespace
 }  // namespace qvx::test
