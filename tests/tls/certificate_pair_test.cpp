@@ -1,10 +1,6 @@
-#include <gtest/gtest.h>
 #include <openssl/core_names.h>
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
-#include <sched.h>
-#include <sys/mount.h>
-#include <unistd.h>
 
 #include <climits>
 #include <csignal>
@@ -30,11 +26,8 @@ class CertificatePair : public testing::Test {
   CertificatePair() { SetupLogsAndDebug(nullptr); }
 
   /// What a command that runs in the TLS share directory writes on both its streams.
-  std::string Shell(const std::string& command) const {
-    const std::string output = installation_.base() / "output";
-    EXPECT_NE(std::system(("exec >" + output + " 2>&1; cd $SSL_SHARE_BASE_DIR;" + command).c_str()),
-              -1);
-    return Contents(output).value_or("");
+  static std::string Shell(const std::string& command) {
+    return RunShell("exec 2>&1; cd $SSL_SHARE_BASE_DIR;" + command).output;
   }
 
   /// The content of a file in the TLS share directory; nothing when it is no file.
@@ -75,13 +68,6 @@ const std::string kKeyAside =
     "2:The private key did not match the server certificate and has been regenerated.\n"
     "The problematic private key was renamed filemm.pem and is in the \"..\\zx\\sslshare\"  "
     "subdirectory.\n";
-
-enum class Outcome {
-  kKept,
-  kRefused,   // kept, since it could not be set aside
-  kSetAside,  // and replaced
-  kReplaced,
-};
 
 // pair SUBJECT [ALGORITHM [DIGEST]]; key ALGORITHM: a key of another pair; lock: encrypts the key.
 // Everybody may read the old files, so that a copy is not secret by itself.
@@ -222,48 +208,52 @@ TEST_F(CertificatePair, FirstStartAndHostNameThatCannotBeRead) {
 }
 
 TEST_F(CertificatePair, OutcomeOfACheck) {
+  enum class Outcome { kKept, kRefused, kSetAside, kReplaced };  // refused: not to be set aside
   using enum Outcome;
+  const std::string der = "der | LC_ALL=C sed \"s/${n}X/$n\\x00/g\" | openssl x509 -out cert.pem";
   const struct {
     const char* name;
-    const char* prepare;
-    std::string record;
-    Outcome outcome;
+    std::string prepare, record = {};
+    Outcome outcome = kKept;
   } rows[] = {
-      {"small key, old digest", "pair /CN=$h rsa:512 md5", "", kKept},
-      {"name in capitals", "pair /CN=$(echo $h | tr a-z A-Z) rsa:1024 sha1", "", kKept},
-      {"EC",
-       "openssl ecparam -name secp224r1 -out p; pair /CN=$h ec:p; cat file.pem >>p; mv p file.pem",
-       "", kKept},
-      {"chain", "pair /CN=ca; mv cert.pem ca; pair /CN=$h; cat ca >>cert.pem", "", kKept},
-      {"links that fit",
-       "pair /CN=$h; mv cert.pem c; mv file.pem f; ln -s c cert.pem; ln -s f file.pem", "", kKept},
-      {"foreign", "pair /OU=Elsewhere/CN=other", kOtherName, kKept},
-      {"foreign, without a name", "pair /O=Elsewhere", kOtherName, kKept},
-      {"zero behind the name",
-       R"(pair /CN=${h}X; der | LC_ALL=C sed "s/${h}X/$h\x00/g" | openssl x509 -out cert.pem)",
-       kOtherName, kKept},
-      {"zero behind the unit",
-       "pair \"/OU=${u}X/CN=other\"; der | LC_ALL=C sed \"s/${u}X/$u\\x00/g\" | "
-       "openssl x509 -out cert.pem",
-       kOtherName, kKept},
-      {"own", "pair '/OU=BRENNICK-Talvar Network Management Software (QVX)/CN=other'", kOtherName,
-       kReplaced},
-      {"own, for this host", "pair \"/OU=$u/CN=$h\"", "", kKept},
+      {.name = "small key, old digest", .prepare = "pair /CN=$h rsa:512 md5"},
+      {.name = "in capitals", .prepare = "pair /CN=$(echo $h | tr a-z A-Z) rsa:1024 sha1"},
+      {.name = "EC",
+       .prepare = "openssl ecparam -name secp224r1 -out p; pair /CN=$h ec:p; cat file.pem >>p; "
+                  "mv p file.pem"},
+      {.name = "chain", .prepare = "pair /CN=ca; mv cert.pem ca; pair /CN=$h; cat ca >>cert.pem"},
+      {.name = "links that fit",
+       .prepare = "pair /CN=$h; mv cert.pem c; mv file.pem f; ln -s c cert.pem; ln -s f file.pem"},
+      {.name = "foreign", .prepare = "pair /OU=Elsewhere/CN=other", .record = kOtherName},
+      {.name = "without a name", .prepare = "pair /O=Elsewhere", .record = kOtherName},
+      {.name = "zero behind the name",
+       .prepare = "n=$h; pair /CN=${h}X; " + der,
+       .record = kOtherName},
+      {.name = "zero behind the unit",
+       .prepare = "n=$u; pair \"/OU=${u}X/CN=other\"; " + der,
+       .record = kOtherName},
+      {.name = "own",
+       .prepare = "pair '/OU=BRENNICK-Talvar Network Management Software (QVX)/CN=other'",
+       .record = kOtherName,
+       .outcome = kReplaced},
+      {.name = "own, for this host", .prepare = "pair \"/OU=$u/CN=$h\""},
       {"key of another pair", "pair /CN=$h; key rsa", kMismatch, kSetAside},
       {"key of another kind", "pair /CN=$h; key ed25519", kMismatch, kSetAside},
       {"encrypted key", "pair /CN=$h; lock", kNoKey, kSetAside},
       {"no key", "pair /CN=$h; rm file.pem", kNoKey, kSetAside},
       {"empty certificate", "pair /CN=$h; : >cert.pem", kNoCertificate, kSetAside},
       {"binary certificate", "pair /CN=$h; der >d; mv d cert.pem", kNoCertificate, kSetAside},
-      {"pipe with the name of the copy", "pair /CN=$h; key rsa; mkfifo certmm.pem", kMismatch,
-       kSetAside},
-      {"directory whose files everybody may read", "pair /CN=$h; key rsa; setfacl -d -m o::r .",
-       kMismatch, kSetAside},
-      {"links", "pair /CN=$h; key rsa; mkdir a; mv cert.pem file.pem a; ln -s a/* .", kMismatch,
-       kSetAside},
+      {"pipe as the copy", "pair /CN=$h; key rsa; mkfifo certmm.pem", kMismatch, kSetAside},
+      {"open directory", "pair /CN=$h; key rsa; setfacl -d -m o::r .", kMismatch, kSetAside},
+      {.name = "links",
+       .prepare = "pair /CN=$h; key rsa; mkdir a; mv cert.pem file.pem a; ln -s a/* .",
+       .record = kMismatch,
+       .outcome = kSetAside},
       {"pipes", "mkfifo cert.pem file.pem", kNoCertificate, kReplaced},
-      {"directory", "mkdir cert.pem",
-       kNoCertificate + kCertificateAside + kNoCertificate + kCertificateAside, kRefused},
+      {.name = "directory",
+       .prepare = "mkdir cert.pem",
+       .record = kNoCertificate + kCertificateAside + kNoCertificate + kCertificateAside,
+       .outcome = kRefused},
   };
   const std::string open_files = Shell("ls /proc/$PPID/fd");
   for (const auto& row : rows) {

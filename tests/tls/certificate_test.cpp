@@ -1,7 +1,9 @@
 #include "tls/certificate.h"
 
 #include <gtest/gtest.h>
+#include <openssl/ssl.h>
 
+#include "tls/connection_errors.h"
 #include "tls/pair_check.h"
 
 namespace qvx::test {
@@ -22,38 +24,30 @@ TEST(Certificate, ValidityEndsAtTheLimit) {
 }
 
 TEST(Certificate, SeedIsTheRotatedTimeThenText) {
-  const timespec time{0x0807060504030201,
-                      261'000'000};  // 261 ms is 0x0105: the record is rotated by 5
+  // 261 ms is 0x0105: the record is rotated by 5.
+  const timespec time{0x0807060504030201, 261'000'000};
   const std::string rotated("\x06\x07\x08\x05\x01\0\0\0\0\0\0\x01\x02\x03\x04\x05", 16);
   EXPECT_EQ(RandomSeedRecord(time, "host"), rotated + "host");
   EXPECT_EQ(RandomSeedRecord(time, std::string(200, 'x')), rotated + std::string(112, 'x'));
 }
 
+/// The text for a list of names, how many are left out of it, and how many extensions it makes.
+std::string Named(const std::string& list) {
+  const AlternativeNames names = AlternativeNamesFrom(list);
+  const CertificateHandle certificate(X509_new());
+  EXPECT_EQ(AddExtensionsToCert(certificate.get(), std::string(list).data()), 1);
+  EXPECT_EQ(ERR_peek_error(), 0U);
+  return names.text + " " + std::to_string(names.left_out) + " " +
+         std::to_string(X509_get_ext_count(certificate.get()));
+}
+
 TEST(Certificate, AlternativeNames) {
   const std::string n(127, 'n');
-  const struct {
-    const char* name;
-    std::string list;
-    std::string text;
-    size_t left_out;
-    int extensions;
-  } rows[] = {
-      {"no names", "", "", 0, 0},
-      {"name and address", ";host1;;10.0.0.5;", "DNS: host1, IP: 10.0.0.5", 0, 1},
-      {"too long names", n + "n;a;" + n + "m;b;" + n, "DNS: a, DNS: b, DNS: " + n, 2, 1},
-      {"no address for the library", "a;1.2.3.4.5", "DNS: a, IP: 1.2.3.4.5", 0, 0},
-      {"database that is not there", "a,dirName:b", "DNS: a,dirName:b", 0, 0},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    const AlternativeNames names = AlternativeNamesFrom(row.list);
-    EXPECT_EQ(names.text, row.text);
-    EXPECT_EQ(names.left_out, row.left_out);
-    const CertificateHandle certificate(X509_new());
-    EXPECT_EQ(AddExtensionsToCert(certificate.get(), std::string(row.list).data()), 1);
-    EXPECT_EQ(X509_get_ext_count(certificate.get()), row.extensions);
-    EXPECT_EQ(ERR_peek_error(), 0U);
-  }
+  EXPECT_EQ(Named(""), " 0 0");
+  EXPECT_EQ(Named(";host1;;10.0.0.5;"), "DNS: host1, IP: 10.0.0.5 0 1");
+  EXPECT_EQ(Named(n + "n;a;" + n + "m;b;" + n), "DNS: a, DNS: b, DNS: " + n + " 2 1");
+  EXPECT_EQ(Named("a;1.2.3.4.5"), "DNS: a, IP: 1.2.3.4.5 0 0") << "no address for the library";
+  EXPECT_EQ(Named("a,dirName:b"), "DNS: a,dirName:b 0 0") << "no such database";
   EXPECT_EQ(AddExtensionsToCert(nullptr, nullptr), 0);
 }
 
@@ -97,38 +91,39 @@ TEST(Certificate, ObjectsAreFilledOrMadeForTheCaller) {
 }
 
 TEST(PairFate, FromFacts) {
-  const struct {
-    const char* name;
-    PairFacts facts;
-    PairFate fate;
-  } rows[] = {
-      {.name = "no certificate", .facts = {}, .fate = PairFate::kSetAside},
-      {.name = "no key", .facts = {.certificate_loads = true}, .fate = PairFate::kSetAside},
-      {.name = "key of another certificate",
-       .facts = {.certificate_loads = true, .key_loads = true},
-       .fate = PairFate::kSetAside},
-      {.name = "own, for another host",
-       .facts = {.certificate_loads = true, .key_loads = true, .they_match = true, .is_ours = true},
-       .fate = PairFate::kReplace},
-      {.name = "foreign, for another host",
-       .facts = {.certificate_loads = true, .key_loads = true, .they_match = true},
-       .fate = PairFate::kKeep},
-      {.name = "own, for this host",
-       .facts = {.certificate_loads = true,
-                 .key_loads = true,
-                 .they_match = true,
-                 .names_host = true,
-                 .is_ours = true},
-       .fate = PairFate::kKeep},
-      {.name = "foreign, for this host",
-       .facts =
-           {.certificate_loads = true, .key_loads = true, .they_match = true, .names_host = true},
-       .fate = PairFate::kKeep},
-      {.name = "not to be read now", .facts = {.is_known = false}, .fate = PairFate::kUnknown},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(FateOf(row.facts), row.fate) << row.name;
-  }
+  PairFacts facts;
+  EXPECT_EQ(FateOf(facts), PairFate::kSetAside);
+  facts.certificate_loads = facts.key_loads = true;
+  EXPECT_EQ(FateOf(facts), PairFate::kSetAside) << "they do not match";
+  facts.they_match = true;
+  EXPECT_EQ(FateOf(facts), PairFate::kKeep) << "foreign, for another host";
+  facts.is_ours = true;
+  EXPECT_EQ(FateOf(facts), PairFate::kReplace);
+  facts.names_host = true;
+  EXPECT_EQ(FateOf(facts), PairFate::kKeep);
+  facts.is_known = false;
+  EXPECT_EQ(FateOf(facts), PairFate::kUnknown);
+}
+
+/// The result for a code, and what is printed behind the common beginning.
+std::string Handled(int code) {
+  testing::internal::CaptureStdout();
+  const std::string result = std::to_string(ZX_Get_SSL_ErrorHandler(&code));
+  const std::string line = testing::internal::GetCapturedStdout();
+  EXPECT_TRUE(line.empty() || line.starts_with("TMK_Get_SSL_ErrorHandler: "));
+  return result + line.substr(std::min(line.size(), strlen("TMK_Get_SSL_ErrorHandler:")));
+}
+
+TEST(ConnectionErrors, CodesAndTheirLines) {
+  EXPECT_EQ(Handled(SSL_ERROR_NONE), "0");
+  EXPECT_EQ(Handled(SSL_ERROR_SSL), "1 SSL_ERROR_SSL\n");
+  EXPECT_EQ(Handled(SSL_ERROR_WANT_READ), "2 SSL_ERROR_WANT_READ\n");
+  EXPECT_EQ(Handled(SSL_ERROR_WANT_WRITE), "3 SSL_ERROR_WANT_WRITE\n");
+  EXPECT_EQ(Handled(SSL_ERROR_WANT_X509_LOOKUP), "4 SSL_ERROR_WANT_X509_LOOKUP\n");
+  EXPECT_EQ(Handled(SSL_ERROR_SYSCALL), "5 SSL_ERROR_SYSCALL\n");
+  EXPECT_EQ(Handled(SSL_ERROR_ZERO_RETURN), "0");
+  EXPECT_EQ(Handled(SSL_ERROR_WANT_CONNECT), "7 SSL_ERROR_WANT_CONNECT\n");
+  EXPECT_EQ(Handled(SSL_ERROR_WANT_ACCEPT), "8");
 }
 
 }  // namespace
