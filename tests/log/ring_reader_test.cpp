@@ -38,32 +38,21 @@ TEST(RingReader, RecordsComeInTheOrderOfTime) {
   const std::string first = Record(1, "one\n");
   const std::string second = Record(2, "two\nlines", "CRITICAL ERROR LOG", 3);
   const std::string old = Record(0, "old");
-  const struct {
-    const char* name;
-    std::string content;
-    const char* messages;
-  } rows[] = {
-      {"empty file", "", ""},
-      {"header alone", Header(9), ""},
-      {"first cycle", Header(9 + first.size() + second.size()) + first + second,
-       "2one|3two\nlines|"},
-      {"second cycle", Header(9 + first.size()) + first + "cut\n\nold" + old, "2old|2one|"},
-      {"second cycle, cut exactly", Header(9 + first.size()) + first + old, "2old|2one|"},
-      {"a writer before its header", Header(9 + first.size()) + first + second + old, "2old|2one|"},
-      {"a writer before its header, in the first cycle", Header(9 + first.size()) + first + second,
-       "2one|"},
-      {"no header", "garbage!\n" + first + second, "2one|3two\nlines|"},
-      {"header beyond the ring", "FFFFFFFF\n" + first, "2one|"},
-      {"header beyond the end", Header(1000) + first, "2one|"},
-      {"not quite headings",
-       Header(9 + 3 * first.size()) + first +
-           "\n\nERROR LOG (severity=1)  Wed Nov 25 12:00:01 2026\nx\n\nERROR LOG\n",
-       "2one\n\n\nERROR LOG (severity=1)  Wed Nov 25 12:00:01 2026\nx\n\nERROR LOG|"},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(Read(row.content), row.messages);
-  }
+  const std::string to_one = Header(9 + first.size()) + first;
+  const std::string no_heading =
+      "\n\nERROR LOG (severity=1)  Wed Nov 25 12:00:01 2026\nx\n\nERROR LOG";
+  EXPECT_EQ(Read(""), "");
+  EXPECT_EQ(Read(Header(9)), "");
+  EXPECT_EQ(Read(Header(9 + first.size() + second.size()) + first + second), "2one|3two\nlines|");
+  EXPECT_EQ(Read(to_one + "cut\n\nold" + old), "2old|2one|") << "second cycle";
+  EXPECT_EQ(Read(to_one + old), "2old|2one|") << "cut exactly";
+  EXPECT_EQ(Read(to_one + second + old), "2old|2one|") << "a writer before its header";
+  EXPECT_EQ(Read(to_one + second), "2one|") << "the same in the first cycle";
+  EXPECT_EQ(Read("garbage!\n" + first + second), "2one|3two\nlines|");
+  EXPECT_EQ(Read("FFFFFFFF\n" + first), "2one|") << "a header beyond the ring";
+  EXPECT_EQ(Read(Header(1000) + first), "2one|") << "a header beyond the end";
+  EXPECT_EQ(Read(Header(9 + 3 * first.size()) + first + no_heading + "\n"),
+            "2one\n" + no_heading + "|");
 }
 
 /// Whatever the writer leaves at each moment, the reader sees the newest records in their order.

@@ -1,12 +1,8 @@
 #include "os/commands.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 #include <csignal>
 
@@ -18,41 +14,30 @@
 namespace qvx::test {
 namespace {
 
-// What a command leaves behind goes on until it is ended here, so whoever waited for it would never
-// return.
+using namespace std::string_literals;
+
+/// What a command's output makes of a buffer, without the untouched rest. What the command leaves
+/// behind goes on until it is ended here, so whoever waited for it would never return.
+std::string Stored(const char* command, uint32_t size) {
+  std::string buffer(300, '#');
+  EXPECT_EQ(process_linux_cmd(command, buffer.data(), size), 0);
+  if (const auto left_behind = Contents("pid")) {
+    EXPECT_EQ(kill(std::stoi(*left_behind), SIGKILL), 0);
+    std::filesystem::remove("pid");
+  }
+  return buffer.substr(0, buffer.find_last_not_of('#') + 1);
+}
+
 TEST(CapturedCommand, StoresWhatFirstReadReturnedAndWaitsForNothingMore) {
   const TempDirectory directory;
   std::filesystem::current_path(directory.path());
-  const struct {
-    const char* name;
-    const char* command;
-    uint32_t size;
-    std::string stored;  // what the buffer begins with; the rest stays untouched
-  } rows[] = {
-      {"line", "printf '12345\\n'", 250, {"12345\n\0", 7}},
-      {"room for the end only", "printf x", 1, ""},
-      {"failing command", "printf a | tr a b; exit 3", 250, {"b\0", 2}},
-      {"more than fits", "printf %01000d 7", 250, std::string(249, '0') + '\0'},
-      {"much output, then silence",
-       "for i in $(seq 1000); do printf %01000d 0; done; sleep infinity & echo $! >pid",
-       6,
-       {"00000\0", 6}},
-      {"output without end",
-       "printf 00000; while :; do printf more; done & echo $! >pid",
-       6,
-       {"00000\0", 6}},
-      {"no output", "sleep infinity & echo $! >pid", 6, ""},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    std::string buffer(300, '#');
-    EXPECT_EQ(process_linux_cmd(row.command, buffer.data(), row.size), 0);
-    EXPECT_EQ(buffer, row.stored + std::string(300 - row.stored.size(), '#'));
-    if (const auto left_behind = Contents("pid")) {
-      EXPECT_EQ(kill(std::stoi(*left_behind), SIGKILL), 0);
-      std::filesystem::remove("pid");
-    }
-  }
+  EXPECT_EQ(Stored("printf '12345\\n'", 250), "12345\n\0"s);
+  EXPECT_EQ(Stored("printf x", 1), "") << "room for the end only";
+  EXPECT_EQ(Stored("printf a | tr a b; exit 3", 250), "b\0"s);
+  EXPECT_EQ(Stored("printf %01000d 7", 250), std::string(249, '0') + '\0');
+  EXPECT_EQ(Stored("seq 100000; sleep infinity & echo $! >pid", 6), "1\n2\n3\0"s);
+  EXPECT_EQ(Stored("printf 00000; while :; do printf more; done & echo $! >pid", 6), "00000\0"s);
+  EXPECT_EQ(Stored("sleep infinity & echo $! >pid", 6), "");
 }
 
 void InterruptEveryMillisecond() {
@@ -141,15 +126,14 @@ TEST(Commands, FailuresAreReported) {
   const std::string errors = directory.path() / "errors";
   const struct {
     void (*fail)();
-    bool is_captured;
+    std::string error;  // begins with the operation
     int result;
-    const char* error;
   } rows[] = {
-      {HaveNoProcess, false, 0, "execute_linux_cmd: fork() failed! \n"},
-      {HaveNoShell, false, 1, "execute_linux_cmd: child's execv failed!\n"},
-      {HaveNoDescriptor, true, -1, "process_linux_cmd: pipe() failed! \n"},
-      {HaveNoProcess, true, -1, "process_linux_cmd: fork() failed! \n"},
-      {HaveNoShell, true, 0, "process_linux_cmd: child's execv failed!\n"},
+      {.fail = HaveNoProcess, .error = "execute_linux_cmd: fork() failed! \n", .result = 0},
+      {.fail = HaveNoShell, .error = "execute_linux_cmd: child's execv failed!\n", .result = 1},
+      {.fail = HaveNoDescriptor, .error = "process_linux_cmd: pipe() failed! \n", .result = -1},
+      {.fail = HaveNoProcess, .error = "process_linux_cmd: fork() failed! \n", .result = -1},
+      {.fail = HaveNoShell, .error = "process_linux_cmd: child's execv failed!\n", .result = 0},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.error);
@@ -158,9 +142,9 @@ TEST(Commands, FailuresAreReported) {
            STDERR_FILENO);
       row.fail();
       char output[2] = "";
-      EXPECT_EQ(
-          row.is_captured ? process_linux_cmd("printf x", output, 2) : execute_linux_cmd("true"),
-          row.result);
+      EXPECT_EQ(row.error.starts_with("process") ? process_linux_cmd("printf x", output, 2)
+                                                 : execute_linux_cmd("true"),
+                row.result);
       EXPECT_STREQ(output, "");
     });
     EXPECT_EQ(Contents(errors), row.error);

@@ -2,13 +2,9 @@
 
 #include <fcntl.h>
 #include <grp.h>
-#include <gtest/gtest.h>
-#include <sched.h>
 #include <sys/file.h>
 #include <sys/fsuid.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <set>
 

@@ -1,11 +1,7 @@
 #include "os/files.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <set>
 
@@ -26,25 +22,23 @@ TEST(Protection, ModeAndOwnerByKind) {
   const struct {
     std::string name;
     int (*make)(const char* path, mode_t mode);
-    int32_t result;
-    mode_t mode;
-    std::string owner;
+    mode_t mode = 0600;  // that of a file that is left alone
   } rows[] = {
-      {"directory", mkdir, 1, 0755, owner},
-      {"/file", creat, 1, 0660, owner},
-      {"directory/file of root", creat, 0, 0600, "0:0"},
-      {"directory/folder of root", mkdir, 0, 0600, "0:0"},
-      {longest, creat, 1, 0660, owner},
-      {longest + "f", creat, 0, 0600, "0:0"},
-      {"fifo", mkfifo, 0, 0600, "0:0"},
+      {.name = "directory", .make = mkdir, .mode = 0755},
+      {.name = "/file", .make = creat, .mode = 0660},
+      {.name = "directory/file of root", .make = creat},
+      {.name = "directory/folder of root", .make = mkdir},
+      {.name = longest, .make = creat, .mode = 0660},
+      {.name = longest + "f", .make = creat},
+      {.name = "fifo", .make = mkfifo},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     const std::string path = root.path().string() + "/" + row.name;
     EXPECT_NE(row.make(path.c_str(), 0600), -1);
-    EXPECT_EQ(OsProtectFile(path.c_str()), row.result);
+    EXPECT_EQ(OsProtectFile(path.c_str()), row.mode == 0600 ? 0 : 1);
     EXPECT_EQ(ModeOf(path), row.mode);
-    EXPECT_EQ(OwnerOf(path), row.owner);
+    EXPECT_EQ(OwnerOf(path), row.mode == 0600 ? "0:0" : owner);
   }
   EXPECT_EQ(OsProtectFile((root.path() / "missing").c_str()), 1);
 }

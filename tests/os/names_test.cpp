@@ -1,7 +1,4 @@
-#include <gtest/gtest.h>
-#include <sched.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <set>
@@ -25,12 +22,12 @@ TEST(DirectoryResolvers, EnvironmentOrDefault) {
   const std::string tls = "/etc/opt/zx/sslshare";
   const struct {
     const char* name;
-    std::optional<std::string> variables[4];  // installation, what is written, log, TLS share
+    std::optional<std::string> variables[4] = {};  // installation, what is written, log, TLS share
     std::string found[4];
   } rows[] = {
-      {"unset", {}, {base, base, log, tls}},
+      {.name = "unset", .found = {base, base, log, tls}},
       {"set", {"/b/", "/w", "/l", "/t"}, {"/b/", "/w", "/l", "/t"}},
-      {"empty", {"", {}, "", ""}, {"", "", "", ""}},
+      {.name = "empty", .variables = {"", {}, "", ""}, .found = {}},
       {"too long", {{}, "", {}, std::string(5000, 't')}, {base, "", log, std::string(4095, 't')}},
   };
   for (const auto& row : rows) {
@@ -46,37 +43,25 @@ TEST(DirectoryResolvers, EnvironmentOrDefault) {
   }
 }
 
-TEST(Paths, SplitIntoParts) {
-  const struct {
-    const char* path;
-    uint32_t capacity;
-    int32_t result;
-    struct {
-      std::string text;  // "#" where nothing is stored
-      uint32_t size;
-    } parts[4];  // of drive, directory, name, extension
-  } rows[] = {
-      {"/opt/v1.2/q.conf.xml", 99, 1, {{"", 0}, {"/opt/v1.2/", 11}, {"q.conf", 7}, {".xml", 5}}},
-      {"name", 0, 0, {{"#", 0}, {"#", 0}, {"#", 5}, {"#", 1}}},
-      {"c:dir/abc.x", 4, 0, {{"c:", 3}, {"#", 5}, {"abc", 4}, {".x", 3}}},
-      {"//server/share/dir/x.y",
-       99,
-       1,
-       {{"//server/share", 15}, {"/dir/", 6}, {"x", 2}, {".y", 3}}},
-      {R"(\\a/b/c\d/x)", 99, 1, {{R"(\\a/b/c\d)", 10}, {"/", 2}, {"x", 2}, {"", 1}}},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.path);
-    char texts[4][99] = {"#", "#", "#", "#"};
-    uint32_t sizes[4] = {row.capacity, row.capacity, row.capacity, row.capacity};
-    EXPECT_EQ(OSSplitPath(row.path, texts[0], &sizes[0], texts[1], &sizes[1], texts[2], &sizes[2],
-                          texts[3], &sizes[3]),
-              row.result);
-    for (size_t part = 0; part < std::size(row.parts); ++part) {
-      EXPECT_EQ(texts[part], row.parts[part].text);
-      EXPECT_EQ(sizes[part], row.parts[part].size);
-    }
+/// The result, and each of drive, directory, name and extension with its size. "#" stands where
+/// nothing is stored.
+std::string Split(const char* path, uint32_t capacity) {
+  char texts[4][99] = {"#", "#", "#", "#"};
+  uint32_t sizes[4] = {capacity, capacity, capacity, capacity};
+  std::string parts = std::to_string(OSSplitPath(path, texts[0], &sizes[0], texts[1], &sizes[1],
+                                                 texts[2], &sizes[2], texts[3], &sizes[3]));
+  for (size_t part = 0; part < 4; ++part) {
+    parts += std::string(" ") + texts[part] + " " + std::to_string(sizes[part]);
   }
+  return parts;
+}
+
+TEST(Paths, SplitIntoParts) {
+  EXPECT_EQ(Split("/opt/v1.2/q.conf.xml", 99), "1  0 /opt/v1.2/ 11 q.conf 7 .xml 5");
+  EXPECT_EQ(Split("name", 0), "0 # 0 # 0 # 5 # 1");
+  EXPECT_EQ(Split("c:dir/abc.x", 4), "0 c: 3 # 5 abc 4 .x 3");
+  EXPECT_EQ(Split("//server/share/dir/x.y", 99), "1 //server/share 15 /dir/ 6 x 2 .y 3");
+  EXPECT_EQ(Split(R"(\\a/b/c\d/x)", 99), R"(1 \\a/b/c\d 10 / 2 x 2  1)");
 }
 
 TEST(Paths, MadeAbsolute) {
@@ -111,27 +96,18 @@ std::set<std::string> Find(const std::filesystem::path& pattern_path) {
 }
 
 TEST(DirectorySearch, NamesThatMatch) {
+  using Names = std::set<std::string>;
   const TempDirectory root;
   for (const char* name : {"a.xml", ".c.xml", "noext", "sub/x"}) {
     WriteText(root.path() / name, name);
   }
-  const struct {
-    const char* name;
-    std::string pattern;
-    std::set<std::string> found;
-  } rows[] = {
-      {"no hidden ones", "*.xml", {"a.xml"}},
-      {"every name of old", "*.*", {"a.xml", "noext", "sub"}},
-      {"only its first dot may be missing", "n*.*.*", {}},
-      {"hidden ones", ".*l", {".c.xml"}},
-      {"in a directory", "sub/?", {"x"}},
-      {"too long", std::string(5000, '*'), {}},
-      {"missing directory", "missing/*", {}},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(Find(root.path() / row.pattern), row.found);
-  }
+  EXPECT_EQ(Find(root.path() / "*.xml"), Names{"a.xml"}) << "no hidden ones";
+  EXPECT_EQ(Find(root.path() / "*.*"), (Names{"a.xml", "noext", "sub"})) << "every name of old";
+  EXPECT_EQ(Find(root.path() / "n*.*.*"), Names()) << "only the first dot may be missing";
+  EXPECT_EQ(Find(root.path() / ".*l"), Names{".c.xml"});
+  EXPECT_EQ(Find(root.path() / "sub/?"), Names{"x"});
+  EXPECT_EQ(Find(root.path() / std::string(5000, '*')), Names());
+  EXPECT_EQ(Find(root.path() / "missing/*"), Names());
   std::filesystem::create_symlink("missing", root.path() / "link");
   OSFindRecord record{};
   record.size = -7;
@@ -142,24 +118,12 @@ TEST(DirectorySearch, NamesThatMatch) {
 }
 
 TEST(Strings, ComparedWithoutCase) {
-  const struct {
-    const char* name;
-    const char* a;
-    const char* b;
-    int n;
-    int result;
-  } rows[] = {
-      {"equal", "QVX_CONFIG", "qvx_config", 20, 0},
-      {"equal as far as asked", "qvx", "QVX_config", 3, 0},
-      {"shorter", "qvx", "QVX_config", 4, -7},
-      {"longer", "qvx_config", "qvx", 11, 7},
-      {"negative count", "a", "b", -1, 0},
-      {"byte above 127", "\xE4X", "az", 1, 0xE4 - 'a'},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(strnicmp(row.a, row.b, row.n), row.result);
-  }
+  EXPECT_EQ(strnicmp("QVX_CONFIG", "qvx_config", 20), 0);
+  EXPECT_EQ(strnicmp("qvx", "QVX_config", 3), 0);
+  EXPECT_EQ(strnicmp("qvx", "QVX_config", 4), -7);
+  EXPECT_EQ(strnicmp("qvx_config", "qvx", 11), 7);
+  EXPECT_EQ(strnicmp("a", "b", -1), 0);
+  EXPECT_EQ(strnicmp("\xE4X", "az", 1), 0xE4 - 'a');
 }
 
 TEST(Strings, NullEqualsNothing) {
@@ -189,30 +153,22 @@ TEST(Host, NullGetsAFailure) {
   EXPECT_EQ(OSFileAffinity(nullptr), nullptr);
 }
 
+using Arguments = std::vector<std::string>;
+
+Arguments Split(std::string line, const char* delimiters, int maximum, int trim) {
+  char* found[8] = {};
+  const int count = strcnargcn(line.data(), found, delimiters, maximum, ';', trim);
+  EXPECT_NE(found[0], nullptr) << "set without an argument, too";
+  return {found, found + count};
+}
+
 TEST(Strings, LineIsSplitIntoArguments) {
-  using Arguments = std::vector<std::string>;
-  const struct {
-    const char* name;
-    std::string line;
-    const char* delimiters;
-    int maximum;
-    int trim;
-    Arguments arguments;
-  } rows[] = {
-      {"trimmed", " \ta ,x\"b, ;\"y;c, d \x1A e\n", ", ", 0, 1, {"a", "", "x\"b, ;\"y;c, d "}},
-      {"untrimmed", " a,,b,c \n", ",", 0, 0, {" a", "", "b", "c \n"}},
-      {"the last one keeps the rest", " a,,b,c \n", ",", 3, 0, {" a", "", "b,c \n"}},
-      {"empty", "", ",", 0, 0, {}},
-      {"nothing but space", " \t\n", ",", 0, 1, {}},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    std::string line = row.line;
-    char* found[8] = {};
-    const int count = strcnargcn(line.data(), found, row.delimiters, row.maximum, ';', row.trim);
-    EXPECT_EQ(Arguments(found, found + count), row.arguments);
-    EXPECT_NE(found[0], nullptr) << "set without an argument, too";
-  }
+  EXPECT_EQ(Split(" \ta ,x\"b, ;\"y;c, d \x1A e\n", ", ", 0, 1),
+            (Arguments{"a", "", "x\"b, ;\"y;c, d "}));
+  EXPECT_EQ(Split(" a,,b,c \n", ",", 0, 0), (Arguments{" a", "", "b", "c \n"}));
+  EXPECT_EQ(Split(" a,,b,c \n", ",", 3, 0), (Arguments{" a", "", "b,c \n"}));
+  EXPECT_EQ(Split("", ",", 0, 0), Arguments());
+  EXPECT_EQ(Split(" \t\n", ",", 0, 1), Arguments());
 }
 
 TEST(Host, NamesSignalsAndConsole) {
@@ -232,15 +188,12 @@ TEST(Host, NamesSignalsAndConsole) {
 }
 
 TEST(Host, LanguageOfTheEnvironment) {
-  const struct {
-    std::optional<std::string> variable;
-    const char* language;
-  } rows[] = {{"JP_x", "jpn"}, {"jp", "jpn"}, {"j", "ENG"}, {"en_jp", "ENG"}, {{}, "ENG"}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.variable.value_or("unset"));
-    const Variable language("LANG", row.variable);
-    EXPECT_STREQ(OSGetDefaultLanguage(), row.language);
+  for (const std::string value : {"JP_x", "jp", "j", "en_jp"}) {
+    const Variable language("LANG", value);
+    EXPECT_STREQ(OSGetDefaultLanguage(), value == "JP_x" || value == "jp" ? "jpn" : "ENG") << value;
   }
+  const Variable unset("LANG", std::nullopt);
+  EXPECT_STREQ(OSGetDefaultLanguage(), "ENG");
 }
 
 }  // namespace

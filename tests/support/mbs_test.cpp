@@ -12,52 +12,44 @@
 #include "support/msgno.h"
 #include "support/timestamp.h"
 
+namespace qvx::test {
 namespace {
 
-using Text = qvx::MallocOwner<char>;
+using Text = MallocOwner<char>;
 constexpr size_t kNoLimit = SIZE_MAX;
 
 const std::string kLong(1000, 'a');
 const std::string kWide = "\xe4\xb8\xad";  // two columns
-const std::string kMark = "e\xcc\x81x";    // its second character has no column
-
-struct Row {
-  const char* name;
-  const char* locale;
-  std::string text;
-  size_t byte_limit;
-  int32_t count_limit;
-  // -1: the text cannot be decoded, or, for the width, has a character without a width.
-  int size;
-  int length;
-  int offset;
-  int width;
-};
-
-const Row kRows[] = {
-    {"empty", "C", "", kNoLimit, -1, 0, 0, 0, 0},
-    {"count limit", "C", "abcd", kNoLimit, 2, 2, 2, 2, 2},
-    {"byte limit", "C", "abcdefghijkl", 9, -1, 9, 9, 9, 9},
-    {"control characters", "C", "\nx\t\x7f", kNoLimit, -1, 4, 4, 4, -1},
-    {"undecodable at the end", "C", kLong + "\x80", kNoLimit, -1, -1, -1, -1, -1},
-    {"undecodable behind the limit", "C", kLong + "\x80", kNoLimit, 1000, 1000, 1000, 1000, 1000},
-    {"undecodable within a word", "C", "abcd\x80" + kLong, kNoLimit, -1, -1, -1, -1, -1},
-    {"undecodable within a word, behind the limit", "C", "abcd\x80" + kLong, kNoLimit, 4, 4, 4, 4,
-     4},
-    {"two columns", "C.UTF-8", "a" + kWide + "b", kNoLimit, -1, 5, 4, 5, 4},
-    {"two columns do not fit", "C.UTF-8", "a" + kWide + "b", kNoLimit, 2, 1, 1, 4, 1},
-    {"cut by the byte limit", "C.UTF-8", "a" + kWide, 3, -1, 1, 1, 1, 1},
-    {"cut by the end", "C.UTF-8", "a\xe4\xb8", kNoLimit, -1, -1, -1, -1, -1},
-    {"no column", "C.UTF-8", kMark, kNoLimit, -1, 4, 2, 4, 2},
-    {"two columns within a word", "C.UTF-8", "abc" + kWide + kLong, kNoLimit, -1, 1006, 1005, 1006,
-     1005},
-    {"two columns among many", "C.UTF-8", kLong + kWide + kLong, kNoLimit, 1004, 1005, 1004, 1006,
-     1004},
-};
+constexpr char kUtf8[] = "C.UTF-8";
+const std::string kMark = "e\xcc\x81x";  // its second character has no column
 
 TEST(MultibyteStrings, MeasuredAndCut) {
-  for (const Row& row : kRows) {
-    SCOPED_TRACE(row.name);
+  const struct {
+    std::string text;
+    const char* locale = "C";
+    size_t byte_limit = kNoLimit;
+    int32_t count_limit = -1;
+    // -1: the text cannot be decoded, or, for the width, has a character without a width.
+    int size = 0, length = size, offset = size, width = size;
+  } rows[] = {
+      {.text = ""},
+      {.text = "abcd", .count_limit = 2, .size = 2},
+      {.text = "abcdefghijkl", .byte_limit = 9, .size = 9},
+      {.text = "\nx\t\x7f", .size = 4, .width = -1},
+      {.text = kLong + "\x80", .size = -1},
+      {.text = kLong + "\x80", .count_limit = 1000, .size = 1000},
+      {.text = "abcd\x80" + kLong, .size = -1},
+      {.text = "abcd\x80" + kLong, .count_limit = 4, .size = 4},
+      {.text = "a" + kWide + "b", .locale = kUtf8, .size = 5, .length = 4, .width = 4},
+      {"a" + kWide + "b", kUtf8, kNoLimit, 2, 1, 1, 4, 1},
+      {.text = "a" + kWide, .locale = kUtf8, .byte_limit = 3, .size = 1},
+      {.text = "a\xe4\xb8", .locale = kUtf8, .size = -1},
+      {.text = kMark, .locale = kUtf8, .size = 4, .length = 2, .width = 2},
+      {"abc" + kWide + kLong, kUtf8, kNoLimit, -1, 1006, 1005, 1006, 1005},
+      {kLong + kWide + kLong, kUtf8, kNoLimit, 1004, 1005, 1004, 1006, 1004},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(&row - rows);
     ASSERT_NE(std::setlocale(LC_CTYPE, row.locale), nullptr);
     const Text exact(strdup(row.text.c_str()));  // so that a reading past the NUL shows
     const char* const text = exact.get();
@@ -92,10 +84,9 @@ void ExpectTrace(const std::string& tail) {
 TEST(MultibyteStrings, FailuresAreTraced) {
   EXPECT_EQ(mbsdup("ab\xff"), nullptr);
   EXPECT_EQ(errno, EILSEQ);
-  EXPECT_NE(
-      std::strstr(_msgno_buf,
-                  ":mbsnsize: Invalid or incomplete multibyte or wide character\n  src/mbs.cpp:"),
-      nullptr);
+  EXPECT_PRED_FORMAT2(
+      testing::IsSubstring,
+      ":mbsnsize: Invalid or incomplete multibyte or wide character\n  src/mbs.cpp:", _msgno_buf);
   ExpectTrace(":mbsndup: ");
   EXPECT_EQ(mbsdup(nullptr), nullptr);
   EXPECT_EQ(errno, EINVAL);
@@ -107,12 +98,9 @@ TEST(MultibyteStrings, FailuresAreTraced) {
 TEST(MultibyteStrings, AsciiAtEveryPlace) {
   for (size_t length = 0; length <= 40; ++length) {
     SCOPED_TRACE(length);
-    std::string text(length, 'a');
-    EXPECT_TRUE(qvx::IsAscii(text.data(), length));
-    for (char& byte : text) {
-      byte = '\x80';
-      EXPECT_FALSE(qvx::IsAscii(text.data(), length));
-      byte = 'a';
+    EXPECT_TRUE(IsAscii(std::string(length, 'a').data(), length));
+    for (size_t i = 0; i < length; ++i) {
+      EXPECT_FALSE(IsAscii(std::string(length, 'a').replace(i, 1, "\x80").data(), length));
     }
   }
 }
@@ -126,3 +114,4 @@ TEST(Timestamp, IsInMilliseconds) {
 }
 
 }  // namespace
+}  // namespace qvx::test

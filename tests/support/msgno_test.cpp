@@ -1,13 +1,12 @@
 #include "support/msgno.h"
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cstring>
 
 #include "support/trace.h"
 #include "tests/harness/isolated.h"
 
+namespace qvx::test {
 namespace {
 
 TEST(Messages, RegisteringIsIdempotentAndNumbersInPlace) {
@@ -55,22 +54,22 @@ void RegisterTables() {
 
 // The registry is process-wide, so what changes it for good runs in a child process.
 TEST(Messages, RefusedTablesLeaveTheRegistryAsItWas) {
-  qvx::test::PassIsolated(0, RegisterTables);
+  PassIsolated(0, RegisterTables);
 }
 
 TEST(Trace, InnermostFailureFirstAndWhatDoesNotFitIsCut) {
-  const qvx::TraceSite site("src/node.cpp", "DOM_Node_appendChild");
+  const TraceSite site("src/node.cpp", "DOM_Node_appendChild");
   const std::string place = "src/node.cpp:" + std::to_string(site.line) + ":DOM_Node_appendChild: ";
-  qvx::Trace({"src/dom.cpp", "overwritten"}, EINVAL);
+  Trace({"src/dom.cpp", "overwritten"}, EINVAL);
   errno = E2BIG;
-  qvx::TraceDetails(site, 0x10000, "doc=NULL,nodeType=%u", 3U);
-  qvx::TracePropagationDetails(site, "name=%s", "item");
+  TraceDetails(site, 0x10000, "doc=NULL,nodeType=%u", 3U);
+  TracePropagationDetails(site, "name=%s", "item");
   std::string expected =
       place + "A parameter was NULL: doc=NULL,nodeType=3\n  " + place + "name=item\n";
   for (int i = 0; i < 100; ++i) {
     EXPECT_EQ(_msgno_buf, expected.substr(0, kTraceBufferSize - 1));
     EXPECT_EQ(_msgno_buf_idx, std::strlen(_msgno_buf));
-    qvx::TracePropagation(site);
+    TracePropagation(site);
     expected += "  " + place + "\n";
   }
   EXPECT_EQ(errno, E2BIG);
@@ -83,7 +82,7 @@ TEST(Messages, HandlersAndTheEmptiedBuffer) {
   EXPECT_EQ(msgno_hdlr_mnf(0x10000, "%s", "name"), 0);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "1;2\nA parameter was NULL: name\n");
 
-  qvx::Trace({"src/dom.cpp", "f"}, 0x10000);
+  Trace({"src/dom.cpp", "f"}, 0x10000);
   const std::string line = _msgno_buf;
   testing::internal::CaptureStderr();
   _msgno_printf("in %s", "file");
@@ -97,3 +96,4 @@ TEST(Messages, HandlersAndTheEmptiedBuffer) {
 }
 
 }  // namespace
+}  // namespace qvx::test

@@ -7,6 +7,7 @@
 
 #include "support/msgno.h"
 
+namespace qvx::test {
 namespace {
 
 int objects[501];
@@ -32,25 +33,23 @@ void ExpectTrace(const std::string& function, int error, const std::string& deta
 
 TEST(Stack, GrowsByDoublingAndShrinksWhenSparse) {
   const struct {
-    const char* name;
-    uint32_t max;
-    uint32_t pushed;
-    uint32_t size;
-    uint32_t held;  // before a pop
-    uint32_t size_after_pop;
+    uint32_t max = 500;  // 0: no bound
+    uint32_t pushed, size = pushed;
+    uint32_t held = 1;  // before a pop
+    uint32_t size_after_pop = size;
   } rows[] = {
-      {"first size", 500, 32, 32, 1, 32},
-      {"doubled, too small to shrink", 500, 33, 64, 1, 64},
-      {"shrinks", 500, 256, 256, 63, 128},
-      {"grows to the bound", 500, 257, 500, 125, 500},
-      {"shrinks from the bound", 200, 129, 200, 49, 100},
-      {"not sparse enough", 200, 129, 200, 50, 200},
-      {"just too small to shrink", 127, 127, 127, 1, 127},
-      {"without a bound", 0, 65, 128, 31, 64},
-      {"bound below the first size", 5, 5, 5, 5, 5},
+      {.pushed = 32},
+      {.pushed = 33, .size = 64},
+      {.pushed = 256, .held = 63, .size_after_pop = 128},
+      {.pushed = 257, .size = 500, .held = 125},
+      {.max = 200, .pushed = 129, .size = 200, .held = 49, .size_after_pop = 100},
+      {.max = 200, .pushed = 129, .size = 200, .held = 50},
+      {.max = 127, .pushed = 127},
+      {.max = 0, .pushed = 65, .size = 128, .held = 31, .size_after_pop = 64},
+      {.max = 5, .pushed = 5, .held = 5},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
+    SCOPED_TRACE(testing::Message() << row.pushed << " of " << row.max);
     const auto s = Filled(row.max, row.pushed);
     EXPECT_EQ(s->size, row.size);
     s->sp = row.held;
@@ -99,3 +98,4 @@ TEST(Stack, IteratesUpwardsAndReleasesDownwards) {
 }
 
 }  // namespace
+}  // namespace qvx::test
