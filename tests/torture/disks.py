@@ -25,7 +25,10 @@ def run(*command):
 
 
 def are_possible():
-    return subprocess.run(["losetup", "--find"], check=False, capture_output=True).returncode == 0
+    trial = ("mount -t tmpfs none /mnt && truncate -s 4M /mnt/disk && mkfs.ext4 -q /mnt/disk && "
+             f"mount -o {OPTIONS} /mnt/disk /mnt")
+    return subprocess.run(["unshare", "--mount", "sh", "-c", trial], check=False,
+                          capture_output=True).returncode == 0
 
 
 class Disk:
