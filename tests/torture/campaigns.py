@@ -55,6 +55,11 @@ NEVER_FAILS = re.compile(r"^(brk|exit|getpid|getppid|get.*[ug]id|umask|close|mun
                          r"set_tid|set_robust|sched|uname|sysinfo|alarm|madvise)")
 
 
+# Between two of these calls nothing changes on the disk, nor does a command begin or end.
+CHANGES = re.compile(r"p?write|f?(data)?sync|rename|(un)?link|f?truncate|fallocate|mkdir|rmdir|"
+                     r"f?ch(mod|own)|open.*O_CREAT|clone|v?fork|wait|execve|exit")
+
+
 @dataclass(frozen=True)
 class Disturbance:
     """A text that names it, what stands in front of the launcher, and what else is done.
@@ -72,8 +77,9 @@ def inject(call, number, what):
             f"inject={call}:{what}:when={number}")
 
 
-def calls_of(stage):
-    """The system calls of a run, as pairs of a name and its number among those of the name.
+def calls_of(stage, pattern=re.compile("")):
+    """The system calls of a run that match, as pairs of a name and its number among those of the
+    name.
 
     Those of the dynamic loader, in front of the launcher's first call, and those of the daemon are
     left out."""
@@ -90,10 +96,14 @@ def calls_of(stage):
     for line in lines:
         if found := re.match(r"(\w+)\(", line):
             numbers[found[1]] += 1
-            calls.append((found[1], numbers[found[1]]))
-            if calls[-1] == ("execve", 2):
+            call = found[1], numbers[found[1]]
+            if call == ("getppid", 1):
+                calls.clear()
+            if pattern.match(line):
+                calls.append(call)
+            if call == ("execve", 2):
                 break
-    return calls[calls.index(("getppid", 1)):]
+    return calls
 
 
 def errors_of(call):
@@ -131,8 +141,8 @@ def allocations(stage):
 
 
 def kills(stage):
-    """The run is killed at each call."""
-    for call, number in calls_of(stage):
+    """The run is killed in front of each call that changes something."""
+    for call, number in calls_of(stage, CHANGES):
         yield Disturbance(f"{call} {number} killed", inject(call, number, "signal=KILL"))
 
 
@@ -203,7 +213,7 @@ def full(stage):
 
 def power(stage):
     """The power is cut at each call that changes a file."""
-    for call, number, what, cut in disks.cuts(stage, calls_of(stage)):
+    for call, number, what, cut in disks.cuts(stage, calls_of(stage, CHANGES)):
         yield Disturbance(f"{call} {number} {what}", stop(call, number), beside=cut)
 
 
