@@ -28,7 +28,9 @@ void RequireIsJson(const nlohmann::ordered_json& json) {
   Require(nlohmann::ordered_json::accept(text));
 }
 
-void Check(Input& input) {
+}  // namespace
+
+void Check(Input input) {
   static const Installation installation;
   for (const char* const file : kFiles) {
     WriteText(installation.base() / file, input.Text());
@@ -50,11 +52,4 @@ void Check(Input& input) {
   RequireIsJson(companion::ChangesAsJson(forecast));
 }
 
-}  // namespace
 }  // namespace qvx::test
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  qvx::test::Input input(data, size);
-  qvx::test::Check(input);
-  return 0;
-}
