@@ -37,8 +37,7 @@ damage; calls '^([nrf]|op|[ul]*link).*qvxpd.xml' '^execve.*sbin/zxqvxd' >points
 while read -r call number; do
   damage; faulted $call $number signal=KILL >/dev/null; launch >/dev/null
   ls -A $base/conf | diff names - | sed "s/^/$call $number: /"
-done <points)",
-         ""}});
+done <points)"}});
 }
 
 TEST(Settings, ReadErrorReplacesNothing) {
