@@ -38,6 +38,10 @@ if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$" AND NOT QVX_
   include(CheckCXXCompilerFlag)
   check_cxx_compiler_flag(-fstack-clash-protection QVX_HAS_STACK_CLASH)
   check_cxx_compiler_flag(-fcf-protection QVX_HAS_CONTROL_FLOW)
+  # Elsewhere, Clang 14 takes it and warns that it is of no use.
+  if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+    check_cxx_compiler_flag(-mbranch-protection=standard QVX_HAS_BRANCH_PROTECTION)
+  endif()
   include(CheckPIESupported)
   check_pie_supported(LANGUAGES CXX)
   set(is_executable $<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>)
@@ -47,7 +51,8 @@ if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$" AND NOT QVX_
     # The rooms are linked into programs, where library code would be slower.
     $<$<NOT:${is_module}>:-fPIE>
     $<$<BOOL:${QVX_HAS_STACK_CLASH}>:-fstack-clash-protection>
-    $<$<BOOL:${QVX_HAS_CONTROL_FLOW}>:-fcf-protection>)
+    $<$<BOOL:${QVX_HAS_CONTROL_FLOW}>:-fcf-protection>
+    $<$<BOOL:${QVX_HAS_BRANCH_PROTECTION}>:-mbranch-protection=standard>)
   target_link_options(qvx_compile_options INTERFACE
     LINKER:-z,relro,-z,now
     $<$<AND:$<BOOL:${CMAKE_CXX_LINK_PIE_SUPPORTED}>,${is_executable}>:-pie>)
