@@ -25,7 +25,7 @@ from stage import Stage
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 SKIPPED = 77  # to ctest
-FORMS = {"short": 5, "ci": 25, "long": None}  # disturbances of a scenario in a campaign
+FORMS = {"short": 3, "ci": 15, "long": None}  # disturbances of a scenario in a campaign
 
 
 def run_beside(stage, disturbance, holds):
