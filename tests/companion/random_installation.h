@@ -176,10 +176,13 @@ class RandomInstallation {
 
   void LayOutPair(const PairStock& pairs) {
     PemPair pair = OneIn(4) ? pairs.foreign : pairs.ours;
+    const auto be_elsewhere = [&] { pair = pairs.ours_elsewhere; };
+    const auto be_damaged = [&] { pair.certificate = "garbage"; };
+    const auto mismatch = [&] { pair = {pairs.ours.certificate, pairs.foreign.key}; };
+    const auto lose_key = [&] { pair.key = ""; };
+    const auto lose_folder = [&] { std::filesystem::remove_all(tls()); };
     if (OneIn(20)) {
-      DoOne({[&] { pair = pairs.ours_elsewhere; }, [&] { pair.certificate = "garbage"; },
-             [&] { pair = {pairs.ours.certificate, pairs.foreign.key}; }, [&] { pair.key = ""; },
-             [&] { std::filesystem::remove_all(tls()); }});
+      DoOne({be_elsewhere, be_damaged, mismatch, lose_key, lose_folder});
     }
     if (!std::filesystem::exists(tls())) {
       return;
