@@ -65,26 +65,30 @@ TEST(Dispatch, GoesDownToTheTargetAndUpAgain) {
     DOM_Node* const p = tree.Add(tree.root(), "<p");
     DOM_Node* const target = tree.Add(p, "<t");
     size_t heard = 0;
-    const std::vector<std::pair<DOM_Node*, uint16_t>> ears = {{tree.root(), DOM_CAPTURING_PHASE},
-                                                              {tree.root(), DOM_CAPTURING_PHASE},
-                                                              {p, DOM_CAPTURING_PHASE},
-                                                              {target, DOM_AT_TARGET},
-                                                              {p, DOM_BUBBLING_PHASE},
-                                                              {tree.root(), DOM_BUBBLING_PHASE},
-                                                              {target, DOM_CAPTURING_PHASE}};
+    struct Ear {
+      DOM_Node* node;
+      uint16_t phase;
+    };
+    const std::vector<Ear> ears = {{tree.root(), DOM_CAPTURING_PHASE},
+                                   {tree.root(), DOM_CAPTURING_PHASE},
+                                   {p, DOM_CAPTURING_PHASE},
+                                   {target, DOM_AT_TARGET},
+                                   {p, DOM_BUBBLING_PHASE},
+                                   {tree.root(), DOM_BUBBLING_PHASE},
+                                   {target, DOM_CAPTURING_PHASE}};
     std::vector<Listener> listeners(ears.size());
     for (size_t i = 0; i < ears.size(); ++i) {
-      const auto [node, phase] = ears[i];
-      listeners[i].act = [&, i, node = node, phase = phase](DOM_Event* event) {
+      const Ear ear = ears[i];
+      listeners[i].act = [&, i, ear](DOM_Event* event) {
         EXPECT_EQ(i, heard++);
         EXPECT_EQ(event->target, target);
-        EXPECT_EQ(event->currentTarget, node);
-        EXPECT_EQ(event->eventPhase, phase);
+        EXPECT_EQ(event->currentTarget, ear.node);
+        EXPECT_EQ(event->eventPhase, ear.phase);
         if (heard == row.actor) {
           row.act(event);
         }
       };
-      listeners[i].Hear(node, "x", phase == DOM_CAPTURING_PHASE ? 1 : 0);
+      listeners[i].Hear(ear.node, "x", ear.phase == DOM_CAPTURING_PHASE ? 1 : 0);
     }
     EXPECT_EQ(Dispatch(target, row.bubbles, row.cancelable), row.result);
     EXPECT_EQ(heard, row.heard);
