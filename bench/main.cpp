@@ -68,11 +68,11 @@ long PageFaults() {
   return usage.ru_minflt + usage.ru_majflt;
 }
 
-// The size of the files that the preparation has written.
+// The size of the files that the preparation has written beside the directories of an installation.
 uintmax_t ScratchBytes() {
   uintmax_t bytes = 0;
   for (const auto& file : std::filesystem::directory_iterator(ScratchDirectory())) {
-    bytes += file.file_size();
+    bytes += file.is_regular_file() ? file.file_size() : 0;
   }
   return bytes;
 }
