@@ -8,6 +8,7 @@
 
 #include <set>
 
+#include "os/file_exchange.h"
 #include "os/service_account.h"
 #include "tests/harness/installation.h"
 #include "tests/harness/isolated.h"
@@ -144,6 +145,21 @@ TEST(FileReplacement, InPlaceWhereTheFileIsAMountOrTheDirectoryClosed) {
       EXPECT_FALSE(FileReplacement(path, ServiceFile(), LastLink::kFollow, Fallback::kNone));
     });
   });
+}
+
+// A run that goes on must find what it has put there.
+TEST(FileExchange, OfALiveRunIsTakenBackUnderALockOnly) {
+  const TempDirectory root;
+  const std::string path = root.path() / "file";
+  WriteText(path, "old");
+  FileReplacement file(path, OwnFile(0600));
+  FileExchange exchange(file, path, "new", [](const std::string&) { return true; });
+  EXPECT_TRUE(file.Write("new"));
+  EXPECT_EQ(exchange.Exchange(), qvx::Outcome::kDone);
+  TakeBackExchanges(root.path() / "", {"file"}, Runs::kEnded);
+  EXPECT_EQ(Contents(path), "new");
+  TakeBackExchanges(root.path() / "", {"file"}, Runs::kAll);
+  EXPECT_EQ(Contents(path), "old");
 }
 
 TEST(ServiceAccount, KeepsNothingOfRoots) {
