@@ -1,14 +1,17 @@
-// A preloaded library. One allocation of the process fails, the one whose number is in
-// QVX_STARVE_AT, and the file /opt/starved is made as a sign. The commands of the process are not
+// A preloaded library. The first allocation of the process by certain callers fails. They are known
+// by the number in QVX_STARVE_AT. QVX_STARVE_LIST is a file to which the numbers of all callers are
+// added, 8 bytes each, in the order of their allocations. The commands of the process are not
 // affected. A process that would wait for itself in pthread_once is ended, and the file /opt/hung
 // is made: OpenSSL 3.5 does so when an allocation of its own beginning fails.
 #include <dlfcn.h>
+#include <execinfo.h>
 #include <fcntl.h>
 #include <pthread.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 
 extern "C" {
@@ -21,12 +24,31 @@ void* __libc_realloc(void* memory, size_t size);
 
 namespace {
 
-long fails_after = 0;  // 0: never
+uint64_t starved = 0;  // 0: nobody
+int list = -1;
+bool is_passive = true;  // outside of the process's own work
+
+/// Returns a number for the functions that led here. Where they are in memory differs from run to
+/// run, but not where they are in their pages (FNV-1a).
+uint64_t Callers() {
+  void* callers[64];
+  const int count = backtrace(callers, 64);
+  uint64_t number = 0xcbf29ce484222325;
+  for (int i = 0; i < count; ++i) {
+    constexpr uintptr_t kInPage = 0xfff;
+    number = (number ^ (reinterpret_cast<uintptr_t>(callers[i]) & kInPage)) * 0x100000001b3;
+  }
+  return number;
+}
 
 [[gnu::constructor]] void Begin() {
   const char* number = std::getenv("QVX_STARVE_AT");
-  fails_after = number == nullptr ? 0 : std::atol(number);
+  const char* file = std::getenv("QVX_STARVE_LIST");
+  starved = number == nullptr ? 0 : std::strtoull(number, nullptr, 10);
+  list = file == nullptr ? -1 : open(file, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
   unsetenv("LD_PRELOAD");
+  Callers();  // the first call loads a library
+  is_passive = starved == 0 && list < 0;
 }
 
 void MakeSign(const char* path) {
@@ -34,12 +56,20 @@ void MakeSign(const char* path) {
 }
 
 bool Fails() {
-  if (fails_after == 0 || --fails_after != 0) {
+  if (is_passive) {
     return false;
   }
-  MakeSign("/opt/starved");
-  errno = ENOMEM;
-  return true;
+  is_passive = true;
+  const uint64_t callers = Callers();
+  const bool fails = callers == starved;
+  if (list >= 0 && write(list, &callers, sizeof callers) < 0) {
+    _exit(1);
+  }
+  is_passive = fails;
+  if (fails) {
+    errno = ENOMEM;
+  }
+  return fails;
 }
 
 }  // namespace

@@ -3,6 +3,7 @@ what is judged afterwards.
 
 What a run calls is read from its own trace, so a new call is never left out.
 """
+import array
 import os
 import pathlib
 import re
@@ -20,6 +21,7 @@ from judge import SETTINGS, TLS, text_of
 from stage import NOTES, OPT
 
 TRACE = pathlib.Path("/mnt/trace")
+CALLERS = pathlib.Path("/mnt/callers")
 
 # The errors that the manual pages give for what the launcher calls, as far as they can happen to
 # it. A call that is missing here fails with EIO.
@@ -55,6 +57,10 @@ NEVER_FAILS = re.compile(r"^(brk|exit|getpid|getppid|get.*[ug]id|umask|close|mun
                          r"set_tid|set_robust|sched|uname|sysinfo|alarm|madvise)")
 
 
+# Nobody else can tell whether another call than these has been made.
+SHARED = re.compile(r"(?!arch_prctl|brk|futex|get|m(un)?map|mprotect|pr?limit|rt_sig|rseq|set_|sysinfo|"
+                    r"umask|uname)")
+
 # Between two of these calls nothing changes on the disk, nor does a command begin or end.
 CHANGES = re.compile(r"p?write|f?(data)?sync|rename|(un)?link|f?truncate|fallocate|mkdir|rmdir|"
                      r"f?ch(mod|own)|open.*O_CREAT|clone|v?fork|wait|execve|exit")
@@ -88,7 +94,7 @@ def calls_of(stage, pattern=re.compile("")):
     stage.run(("strace", "-D", "-qq", "-o", str(TRACE)))
     for _ in range(100):  # the tracer ends after the run
         lines = TRACE.read_text(errors="replace").splitlines()
-        if lines and lines[-1].startswith("+++"):
+        if lines and lines[-1].startswith("exit_group"):
             break
         time.sleep(0.02)
     numbers = Counter()
@@ -125,19 +131,18 @@ def faults(stage):
                                   inject(call, f"{number}+", f"error={error}"))
 
 
-def starve(number):
-    return Disturbance(f"allocation {number}", (
-        "env", "LD_PRELOAD=/opt/libqvx_starve.so", f"QVX_STARVE_AT={number}"))
+def starve(setting):
+    return ("env", "LD_PRELOAD=/opt/libqvx_starve.so", f"QVX_STARVE_{setting}")
 
 
 def allocations(stage):
-    """Each allocation fails once. How many there are is found by halving."""
-    last, step = 0, 1 << 16
-    while step := step // 2:
-        stage.put_back()
-        stage.run(starve(last + step).before_launcher)
-        last += step if (OPT / "starved").exists() else 0
-    return [starve(number) for number in range(1, last + 1)]
+    """The first allocation of each chain of callers fails, in the libraries, too."""
+    stage.put_back()
+    CALLERS.unlink(missing_ok=True)
+    stage.run(starve(f"LIST={CALLERS}"))
+    callers = array.array("Q", CALLERS.read_bytes() if CALLERS.exists() else b"")
+    for number in dict.fromkeys(callers):
+        yield Disturbance(f"allocation of {number}", starve(f"AT={number}"))
 
 
 def kills(stage):
@@ -185,12 +190,12 @@ def stop(call, number):
 
 
 def races(stage):
-    """The run is stopped at each call, while somebody else does all of his work."""
+    """The run is stopped at each call that others can see, while one of them does all his work."""
     others = [("another start", lambda: stage.start() and None)]
     if "settings" in stage.scenario.keeps:
         others.append(("an editor", edit_settings))
     others.append(("an installer", install_pair))
-    for call, number in calls_of(stage):
+    for call, number in calls_of(stage, SHARED):
         for name, beside in others:
             yield Disturbance(f"{call} {number} and {name}", stop(call, number), beside=beside)
 

@@ -1,4 +1,5 @@
 """What must hold after a run, however it was disturbed."""
+import functools
 import hashlib
 import os
 import pathlib
@@ -49,6 +50,16 @@ def state(*folders):
 
 def rules_of(configuration):
     return re.findall(rb"^(?:allow|deny) from.*$", configuration or b"", re.MULTILINE)
+
+
+@functools.lru_cache(maxsize=8)
+def belong_together(certificate, key):
+    """Whether two texts have the same public key."""
+    keys = [subprocess.run(["openssl", *command], input=text or b"", capture_output=True,
+                           check=False).stdout
+            for command, text in ((("x509", "-noout", "-pubkey"), certificate),
+                                  (("pkey", "-pubout"), key))]
+    return keys[0] and keys[0] == keys[1]
 
 
 class Judge:
@@ -157,11 +168,5 @@ class Judge:
             same = was == is_now if content_counts else (was or ())[:3] == (is_now or ())[:3]
             if exact and not same and not aside:
                 findings.append(f"after the next start, {path} is {is_now} and not {was}")
-        return findings + self._unfit_pair()
-
-    def _unfit_pair(self):
-        keys = [subprocess.run(["openssl", *command, "-in", TLS / name], capture_output=True,
-                               check=False).stdout
-                for command, name in ((("x509", "-noout", "-pubkey"), "cert.pem"),
-                                      (("pkey", "-pubout"), "file.pem"))]
-        return [] if keys[0] and keys[0] == keys[1] else ["the pair does not fit"]
+        fits = belong_together(*(text_of(TLS / name) for name in ("cert.pem", "file.pem")))
+        return findings + ([] if fits else ["the pair does not fit"])

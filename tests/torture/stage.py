@@ -49,7 +49,7 @@ class Stage:
 
     def put_back(self):
         """Makes everything as it was before the first run."""
-        for sign in (NOTES, OPT / "starved", OPT / "hung"):
+        for sign in (NOTES, OPT / "hung"):
             sign.unlink(missing_ok=True)
         while self.mounts:
             subprocess.run(["umount", self.mounts.pop()], check=True)

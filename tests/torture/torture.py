@@ -25,7 +25,10 @@ from stage import Stage
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 SKIPPED = 77  # to ctest
-FORMS = {"short": 3, "ci": 15, "long": None}  # disturbances of a scenario in a campaign
+WORKERS = 4 * os.cpu_count()  # at once, because a run waits more than it works
+# Disturbances of a scenario in a campaign; workers for a scenario, each of which costs as much as
+# some disturbances.
+FORMS = {"short": (3, 1), "ci": (15, os.cpu_count()), "long": (None, WORKERS)}
 
 
 def run_beside(stage, disturbance, holds):
@@ -67,7 +70,7 @@ def chosen(arguments, campaign, stage):
         return [one for one in disturbances if one.name == arguments.only]
     every = list(disturbances)
     most = len(every)
-    if limit := FORMS[arguments.form]:
+    if limit := FORMS[arguments.form][0]:
         most = min(most, max(1, int(limit * campaign.share)))
     return [every[number * len(every) // most]
             for number in range(arguments.part, most, arguments.parts)]
@@ -135,7 +138,7 @@ def drive(arguments):
 
     scenarios = [arguments.scenario] if arguments.scenario else SCENARIOS if totals else []
     tasks = [(scenario, part) for scenario in scenarios for part in range(arguments.parts)]
-    with ThreadPoolExecutor(os.cpu_count()) as pool:
+    with ThreadPoolExecutor(WORKERS) as pool:
         list(pool.map(follow, tasks))
     for name, total in totals.items():
         print(f"{name}: {total['runs']} disturbed runs, {total['findings']} findings, "
@@ -159,9 +162,7 @@ def main():
         forms.add_argument("--" + form, dest="form", action="store_const", const=form)
     arguments = parser.parse_args()
     arguments.form = arguments.form or "short"
-    # A worker costs as much as some disturbances, so a short form has one for each scenario.
-    arguments.parts = arguments.parts or (1 if arguments.form == "short" or arguments.only
-                                          else os.cpu_count())
+    arguments.parts = arguments.parts or (1 if arguments.only else FORMS[arguments.form][1])
     if unknown := set(arguments.campaigns) - set(CAMPAIGNS) - set(PROGRAMS):
         parser.error("no such campaign: " + ", ".join(sorted(unknown)))
     if arguments.worker:
