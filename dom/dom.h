@@ -219,7 +219,7 @@ DOM_Node* DOM_Node_removeChild(DOM_Node* parent, DOM_Node* old_child);
 /// Returns a copy, which belongs to the caller: with the attributes, and with all descendants when
 /// `deep` is not 0. The clone of a document is a new document, without the XML declaration. Every
 /// other clone belongs to the document of its original. The doctype field of that document names
-/// the clone of a document type, until the clone is destroyed with that document as the argument.
+/// the clone of a document type, until the clone is destroyed or goes to another document.
 /// Null on failure, with the tree as it was: the null-parameter code, DOM_NOT_SUPPORTED_ERR for an
 /// entity reference, or the system's code for a text that could not be copied (EINVAL: an entity
 /// without a value).
@@ -300,9 +300,11 @@ DOM_Attr* DOM_Element_removeAttributeNode(DOM_Element* element, DOM_Attr* attrib
 uint32_t DOM_CharacterData_getLength(DOM_CharacterData* node);
 
 // Offsets and counts are characters, lengths are columns (support/mbs.h), which differ beyond
-// ASCII. DOM_INDEX_SIZE_ERR for an offset beyond the length, or a negative one. The cost of
-// appendData grows with the text that is appended, if all of the data is ASCII and no listener
-// hears of it. The cost of every other change grows with the data.
+// ASCII. DOM_INDEX_SIZE_ERR for an offset beyond the length, for a negative one, and for a negative
+// count of substringData. In a deletion, a negative count is the rest. DOM_NOT_SUPPORTED_ERR for a
+// node without character data. If replaceData cannot insert its text, it has deleted all the same.
+// The cost of appendData grows with the text that is appended, if all of the data is ASCII and no
+// listener hears of it. The cost of every other change grows with the data.
 DOM_String* DOM_CharacterData_substringData(DOM_CharacterData* node, int32_t offset, int32_t count);
 void DOM_CharacterData_appendData(DOM_CharacterData* node, const DOM_String* text);
 void DOM_CharacterData_insertData(DOM_CharacterData* node, int32_t offset, const DOM_String* text);
@@ -333,13 +335,13 @@ DOM_Element* DOM_NodeList_ownerElement(const NodeList* list);
 /// the next change of the list. Remove returns an entry that the caller releases with free(), or
 /// null, with nothing recorded, when the node is not in the list. An attribute's ownerElement is
 /// set by append and insert and cleared by remove. Replace clears that of the old node. It sets
-/// that of the new one only in a child list or in an element's map. Null with
-/// - the null-parameter code: the list or a node is null,
+/// that of the new one only in an element's map. Null with
+/// - the null-parameter code: the list, `node` or `new_node` is null,
 /// - DOM_FILTERED_LIST_ERR: the list is a view,
 /// - DOM_HIERARCHY_REQUEST_ERR: the list is a child list, and the node has a parent or may not be
 ///   its child; or it is the map of an element, and the node is no attribute,
 /// - DOM_INUSE_ATTRIBUTE_ERR: the attribute is in the map of an element already,
-/// - DOM_NOT_FOUND_ERR: `reference` or `old_node` is not in the list.
+/// - DOM_NOT_FOUND_ERR: `reference` or `old_node` is not in the list, or `old_node` is null.
 NodeEntry* NodeList_append(NodeList* list, DOM_Node* node);
 NodeEntry* NodeList_insert(NodeList* list, DOM_Node* node, DOM_Node* reference);
 NodeEntry* NodeList_remove(NodeList* list, DOM_Node* node);
