@@ -15,8 +15,8 @@
 /// group zxqvx. The shell command contains the path unquoted. Returns 1 when the command was run,
 /// also for a missing path; its outcome is not known. Returns 0 when the command could not be
 /// started, when the path exceeds 240 characters, which is what the command's 511 leave for it, and
-/// when the path leads to something other than a file or directory or is refused by the rules of
-/// os/path_walk.h.
+/// when the path cannot be searched, leads to something other than a file or directory, or is
+/// refused by the rules of os/path_walk.h.
 int32_t OsProtectFile(const char* path);
 int32_t OsProtectLogFile(const char* path);
 
