@@ -61,6 +61,13 @@ const char* FalseUnlessTrue(DOM_Document* document, const char* element, const L
   return Equals(SettingText(document, element), "True") ? "True" : "False";
 }
 
+/// A character that is no digit has the number 0.
+const char* OneCharacter(DOM_Document* document, const char* element, const LoadedSettings&) {
+  const char* text = SettingText(document, element);
+  const bool is_zero = text != nullptr && std::strlen(text) == 1 && std::atoi(text) == 0;
+  return is_zero ? "0" : text;
+}
+
 /// True does not take back a False.
 const char* OnlyFalse(DOM_Document* document, const char* element, const LoadedSettings&) {
   return Equals(SettingText(document, element), "False") ? "False" : nullptr;
@@ -80,7 +87,8 @@ constexpr Setting kSettings[] = {
     {.element = "ip-binding", .kind = Flag{&In::bind_to_selected}, .rule = FalseUnlessTrue},
     {.element = "ip-binding-list", .kind = Text{&In::binding_list}, .rule = WithBinding},
     {.element = "monitor-ip-changes",
-     .kind = Flag{.field = &In::bind_to_wildcard, .on = "1", .off = "0"}},
+     .kind = Flag{.field = &In::bind_to_wildcard, .on = "1", .off = "0"},
+     .rule = OneCharacter},
     {.element = "rotate-logs", .kind = Flag{.field = &In::rotate_logs, .on = "1", .off = "2"}},
     {.element = "rotate-logs-size",
      .kind = Number{.field = &In::rotate_size, .least = 1, .most = 99, .otherwise = 5},

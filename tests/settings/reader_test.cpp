@@ -63,7 +63,8 @@ TEST_F(SettingsReader, FlagsAndNumbers) {
        .cases = {{"TRUE", 0, 1}, {"False", 1, 0}, {nullptr, 1, 0}}},
       {.element = "monitor-ip-changes",
        .variable = &bMonitorIPChangesLinux,
-       .cases = {{"0", 1, 0}, {"1", 0, 1}, {"01", 0, 0}, {"2", 1, 1}, {nullptr, 1, 1}}},
+       .cases =
+           {{"0", 1, 0}, {"x", 1, 0}, {"1", 0, 1}, {"01", 0, 0}, {"2", 1, 1}, {nullptr, 1, 1}}},
       {.element = "rotate-logs",
        .variable = &bRotateLogs,
        .cases = {{"1", 0, 1}, {"2", 1, 0}, {"02", 1, 1}, {"0", 1, 1}, {nullptr, 0, 0}}},
