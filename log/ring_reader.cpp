@@ -71,14 +71,16 @@ std::vector<RingRecord> RecordsOf(std::string_view text, size_t offset) {
 }  // namespace
 
 std::vector<RingRecord> RecordsInOrder(std::string_view content) {
+  const uint64_t header = NextRecordOffset(content);
   const size_t begin = std::min(kLogHeaderSize, content.size());
-  const size_t next = std::clamp<size_t>(NextRecordOffset(content), begin, content.size());
+  const size_t next = std::clamp<size_t>(header, begin, content.size());
   std::vector<RingRecord> newer = RecordsOf(content.substr(begin, next - begin), begin);
   std::vector<RingRecord> records = RecordsOf(content.substr(next), next);
-  const bool is_uncovered = !records.empty() && !newer.empty() && records.front().offset == next &&
-                            records.front().time > newer.back().time;
-  if (is_uncovered) {
-    records.erase(records.begin());
+  if (!records.empty() && records.front().offset == header) {
+    const RingRecord& newest = newer.empty() ? records.back() : newer.back();
+    if (records.front().time >= newest.time) {
+      records.erase(records.begin());
+    }
   }
   std::move(newer.begin(), newer.end(), std::back_inserter(records));
   return records;

@@ -3,8 +3,9 @@
 // The records from the header's offset on are older than those in front of it, and the first of
 // them is usually cut. A writer appends its record at the offset before it moves the header, so a
 // reader may meet a record that the header does not cover yet, in the place of an old one. It
-// begins exactly at the offset and is younger than every record in front, so it is left out until
-// the header covers it. So is a record that a killed writer has left there.
+// begins exactly at the offset and is no older than the newest one that is covered, so it is left
+// out until the header covers it. So is a record that a killed writer has left there. In a ring
+// that was written within one second, an oldest record that is whole is left out, too.
 #ifndef QVX_LOG_RING_READER_H
 #define QVX_LOG_RING_READER_H
 

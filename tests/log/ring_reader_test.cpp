@@ -1,8 +1,13 @@
 #include "log/ring_reader.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
 
+#include <atomic>
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 
 #include "log/ring_log.h"
 #include "tests/harness/installation.h"
@@ -73,6 +78,40 @@ TEST(RingReader, ReadsWhatTheLogWrites) {
     }
   }
   MaximumLogFileSize = whole_ring;
+}
+
+/// Writers are killed wherever they are. What they have written is read in its order, with the
+/// record that the last one was at or without it. QVX_RECORDS is the number of records, or 2000.
+TEST(RingReader, KilledWritersLoseNothing) {
+  const Installation installation;
+  SetupLogsAndDebug(nullptr);
+  const char* const wanted = std::getenv("QVX_RECORDS");
+  const int count = wanted == nullptr ? 2000 : std::atoi(wanted);
+  void* const shared =
+      mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(shared, MAP_FAILED);
+  const std::atomic_ref written(*static_cast<int*>(shared));
+  for (int last = 0, round = 1; last < count; ++round) {
+    const int until = last + round % 200;
+    const pid_t writer = fork();
+    for (int number = last + 1; writer == 0; ++number) {
+      LogOutput(kLogError, "%d", number);
+      written = number;
+    }
+    while (written < until) {
+      sched_yield();
+    }
+    kill(writer, SIGKILL);
+    waitpid(writer, nullptr, 0);
+    const auto records = RecordsInOrder(Contents(QvxLogFile).value_or(""));
+    int number = records.empty() ? 0 : std::stoi(records.front().message) - 1;
+    for (const RingRecord& record : records) {
+      ASSERT_EQ(record.message, std::to_string(++number));
+    }
+    ASSERT_GE(number, written);
+    ASSERT_LE(number, written + 1);
+    last = number;
+  }
 }
 
 }  // namespace
