@@ -21,6 +21,12 @@ def space(form, build):
             build / "tests/fuzz/fuzz_restriction"]
 
 
+def records(form, build):
+    """Records of the log, by writers that are killed."""
+    count = {"short": "2000", "ci": "20000", "long": "1000000"}[form]
+    yield {"QVX_RECORDS": count}, [build / "tests/log/log_tests", "--gtest_filter=*KilledWriters*"]
+
+
 def fuzz(form, build):
     """Each fuzz target for a while, with sanitizers; scripts/torture has built them with Clang."""
     folder = build.parent / "fuzz"
@@ -32,7 +38,7 @@ def fuzz(form, build):
                    found, seeds]
 
 
-PROGRAMS = {"foretellings": foretellings, "space": space, "fuzz": fuzz}
+PROGRAMS = {"foretellings": foretellings, "space": space, "records": records, "fuzz": fuzz}
 
 
 def run(work):

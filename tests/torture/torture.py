@@ -168,7 +168,7 @@ def main():
     if arguments.worker:
         return work(arguments)
     named = arguments.campaigns or [
-        *CAMPAIGNS, *{"short": (), "ci": ("foretellings", "space"), "long": PROGRAMS}[arguments.form]]
+        *CAMPAIGNS, *{"short": (), "ci": PROGRAMS.keys() - {"fuzz"}, "long": PROGRAMS}[arguments.form]]
     programs = [name for name in PROGRAMS if name in named]
     arguments.campaigns = [name for name in CAMPAIGNS if name in named]
     if "power" in arguments.campaigns and not disks.are_possible():
