@@ -231,8 +231,8 @@ def pair_kinds(_):
         yield Disturbance(name, arrange=partial(pairs.lay_entry, kinds["EC"], chosen, maker))
 
 def pair_damage(_):
-    """Certificate and key cut at each byte, and with a bit of each byte flipped."""
-    for kind, pair in (("EC", pairs.make("ec", pairs.EC)), ("RSA", pairs.make("rsa", pairs.rsa(1024)))):
+    """Certificate and key cut at each byte, without it, and with a bit of it flipped."""
+    for kind, pair in (("EC", pairs.make("ec", pairs.EC)), ("RSA", pairs.make("rsa", pairs.rsa(2048)))):
         for name, texts in pairs.damaged(pair):
             yield Disturbance(f"{kind}: {name}", arrange=partial(pairs.lay, texts))
 

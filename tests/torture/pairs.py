@@ -129,11 +129,12 @@ def lay(texts, name=""):
 
 
 def damaged(texts):
-    """The texts of a pair cut at each byte, and with a bit of each byte flipped."""
+    """The texts of a pair cut at each byte, without it, and with a bit of it flipped."""
     for which, text in enumerate(texts):
         for at in range(len(text)):
             flipped = text[:at] + bytes([text[at] ^ 1 << at % 8]) + text[at + 1:]
-            for what, new in (("cut", text[:at]), ("flipped", flipped)):
+            for what, new in (("cut", text[:at]), ("flipped", flipped),
+                              ("short of a byte", text[:at] + text[at + 1:])):
                 changed = list(texts)
                 changed[which] = new
                 yield f"{NAMES[which]} {what} at {at}", changed
