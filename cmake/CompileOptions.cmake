@@ -22,12 +22,13 @@ if(QVX_FUZZ)
 endif()
 
 if(QVX_COVERAGE)
-  target_compile_options(qvx_compile_options INTERFACE --coverage)
-  # A child that ends through _exit would lose its counters.
-  add_library(qvx_coverage_exit STATIC ${CMAKE_CURRENT_LIST_DIR}/coverage_exit.cpp)
-  target_link_libraries(qvx_compile_options INTERFACE
-    $<LINK_LIBRARY:WHOLE_ARCHIVE,qvx_coverage_exit>)
-  target_link_options(qvx_compile_options INTERFACE --coverage LINKER:--wrap=_exit)
+  # The counters are shared memory, a file for each program (%m). So none is lost with a process that
+  # is killed, or ends through _exit (%c), and no call of a run is one of theirs at its end.
+  set(counters -fprofile-instr-generate=${PROJECT_BINARY_DIR}/counters/%m%c.profraw)
+  target_compile_options(qvx_compile_options INTERFACE
+    ${counters} -fcoverage-mapping -fprofile-update=atomic
+    "SHELL:-mllvm -runtime-counter-relocation")
+  target_link_options(qvx_compile_options INTERFACE ${counters})
 endif()
 
 # Builds that are installed are hardened. A sanitizer finds the same faults, and debug builds stay

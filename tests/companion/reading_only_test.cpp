@@ -16,8 +16,8 @@ const std::regex kChanges(
     R"(mkdir(at)?|rmdir|mknod(at)?|f?truncate|f?ch(mod|own)(at)?|lchown|utimensat|f?setxattr|)"
     R"(f?removexattr|mount|kill)\()");
 
-/// Where a coverage build writes its counters.
-constexpr char kCounters[] = "/tmp/counters";
+/// Where a coverage build writes its counters. It makes no directories on the way to a bare name.
+constexpr char kCounters[] = "counters";
 
 /// `command` begins with a program.
 std::string ChangesOf(const std::string& command) {
@@ -41,7 +41,7 @@ std::string ChangesOf(const std::string& command) {
 
 TEST(ReadingOnly, NoCommandChangesAnything) {
   const Variable leaks("ASAN_OPTIONS", "detect_leaks=0");  // they cannot be looked for when traced
-  const Variable counters("GCOV_PREFIX", kCounters);
+  const Variable counters("LLVM_PROFILE_FILE", kCounters);
   // A checkout below /tmp is out of sight on a fresh machine.
   const std::string launcher = Contents(QVX_LAUNCHER).value_or("");
   const std::string companion = Contents(QVX_COMPANION).value_or("");
