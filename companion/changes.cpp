@@ -61,7 +61,8 @@ void AddPair(const PairForecast& pair, std::vector<FileChange>& changes) {
       {KeyPath(), kKeyAsideName, is_new && pair.is_usable()},
   };
   for (const auto& row : rows) {
-    if (is_set_aside && HasName(row.path)) {
+    const bool is_deleted = pair.is_deleted_first && ForeseeRemoval(row.path) == 0;
+    if (is_set_aside && !is_deleted && HasName(row.path)) {
       changes.push_back({TlsSharePath("/").append(row.aside), "becomes a copy of " + row.path, {}});
     }
     changes.push_back(

@@ -9,7 +9,6 @@
 #include "companion/daemon_test.h"
 #include "companion/findings.h"
 #include "companion/programs.h"
-#include "companion/settings_view.h"
 #include "settings/document.h"
 #include "tests/companion/prepared_installation.h"
 
@@ -483,19 +482,6 @@ TEST(Check, AdmissionNowIsThatOfTheConfigurationOnDisk) {
     PutServiceFile(site.settings(), "<velquarn/>");
     EXPECT_EQ(Admit(companion::Foretell(), "8.8.8.8").reason,
               "Nobody is restricted: ip-restricted-logins is not True.");
-  });
-}
-
-TEST(Show, AddressesHaveTheEntryThatDecides) {
-  OnFreshMachine([] {
-    const PreparedInstallation site(
-        Bound("11.0.0.0/255.0.0.0;10.1.0.0/255.255.0.0;10.0.0.0/255.0.0.0"));
-    std::string found;
-    for (const companion::BoundAddress& bound : BoundAddresses(companion::Foretell())) {
-      found += bound.address + " by " + bound.entry + "\n";
-    }
-    EXPECT_EQ(found,
-              "127.0.0.1 by the rule that it is always bound\n10.1.2.3 by 10.1.0.0/255.255.0.0\n");
   });
 }
 
