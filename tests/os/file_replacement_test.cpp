@@ -4,8 +4,10 @@
 #include <grp.h>
 #include <sys/file.h>
 #include <sys/fsuid.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <set>
 
 #include "os/file_exchange.h"
@@ -160,6 +162,20 @@ TEST(FileExchange, OfALiveRunIsTakenBackUnderALockOnly) {
   EXPECT_EQ(Contents(path), "new");
   TakeBackExchanges(root.path() / "", {"file"}, Runs::kAll);
   EXPECT_EQ(Contents(path), "old");
+}
+
+// The file system cannot reserve space, so the fault comes when a page has been written.
+TEST(FileReplacement, InPlaceTheOldTextIsPutBack) {
+  PassIsolated(CLONE_NEWNS, [] {
+    EXPECT_EQ(mount("none", "/mnt", "ramfs", 0, nullptr), 0);
+    WriteText("/mnt/file", "old");
+    EXPECT_EQ(mount("/mnt/file", "/mnt/file", "none", MS_BIND, nullptr), 0);
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit page{4096, 4096};
+    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &page), 0);
+    EXPECT_FALSE(ReplaceFile("/mnt/file", OwnFile(0600), std::string(5000, 'n')));
+    EXPECT_EQ(Contents("/mnt/file"), "old");
+  });
 }
 
 TEST(ServiceAccount, KeepsNothingOfRoots) {

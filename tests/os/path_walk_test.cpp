@@ -32,7 +32,7 @@ for d in own other shared sticky; do
 done
 for f in accounts linked; do echo $f >other/$f; chown zxqvx other/$f; done; ln other/linked own
 ln -s link own/chain; ln -s loop own/loop; ln -s ../own own/up
-mkfifo own/fifo; mknod own/device c 1 3)"),
+mkfifo own/fifo; mknod own/device c 1 3; mknod own/nobodys c 10 100)"),
               0);
   }
 
@@ -52,7 +52,8 @@ TEST_F(PathWalk, WhatMayBeReadAndChanged) {
       {.read = ELOOP,
        .paths = {"own/foreign", "own/loop", "other/hard", "other/linked", "other/foreign",
                  "shared/hard", "sticky/foreign"}},
-      {.read = ENXIO, .paths = {"own/fifo", "own/device"}},
+      // The kernel's own error for a device without a driver would be another one.
+      {.read = ENXIO, .paths = {"own/fifo", "own/device", "own/nobodys"}},
       {.read = ENOTDIR, .paths = {"own/root/x"}},
       {.read = ENOENT, .paths = {"own/dangling", "missing/x"}},
   };

@@ -115,6 +115,27 @@ TEST_F(CertificatePair, AbsentNameIsNobodys) {
   EXPECT_EQ(Records(), kOtherName);
 }
 
+TEST_F(CertificatePair, ValidityIsThatOfTheCertificateAlone) {
+  const struct {
+    const char* make;
+    int32_t valid;
+    std::string records = {};
+  } rows[] = {
+      {"rm cert.pem", 0},
+      {"pair /CN=host", 1},
+      {"pair \"/OU=$u/CN=host\"; rm file.pem", 1},
+      {"pair \"/OU=$u/CN=other\"", 0, kOtherName},
+      {"pair /OU=Others/CN=other", 1, kOtherName},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.make);
+    std::filesystem::remove(QvxLogFile);
+    Shell(kMakers + row.make);
+    EXPECT_EQ(CheckCertValidity("host"), row.valid);
+    EXPECT_EQ(Records(), row.records);
+  }
+}
+
 CertificateHandle ReadCertificate(const char* path) {
   const StreamHandle file(BIO_new_file(path, "r"));
   return CertificateHandle(PEM_read_bio_X509(file.get(), nullptr, nullptr, nullptr));
