@@ -222,6 +222,7 @@ TEST(Check, Certificates) {
       {.name = "chain that is cut",
        .pair = PemPair{cut, ours.key},
        .found = "f ../tls/cert.pem The web server will refuse the pair: bad end line.\n"},
+      {.name = "chain", .pair = PemPair{ours.certificate + Pairs().foreign.certificate, ours.key}},
       {.name = "a directory as the key",
        .spoil = "rm ../tls/file.pem; mkdir ../tls/file.pem",
        .found = "f ../tls/file.pem There is no usable *. A directory has its name.\n"},

@@ -20,6 +20,61 @@ TEST(Node, NoNode) {
   EXPECT_EQ(TakeError(), 0);
 }
 
+TEST(Node, NullIsRefusedOrIgnoredEverywhere) {
+  const Tree tree;
+  DOM_Document* const d = tree.document();
+  DOM_Node* const r = tree.root();
+  DOM_Node* const none = nullptr;
+  const OwnedNode loose(DOM_Document_createElement(d, "a"));
+  const std::function<void()> refused[] = {
+      [&] { DOM_Node_appendChild(r, none); },
+      [&] { DOM_Node_insertBefore(r, none, none); },
+      [&] { DOM_Node_insertBefore(none, loose.get(), none); },
+      [&] { DOM_Node_replaceChild(none, loose.get(), none); },
+      [&] { DOM_Node_replaceChild(r, none, none); },
+      [&] { DOM_Node_removeChild(r, none); },
+      [&] { DOM_Node_cloneNode(none, 1); },
+      [&] { DOM_CharacterData_appendData(none, "a"); },
+      [&] { DOM_CharacterData_replaceData(none, 0, 1, "a"); },
+      [&] { DOM_Text_splitText(none, 0); },
+      [&] { NodeList_append(nullptr, r); },
+      [&] { DOM_EventTarget_addEventListener(none, "a", nullptr, nullptr, 0); },
+      [&] { DOM_EventTarget_dispatchEvent(none, nullptr); },
+      [&] { DOM_DocumentEvent_createEvent(none, "Events"); },
+      [&] { DOM_DocumentEvent_createEvent(d, nullptr); },
+      [&] { DOM_DocumentLS_load(d, nullptr); },
+      [&] { DOM_DocumentLS_fread(d, nullptr); },
+      [&] { DOM_DocumentLS_fwrite(none, stdout); },
+  };
+  const std::function<void()> ignored[] = {
+      [&] { DOM_Element_getElementsByTagName(none, "a"); },
+      [&] { DOM_Document_getElementsByTagName(d, nullptr); },
+      [&] { DOM_Element_getAttribute(none, "a"); },
+      [&] { DOM_Element_getAttribute(r, nullptr); },
+      [&] { DOM_Element_setAttribute(none, "a", "v"); },
+      [&] { DOM_Element_setAttribute(r, nullptr, "v"); },
+      [&] { DOM_Element_setAttribute(r, "a", nullptr); },
+      [&] { DOM_Element_removeAttribute(none, "a"); },
+      [&] { DOM_Element_setAttributeNode(none, none); },
+      [&] { DOM_Element_setAttributeNode(r, none); },
+      [&] { DOM_Element_removeAttributeNode(none, none); },
+      [&] { DOM_Element_removeAttributeNode(r, none); },
+      [&] { DOM_NamedNodeMap_setNamedItem(nullptr, none); },
+      [&] { DOM_NamedNodeMap_getNamedItem(nullptr, "a"); },
+      [&] { updateCommonParent(none); },
+  };
+  for (const auto& call : refused) {
+    SCOPED_TRACE(&call - refused);
+    call();
+    EXPECT_EQ(TakeError(), kNullParameter);
+  }
+  for (const auto& call : ignored) {
+    call();
+  }
+  EXPECT_EQ(TakeError(), 0);
+  EXPECT_EQ(Xml(d), "<r/>");
+}
+
 TEST(Node, ElementsByTagNameInDocumentOrder) {
   const Tree tree;
   EXPECT_EQ(DOM_Node_hasChildNodes(tree.root()), 0);

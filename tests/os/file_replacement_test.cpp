@@ -178,6 +178,31 @@ TEST(FileReplacement, InPlaceTheOldTextIsPutBack) {
   });
 }
 
+// The name services pass over blanks in front of a name.
+TEST(ServiceAccount, IsThatOfTheLocalFileOrOfTheNameServices) {
+  const std::string blank = " zxqvx:x:12:34:";
+  const struct {
+    std::string accounts;
+    uid_t user = 0;  // none
+  } rows[] = {
+      {.accounts = "zxqvxx:x:1:2:::\nzxqvx:x:12:34:::\n", .user = 12},
+      {.accounts = "xzxqvx:x:1:2:::\nzxqvx\n"},
+      {.accounts = "zxqvx:x:root:root:::\n"},
+      {.accounts = blank + "::\n", .user = 12},
+      {.accounts = blank + std::string(5000, 'n') + "::\n", .user = 12},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.accounts.substr(0, 40));
+    PassIsolated(CLONE_NEWNS, [&row] {
+      EXPECT_EQ(mount("none", "/mnt", "tmpfs", 0, nullptr), 0);
+      WriteText("/mnt/passwd", row.accounts);
+      EXPECT_EQ(mount("/mnt/passwd", "/etc/passwd", "", MS_BIND, nullptr), 0);
+      EXPECT_EQ(LookUpServiceAccount().ids.value_or(AccountIds{}).user, row.user);
+      EXPECT_EQ(LookUpServiceAccount().error, 0);
+    });
+  }
+}
+
 TEST(ServiceAccount, KeepsNothingOfRoots) {
   ServiceOwner();
   const AccountIds account = LookUpServiceAccount().ids.value();

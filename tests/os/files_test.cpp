@@ -117,6 +117,22 @@ TEST(Directories, ChainIsCompleted) {
   }
 }
 
+TEST(OpenFile, ModesAreThoseOfTheLibrary) {
+  const TempDirectory root;
+  const std::string path = root.path() / "file";
+  WriteText(path, "text");
+  for (const char* mode : {"", "z", "wx", "a+x"}) {
+    EXPECT_FALSE(OpenFile(path, mode)) << mode;
+  }
+  std::fputs("T", OpenFile(path, "r+").get());
+  std::fputs("!", OpenFile(path, "a").get());
+  EXPECT_EQ(Contents(path), "Text!");
+  EXPECT_TRUE(OpenFile(path, "w+"));
+  EXPECT_EQ(Contents(path), "");
+  EXPECT_EQ(sopen((root.path() / "missing/file").c_str(), O_CREAT, F_WRLCK, 0600), -1);
+  EXPECT_EQ(filelength(-1), -1);
+}
+
 TEST(OpenDescriptor, LocksAndTruncates) {
   const TempDirectory root;
   const std::string path = root.path() / "locked";

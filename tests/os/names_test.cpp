@@ -61,7 +61,25 @@ TEST(Paths, SplitIntoParts) {
   EXPECT_EQ(Split("name", 0), "0 # 0 # 0 # 5 # 1");
   EXPECT_EQ(Split("c:dir/abc.x", 4), "0 c: 3 # 5 abc 4 .x 3");
   EXPECT_EQ(Split("//server/share/dir/x.y", 99), "1 //server/share 15 /dir/ 6 x 2 .y 3");
+  EXPECT_EQ(Split("//server", 99), "1  0 // 3 server 7  1");
+  EXPECT_EQ(
+      OSSplitPath(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+      0);
+  EXPECT_EQ(
+      OSSplitPath("/a/b.c", nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+      1);
   EXPECT_EQ(Split(R"(\\a/b/c\d/x)", 99), R"(1 \\a/b/c\d 10 / 2 x 2  1)");
+}
+
+TEST(Paths, DirectoryAndFile) {
+  char directory[kPathCapacity];
+  char file[kPathCapacity];
+  GetDirFile("/a/b/c.d", directory, file);
+  EXPECT_STREQ(directory, "/a/b");
+  EXPECT_STREQ(file, "c.d");
+  GetDirFile("c.d", directory, file);
+  EXPECT_STREQ(directory, ".");
+  EXPECT_STREQ(file, "c.d");
 }
 
 TEST(Paths, MadeAbsolute) {
@@ -126,6 +144,12 @@ TEST(Strings, ComparedWithoutCase) {
   EXPECT_EQ(strnicmp("\xE4X", "az", 1), 0xE4 - 'a');
 }
 
+TEST(Strings, CaseIsThatOfAscii) {
+  char text[] = "aB1\xE4";
+  EXPECT_STREQ(strupr(text), "AB1\xE4");
+  EXPECT_STREQ(strlwr(text), "ab1\xE4");
+}
+
 TEST(Strings, NullEqualsNothing) {
   const char* const pairs[][2] = {{nullptr, "a"}, {"a", nullptr}, {nullptr, nullptr}};
   for (const auto& [a, b] : pairs) {
@@ -185,6 +209,8 @@ TEST(Host, NamesSignalsAndConsole) {
   });
   EXPECT_EQ(Contents(root.path() / "console.bug"), "console\n");
   EXPECT_STREQ(OSInt_to_Address(0x7F000102), "127.0.1.2");
+  EXPECT_EQ(OSntohl(OShtonl(0x7F000102)), 0x7F000102U);
+  EXPECT_EQ(OSGetLocalNodeIpAddress("127.0.1.2"), OShtonl(0x7F000102));
 }
 
 TEST(Host, LanguageOfTheEnvironment) {
