@@ -26,6 +26,19 @@ TEST(Event, TextEventsKeepTheirValues) {
   EXPECT_EQ(event.virtKeyVal, 0xFFFFFFF2U);
   EXPECT_EQ(event.visibleOutputGenerated, 0xFFFFFFF3U);
   EXPECT_EQ(event.numPad, 1U) << "a flag";
+  for (const uint32_t modifier : {1U, 8U, 0U, 9U, 33U}) {
+    const bool is_one = modifier == 1 || modifier == 8;
+    DOM_TextEvent_initModifier(&event, modifier, 2);
+    EXPECT_EQ(DOM_TextEvent_checkModifier(&event, modifier), is_one ? 1 : 0) << modifier;
+  }
+  EXPECT_EQ(event.modifiers, 0x81U);
+  DOM_TextEvent_initModifier(&event, 1, 0);
+  EXPECT_EQ(event.modifiers, 0x80U);
+  DOM_UIEvent_initUIEvent(&event, "", 0, 1, nullptr, 3);
+  EXPECT_EQ(event.detail, -2) << "a type that is not to be used";
+  DOM_UIEvent_initUIEvent(&event, "y", 0, 1, nullptr, 3);
+  EXPECT_EQ(Text(event.type) + std::to_string(event.detail), "y3");
+  EXPECT_EQ(event.view, nullptr);
 }
 
 int Dispatch(DOM_Node* target, int bubbles = 1, int cancelable = 1) {

@@ -61,6 +61,7 @@ TEST(Node, NullIsRefusedOrIgnoredEverywhere) {
       [&] { DOM_Element_removeAttributeNode(r, none); },
       [&] { DOM_NamedNodeMap_setNamedItem(nullptr, none); },
       [&] { DOM_NamedNodeMap_getNamedItem(nullptr, "a"); },
+      [&] { Document_createNamedNodeMap(nullptr); },
       [&] { updateCommonParent(none); },
   };
   for (const auto& call : refused) {

@@ -7,6 +7,7 @@
 #include "os/console.h"
 #include "os/directories.h"
 #include "os/directory_search.h"
+#include "os/files.h"
 #include "os/host.h"
 #include "os/paths.h"
 #include "os/strings.h"
@@ -211,6 +212,30 @@ TEST(Host, NamesSignalsAndConsole) {
   EXPECT_STREQ(OSInt_to_Address(0x7F000102), "127.0.1.2");
   EXPECT_EQ(OSntohl(OShtonl(0x7F000102)), 0x7F000102U);
   EXPECT_EQ(OSGetLocalNodeIpAddress("127.0.1.2"), OShtonl(0x7F000102));
+}
+
+TEST(Host, AnswersOfThePlatform) {
+  const TempDirectory directory_is_put_back;
+  char path[kPathCapacity];
+  EXPECT_STREQ(OSGetBaseDir(path, sizeof path), "/opt");
+  EXPECT_STREQ(OSGetDefaultWBEMDirectoryEx(nullptr, path, sizeof path), "/var/spool/tormek/wbem");
+  EXPECT_EQ(OSSetCurrentDirectory("/usr"), 0);
+  EXPECT_STREQ(OSGetCurrentDirectory(path, sizeof path), "/usr");
+  char mixed[] = "a\\b/c";
+  EXPECT_STREQ(OSFileAffinity(mixed), "a/b/c");
+  EXPECT_EQ(OSGetDriveType("/"), 3);
+  EXPECT_STREQ(OSFindFirstVolume(nullptr, nullptr, nullptr), OSFindNextVolume(nullptr));
+  EXPECT_EQ(OSUnsigned(-1), 0xFFFFFFFFU);
+  EXPECT_EQ(OSUnsignedShort(-1), 0xFFFFU);
+  EXPECT_EQ(OShtons(0x0102), htons(0x0102));
+  const int results[] = {OSFileCaseSensitivity(),
+                         OSCheckOSVersion(),
+                         OSConsoleSupported(),
+                         OSOpenConsole(nullptr, nullptr, nullptr, nullptr),
+                         static_cast<int>(OSGetHostId()),
+                         OSCheckTomcat()};
+  EXPECT_EQ(std::vector<int>(std::begin(results), std::end(results)),
+            (std::vector<int>{1, 1, 1, 0, 0, 0}));
 }
 
 TEST(Host, LanguageOfTheEnvironment) {

@@ -79,8 +79,10 @@ TEST(Messages, HandlersAndTheEmptiedBuffer) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(msgno_hdlr("%d;", 1), 0);
   EXPECT_EQ(msgno_hdlr_msg("%d", 2), 0);
+  EXPECT_EQ(msgno_hdlr_mno(0x10000), 0);
   EXPECT_EQ(msgno_hdlr_mnf(0x10000, "%s", "name"), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "1;2\nA parameter was NULL: name\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "1;2\nA parameter was NULL\nA parameter was NULL: name\n");
 
   Trace({"src/dom.cpp", "f"}, 0x10000);
   const std::string line = _msgno_buf;

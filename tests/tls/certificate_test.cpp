@@ -115,6 +115,12 @@ std::string Handled(int code) {
 }
 
 TEST(ConnectionErrors, CodesAndTheirLines) {
+  const ContextHandle context(SSL_CTX_new(TLS_server_method()));
+  SSL* const connection = SSL_new(context.get());
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(ZX_Get_SSL_Error("accept", connection, 1), SSL_ERROR_NONE);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error: Function 'accept' failure(0)\n");
+  SSL_free(connection);
   EXPECT_EQ(Handled(SSL_ERROR_NONE), "0");
   EXPECT_EQ(Handled(SSL_ERROR_SSL), "1 SSL_ERROR_SSL\n");
   EXPECT_EQ(Handled(SSL_ERROR_WANT_READ), "2 SSL_ERROR_WANT_READ\n");
