@@ -324,29 +324,6 @@ TEST(Check, ProgramsAreJudgedAsByTheKernel) {
   }
 }
 
-TEST(Check, HundredOfAKindAreEnough) {
-  OnFreshMachine([] {
-    const PreparedInstallation site(Repeated("<unknown/>", 250));
-    const companion::Findings findings = CheckAll(companion::Foretell(), kKept);
-    ASSERT_EQ(findings.size(), 101U);
-    EXPECT_EQ(findings.back().what,
-              "150 further findings of the kind \"element-unknown\" are left out.");
-  });
-}
-
-TEST(Check, CandidateIsJudgedInThePlaceOfTheDocument) {
-  OnFreshMachine([] {
-    const PreparedInstallation site("");
-    WriteText("/tmp/next.xml", "<velquarn>\n" + Restricted("10.0.0.9-10.0.0.1") + "</velquarn>");
-    const Forecast forecast = companion::ForetellWith("/tmp/next.xml");
-    ExpectFound(Found(forecast, "/tmp"), "f ip-restricted-include:3 * is a reversed range*\n");
-    EXPECT_PRED_FORMAT2(testing::IsSubstring, "allow from\n", forecast.server_conf.text);
-    WriteText("/tmp/next.xml", "<velquarn>");
-    ExpectFound(Found(companion::ForetellWith("/tmp/next.xml"), "/tmp"),
-                "f next.xml:1:11 The document does not load: no element found.\n");
-  });
-}
-
 TEST(Check, TakenPortIsNamedWithItsProgram) {
   OnFreshMachine([] {
     const PreparedInstallation site("");
@@ -410,30 +387,6 @@ TEST(Check, DaemonTestsTheNextConfiguration) {
   }
 }
 
-TEST(Check, NewestGoodDocumentIsPutBack) {
-  OnFreshMachine([] {
-    const PreparedInstallation site("<");
-    WriteText("/tmp/kept/1.xml", "<velquarn/>");
-    WriteText("/tmp/kept/2.xml", "<velquarn></velquarn>");
-    WriteText("/tmp/kept/3.xml", "damaged");
-    WriteText("/tmp/kept/4.xml", "<velquarn>" + Restricted("a-b") + "</velquarn>");
-    const auto findings = CheckAll(companion::Foretell(), kKept);
-    ASSERT_FALSE(findings.empty());
-    EXPECT_TRUE(findings[0].cure.starts_with("Correct the file; or put back"));
-    EXPECT_TRUE(findings[0].cure.ends_with("install -o zxqvx -g zxqvx -m 660 /tmp/kept/2.xml " +
-                                           site.settings().string()))
-        << findings[0].cure;
-    fs::remove(site.settings());
-    fs::create_directories(site.settings());  // an installation would go into it
-    EXPECT_EQ(CheckAll(companion::Foretell(), kKept)[0].cure.find("Move away what stands"), 0U);
-    fs::remove_all("/tmp/kept");
-    WriteText("/tmp/kept/1.xml", QVX_XML_DEFAULT);
-    EXPECT_EQ(CheckAll(companion::Foretell(), kKept)[0].cure,
-              "Move away what stands there before the next start. No good document but the default "
-              "is kept in /tmp/kept.");
-  });
-}
-
 TEST(Check, Admission) {
   Pairs();
   const struct {
@@ -466,24 +419,6 @@ TEST(Check, Admission) {
                           verdict + (admission.is_certain ? ": " : "? ") + admission.reason);
     });
   }
-}
-
-/// The configuration on disk is that of an earlier document.
-TEST(Check, AdmissionNowIsThatOfTheConfigurationOnDisk) {
-  OnFreshMachine([] {
-    const PreparedInstallation site(Restricted("10.0.0.1", "10.0.0.5"));
-    EXPECT_FALSE(AdmitNow(companion::Foretell(), "10.0.0.1"));
-    WriteText(site.base() / "conf/qvxpd.conf", companion::Foretell().server_conf.text);
-    PutServiceFile(site.settings(), "<velquarn>" + Restricted("10.0.0.2") + "</velquarn>");
-    const Forecast forecast = companion::Foretell();
-    EXPECT_EQ(AdmitNow(forecast, "10.0.0.1")->reason, "The include entry 10.0.0.1 holds it.");
-    EXPECT_EQ(AdmitNow(forecast, "10.0.0.5")->reason, "The exclude entry 10.0.0.5 holds it.");
-    EXPECT_FALSE(AdmitNow(forecast, "10.0.0.2")->is_admitted);
-    EXPECT_TRUE(Admit(forecast, "10.0.0.2").is_admitted);
-    PutServiceFile(site.settings(), "<velquarn/>");
-    EXPECT_EQ(Admit(companion::Foretell(), "8.8.8.8").reason,
-              "Nobody is restricted: ip-restricted-logins is not True.");
-  });
 }
 
 /// The entries alone give the same lines as the lists as a whole.
