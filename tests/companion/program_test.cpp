@@ -14,7 +14,8 @@ constexpr char kElements[] =
     "<ip-binding>True</ip-binding>\n<ip-binding-list>11.0.0.0/255.0.0.0;10.1.0.0/255.255.0.0;"
     "10.0.0.0/255.0.0.0</ip-binding-list>\n<ip-restricted-logins>True</ip-restricted-logins>\n"
     "<ip-restricted-include>10.0.0.5;10.0.1.0-10.0.1.255</ip-restricted-include>\n"
-    "<ip-restricted-exclude>10.0.1.7;300.0.0.1</ip-restricted-exclude>\n<max-threads>65</max-threads>\n";
+    "<ip-restricted-exclude>10.0.1.7;300.0.0.1</ip-restricted-exclude>\n<max-threads>65</"
+    "max-threads>\n";
 
 /// Without what differs between machines, moments and versions of the libraries.
 std::string Common(std::string text, const std::string& root) {
