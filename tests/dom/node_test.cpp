@@ -63,6 +63,15 @@ TEST(Node, NullIsRefusedOrIgnoredEverywhere) {
       [&] { DOM_NamedNodeMap_getNamedItem(nullptr, "a"); },
       [&] { Document_createNamedNodeMap(nullptr); },
       [&] { updateCommonParent(none); },
+      [&] { EXPECT_EQ(DOM_Document_getDoctype(r), none); },
+      [&] { EXPECT_EQ(DOM_Document_getDocumentElement(r), none); },
+      [&] { DOM_DocumentEvent_destroyEvent(none, nullptr); },
+      [&] { DOM_UIEvent_initUIEvent(nullptr, "x", 1, 1, nullptr, 0); },
+      [&] { DOM_TextEvent_initModifier(nullptr, 1, 1); },
+      [&] { DOM_Event_stopPropagation(nullptr); },
+      [&] { DOM_Event_preventDefault(nullptr); },
+      [&] { EXPECT_EQ(DOM_EventTarget_listenerCount(none), 0U); },
+      [&] { DOM_Document_destroyNodeList(d, nullptr, 1); },
   };
   for (const auto& call : refused) {
     SCOPED_TRACE(&call - refused);

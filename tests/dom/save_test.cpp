@@ -106,6 +106,11 @@ TEST_F(Writer, AFullDiskIsNoticed) {
   ExpectFailure(
       DOM_DocumentLS_fwrite(tree_.document(), stream.get()), ENOSPC,
       "DOM_DocumentLS_fwrite: " + full + "\n  src/expatls.cpp:N:DOM_DocumentLS_fwrite: \n");
+  const File unbuffered(std::fopen("/dev/full", "w"));
+  EXPECT_EQ(std::setvbuf(unbuffered.get(), nullptr, _IONBF, 0), 0);
+  EXPECT_EQ(fputds("x", unbuffered.get()), EOF);
+  ExpectFailure(DOM_DocumentLS_fwrite(tree_.document(), unbuffered.get()), ENOSPC,
+                "DOM_DocumentLS_fwrite: " + full + "\n");
 }
 
 }  // namespace
