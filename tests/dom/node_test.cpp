@@ -1,3 +1,4 @@
+#include "dom/parse_context.h"
 #include "tests/dom/model.h"
 
 namespace qvx::test {
@@ -37,6 +38,7 @@ TEST(Node, NullIsRefusedOrIgnoredEverywhere) {
       [&] { DOM_CharacterData_appendData(none, "a"); },
       [&] { DOM_CharacterData_replaceData(none, 0, 1, "a"); },
       [&] { DOM_Text_splitText(none, 0); },
+      [&] { utf8tods(nullptr, 1, nullptr); },
       [&] { NodeList_append(nullptr, r); },
       [&] { DOM_EventTarget_addEventListener(none, "a", nullptr, nullptr, 0); },
       [&] { DOM_EventTarget_dispatchEvent(none, nullptr); },

@@ -102,6 +102,7 @@ TEST(FileReplacement, OnlyRegularFilesAreReplaced) {
   WriteText(root.path() / "file", "old");
   for (const char* name : {"directory", "fifo", "device"}) {
     EXPECT_FALSE(ReplaceFile(name, OwnFile(0600), "new")) << name;
+    EXPECT_FALSE(FileReplacement(name, OwnFile(0600)).CommitNew()) << name;
   }
   EXPECT_TRUE(ReplaceFile("link", OwnFile(0600), "through the link"));
   EXPECT_EQ(Contents("file"), "through the link");
