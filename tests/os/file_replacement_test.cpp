@@ -179,6 +179,26 @@ TEST(FileReplacement, InPlaceTheOldTextIsPutBack) {
   });
 }
 
+TEST(FileExchange, IsTakenBackUnlessItIsAccepted) {
+  const TempDirectory root;
+  const std::string path = root.path() / "file";
+  WriteText(path, "old");
+  for (const bool is_accepted : {false, true}) {
+    FileReplacement file(path, OwnFile(0600));
+    EXPECT_TRUE(file.Write("new"));
+    {
+      FileExchange exchange(file, path, "new", [](const std::string&) { return true; });
+      EXPECT_EQ(exchange.Exchange(), qvx::Outcome::kDone);
+      EXPECT_EQ(Contents(path), "new");
+      if (is_accepted) {
+        exchange.Accept();
+      }
+    }
+    EXPECT_EQ(Contents(path), is_accepted ? "new" : "old");
+    EXPECT_EQ(Entries(root.path()), 1U) << "nothing is left over";
+  }
+}
+
 // The name services pass over blanks in front of a name.
 TEST(ServiceAccount, IsThatOfTheLocalFileOrOfTheNameServices) {
   const std::string blank = " zxqvx:x:12:34:";
