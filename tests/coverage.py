@@ -36,17 +36,19 @@ def counts():
         ["llvm-cov-19", "export", "--format=lcov", "--instr-profile", profile, programs[0],
          *(f"--object={program}" for program in programs[1:]), *(ROOT / room for room in ROOMS)],
         check=True, stdout=subprocess.PIPE, text=True)
+    files = []
     for line in exported.stdout.splitlines():
         kind, _, rest = line.partition(":")
         if kind == "SF":
             lines, branches = {}, []
-            yield pathlib.Path(rest).relative_to(ROOT), lines, branches
+            files.append((pathlib.Path(rest).relative_to(ROOT), lines, branches))
         elif kind == "DA":
             number, count = map(int, rest.split(","))
             lines[number] = count
         elif kind == "BRDA":
             count = rest.split(",")[-1]
             branches.append(0 if count == "-" else int(count))
+    return files
 
 
 def missed_pieces(file, lines):
@@ -69,7 +71,7 @@ def main():
     if not sys.argv[1:]:
         run_everything()
     rooms = defaultdict(lambda: [0, 0, 0, 0])
-    files = list(counts())
+    files = counts()
     for file, lines, branches in files:
         numbers = [sum(count > 0 for count in lines.values()), len(lines),
                    sum(count > 0 for count in branches), len(branches)]

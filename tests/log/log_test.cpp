@@ -249,6 +249,7 @@ TEST(DebugCategories, LinesFlipThem) {
   EXPECT_EQ(categories(std::string("qvx_u\0qvx_bc\nqvx_elm", 20)), 0x110U);
   EXPECT_EQ(DebugCategory(0x182), 0x100U);
   EXPECT_EQ(DebugCategory(0x40), 0U);
+  EXPECT_EQ(DebugOutput(0x100, "never shown"), 0);
   std::filesystem::remove(DebugIniFile);
   SetupLogsAndDebug(nullptr);
   EXPECT_EQ(Categories, 0U);

@@ -33,6 +33,7 @@ TEST(CapturedCommand, StoresWhatFirstReadReturnedAndWaitsForNothingMore) {
   std::filesystem::current_path(directory.path());
   EXPECT_EQ(Stored("printf '12345\\n'", 250), "12345\n\0"s);
   EXPECT_EQ(Stored("printf x", 1), "") << "room for the end only";
+  EXPECT_EQ(Stored("printf x", 0), "");
   EXPECT_EQ(Stored("printf a | tr a b; exit 3", 250), "b\0"s);
   EXPECT_EQ(Stored("printf %01000d 7", 250), std::string(249, '0') + '\0');
   EXPECT_EQ(Stored("seq 100000; sleep infinity & echo $! >pid", 6), "1\n2\n3\0"s);

@@ -104,6 +104,10 @@ TEST(FileReplacement, OnlyRegularFilesAreReplaced) {
     EXPECT_FALSE(ReplaceFile(name, OwnFile(0600), "new")) << name;
     EXPECT_FALSE(FileReplacement(name, OwnFile(0600)).CommitNew()) << name;
   }
+  EXPECT_EQ(ForeseeRemoval("directory"), EISDIR);
+  EXPECT_EQ(ForeseeRemoval("device"), EPERM);
+  EXPECT_EQ(ForeseeRemoval("none"), ENOENT);
+  EXPECT_EQ(ForeseeRemoval("none/none"), ENOENT);
   EXPECT_TRUE(ReplaceFile("link", OwnFile(0600), "through the link"));
   EXPECT_EQ(Contents("file"), "through the link");
   EXPECT_TRUE(FileReplacement("link", OwnFile(0600), LastLink::kStay).Commit());

@@ -140,6 +140,7 @@ TEST(OpenDescriptor, LocksAndTruncates) {
   EXPECT_EQ(ModeOf(path), 0664U);
   EXPECT_EQ(chsize(file.get(), 300), 0);
   EXPECT_EQ(filelength(file.get()), 300);
+  EXPECT_EQ(tell(file.get()), 0);
   PassIsolated(0, [&] { EXPECT_EQ(sopen(path.c_str(), O_TRUNC, F_RDLCK, 0), -1); });
   EXPECT_EQ(filelength(file.get()), 0) << "truncated, though the lock was refused";
 }

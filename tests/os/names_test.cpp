@@ -4,6 +4,7 @@
 #include <set>
 #include <vector>
 
+#include "os/commands.h"
 #include "os/console.h"
 #include "os/directories.h"
 #include "os/directory_search.h"
@@ -224,6 +225,8 @@ TEST(Host, AnswersOfThePlatform) {
   char mixed[] = "a\\b/c";
   EXPECT_STREQ(OSFileAffinity(mixed), "a/b/c");
   EXPECT_EQ(OSGetDriveType("/"), 3);
+  EXPECT_EQ(OSSetFileTime("/none", nullptr), -1);
+  EXPECT_GE(Callpopen(), 0) << "whether the command is installed or not";
   EXPECT_STREQ(OSFindFirstVolume(nullptr, nullptr, nullptr), OSFindNextVolume(nullptr));
   EXPECT_EQ(OSUnsigned(-1), 0xFFFFFFFFU);
   EXPECT_EQ(OSUnsignedShort(-1), 0xFFFFU);

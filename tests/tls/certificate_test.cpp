@@ -120,7 +120,9 @@ TEST(ConnectionErrors, CodesAndTheirLines) {
   testing::internal::CaptureStdout();
   EXPECT_EQ(ZX_Get_SSL_Error("accept", connection, 1), SSL_ERROR_NONE);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error: Function 'accept' failure(0)\n");
+  EXPECT_EQ(ZX_SSL_Shutdown(connection), -1);
   SSL_free(connection);
+  ERR_clear_error();
   EXPECT_EQ(Handled(SSL_ERROR_NONE), "0");
   EXPECT_EQ(Handled(SSL_ERROR_SSL), "1 SSL_ERROR_SSL\n");
   EXPECT_EQ(Handled(SSL_ERROR_WANT_READ), "2 SSL_ERROR_WANT_READ\n");
