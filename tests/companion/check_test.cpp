@@ -6,7 +6,6 @@
 #include <span>
 
 #include "companion/admission.h"
-#include "companion/daemon_test.h"
 #include "companion/findings.h"
 #include "companion/programs.h"
 #include "settings/document.h"
@@ -237,61 +236,6 @@ TEST(Check, Certificates) {
   CheckRows(rows);
 }
 
-TEST(Check, Files) {
-  const Row rows[] = {
-      {.name = "damaged",
-       .elements = "<log-level>\n",
-       .found = "f conf/qvxpd.xml:3:3 The settings document does not load: mismatched tag.\n"},
-      {.name = "beyond ASCII",
-       .elements = "<!-- \xc3\xa4 -->\n",
-       .found = "f conf/qvxpd.xml:2:6 *: a character outside ASCII.\n"},
-      {.name = "beyond ASCII by reference",
-       .elements = "\n\n<trustmode>&#228;</trustmode>\n",
-       .found = "f conf/qvxpd.xml:4:30 * or a reference to a character outside ASCII.\n"},
-      {.name = "missing",
-       .spoil = "rm conf/qvxpd.xml",
-       .found = "w conf/qvxpd.xml There is no settings document *\n"},
-      {.name = "in the way",
-       .spoil = "rm conf/qvxpd.xml; mkdir conf/qvxpd.xml",
-       .found = "f conf/qvxpd.xml * not a regular file*. The default cannot be written *\n"},
-      {.name = "rights",
-       .spoil = "chmod 0602 ../tls/file.pem; chown 0:0 ../tls/file.pem; chmod 0777 conf; "
-                "chmod 0662 conf/qvxpd.xml; chmod 0775 sbin/zxqvxd",
-       .found = "w ../tls/file.pem zxqvx cannot read *\nw ../tls/file.pem Others *\n"
-                "w conf The service account can write *\nw conf/qvxpd.xml Everybody *\n"
-                "w sbin/zxqvxd Others than root *\n"},
-      {.name = "folders of logs",
-       .elements = "<rotate-logs>2</rotate-logs>",
-       .spoil = "rmdir ../log/logs logs",
-       .found = "f ../log/logs * is missing.\nf logs The directory is missing.\n"},
-      {.name = "lost to the default",
-       .spoil = "cat /tmp/default.xml >conf/qvxpd.xml; cp /tmp/default.xml /tmp/kept/3.xml; "
-                "echo '<' >/tmp/kept/2.xml",
-       .found = "f conf/qvxpd.xml The default has taken * did not load: /tmp/kept/2.xml\n"},
-      {.name = "default that was not started with",
-       .spoil = "cat /tmp/default.xml >conf/qvxpd.xml; echo '<velquarn/>' >/tmp/kept/1.xml",
-       .found = "w conf/qvxpd.xml This is the default document, but *\n"},
-      {.name = "missing, but not always",
-       .spoil = "rm conf/qvxpd.xml; echo '<velquarn/>' >/tmp/kept/1.xml",
-       .found = "f conf/qvxpd.xml There is no settings document that can be opened.\n"},
-      {.name = "back to the default",
-       .spoil = "cat /tmp/default.xml >conf/qvxpd.xml; echo '<velquarn/>' >/tmp/kept/1.xml; "
-                "cp /tmp/default.xml /tmp/kept/2.xml"},
-      {.name = "programs and what they left",
-       .spoil = "echo nothing >sbin/zxqvxd; rm bin/rotatelogs; cp /bin/true sbin/qvxlauncher; "
-                "echo '<a>' >webapp/a.xml; echo $PPID >logs/httpd.pid; "
-                "echo rules >conf/mod_proxy.conf; echo Listen 2301 >conf/qvxpd.conf",
-       .found = R"(f logs/httpd.pid * another process than the daemon: companion_tests.
-f sbin/zxqvxd The daemon is missing, or *
-f bin/rotatelogs * is missing.
-w conf/qvxpd.conf There are forwarding rules *, but no proxy block*
-w sbin/qvxlauncher The launcher lacks its capability for signals.
-w webapp/a.xml The web application's descriptor does not load.
-)"},
-  };
-  CheckRows(rows);
-}
-
 TEST(Check, ProgramsAreJudgedAsByTheKernel) {
   const TempDirectory scratch;
   const std::string path = scratch.path() / "program";
@@ -337,54 +281,6 @@ TEST(Check, TakenPortIsNamedWithItsProgram) {
                         Found(companion::Foretell(), site.base()));
     close(listener);
   });
-}
-
-/// The stand-ins refuse what the daemon refuses, and say what they have.
-TEST(Check, DaemonTestsTheNextConfiguration) {
-  Pairs();
-  const std::string refuses = "The daemon refuses the configuration: ";
-  const struct {
-    const char* name;
-    const char* daemon;
-    std::string said = {};
-    const char* spoil = ":";
-  } rows[] = {
-      {.name = "accepted", .daemon = "grep -q '^allow from 10.0.0.1' \"$4\""},
-      {.name = "refused",
-       .daemon = "echo \"$1 $2 $3 $5\"; echo on line 2 of $4:; exit 1",
-       .said = refuses + "-DSSL -t -f ; on line 2 of CONF: The line is: Listen 2301"},
-      {.name = "rights of the account",
-       .daemon = "id -un; id -Gn; umask; exit 1",
-       .said = refuses + "zxqvx; zxqvx; 0022"},
-      {.name = "nothing of the caller's",
-       .daemon = "unset PWD; env | sed 's/=.*//'; pwd; echo $(ls /proc/self/fd); "
-                 "[ $(ps -o sid= $$) = $$ ] && echo alone; exit 1",
-       .said = refuses + "PATH; /; 0 1 2 3; alone"},
-      {.name = "without a pair and a map",
-       .daemon = "sed -n 's/^SSLCertificate[KF][a-zA-Z]* //p; s/^RewriteMap map1 txt://p' \"$4\" | "
-                 "sort | uniq -c; exit 1",
-       .said = refuses + "      8 CONF",
-       .spoil = "rm $SSL_SHARE_BASE_DIR/*"},
-      {.name = "a process stays behind", .daemon = "sleep 30 & exit 0"},
-      {.name = "no end",
-       .daemon = "exec sleep 1000",
-       .said = "The daemon could not be asked with the rights of the account zxqvx, or did not "
-               "answer within ten seconds."},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    OnFreshMachine([&row] {
-      const PreparedInstallation site(Restricted("10.0.0.1"));
-      const Variable secret("QVX_SECRET", "1");
-      EXPECT_EQ(std::system(row.spoil), 0);
-      WriteText(site.base() / "sbin/zxqvxd", std::string("#!/bin/sh\n") + row.daemon + "\n");
-      companion::Findings findings;
-      CheckWithDaemon(companion::Foretell(), findings);
-      const std::regex conf(site.base().string() + "/conf/qvxpd.conf");
-      const std::string said = findings.empty() ? "" : findings[0].what;
-      EXPECT_EQ(std::regex_replace(said, conf, "CONF"), row.said);
-    });
-  }
 }
 
 TEST(Check, Admission) {

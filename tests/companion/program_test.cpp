@@ -1,10 +1,13 @@
-// What the program prints, and its statuses: session.txt, which begins each command with "$ ".
+// What the program prints, and its statuses: session.txt and spoilt.txt, which begin each command
+// with "$ ".
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <regex>
 #include <sstream>
 
+#include "os/descriptor.h"
 #include "tests/companion/prepared_installation.h"
 
 namespace qvx::test {
@@ -32,30 +35,58 @@ std::string Common(std::string text, const std::string& root) {
   return text;
 }
 
-TEST(Program, SaysWhatItSaidInTheSession) {
-  const std::string session = Contents(QVX_SESSION).value_or("none");
+/// Runs the commands, one after the other, and returns them with what they say.
+std::string Said(const std::vector<std::string>& commands, const std::string& elements,
+                 const PemPair& pair) {
+  const TempDirectory outside;
   const std::string program = Contents(QVX_COMPANION).value_or("");
   const std::string launcher = Contents(QVX_LAUNCHER).value_or("");
+  const Descriptor said(
+      open((outside.path() / "said").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
   OnFreshMachine([&] {
     ASSERT_EQ(sethostname("machine", 7), 0);
     PutProgram("/tmp/qvxctl", program);
     PutProgram("/tmp/qvxlauncher", launcher);
-    const PreparedInstallation site(kElements, MakePair("machine", 2144468992));
+    const PreparedInstallation site(elements, pair);
     const Variable path("PATH", "/tmp:/usr/sbin:/usr/bin:/sbin:/bin");
     const Variable zone("TZ", "UTC");
     const Variable connection("SSH_CONNECTION", "10.0.1.9 1 2 3");
     std::filesystem::current_path(site.base());
-    std::istringstream lines(session);
-    std::string said;
-    for (std::string line; std::getline(lines, line);) {
-      if (line.starts_with("$ ")) {
-        const Outcome outcome = RunShell("exec 2>&1; " + line.substr(2));
-        said.append(line).append("\n").append(outcome.output);
-        said += outcome.status == 0 ? "" : "status " + std::to_string(outcome.status) + "\n";
-      }
+    for (const std::string& command : commands) {
+      const Outcome outcome = RunShell("exec 2>&1; " + command);
+      std::string text = "$ " + command + "\n" + Common(outcome.output, site.base().parent_path());
+      text += outcome.status == 0 ? "" : "status " + std::to_string(outcome.status) + "\n";
+      EXPECT_TRUE(WriteAll(said, text));
     }
-    EXPECT_EQ(Common(said, site.base().parent_path()), session);
   });
+  return Contents(outside.path() / "said").value_or("");
+}
+
+std::vector<std::string> CommandsOf(const std::string& session) {
+  std::vector<std::string> commands;
+  std::istringstream lines(session);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with("$ ")) {
+      commands.push_back(line.substr(2));
+    }
+  }
+  return commands;
+}
+
+TEST(Program, SaysWhatItSaidInTheSession) {
+  const std::string session = Contents(QVX_SESSIONS "session.txt").value_or("none");
+  const PemPair pair = MakePair("machine", 2144468992);
+  EXPECT_EQ(Said(CommandsOf(session), kElements, pair), session);
+}
+
+TEST(Program, SaysWhatItSaidOfEachSpoiltInstallation) {
+  const std::string session = Contents(QVX_SESSIONS "spoilt.txt").value_or("none");
+  const PemPair pair = MakePair("machine", 2144468992);
+  std::string said;
+  for (const std::string& command : CommandsOf(session)) {
+    said += Said({command}, "", pair);
+  }
+  EXPECT_EQ(said, session);
 }
 
 }  // namespace

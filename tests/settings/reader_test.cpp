@@ -141,6 +141,12 @@ TEST_F(SettingsReader, Texts) {
   EXPECT_STREQ(sIpRestrictedExclude, "c");
   EXPECT_STREQ(sIpBindingList, "d") << "also where it is not used";
   EXPECT_STREQ(sLogBaseDir, "");
+  ReleaseTexts();
+  const char* const released[] = {sIpRestrictedInclude, sIpRestrictedExclude, sIpBindingList,
+                                  sLogBaseDir};
+  for (const char* const text : released) {
+    EXPECT_EQ(text, nullptr);
+  }
 }
 
 }  // namespace
