@@ -38,7 +38,7 @@ TEST(Node, NullIsRefusedOrIgnored) {
       [&] { DOM_CharacterData_appendData(none, "a"); },
       [&] { DOM_CharacterData_replaceData(none, 0, 1, "a"); },
       [&] { DOM_Text_splitText(none, 0); },
-      [&] { utf8tods(nullptr, 1, nullptr); },
+      [&] { EXPECT_EQ(utf8tods(nullptr, 1, nullptr), -1); },
       [&] { NodeList_append(nullptr, r); },
       [&] { DOM_EventTarget_addEventListener(none, "a", nullptr, nullptr, 0); },
       [&] { DOM_EventTarget_dispatchEvent(none, nullptr); },

@@ -104,6 +104,7 @@ TEST_F(PathWalk, DirectoriesAndTheirErrors) {
   EXPECT_EQ(OpenDirectory("own/none") ? 0 : errno, ENOENT);
   EXPECT_EQ(ReadRest(OpenDescriptor("target", O_RDONLY), 7), "target\n");
   EXPECT_EQ(ReadRest(OpenDescriptor("target", O_RDONLY), 6), std::nullopt);
+  EXPECT_EQ(errno, EFBIG);
 }
 
 }  // namespace
