@@ -133,6 +133,14 @@ TEST(OpenFile, ModesAreThoseOfTheLibrary) {
   EXPECT_EQ(filelength(-1), -1);
 }
 
+TEST(OpenDescriptor, MayBeStandardInput) {
+  PassIsolated(0, [] {
+    close(STDIN_FILENO);
+    EXPECT_TRUE(OpenDescriptor("/dev/../etc/passwd", O_RDONLY));
+    EXPECT_EQ(open("/dev/null", O_RDONLY), STDIN_FILENO) << "it is closed again";
+  });
+}
+
 TEST(OpenDescriptor, LocksAndTruncates) {
   const TempDirectory root;
   const std::string path = root.path() / "locked";
