@@ -86,23 +86,28 @@ pid_t ParentFrom(const std::string& status) {
 }
 
 /// Returns the entries of a configuration that the launcher has written; none when it restricts
-/// nobody.
+/// nobody. Other lines among them count as a part of the last one.
 std::vector<AccessEntry> EntriesOf(std::string_view configuration) {
   constexpr std::string_view kStart = "\norder allow,deny\n";
   constexpr std::string_view kAllow = "allow from";
   constexpr std::string_view kDeny = "deny from";
+  constexpr std::string_view kEnd = "</Directory>";
   std::vector<AccessEntry> entries;
   const size_t start = configuration.find(kStart);
   std::string_view rest =
       start == std::string_view::npos ? "" : configuration.substr(start + kStart.size());
-  while (rest.starts_with(kAllow) || rest.starts_with(kDeny)) {
+  while (!rest.empty() && !rest.starts_with(kEnd)) {
     const std::string line(rest.substr(0, rest.find('\n')));
+    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    if (!line.starts_with(kAllow) && !line.starts_with(kDeny)) {
+      (entries.empty() ? entries.emplace_back() : entries.back()).directive += line + "\n";
+      continue;
+    }
     const bool allows = line.starts_with(kAllow);
     const size_t behind = (allows ? kAllow : kDeny).size() + 1;
     const bool is_implicit = entries.empty();
     entries.push_back(EntryFrom(
         allows, is_implicit ? "" : line.substr(std::min(behind, line.size())), line + "\n"));
-    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
   }
   return entries;
 }
@@ -121,10 +126,11 @@ Admission AdmitBy(const std::vector<AccessEntry>& entries, const std::string& ad
   const AccessEntry* allowing = FirstMatch(entries, true, address);
   const AccessEntry* denying = FirstMatch(entries, false, address);
   admission.is_admitted = allowing != nullptr && denying == nullptr;
-  const bool are_joined = std::any_of(entries.begin(), entries.end(),
-                                      [](const auto& entry) { return entry.joins_next_line(); });
-  admission.is_certain = !are_joined && (denying != nullptr ||
-                                         std::none_of(entries.begin(), entries.end(), IsUncertain));
+  const bool are_lines = std::none_of(entries.begin(), entries.end(), [](const auto& entry) {
+    return entry.joins_next_line() || entry.breaks_line();
+  });
+  admission.is_certain = are_lines && (denying != nullptr ||
+                                       std::none_of(entries.begin(), entries.end(), IsUncertain));
   admission.reason = "No include entry holds it.";
   if (denying != nullptr) {
     admission.reason = ReasonOf(*denying);

@@ -25,6 +25,8 @@ struct AccessEntry {
 
   /// Returns whether the server takes the line that follows for a part of this one.
   bool joins_next_line() const { return directive.find("\\\n") != std::string::npos; }
+  /// Returns whether a part of the entry becomes another directive.
+  bool breaks_line() const { return directive.find('\n') + 1 != directive.size(); }
 };
 
 /// Returns the entries in the order of their lines; none while nobody is restricted.

@@ -67,7 +67,7 @@ std::optional<Finding> FaultOfText(const AccessEntry& entry) {
         .what = quoted + "has more than " + std::to_string(kLongestEntry) + " characters.",
         .effect = entry.allows ? "It leaves the entry out." : "It refuses everybody."};
   }
-  if (entry.directive.find('\n') + 1 != entry.directive.size()) {
+  if (entry.breaks_line()) {
     return Finding{
         .severity = Severity::kFailure,
         .code = "entry-line-break",

@@ -301,6 +301,7 @@ TEST(Check, Admission) {
       {.include = "host1", .from = "10.0.0.1", .outcome = "out? No include entry holds it."},
       {.include = "env=!x", .from = "10.0.0.1", .outcome = "out? No include entry holds it."},
       {"10.0.0.1\\", "10.0.0.5", "10.0.0.5", "out? The exclude entry 10.0.0.5 holds it."},
+      {.include = "10.0.0.1\nallow from all", .from = "10.0.0.7", .outcome = "out? No include "},
       {.include = "10.0.0.1", .from = "10.0.0", .outcome = "none: It is not an address."},
   };
   for (const auto& row : rows) {
