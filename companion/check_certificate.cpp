@@ -28,7 +28,7 @@ std::string RenewalOf() {
 
 /// Why a pair that stands there does not stay.
 std::string WhyReplaced(const PairForecast& pair) {
-  if (pair.is_deleted_first) {
+  if (pair.is_deleted_first()) {
     return "QVX_CERT_REGEN is 1.";
   }
   if (!pair.facts->certificate_loads) {
@@ -44,7 +44,7 @@ std::string WhyReplaced(const PairForecast& pair) {
 }
 
 std::string CureOf(const PairForecast& pair) {
-  const bool is_renamed = !pair.is_deleted_first && pair.facts->they_match;
+  const bool is_renamed = !pair.is_deleted_first() && pair.facts->they_match;
   return is_renamed
              ? "Give the host its old name back. Or correct multihomed, because its names go "
                "into the new certificate, and let the clients trust that."

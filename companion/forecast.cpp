@@ -35,19 +35,19 @@ PairForecast ForetellPair() {
   pair.facts = ExaminePair();
   // What cannot be deleted stays.
   const bool is_asked = pair.facts && IsNewPairAsked();
-  const bool loses_certificate = is_asked && ForeseeRemoval(CertificatePath()) == 0;
-  const bool loses_key = is_asked && ForeseeRemoval(KeyPath()) == 0;
-  pair.is_deleted_first = loses_certificate || loses_key;
-  if (loses_certificate) {
+  pair.loses_certificate = is_asked && ForeseeRemoval(CertificatePath()) == 0;
+  pair.loses_key = is_asked && ForeseeRemoval(KeyPath()) == 0;
+  if (pair.loses_certificate) {
     pair.facts = PairFacts{};
-  } else if (loses_key) {
+  } else if (pair.loses_key) {
     pair.facts->key_loads = pair.facts->they_match = false;
   }
   pair.fate = FateOf(pair.facts.value_or(PairFacts{}));
   pair.refusal = ForeseeStore();
-  pair.can_be_set_aside =
-      pair.fate != PairFate::kSetAside ||
-      ((loses_certificate || ForeseeCertificateAside()) && (loses_key || ForeseeKeyAside()));
+  if (pair.fate == PairFate::kSetAside) {
+    pair.certificate_can_be_kept = pair.loses_certificate || ForeseeCertificateAside();
+    pair.key_can_be_kept = pair.loses_key || ForeseeKeyAside();
+  }
   pair.host = PairHostName();
   pair.names = AlternativeNamesFrom(MultihomedNames().value_or(""));
   pair.names_are_accepted = AreAccepted(pair.names);
@@ -163,7 +163,17 @@ void ForetellFiles(Forecast& forecast) {
     forecast.server_conf.is_written |= !HasName(InstallationPath("/conf"));
     forecast.agent_map.is_written |= !HasName(InstallationPath("/conf"));
   }
-  forecast.may_get_proxy_blocks = IsProgram(InstallationPath("/sbin/genproxyconf"));
+}
+
+/// A pipe, socket or device is removed first.
+void ForetellRules(Forecast& forecast) {
+  const std::string path = InstallationPath("/conf/mod_proxy.conf");
+  const int refusal = ForeseeReplacement(path, LastLink::kStay);
+  const bool is_mended = refusal == ENOENT || refusal == ENXIO;
+  forecast.rules = {path, "", is_mended || refusal == 0, is_mended ? 0 : refusal};
+  forecast.may_get_proxy_blocks =
+      IsProgram(InstallationPath("/sbin/genproxyconf")) || !forecast.rules.is_written;
+  forecast.rules.is_written &= forecast.server_conf.is_written;
 }
 
 /// Ends the run at its first step that fails. The later files are then not written.
@@ -197,6 +207,7 @@ Forecast ForetellFrom(const std::string& path, bool is_candidate) {
   ForetellSettings(forecast);
   ForetellFiles(forecast);
   ForetellEnd(forecast);
+  ForetellRules(forecast);
   return forecast;
 }
 

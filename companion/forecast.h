@@ -22,20 +22,24 @@ namespace qvx::companion {
 
 /// What a start does about certificate and key.
 struct PairForecast {
-  bool is_deleted_first = false;   ///< QVX_CERT_REGEN asks for it
+  bool loses_certificate = false;  ///< QVX_CERT_REGEN asks for it, and the file can be deleted
+  bool loses_key = false;          ///< the same
   std::optional<PairFacts> facts;  ///< nothing when the TLS library cannot be used
   PairFate fate = PairFate::kSetAside;
-  Refusal refusal{};             ///< of a new pair, if one of its files would not take its place
-  bool can_be_set_aside = true;  ///< the old pair, if it has to be
-  std::string host;              ///< empty when its name is too long for a certificate
-  AlternativeNames names;        ///< those of a new certificate
+  Refusal refusal{};  ///< of a new pair, if one of its files would not take its place
+  bool certificate_can_be_kept = true;  ///< under its set-aside name, if it has to be
+  bool key_can_be_kept = true;          ///< the same
+  std::string host;                     ///< empty when its name is too long for a certificate
+  AlternativeNames names;               ///< those of a new certificate
   bool names_are_accepted = false;
 
+  bool is_deleted_first() const { return loses_certificate || loses_key; }
   bool is_kept() const { return facts && fate == PairFate::kKeep; }
   /// Returns whether the start goes on.
   bool is_usable() const {
     return facts && facts->is_known &&
-           (is_kept() || (refusal.error == 0 && can_be_set_aside && !host.empty()));
+           (is_kept() ||
+            (refusal.error == 0 && certificate_can_be_kept && key_can_be_kept && !host.empty()));
   }
 };
 
@@ -78,7 +82,8 @@ struct Forecast {
   ForeseenFile server_conf;
   ForeseenFile php_ini;
   ForeseenFile agent_map;
-  /// Whether a tool decides if proxy blocks are added to the server's configuration.
+  ForeseenFile rules;  ///< for the servlet container: emptied, before a tool may write some
+  /// Whether that tool, or rules that stay, decide if proxy blocks are added to the configuration.
   bool may_get_proxy_blocks = false;
   std::string printed;             ///< on standard output
   std::optional<int> exit_status;  ///< nothing when the start becomes the daemon

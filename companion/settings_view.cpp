@@ -176,7 +176,7 @@ std::string PairSentence(const PairForecast& pair) {
     return "A start cannot use it and cannot make another: it ends with \"Cannot start "
            "application!\".";
   }
-  if (pair.is_deleted_first) {
+  if (pair.is_deleted_first()) {
     return "A start deletes it, because QVX_CERT_REGEN is 1, and makes a new pair.";
   }
   if (pair.fate == PairFate::kReplace) {

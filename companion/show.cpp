@@ -44,7 +44,7 @@ const char* CodeOf(const PairForecast& pair) {
   if (!pair.is_usable()) {
     return "unusable";
   }
-  if (pair.is_deleted_first) {
+  if (pair.is_deleted_first()) {
     return "deleted";
   }
   if (pair.is_kept()) {

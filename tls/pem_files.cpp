@@ -46,7 +46,6 @@ bool AreSame(const OldFile& a, const OldFile& b) {
                                 a.status.st_ino == b.status.st_ino;
 }
 
-/// A directory with the set-aside name takes the copy under the file's own name.
 std::string CopyTarget(const std::string& path, const std::string& copy) {
   const std::optional<Place> place = FindPlace(copy, Access::kChange);
   return place && place->IsA(S_IFDIR) ? copy + path.substr(path.rfind('/')) : copy;
@@ -54,6 +53,10 @@ std::string CopyTarget(const std::string& path, const std::string& copy) {
 
 bool MakesWay(mode_t type) {
   return type == S_IFIFO || type == S_IFSOCK;
+}
+
+bool ForeseeWay(const std::string& path) {
+  return MakesWay(LookAt(path).type()) && ForeseeRemoval(path) == 0;
 }
 
 /// Removes a pipe or socket. Returns whether there was one.
@@ -137,8 +140,8 @@ Aside SetAside(const std::string& path, const std::string& copy, OldFile& old, S
 /// A missing directory is made when the old pair is set aside.
 Refusal ForeseeFile(const std::string& path) {
   const int error = ForeseeReplacement(path, LastLink::kStay);
-  const bool is_mended = error == ENOENT ? ForeseeBuiltDirectories(path)
-                                         : error == ENXIO && MakesWay(LookAt(path).type());
+  const bool is_mended =
+      error == ENOENT ? ForeseeBuiltDirectories(path) : error == ENXIO && ForeseeWay(path);
   return {path, is_mended ? 0 : error};
 }
 
@@ -152,7 +155,7 @@ bool ForeseeAside(const std::string& path, const std::string& copy) {
   }
   const std::string target = CopyTarget(path, copy);
   const int refusal = ForeseeReplacement(target, LastLink::kStay, Fallback::kNone);
-  return refusal == 0 || (refusal == ENXIO && MakesWay(LookAt(target).type())) ||
+  return refusal == 0 || (refusal == ENXIO && ForeseeWay(target)) ||
          (old.text && ForeseeOpening(target, O_WRONLY) == 0);
 }
 
@@ -178,6 +181,14 @@ std::string CertificatePath() {
 
 std::string KeyPath() {
   return InShare(kKeyName);
+}
+
+std::string CertificateCopyPath() {
+  return CopyTarget(CertificatePath(), InShare(kCertificateAsideName));
+}
+
+std::string KeyCopyPath() {
+  return CopyTarget(KeyPath(), InShare(kKeyAsideName));
 }
 
 std::optional<std::string> ReadPemFile(const std::string& path) {

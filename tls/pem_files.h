@@ -30,6 +30,11 @@ inline constexpr char kKeyAsideName[] = "filemm.pem";
 std::string CertificatePath();
 std::string KeyPath();
 
+/// Return where the copy of the old certificate or key goes. A directory with the set-aside name
+/// takes it under the file's own name.
+std::string CertificateCopyPath();
+std::string KeyCopyPath();
+
 /// Returns the content of a file; nothing with errno set when it cannot be read whole or exceeds
 /// 1 MiB, which no pair does (EFBIG).
 std::optional<std::string> ReadPemFile(const std::string& path);

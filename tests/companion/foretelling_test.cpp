@@ -77,7 +77,7 @@ void ComparePair(const Forecast& forecast, const Files& before, const Files& aft
     EXPECT_NE(after.certificate, before.certificate);
     EXPECT_NE(after.key, before.key);
     EXPECT_EQ(shown == "set-aside",
-              forecast.pair.fate == PairFate::kSetAside && !forecast.pair.is_deleted_first);
+              forecast.pair.fate == PairFate::kSetAside && !forecast.pair.is_deleted_first());
     const auto details = ReadCertificateDetails();
     ASSERT_TRUE(details);
     EXPECT_EQ(!details->names.empty(), forecast.pair.names_are_accepted);
