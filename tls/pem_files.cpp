@@ -299,9 +299,12 @@ StoredPair StorePair(std::string_view certificate, std::string_view key, OldPair
   old.certificate = MakeWay(CertificatePath()) ? OldFile{} : old.certificate;
   old.key = MakeWay(KeyPath()) ? OldFile{} : old.key;
   FileReplacement certificate_file(CertificatePath(), ServiceFile(), LastLink::kStay);
+  if (!Fill(certificate_file, certificate)) {
+    return {};  // before an old key is closed to others
+  }
   FileReplacement key_file(KeyPath(), SecretServiceFile(), LastLink::kStay);
   const bool key_has_no_place = !key_file && errno == EISDIR;
-  if (!Fill(certificate_file, certificate) || (!key_has_no_place && !Fill(key_file, key))) {
+  if (!key_has_no_place && !Fill(key_file, key)) {
     return {};
   }
   FileExchange certificates(certificate_file, CertificatePath(), std::string(certificate),
