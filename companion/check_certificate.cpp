@@ -79,7 +79,7 @@ void CheckPair(const Forecast& forecast, Findings& findings) {
          .code = "pair-refused-by-server",
          .what = "The web server will refuse the pair: " + *reason + ".",
          .cure = "Install another pair, or let the launcher make one: " + RenewalOf(),
-         .keeps_down = true});
+         .keeps_down = !forecast.bind_addresses.empty()});  // else no virtual host loads it
   } else if (!pair.is_kept()) {
     const bool is_new = !HasName(CertificatePath()) && !HasName(KeyPath());
     add({.severity = is_new ? Severity::kNote : Severity::kWarning,

@@ -121,6 +121,20 @@ void CheckSpace(Findings& findings) {
   }
 }
 
+/// What stands there may count as rules.
+void CheckRules(const Forecast& forecast, Findings& findings) {
+  if (forecast.rules.refusal != 0 && forecast.server_conf.is_written) {
+    findings.push_back(
+        {.severity = Severity::kFailure,
+         .code = "rules-not-emptied",
+         .file = forecast.rules.path,
+         .what = "A start cannot empty the file. " + WhyRefused(forecast.rules.refusal),
+         .effect = "It may take what is there for rules of the servlet container, "
+                   "which the daemon may refuse.",
+         .cure = "Remove what is in the way."});
+  }
+}
+
 /// A reconfigure run leaves out the forwarding to the servlet container.
 void CheckProxyBlocks(const Forecast& forecast, Findings& findings) {
   const std::string rules = ReadText(InstallationPath("/conf/mod_proxy.conf")).value_or("");
@@ -162,6 +176,7 @@ void CheckFiles(const Forecast& forecast, Findings& findings) {
   CheckPid(findings);
   CheckModes(forecast, findings);
   CheckSpace(findings);
+  CheckRules(forecast, findings);
   CheckProxyBlocks(forecast, findings);
 }
 

@@ -78,6 +78,16 @@ void CheckTools(const Forecast& forecast, Findings& findings) {
                         .cure = "Install it, or set rotate-logs to 2.",
                         .keeps_down = true});
   }
+  const std::string types = InstallationPath("/conf/mime.types");
+  if (!HasName(types)) {
+    findings.push_back({.severity = Severity::kFailure,
+                        .code = "types-missing",
+                        .file = types,
+                        .what = "The daemon's table of media types is missing.",
+                        .effect = "The daemon does not start.",
+                        .cure = "Install the console's daemon again.",
+                        .keeps_down = true});
+  }
   for (const char* path : {"/bin/sh", "/sbin/ip", "/bin/chmod", "/bin/chown", "/bin/cp"}) {
     if (access(path, X_OK) != 0) {
       findings.push_back({.severity = Severity::kFailure,

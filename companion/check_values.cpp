@@ -141,9 +141,9 @@ void CheckLogDirectory(const Forecast& forecast, uint64_t line, Findings& findin
     add({.severity = Severity::kFailure,
          .code = "log-directory-variable",
          .what = "The path names a variable.",
-         .effect = "The daemon puts a value in its place, which a service does not have, and does "
-                   "not start.",
-         .keeps_down = true});
+         .effect = "The daemon puts a value in its place, which a service does not have. It cannot "
+                   "write its logs, and without rotation it does not start.",
+         .keeps_down = !forecast.settings.rotate_logs});
   } else if (path.find_first_of(" \t\r\n\"'") != std::string::npos) {
     add({.severity = Severity::kFailure,
          .code = "log-directory-form",

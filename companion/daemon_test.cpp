@@ -21,7 +21,7 @@ namespace {
 /// into them only when it starts. So one file stands for all.
 std::string TextFor(const Forecast& forecast) {
   std::string text = forecast.server_conf.text;
-  if (!HasName(forecast.agent_map.path)) {
+  if (forecast.agent_map.is_written) {
     ReplaceAll(text, forecast.agent_map.path, kInputPath);
   }
   if (!forecast.pair.is_kept()) {

@@ -79,6 +79,7 @@ class PreparedInstallation {
     RecordIpOutput("1: lo: <UP>\n    inet 127.0.0.1/8\n2: eth0: <UP>\n    inet 10.1.2.3/8\n");
     PutProgram(base() / "sbin/zxqvxd");
     PutProgram(base() / "bin/rotatelogs");
+    WriteText(base() / "conf/mime.types", "");
     PutServiceFile(tls() / "cert.pem", pair.certificate);
     PutServiceFile(tls() / "file.pem", pair.key);
     PutServiceFile(settings(), "<velquarn>\n" + elements + "</velquarn>");
