@@ -1,15 +1,24 @@
 // Lays out installations, asks the companion what a start will do, starts, and compares. The number
-// of installations is QVX_FORETELLINGS, or 80; the first one is QVX_FIRST_FORETELLING.
+// of installations is QVX_FORETELLINGS, or 80; the first one is QVX_FIRST_FORETELLING. One in
+// kServedOneIn has Debian's web server as its daemon, which is asked whom it lets in.
 
+#include <algorithm>
 #include <cstdlib>
+#include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 
+#include "companion/admission.h"
+#include "companion/changes.h"
+#include "companion/daemon_test.h"
 #include "companion/findings.h"
 #include "companion/forecast.h"
 #include "companion/show.h"
+#include "launcher/launcher.h"
 #include "settings/document.h"
 #include "tests/companion/random_installation.h"
 #include "tls/certificate_details.h"
+#include "tls/pem_files.h"
 #include "webconf/servlet_container.h"
 
 namespace qvx::test {
@@ -17,8 +26,12 @@ namespace {
 
 namespace fs = std::filesystem;
 using companion::DocumentFate;
+using companion::Findings;
 using companion::Forecast;
 using companion::ForeseenFile;
+
+/// Of so many starts one becomes a real web server.
+constexpr uint32_t kServedOneIn = 15;
 
 uint32_t NumberFrom(const char* variable, uint32_t otherwise) {
   const char* value = std::getenv(variable);
@@ -30,7 +43,7 @@ std::optional<std::string> TextAt(const fs::path& path) {
   return fs::is_regular_file(path) ? Contents(path) : std::nullopt;
 }
 
-/// The files that a start may write.
+/// The content of the files that a start may write.
 struct Files {
   explicit Files(const RandomInstallation& site)
       : settings(TextAt(site.base() / "conf/qvxpd.xml")),
@@ -41,6 +54,56 @@ struct Files {
         key(TextAt(site.tls() / "file.pem")) {}
   std::optional<std::string> settings, server_conf, php_ini, agent_map, certificate, key;
 };
+
+/// Everything in an installation, by its path.
+struct Entry {
+  std::string content{};  ///< of what the path leads to
+  std::string rights{};   ///< of that, in numbers
+  bool operator==(const Entry&) const = default;
+};
+using Tree = std::map<std::string, Entry>;
+
+/// `site` is an installation of any kind.
+Tree TreeOf(const auto& site) {
+  Tree tree;
+  for (const fs::path& root : {site.base(), site.tls(), site.log()}) {
+    std::error_code ignored;
+    std::vector<fs::directory_entry> entries(fs::recursive_directory_iterator(root, ignored), {});
+    entries.emplace_back(root);
+    for (const fs::directory_entry& entry : entries) {
+      const auto type = static_cast<int>(entry.symlink_status().type());
+      tree[entry.path()] = {std::to_string(type) + TextAt(entry).value_or("none"),
+                            OwnerOf(entry) + " " + std::to_string(ModeOf(entry))};
+    }
+  }
+  return tree;
+}
+
+/// What is foretold of each path has happened, and nothing else.
+void CompareChanges(const std::vector<companion::FileChange>& changes, Tree before, Tree after) {
+  const std::string service = ServiceOwner() + " " + std::to_string(kServiceFileMode);
+  for (const auto& [path, change, lines] : changes) {
+    SCOPED_TRACE(path + ": " + change);
+    const bool stays = change.starts_with("stays the same") || change.starts_with("is not written");
+    const bool is_sure = change.find("first record") == std::string::npos &&
+                         change.find("emptied") == std::string::npos;
+    if (is_sure) {
+      EXPECT_EQ(before[path].content == after[path].content, stays);
+    }
+    if (change.ends_with("becomes zxqvx:zxqvx, 660")) {
+      EXPECT_EQ(after[path].rights, service);
+    } else if (stays) {
+      EXPECT_EQ(after[path].rights, before[path].rights);
+    }
+    after[path] = before[path];
+  }
+  for (const auto& [path, entry] : after) {
+    const bool is_target = path.find("/target of ") != std::string::npos;  // of a link
+    const bool is_new_log = path.ends_with("/qvx.log") && !before.contains(path);
+    const bool is_servers = path.find("/logs") != std::string::npos && !is_new_log;
+    EXPECT_TRUE(is_servers || is_target || entry == before[path]) << path << " is not foretold";
+  }
+}
 
 void CompareFile(const ForeseenFile& foreseen, const std::optional<std::string>& before,
                  const std::optional<std::string>& after) {
@@ -99,20 +162,92 @@ void CompareStatus(int status, const Forecast& forecast, const Files& before, co
   }
 }
 
-void Compare(uint32_t number, const std::string& output) {
+/// The ends of what the entries hold, their neighbours, and addresses that few lists name.
+std::set<std::string> ClientsOf(const Forecast& forecast) {
+  std::set<std::string> clients = {"127.0.0.1", "127.9.9.9", "8.8.8.8", "10.0.0.3"};
+  for (const companion::AccessEntry& entry : AccessEntries(forecast)) {
+    for (const companion::Span& span : SpansOf(entry)) {
+      for (const uint32_t address : {span.first - 1, span.first, span.last, span.last + 1}) {
+        const in_addr client{htonl(address)};
+        const uint32_t network = address >> 24;
+        if (network > 0 && network < 224) {  // the others are no client's
+          clients.insert(inet_ntoa(client));
+        }
+      }
+    }
+  }
+  return clients;
+}
+
+void CompareAnswer(int answer, const companion::Admission& foretold) {
+  if (foretold.is_certain) {
+    EXPECT_EQ(answer, foretold.is_admitted ? 404 : 403) << foretold.reason;
+  }
+}
+
+/// A client that trusts the kept certificate refuses it for this host when a finding says so.
+void CompareClient(const Forecast& forecast, const Findings& findings) {
+  const auto& hosts = forecast.bind_addresses;
+  const auto host = std::find_if(hosts.begin(), hosts.end(), [](const std::string& address) {
+    return address.starts_with("1");  // the others cannot be reached
+  });
+  if (!forecast.pair.is_kept() || host == hosts.end()) {
+    return;
+  }
+  const bool is_foretold = std::any_of(findings.begin(), findings.end(), [](const auto& finding) {
+    const std::string code = finding.code;
+    return code == "certificate-lacks-host" || code == "certificate-ends" ||
+           code == "certificate-not-yet-valid";
+  });
+  const std::string server = forecast.pair.host + ":2381";
+  constexpr int kNotVerified = 60;
+  const Outcome outcome =
+      RunShell("curl -s --noproxy '*' --max-time 20 --cacert " + CertificatePath() + " --resolve " +
+               server + ":" + *host + " https://" + server + "/");
+  EXPECT_EQ(outcome.status, is_foretold ? kNotVerified : 0);
+}
+
+/// No console stays down, and no client complains, without a finding that says so.
+void CompareServer(const Forecast& forecast, const Findings& findings) {
+  const ServedStart start;
+  SCOPED_TRACE(FindingsAsJson(findings).dump(1));
+  if (!start.is_up()) {
+    EXPECT_EQ(StatusOf(findings), 2);
+    return;
+  }
+  EXPECT_EQ(WhatKeepsDown(findings), nullptr);
+  CompareClient(forecast, findings);
+  for (const std::string& client : ClientsOf(forecast)) {
+    SCOPED_TRACE(client);
+    const int answer = ServedStart::AnswerTo(client);
+    CompareAnswer(answer, Admit(forecast, client));
+    CompareAnswer(answer, AdmitNow(forecast, client).value());
+  }
+}
+
+void Compare(uint32_t number, const std::string& output, const WebServer& server) {
   SCOPED_TRACE("QVX_FIRST_FORETELLING=" + std::to_string(number));
-  const RandomInstallation site(number, Pairs(), output);
+  const bool is_served = number % kServedOneIn == 0;
+  const RandomInstallation site(number, output, is_served ? &server : nullptr);
   const Variable regenerate("QVX_CERT_REGEN",
                             site.regenerates() ? std::optional<std::string>("1") : std::nullopt);
   const Files before(site);
+  const Tree tree = TreeOf(site);
   const Forecast forecast = companion::Foretell();
-  const int status = StatusOf(CheckAll(forecast, "none"));
+  const auto changes = ForetellChanges(forecast);
+  Findings findings = CheckAll(forecast, "none");
+  const int status = StatusOf(findings);
   if (number % 10 == 0) {
     EXPECT_EQ(RunShell("\"" QVX_COMPANION "\" check --from 127.0.0.1 --kept none").status, status);
   }
-  const Outcome outcome = RunShell("exec \"" QVX_LAUNCHER "\" 2>/dev/null");
+  if (is_served && !forecast.exit_status) {
+    CheckWithDaemon(forecast, findings);
+    CompareServer(forecast, findings);
+  } else {
+    CompareEnd(forecast, RunShell("exec \"" QVX_LAUNCHER "\" 2>/dev/null"));
+  }
   const Files after(site);
-  CompareEnd(forecast, outcome);
+  CompareChanges(changes, tree, TreeOf(site));
   CompareSettings(forecast, before, after);
   CompareServerConf(forecast, before, after);
   CompareFile(forecast.php_ini, before.php_ini, after.php_ini);
@@ -142,7 +277,19 @@ TEST(Foretelling, PairThatCannotBeMoved) {
        .spoil = unfit + over + ": >filemm.pem; over filemm.pem"},
       {.name = "a directory in the copy's directory",
        .spoil = unfit + "mkdir -p certmm.pem/cert.pem",
-       .printed = "Cannot start application!"},
+       .printed = kNoTls},
+      {.name = "a pipe that is a mount",
+       .spoil = "rm file.pem; mkfifo file.pem; mount --bind file.pem file.pem",
+       .printed = kNoTls},
+      {.name = "a pipe beside a directory",
+       .spoil = "rm cert.pem file.pem; mkdir cert.pem; mkfifo file.pem",
+       .printed = kNoTls},
+      {.name = "a key that is a mount beside a directory",
+       .spoil = "rm cert.pem; mkdir cert.pem; " + over + "over file.pem",
+       .printed = kNoTls},
+      {.name = "a directory as the key, and no copy of the certificate",
+       .spoil = "rm file.pem; mkdir -p file.pem certmm.pem/cert.pem",
+       .printed = kNoTls},
   };
   // A checkout below /tmp is out of sight on a fresh machine.
   const std::string launcher = Contents(QVX_LAUNCHER).value_or("");
@@ -155,13 +302,16 @@ TEST(Foretelling, PairThatCannotBeMoved) {
       const Variable regenerate("QVX_CERT_REGEN", row.regenerate);
       WriteText("/tmp/foreign", Pairs().foreign.key);
       EXPECT_EQ(std::system(("cd $SSL_SHARE_BASE_DIR; " + row.spoil).c_str()), 0);
-      const std::optional<std::string> before = Contents(site.tls() / "cert.pem");
+      const std::optional<std::string> before = TextAt(site.tls() / "cert.pem");
+      const Tree tree = TreeOf(site);
       const Forecast forecast = companion::Foretell();
+      const auto changes = ForetellChanges(forecast);
       EXPECT_EQ(forecast.printed, row.printed);
       const Outcome outcome = RunShell("exec /tmp/qvxlauncher 2>/dev/null");
       EXPECT_EQ(outcome.output, row.printed);
       EXPECT_EQ(outcome.status, 0);
-      EXPECT_EQ(Contents(site.tls() / "cert.pem") == before,
+      CompareChanges(changes, tree, TreeOf(site));
+      EXPECT_EQ(TextAt(site.tls() / "cert.pem") == before,
                 forecast.pair.is_kept() || !forecast.pair.is_usable());
     });
   }
@@ -174,7 +324,9 @@ INSTANTIATE_TEST_SUITE_P(Shards, Foretellings, testing::Range(0U, kShards));
 
 TEST_P(Foretellings, EveryStartIsAsForetold) {
   ServiceOwner();
-  PassIsolated(CLONE_NEWNS | CLONE_NEWUTS, [shard = GetParam()] {
+  const Variable home("HOME", std::nullopt);  // as for a service
+  PassIsolated(CLONE_NEWNS | CLONE_NEWUTS | CLONE_NEWNET, [shard = GetParam()] {
+    const WebServer server;
     const TempDirectory scratch;
     const std::string output = scratch.path() / "output";
     const std::string program = scratch.path() / "ip";
@@ -183,7 +335,7 @@ TEST_P(Foretellings, EveryStartIsAsForetold) {
     const uint32_t first = NumberFrom("QVX_FIRST_FORETELLING", 0);
     const uint32_t count = NumberFrom("QVX_FORETELLINGS", 80);
     for (uint32_t i = first + shard; i < first + count; i += kShards) {
-      Compare(i, output);
+      Compare(i, output, server);
     }
   });
 }

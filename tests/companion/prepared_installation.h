@@ -7,6 +7,7 @@
 #include <cstring>
 #include <ctime>
 #include <string>
+#include <vector>
 
 #include "tests/settings/fresh_machine.h"
 #include "tls/certificate.h"
@@ -19,12 +20,15 @@ struct PemPair {
   std::string certificate, key;
 };
 
-/// A pair of the launcher's own for a host. Its certificate ends at `end`.
-inline PemPair MakePair(const std::string& host, time_t end, int bits = 2048) {
-  constexpr int kDays = 9000;
-  constexpr time_t kSecondsPerDay = 86400;
-  const Pair pair =
-      Build({host, {"DNS: host1, DNS: " + host, 0}, end - kDays * kSecondsPerDay, bits, kDays});
+inline constexpr time_t kLatestEnd = 2144468992;
+inline constexpr int kDays = 9000;
+inline constexpr time_t kSecondsPerDay = 86400;
+
+/// A pair of the launcher's own for a host, valid for kDays up to `end`. `also` is a further name.
+inline PemPair MakePair(const std::string& host, time_t end = kLatestEnd, int bits = 2048,
+                        const std::string& also = "") {
+  const std::string names = "DNS: host1, DNS: " + (also.empty() ? host : also);
+  const Pair pair = Build({host, {names, 0}, end - kDays * kSecondsPerDay, bits, kDays});
   const StreamHandle stream(BIO_new(BIO_s_mem()));
   const auto written = [&] {
     char* text = nullptr;
@@ -46,18 +50,44 @@ struct PairStock {
   PemPair foreign;         ///< someone else's, for another host
 };
 
+/// A pair of someone else's.
+inline PemPair MakeForeignPair(const std::string& host, const std::string& also = "") {
+  const std::string unit = tmkCertOuName;
+  std::strcpy(tmkCertOuName, "Somebody else");
+  const PemPair pair = MakePair(host, kLatestEnd, 2048, also);
+  std::strcpy(tmkCertOuName, unit.c_str());
+  return pair;
+}
+
 /// Made once in a process. A test that forks calls it before.
 inline const PairStock& Pairs() {
-  static const PairStock pairs = [] {
-    constexpr time_t kEnd = 2144468992;  // the latest one
-    PairStock stock{MakePair(PairHostName(), kEnd), MakePair("elsewhere", kEnd), {}};
-    const std::string unit = tmkCertOuName;
-    std::strcpy(tmkCertOuName, "Somebody else");
-    stock.foreign = MakePair("elsewhere", kEnd);
-    std::strcpy(tmkCertOuName, unit.c_str());
-    return stock;
+  static const PairStock pairs{MakePair(PairHostName()), MakePair("elsewhere"),
+                               MakeForeignPair("elsewhere")};
+  return pairs;
+}
+
+/// Pairs that a start keeps, whatever the web server or its clients say: with a chain that is cut,
+/// with short keys, without the host among the further names, ended, not valid yet; and a good one.
+inline const std::vector<PemPair>& KeptPairs() {
+  static const std::vector<PemPair> pairs = [] {
+    const std::string host = PairHostName();
+    const time_t now = std::time(nullptr);
+    PemPair cut = Pairs().ours;
+    cut.certificate += cut.certificate.substr(0, 400);
+    return std::vector{cut,
+                       MakePair(host, kLatestEnd, 512),
+                       MakePair(host, kLatestEnd, 1024),
+                       MakePair(host, kLatestEnd, 2048, "elsewhere"),
+                       MakePair(host, now - 10),
+                       MakePair(host, now + (kDays + 1) * kSecondsPerDay),
+                       MakeForeignPair("elsewhere", host)};
   }();
   return pairs;
+}
+
+/// A native program with other bytes at an offset.
+inline std::string ProgramWith(size_t offset, const std::string& bytes) {
+  return Contents("/bin/true").value_or("").replace(offset, bytes.size(), bytes);
 }
 
 inline void PutProgram(const std::filesystem::path& path, std::string_view text = "#!/bin/sh\n") {

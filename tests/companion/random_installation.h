@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <functional>
 #include <initializer_list>
 #include <random>
@@ -14,26 +15,43 @@
 #include "settings/document.h"
 #include "settings/reader.h"
 #include "tests/companion/prepared_installation.h"
+#include "tests/companion/web_server.h"
+#include "webconf/php_ini.h"
 
 namespace qvx::test {
 
-/// Lays out one installation. `output` is the file that "/sbin/ip" prints.
+/// Lays out one installation. `output` is the file that "/sbin/ip" prints. With a `server`, that is
+/// the daemon, and fewer things are at fault before it comes to its turn.
 class RandomInstallation {
  public:
-  RandomInstallation(uint32_t number, const PairStock& pairs, const std::string& output)
-      : random_(number + 1) {
+  RandomInstallation(uint32_t number, const std::string& output, const WebServer* server)
+      : server_(server), random_(number + 1) {
     random_.discard(10);  // neighbouring seeds begin alike
     regenerates_ = OneIn(15);
     WriteText(output, Addresses());
     LayOutSettings();
     LayOutFiles();
     LayOutPrograms();
-    LayOutPair(pairs);
+    LayOutPair();
     LayOutDescriptors();
+    LayOutLogs();
   }
+  ~RandomInstallation() {
+    for (const Path& path : immutable_) {
+      Run("chattr -i", path);
+    }
+    for (const Path& path : mounted_) {
+      umount2(path.c_str(), MNT_DETACH);
+    }
+  }
+  RandomInstallation(const RandomInstallation&) = delete;
+  RandomInstallation& operator=(const RandomInstallation&) = delete;
+  RandomInstallation(RandomInstallation&&) = delete;
+  RandomInstallation& operator=(RandomInstallation&&) = delete;
 
   std::filesystem::path base() const { return installation_.base(); }
   std::filesystem::path tls() const { return installation_.tls(); }
+  std::filesystem::path log() const { return installation_.log(); }
   bool regenerates() const { return regenerates_; }
 
  private:
@@ -43,6 +61,10 @@ class RandomInstallation {
 
   std::string Any(std::initializer_list<const char*> texts) {
     return *(texts.begin() + random_() % texts.size());
+  }
+
+  static bool Run(const std::string& command, const Path& path) {
+    return std::system((command + " " + path.string() + " 2>/dev/null").c_str()) == 0;
   }
 
   void DoOne(std::initializer_list<std::function<void()>> acts) {
@@ -60,12 +82,32 @@ class RandomInstallation {
     return text;
   }
 
+  /// Most are entries that the web server takes.
+  std::string Entry() {
+    if (server_ != nullptr && OneIn(5)) {  // which it takes, but reads in its own way
+      return Any({"10.0.0.5\\", "\"10.0.0.3\"", "10.0.0.1\nallow from all", "one,two",
+                  "10.0.0.1\norder deny,allow"});
+    }
+    return OneIn(8) ? Any({"10.0.0.9-10.0.0.1", "10.0.0.1 - 10.0.0.6", "one,two", "\n10.0.0.5\n",
+                           "255.255.255.255-255.255.255.255", "192.168.100.100-192.168.100.200.1",
+                           "10.0.0.5\\", "10.0.0.5#x", "10.0.0.1 # x", "${HOME}", "\"10.0.0.3\"",
+                           "'10.0.0.3", "10.0.0.1\nallow from all", "10.0.0.1\norder deny,allow"})
+                    : Any({"", "10.0.0.5", "10.0.0.1-10.0.0.6", "192.168.1.0-192.168.1.255", "10.2",
+                           "10.1-10.2", "10.0.0.4-10.255.255.255", "127.0.0.1/255.0.0.0", "all",
+                           "10.0.0.0/29", "0.0.0.0-255.255.255.255", "192.168.1.9", "127.0.0.1"});
+  }
+
+  std::string List() {
+    std::string list;
+    for (auto count = random_() % 4; count > 0; --count) {
+      list += Entry() + (OneIn(9) ? "" : ";");
+    }
+    return list;
+  }
+
   std::string Value(const std::string& element) {
     if (element.ends_with("clude")) {
-      return Any({"", ";", "10.0.0.5", "10.0.0.1-10.0.0.6;;192.168.1.0-192.168.1.255",
-                  "10.0.0.9-10.0.0.1", "10.0.0.1 - 10.0.0.6", "0.0.0.0-255.255.255.255", "one,two",
-                  "10.1-10.2", "\n10.0.0.5\n", "255.255.255.255-255.255.255.255",
-                  "192.168.100.100-192.168.100.200.1"});
+      return List();
     }
     if (element == "ip-binding-list") {
       return Any({"10.0.0.0/255.0.0.0", "192.168.1.0/255.255.255.0;10.1.0.0/255.255.0.0",
@@ -76,7 +118,9 @@ class RandomInstallation {
       return Any({"", "host1;10.0.0.5", "host1, host2", "10.0.0.999", "a;;b.example.net"});
     }
     if (element.starts_with("log-")) {
-      return Any({"", "/var/log/console", "C:\\logs", "NOTICE", "warn", "loud", "QVXLogLevel"});
+      return OneIn(4) ? log().string()
+                      : Any({"", "/var/log/console", "C:\\logs", "NOTICE", "warn", "loud",
+                             "QVXLogLevel", "${HOME}"});
     }
     return Any({"True", "true", "False", "False", "yes", " True", "1", "0", "2", "5", "25", "64",
                 "65", "30 or so", "100", "", "<!-- c -->True", "<b>1</b>", "99999999999"});
@@ -88,10 +132,22 @@ class RandomInstallation {
       elements.emplace_back(row.element);
     }
     std::string document = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<velquarn>\n";
-    for (auto count = random_() % 12; count > 0; --count) {
-      const std::string& element = elements[random_() % elements.size()];
-      document.append("<").append(element).append(">").append(Value(element));
+    const auto add = [&document](const std::string& element, const std::string& value) {
+      document.append("<").append(element).append(">").append(value);
       document.append("</").append(element).append(">\n");
+    };
+    if (server_ != nullptr && OneIn(4)) {  // what only a server minds
+      add("rotate-logs", "2");
+      add("log-base-dir", Any({"/none", "${HOME}", log().c_str()}));
+    }
+    if (server_ != nullptr && !OneIn(5)) {
+      add("ip-restricted-logins", "True");
+      add("ip-restricted-include", List());
+      add("ip-restricted-exclude", List());
+    }
+    for (auto count = random_() % (server_ == nullptr ? 12 : 4); count > 0; --count) {
+      const std::string& element = elements[random_() % elements.size()];
+      add(element, Value(element));
     }
     return document + "</velquarn>" + (OneIn(2) ? "\n" : "");
   }
@@ -115,7 +171,8 @@ class RandomInstallation {
     std::filesystem::remove_all(path);
     DoOne({[&] { std::filesystem::create_directory(path); }, [&] { mkfifo(path.c_str(), 0660); },
            [&] { std::filesystem::create_symlink("/dev/null", path); }, link_to_file,
-           [&] { std::filesystem::create_symlink("nowhere", path); },
+           [&] { std::filesystem::create_symlink("target of nobody", path); },
+           [&] { std::filesystem::create_symlink(base() / "none/file", path); },
            [&] {
              link_to_file();
              EXPECT_EQ(lchown(path.c_str(), 12345, 12345), 0);
@@ -144,11 +201,15 @@ class RandomInstallation {
   }
 
   void LayOutFiles() {
-    for (const char* name : {"conf/qvxpd.conf", "bin/php.ini", "conf/ralolist.map"}) {
+    // The next script engine's settings, but for the end of the last line.
+    std::string next = PhpIniText(base().string(), allowablePHPExtensions);
+    next.pop_back();
+    for (const char* name :
+         {"conf/qvxpd.conf", "bin/php.ini", "conf/ralolist.map", "conf/mod_proxy.conf"}) {
       const Path path = base() / name;
       const bool has_folder = std::filesystem::is_directory(path.parent_path());
       if (has_folder && OneIn(2)) {
-        WriteText(path, "old\n");
+        WriteText(path, OneIn(4) ? next : Any({"old\n", "old"}));
       }
       if (has_folder && OneIn(25)) {
         PutOdd(path);
@@ -159,11 +220,26 @@ class RandomInstallation {
     }
   }
 
+  /// What the kernel does not execute: text, and programs without interpreter, machine or loader.
+  std::string NoProgram() {
+    const size_t loader = ProgramWith(0, "").find("/ld-");
+    return OneIn(2) ? Any({"not a program", "#!/none/sh\n"})
+                    : ProgramWith(OneIn(2) ? 18 : loader, "/no");
+  }
+
   void LayOutPrograms() {
+    if (server_ != nullptr) {
+      server_->PutInto(base());
+      if (OneIn(15)) {
+        std::filesystem::remove(base() / "bin/rotatelogs");
+      }
+      return;
+    }
     const Path daemon = base() / "sbin/zxqvxd";
     if (!OneIn(20)) {
-      WriteText(daemon, Any({"#!/bin/sh\necho daemon \"$@\"\n", "#!/bin/sh\necho daemon\n",
-                             "not a program"}));
+      WriteText(daemon, OneIn(4) ? NoProgram()
+                                 : Any({"#!/bin/sh\necho daemon \"$@\"\n",
+                                        "#! /bin/sh -e\necho daemon\n"}));
       chmod(daemon.c_str(), OneIn(10) ? 0644 : 0755);
     }
     const Path tool = base() / "sbin/genproxyconf";
@@ -174,27 +250,52 @@ class RandomInstallation {
     }
   }
 
-  void LayOutPair(const PairStock& pairs) {
+  void LayOutPair() {
+    const PairStock& pairs = Pairs();
     PemPair pair = OneIn(4) ? pairs.foreign : pairs.ours;
     const auto be_elsewhere = [&] { pair = pairs.ours_elsewhere; };
     const auto be_damaged = [&] { pair.certificate = "garbage"; };
     const auto mismatch = [&] { pair = {pairs.ours.certificate, pairs.foreign.key}; };
     const auto lose_key = [&] { pair.key = ""; };
     const auto lose_folder = [&] { std::filesystem::remove_all(tls()); };
-    if (OneIn(20)) {
+    if (OneIn(12)) {
       DoOne({be_elsewhere, be_damaged, mismatch, lose_key, lose_folder});
+    } else if (OneIn(6)) {
+      pair = KeptPairs()[random_() % KeptPairs().size()];
     }
     if (!std::filesystem::exists(tls())) {
       return;
     }
     WriteText(tls() / "cert.pem", pair.certificate);
     WriteText(tls() / "file.pem", pair.key);
-    if (OneIn(20)) {  // a name for the copy that lets nothing be put there
-      std::filesystem::create_directories(tls() /
-                                          Any({"certmm.pem/cert.pem", "filemm.pem/file.pem"}));
-    }
     if (OneIn(10)) {
       PutOdd(tls() / Any({"cert.pem", "file.pem"}));
+    }
+    for (const char* name : {"certmm.pem", "filemm.pem", "cert.pem", "file.pem"}) {
+      if (OneIn(12)) {
+        Hinder(tls() / name);
+      }
+    }
+  }
+
+  /// Lets a file not be replaced. For a copy's name, a directory of the file's name does that, too.
+  void Hinder(const Path& path) {
+    const std::string name = path.filename().string();
+    if (name.ends_with("mm.pem") && OneIn(3)) {
+      std::filesystem::create_directories(path / (name.substr(0, 4) + ".pem"));
+      return;
+    }
+    if (std::filesystem::is_symlink(path)) {
+      return;
+    }
+    if (!std::filesystem::exists(path)) {
+      WriteText(path, "old copy");
+    }
+    if (OneIn(2)) {
+      EXPECT_EQ(mount(path.c_str(), path.c_str(), nullptr, MS_BIND, nullptr), 0);
+      mounted_.push_back(path);
+    } else if (Run("chattr +i", path)) {  // not every file system can
+      immutable_.push_back(path);
     }
   }
 
@@ -206,7 +307,26 @@ class RandomInstallation {
     }
   }
 
+  void LayOutLogs() {
+    const Path logs = base() / "logs";
+    if (OneIn(server_ == nullptr ? 20 : 6)) {
+      std::filesystem::remove_all(log() / "logs");
+    }
+    if (OneIn(15)) {
+      WriteText(logs / "httpd.pid", OneIn(2) ? "4194305\n" : std::to_string(getpid()) + "\n");
+    }
+    if (OneIn(15)) {  // the next record ends the file
+      WriteText(logs / "qvx.log", "00030D3A\n" + Repeated("x", 199985));
+    } else if (OneIn(15)) {
+      EXPECT_EQ(mount("tmpfs", logs.c_str(), "tmpfs", 0, "size=8k"), 0);
+      mounted_.push_back(logs);
+      WriteText(logs / "full", Repeated("x", 8192));
+    }
+  }
+
   const Installation installation_;
+  const WebServer* server_;
+  std::vector<Path> immutable_, mounted_;
   std::minstd_rand random_;
   bool regenerates_;
 };
