@@ -1,6 +1,7 @@
 // What the program prints, and its statuses: session.txt and spoilt.txt, which begin each command
 // with "$ ".
 
+#include <expat.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -24,6 +25,7 @@ constexpr char kElements[] =
 std::string Common(std::string text, const std::string& root) {
   const std::pair<std::string, const char*> rows[] = {
       {root, "ROOT"},
+      {XML_ErrorString(XML_ERROR_TAG_MISMATCH), "(as the parser says)"},
       {"([0-9A-F]{2}:){31}[0-9A-F]{2}", "DIGEST"},
       {"(days.left\"?: )[0-9]+", "$1DAYS"},
       {"(process\"?:? )[0-9]+", "$1NUMBER"},
