@@ -94,9 +94,11 @@ TEST(RingReader, KilledWritersLoseNothing) {
   for (int last = 0, round = 1; last < count; ++round) {
     const int until = last + round % 200;
     const pid_t writer = fork();
-    for (int number = last + 1; writer == 0; ++number) {
-      LogOutput(kLogError, "%d", number);
-      written = number;
+    if (writer == 0) {
+      for (int number = last + 1;; ++number) {
+        LogOutput(kLogError, "%d", number);
+        written = number;
+      }
     }
     while (written < until) {
       sched_yield();
