@@ -50,9 +50,10 @@ def play(stage, judge, campaign, disturbance):
     code, output = run_beside(stage, disturbance, holds)
     findings = [finding for hold in holds if hold for finding in hold()]
     findings += judge.of_processes()
-    # What lasts disturbs the daemon, too.
-    is_daemons = "+" in disturbance.name and re.search(r"zxqvxd.* = 0$", stage.notes(), re.M)
-    if "end" in campaign.judged and not is_daemons:
+    # What lasts disturbs the daemon, too, and the text that would tell the end.
+    is_hidden = "+" in disturbance.name and re.search(r"zxqvxd.* = 0$|^write\(1, .*INJECTED",
+                                                      stage.notes(), re.M)
+    if "end" in campaign.judged and not is_hidden:
         findings += judge.of_end(code, output)
     if "files" in campaign.judged:
         findings += judge.of_files("place" in campaign.judged)
