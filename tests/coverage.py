@@ -1,10 +1,11 @@
 """The work of scripts/coverage."""
+import json
 import os
 import pathlib
 import shutil
 import subprocess
 import sys
-from collections import defaultdict
+from collections import Counter, defaultdict
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 BUILD = ROOT / "build/coverage"
@@ -26,29 +27,34 @@ def run_everything():
 
 
 def counts():
-    """For each source file of the rooms: the runs of each line, and those of each branch."""
+    """For each source file of the rooms: the runs of each line, and those of each branch, by its place
+    and outcome."""
     profile = BUILD / "counters.profdata"
     subprocess.run(["llvm-profdata-19", "merge", "--sparse", *COUNTERS.glob("*.profraw"),
                     "--output", profile], check=True)
     programs = [BUILD / "launcher/qvxlauncher", BUILD / "companion/qvxctl",
                 *BUILD.glob("tests/*/*_tests")]
-    exported = subprocess.run(
-        ["llvm-cov-19", "export", "--format=lcov", "--instr-profile", profile, programs[0],
-         *(f"--object={program}" for program in programs[1:]), *(ROOT / room for room in ROOMS)],
-        check=True, stdout=subprocess.PIPE, text=True)
-    files = []
-    for line in exported.stdout.splitlines():
+
+    def export(*how):
+        return subprocess.run(
+            ["llvm-cov-19", "export", *how, "--instr-profile", profile, programs[0],
+             *(f"--object={program}" for program in programs[1:]), *(ROOT / room for room in ROOMS)],
+            check=True, stdout=subprocess.PIPE, text=True).stdout
+
+    files = defaultdict(lambda: (Counter(), Counter()))
+    for line in export("--format=lcov", "--skip-branches").splitlines():
         kind, _, rest = line.partition(":")
         if kind == "SF":
-            lines, branches = {}, []
-            files.append((pathlib.Path(rest).relative_to(ROOT), lines, branches))
+            file = rest
         elif kind == "DA":
             number, count = map(int, rest.split(","))
-            lines[number] = count
-        elif kind == "BRDA":
-            count = rest.split(",")[-1]
-            branches.append(0 if count == "-" else int(count))
-    return files
+            files[file][0][number] += count
+    for file in json.loads(export("--skip-functions", "--skip-expansions"))["data"][0]["files"]:
+        for branch in file["branches"]:  # one for each instantiation of a template
+            place, runs = tuple(branch[:4]), branch[4:6]
+            for outcome, count in enumerate(runs):
+                files[file["filename"]][1][place, outcome] += count
+    return {pathlib.Path(file).relative_to(ROOT): counted for file, counted in files.items()}
 
 
 def missed_pieces(file, lines):
@@ -72,15 +78,16 @@ def main():
         run_everything()
     rooms = defaultdict(lambda: [0, 0, 0, 0])
     files = counts()
-    for file, lines, branches in files:
+    for file, (lines, branches) in files.items():
         numbers = [sum(count > 0 for count in lines.values()), len(lines),
-                   sum(count > 0 for count in branches), len(branches)]
+                   sum(count > 0 for count in branches.values()), len(branches)]
         rooms[file.parts[0]] = [*map(sum, zip(rooms[file.parts[0]], numbers))]
     rooms["all"] = [*map(sum, zip(*rooms.values()))]
     for room, (lines, all_lines, branches, all_branches) in rooms.items():
         print(f"{room:10} lines {share(lines, all_lines)}   branches {share(branches, all_branches)}")
     if "--missed" in sys.argv:
-        print(*(piece for file, lines, _ in files for piece in missed_pieces(file, lines)), sep="\n")
+        print(*(piece for file, (lines, _) in files.items()
+                for piece in missed_pieces(file, lines)), sep="\n")
 
 
 if __name__ == "__main__":
