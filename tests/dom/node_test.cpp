@@ -4,6 +4,8 @@
 namespace qvx::test {
 namespace {
 
+void Ignore(DOM_EventListener* /*listener*/, DOM_Event* /*event*/) {}
+
 std::string Names(NodeList* list) {
   std::string names;
   for (int32_t i = 0; const DOM_Node* node = DOM_NodeList_item(list, i); ++i) {
@@ -39,14 +41,21 @@ TEST(Node, NullIsRefusedOrIgnored) {
       [&] { DOM_CharacterData_replaceData(none, 0, 1, "a"); },
       [&] { DOM_Text_splitText(none, 0); },
       [&] { EXPECT_EQ(utf8tods(nullptr, 1, nullptr), -1); },
+      [&] { EXPECT_EQ(utf8tods("a", 1, nullptr), -1); },
       [&] { NodeList_append(nullptr, r); },
-      [&] { DOM_EventTarget_addEventListener(none, "a", nullptr, nullptr, 0); },
+      [&] { DOM_EventTarget_addEventListener(none, "a", nullptr, Ignore, 0); },
+      [&] { DOM_EventTarget_addEventListener(r, nullptr, nullptr, Ignore, 0); },
+      [&] { DOM_EventTarget_addEventListener(r, "a", nullptr, nullptr, 0); },
+      [&] { DOM_EventTarget_removeEventListener(none, "a", nullptr, Ignore, 0); },
+      [&] { DOM_EventTarget_removeEventListener(r, nullptr, nullptr, Ignore, 0); },
       [&] { DOM_EventTarget_dispatchEvent(none, nullptr); },
       [&] { DOM_DocumentEvent_createEvent(none, "Events"); },
       [&] { DOM_DocumentEvent_createEvent(d, nullptr); },
       [&] { DOM_DocumentLS_load(d, nullptr); },
       [&] { DOM_DocumentLS_fread(d, nullptr); },
+      [&] { DOM_DocumentLS_fread(none, stdin); },
       [&] { DOM_DocumentLS_fwrite(none, stdout); },
+      [&] { DOM_DocumentLS_fwrite(r, nullptr); },
   };
   for (const auto& call : refused) {
     SCOPED_TRACE(&call - refused);
@@ -59,6 +68,26 @@ TEST(Node, NullIsRefusedOrIgnored) {
   DOM_Element_removeAttribute(none, "a");
   DOM_Event_stopPropagation(nullptr);
   DOM_Event_preventDefault(nullptr);
+  DOM_Event_initEvent(nullptr, "a", 0, 0);
+  DOM_TextEvent_initModifier(nullptr, 1, 1);
+  EXPECT_EQ(DOM_TextEvent_checkModifier(nullptr, 1), 0);
+  DOM_Event event{};
+  event.type = "a";
+  DOM_Event_initEvent(&event, nullptr, 1, 1);
+  DOM_TextEvent_initTextEvent(&event, "", 1, 1, &event, 1, "b", 1, 1, 1, 1);
+  DOM_MutationEvent_initMutationEvent(&event, "", 1, 1, r, "b", "b", "b", 1);
+  DOM_DocumentEvent_destroyEvent(nullptr, &event);
+  EXPECT_EQ(Text(event.type) + Text(event.outputString) + Text(event.newValue), "a(null)(null)");
+  DOM_EventTarget_removeEventListener(loose.get(), "a", nullptr, Ignore, 0);
+  EXPECT_EQ(DOM_Document_getElementsByTagName(d, nullptr), nullptr);
+  EXPECT_EQ(DOM_Element_getElementsByTagName(none, "a"), nullptr);
+  EXPECT_EQ(DOM_Element_getElementsByTagName(r, nullptr), nullptr);
+  EXPECT_EQ(DOM_NamedNodeMap_getNamedItem(nullptr, "a"), nullptr);
+  EXPECT_EQ(DOM_NamedNodeMap_getNamedItem(r->attributes, nullptr), nullptr);
+  EXPECT_EQ(Refusal(DOM_NamedNodeMap_removeNamedItem(nullptr, "a")), DOM_NOT_FOUND_ERR);
+  EXPECT_EQ(NodeList_exists(nullptr, r) + NodeList_exists(d->childNodes, none), 0);
+  EXPECT_EQ(fputds(nullptr, stdout), EOF);
+  EXPECT_EQ(fputds("a", nullptr), EOF);
   EXPECT_EQ(DOM_Element_getAttribute(r, nullptr), nullptr);
   EXPECT_EQ(DOM_Document_getDoctype(r), nullptr);
   EXPECT_EQ(DOM_EventTarget_listenerCount(none), 0U);

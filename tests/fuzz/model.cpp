@@ -157,16 +157,13 @@ class Workshop {
     DOM_Node* const element = Slot(input);
     DOM_Node* const attribute = Slot(input);
     const std::string name = Name(input);
-    if (element == nullptr || element->nodeType != DOM_ELEMENT_NODE) {
-      return;
-    }
     DOM_Node* const old = DOM_Element_getAttributeNode(element, name.c_str());
     if (kind == 0) {
       DOM_Element_setAttribute(element, name.c_str(), Word(input).c_str());
     } else if (kind == 1) {
       ForgetAll(old);
       DOM_Element_removeAttribute(element, name.c_str());
-    } else if (attribute != nullptr && attribute->nodeType == DOM_ATTRIBUTE_NODE) {
+    } else {
       DOM_Node* const out = kind == 2 ? DOM_Element_setAttributeNode(element, attribute)
                                       : DOM_Element_removeAttributeNode(element, attribute);
       Note(out);
@@ -183,12 +180,6 @@ class Workshop {
     const auto offset = static_cast<int32_t>(input.Below(6)) - 1;
     const auto count = static_cast<int32_t>(input.Below(6)) - 1;
     const std::string data = Word(input);
-    const bool has_data = node != nullptr && (node->nodeType == DOM_TEXT_NODE ||
-                                              node->nodeType == DOM_CDATA_SECTION_NODE ||
-                                              node->nodeType == DOM_COMMENT_NODE);
-    if (!has_data) {
-      return;
-    }
     if (kind == 0) {
       DOM_CharacterData_appendData(node, data.c_str());
     } else if (kind == 1) {
@@ -200,7 +191,7 @@ class Workshop {
     } else if (kind == 4) {
       const MallocOwner<char> part(DOM_CharacterData_substringData(node, offset, count));
       report_ += part == nullptr ? "null" : part.get();
-    } else if (node->nodeType == DOM_TEXT_NODE && ParentOf(node) != nullptr) {
+    } else {
       Note(DOM_Text_splitText(node, offset));
     }
   }
@@ -225,17 +216,15 @@ class Workshop {
       ChangeData(input);
     } else if (kind < 10) {
       DOM_Node* const top = Slot(input);
-      if (top != nullptr && top->nodeType == DOM_ELEMENT_NODE) {
-        Forget(top, [](const DOM_Node* node) { return node->nodeType == DOM_TEXT_NODE; });
-        DOM_Element_normalize(top);
-      }
+      Forget(top, [top](const DOM_Node* node) {
+        return node != top && node->nodeType == DOM_TEXT_NODE;
+      });
+      DOM_Element_normalize(top);
     } else if (kind < 11) {
       const DOM_Node* const original = Slot(input);
       const int is_deep = static_cast<int>(input.Below(2));
       const size_t slot = input.Below(kSlots);
-      if (original != nullptr) {
-        Put(slot, DOM_Node_cloneNode(const_cast<DOM_Node*>(original), is_deep));
-      }
+      Put(slot, DOM_Node_cloneNode(const_cast<DOM_Node*>(original), is_deep));
     } else {
       LookUp(input);
     }
