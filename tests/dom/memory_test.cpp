@@ -64,12 +64,16 @@ char* __wrap_strdup(const char* text) {
 namespace qvx::test {
 namespace {
 
-/// The document <r><e k="v">x...</e>abc|def</r> and an empty one. A listener hears both, or none.
-/// The text is too long for a page that nodes share, so a copy of it always needs memory.
+/// The document <r><e k="v">x...</e>abc|def<x.../><?x... x...?></r> and an empty one. A listener
+/// hears both, or none. The long text is too long for a page that nodes share, so a copy of it
+/// always needs memory.
 struct World : Tree {
   explicit World(bool is_heard) {
     DOM_Element_setAttribute(e, "k", "v");
-    Add(e, std::string(40000, 'x'));
+    Add(e, long_text);
+    DOM_Element_setAttribute(Add(root(), "<" + long_text), long_text.c_str(), long_text.c_str());
+    DOM_Node_appendChild(root(), DOM_Document_createProcessingInstruction(
+                                     document(), long_text.c_str(), long_text.c_str()));
     for (DOM_Document* const heard : {document(), empty.get()}) {
       if (is_heard) {
         listener.Hear(heard, "DOMNodeInserted");
@@ -78,6 +82,7 @@ struct World : Tree {
     }
     TakeError();
   }
+  const std::string long_text = std::string(40000, 'x');
   DOM_Node* const e = Add(root(), "<e");
   DOM_Node* const abc = Add(root(), "abc");
   DOM_Node* const def = Add(root(), "def");
@@ -123,6 +128,13 @@ TEST(Memory, EveryFailureIsReported) {
       {"split", [](W& w) { return DOM_Text_splitText(w.abc, 1) != nullptr && Succeeded(); }},
       {"replacement",
        [](W& w) { return DOM_CharacterData_replaceData(w.abc, 0, 1, "x"), Succeeded(); }},
+      {"long value",
+       [](W& w) { return DOM_Node_setNodeValue(w.abc, w.long_text.c_str()), Succeeded(); }},
+      {"growth",
+       [](W& w) {
+         DOM_CharacterData_appendData(w.abc, w.long_text.c_str());
+         return Succeeded();
+       }},
       {"listener", [](W& w) { return w.listener.Hear(w.e, "x"), Succeeded(); }},
       {"document type",
        [](W&) {

@@ -201,9 +201,16 @@ TEST(NamedNodeMap, HoldsOneElementsAttributesOnly) {
   NodeList_append(plain.get(), text.get());
   EXPECT_NE(NodeList_replace(plain.get(), a.get(), text.get()), nullptr);
   EXPECT_EQ(DOM_AttributePart(a.get()).ownerElement, DOM_NodeList_ownerElement(second));
+  EXPECT_EQ(DOM_NodeList_ownerDocument(plain.get()), tree.document());
   EXPECT_EQ(DOM_NamedNodeMap_removeNamedItem(second, "a"), a.get());
   EXPECT_EQ(DOM_AttributePart(a.get()).ownerElement, nullptr);
   EXPECT_EQ(Refusal(DOM_NamedNodeMap_removeNamedItem(second, "a")), DOM_NOT_FOUND_ERR);
+  const Tree other;
+  const OwnedNode stranger(DOM_Document_createElement(other.document(), "s"));
+  NamedNodeMap* const loose = Document_createNamedNodeMap(tree.document());
+  EXPECT_EQ(Refusal(DOM_NamedNodeMap_setNamedItem(loose, stranger.get())), DOM_WRONG_DOCUMENT_ERR);
+  DOM_NamedNodeMap_setNamedItem(loose, DOM_Document_createElement(tree.document(), "e"));
+  DOM_Document_destroyNamedNodeMap(tree.document(), loose, 1);
 }
 
 }  // namespace
