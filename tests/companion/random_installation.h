@@ -220,11 +220,18 @@ class RandomInstallation {
     }
   }
 
-  /// What the kernel does not execute: text, and programs without interpreter, machine or loader.
+  /// What the kernel does not execute: text, and programs that are cut, of no kind, of another
+  /// machine or without a loader.
   std::string NoProgram() {
-    const size_t loader = ProgramWith(0, "").find("/ld-");
-    return OneIn(2) ? Any({"not a program", "#!/none/sh\n"})
-                    : ProgramWith(OneIn(2) ? 18 : loader, "/no");
+    const std::string native = ProgramWith(0, "");
+    const std::string texts[] = {"not a program",
+                                 "#!/none/sh\n",
+                                 "#!/bin/sh\r\n",
+                                 native.substr(0, 60),
+                                 ProgramWith(16, "/n"),
+                                 ProgramWith(18, "/n"),
+                                 ProgramWith(native.find("/ld-"), "/n")};
+    return texts[random_() % std::size(texts)];
   }
 
   void LayOutPrograms() {
@@ -237,7 +244,7 @@ class RandomInstallation {
     }
     const Path daemon = base() / "sbin/zxqvxd";
     if (!OneIn(20)) {
-      WriteText(daemon, OneIn(4) ? NoProgram()
+      WriteText(daemon, OneIn(3) ? NoProgram()
                                  : Any({"#!/bin/sh\necho daemon \"$@\"\n",
                                         "#! /bin/sh -e\necho daemon\n"}));
       chmod(daemon.c_str(), OneIn(10) ? 0644 : 0755);
