@@ -14,7 +14,6 @@
 #include "companion/findings.h"
 #include "companion/forecast.h"
 #include "companion/show.h"
-#include "launcher/launcher.h"
 #include "settings/document.h"
 #include "tests/companion/random_installation.h"
 #include "tls/certificate_details.h"
@@ -63,8 +62,7 @@ struct Entry {
 };
 using Tree = std::map<std::string, Entry>;
 
-/// `site` is an installation of any kind.
-Tree TreeOf(const auto& site) {
+Tree TreeOf(const RandomInstallation& site) {
   Tree tree;
   for (const fs::path& root : {site.base(), site.tls(), site.log()}) {
     std::error_code ignored;
@@ -254,67 +252,6 @@ void Compare(uint32_t number, const std::string& output, const WebServer& server
   CompareFile(forecast.agent_map, before.agent_map, after.agent_map);
   ComparePair(forecast, before, after);
   CompareStatus(status, forecast, before, after);
-}
-
-TEST(Foretelling, PairThatCannotBeMoved) {
-  // In the folder of the pair, of which the certificate is ours.
-  const std::string unfit = "cp /tmp/foreign file.pem; ";
-  const std::string over = "over() { cp $1 /tmp; touch $1; mount --bind /tmp/$1 $1; }; ";
-  const struct {
-    const char* name;
-    const char* regenerate = "0";
-    std::string spoil;
-    const char* printed = "";
-  } rows[] = {
-      {.name = "a pair that cannot be deleted stays",
-       .regenerate = "1",
-       .spoil = over + "over cert.pem; over file.pem"},
-      {.name = "a key that can be deleted", .regenerate = "1", .spoil = over + "over cert.pem"},
-      {.name = "a pair that is deleted needs no copy",
-       .regenerate = "1",
-       .spoil = "mkdir -p certmm.pem/cert.pem"},
-      {.name = "a copy that is a mount is written anew",
-       .spoil = unfit + over + ": >filemm.pem; over filemm.pem"},
-      {.name = "a directory in the copy's directory",
-       .spoil = unfit + "mkdir -p certmm.pem/cert.pem",
-       .printed = kNoTls},
-      {.name = "a pipe that is a mount",
-       .spoil = "rm file.pem; mkfifo file.pem; mount --bind file.pem file.pem",
-       .printed = kNoTls},
-      {.name = "a pipe beside a directory",
-       .spoil = "rm cert.pem file.pem; mkdir cert.pem; mkfifo file.pem",
-       .printed = kNoTls},
-      {.name = "a key that is a mount beside a directory",
-       .spoil = "rm cert.pem; mkdir cert.pem; " + over + "over file.pem",
-       .printed = kNoTls},
-      {.name = "a directory as the key, and no copy of the certificate",
-       .spoil = "rm file.pem; mkdir -p file.pem certmm.pem/cert.pem",
-       .printed = kNoTls},
-  };
-  // A checkout below /tmp is out of sight on a fresh machine.
-  const std::string launcher = Contents(QVX_LAUNCHER).value_or("");
-  Pairs();
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    OnFreshMachine([&] {
-      PutProgram("/tmp/qvxlauncher", launcher);
-      const PreparedInstallation site("");
-      const Variable regenerate("QVX_CERT_REGEN", row.regenerate);
-      WriteText("/tmp/foreign", Pairs().foreign.key);
-      EXPECT_EQ(std::system(("cd $SSL_SHARE_BASE_DIR; " + row.spoil).c_str()), 0);
-      const std::optional<std::string> before = TextAt(site.tls() / "cert.pem");
-      const Tree tree = TreeOf(site);
-      const Forecast forecast = companion::Foretell();
-      const auto changes = ForetellChanges(forecast);
-      EXPECT_EQ(forecast.printed, row.printed);
-      const Outcome outcome = RunShell("exec /tmp/qvxlauncher 2>/dev/null");
-      EXPECT_EQ(outcome.output, row.printed);
-      EXPECT_EQ(outcome.status, 0);
-      CompareChanges(changes, tree, TreeOf(site));
-      EXPECT_EQ(TextAt(site.tls() / "cert.pem") == before,
-                forecast.pair.is_kept() || !forecast.pair.is_usable());
-    });
-  }
 }
 
 /// Several, so that they can run at once.
