@@ -30,12 +30,17 @@ bool Exists(int directory, const std::string& name) {
   return fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
+/// Whether errno of a reading that failed tells what is there: nothing, no file, or more than was
+/// asked for.
+bool TellsWhatIsThere() {
+  return errno == ENOENT || errno == EFBIG || IsNoFile(errno);
+}
+
 /// Returns whether a file has the content `text`; nothing when that cannot be told at the moment.
 std::optional<bool> Holds(const std::string& path, const std::string& text) {
   const Descriptor file = OpenDescriptor(path, O_RDONLY);
   const std::optional<std::string> content = file ? ReadRest(file, text.size()) : std::nullopt;
-  const bool is_known = content || errno == ENOENT || errno == EFBIG || IsNoFile(errno);
-  return is_known ? std::optional(content == text) : std::nullopt;
+  return content || TellsWhatIsThere() ? std::optional(content == text) : std::nullopt;
 }
 
 /// Without flags this is renameat(2), which every kernel and file system has.
@@ -78,7 +83,7 @@ bool TakeBack(int directory, const std::string& path, const std::string& name, p
   const Descriptor undo = OpenDescriptor(path + FurtherName(name, number, kUndoSuffix), O_RDONLY);
   const std::optional<std::string> text = undo ? ReadRest(undo, kLongestUndo) : std::nullopt;
   if (!text || text->empty()) {
-    return text || errno == ENOENT || errno == EFBIG || IsNoFile(errno);
+    return text || TellsWhatIsThere();
   }
   return PutBack(directory, path, name, FurtherName(name, number, kOldSuffix), *text);
 }

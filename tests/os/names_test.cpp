@@ -63,6 +63,7 @@ TEST(Paths, SplitIntoParts) {
   EXPECT_EQ(Split("name", 0), "0 # 0 # 0 # 5 # 1");
   EXPECT_EQ(Split("c:dir/abc.x", 4), "0 c: 3 # 5 abc 4 .x 3");
   EXPECT_EQ(Split("//server/share/dir/x.y", 99), "1 //server/share 15 /dir/ 6 x 2 .y 3");
+  EXPECT_EQ(Split(R"(\a/b\c.d)", 99), "1  0 \\a/b\\ 6 c 2 .d 3");
   EXPECT_EQ(Split("//server", 99), "1  0 // 3 server 7  1");
   EXPECT_EQ(
       OSSplitPath(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
@@ -177,6 +178,7 @@ TEST(Host, NullGetsAFailure) {
   EXPECT_EQ(OSGetQVXDirectory(nullptr, kPathCapacity), nullptr);
   EXPECT_EQ(OSGetCurrentDirectory(nullptr, kPathCapacity), nullptr);
   EXPECT_EQ(OSFileAffinity(nullptr), nullptr);
+  EXPECT_EQ(OSFindNextFile(0, nullptr), -1);
 }
 
 using Arguments = std::vector<std::string>;
@@ -226,6 +228,11 @@ TEST(Host, AnswersOfThePlatform) {
   EXPECT_STREQ(OSFileAffinity(mixed), "a/b/c");
   EXPECT_EQ(OSGetDriveType("/"), 3);
   EXPECT_EQ(OSSetFileTime("/none", nullptr), -1);
+  const time_t now = time(nullptr);
+  EXPECT_EQ(mktime(OSLocalTime(&now)), now);
+  EXPECT_EQ(OSGetHostByAddr(mixed, 3, AF_INET), nullptr) << "no address is that short";
+  OSGetSystemName(mixed, 2);
+  EXPECT_EQ(std::string(mixed).size(), 1U);
   EXPECT_GE(Callpopen(), 0) << "whether the command is installed or not";
   EXPECT_STREQ(OSFindFirstVolume(nullptr, nullptr, nullptr), OSFindNextVolume(nullptr));
   EXPECT_EQ(OSUnsigned(-1), 0xFFFFFFFFU);
