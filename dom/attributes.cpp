@@ -99,9 +99,6 @@ void NoteReplacement(DOM_Element* element, DOM_Attr* displaced, DOM_Attr* attrib
 }  // namespace
 
 void qvx::dom::AddAttribute(DOM_Element* element, const DOM_String* name, const DOM_String* value) {
-  if (MapOf(element) == nullptr || name == nullptr || value == nullptr) {
-    return;
-  }
   const Operation operation;
   DOM_Attr* attribute = MakeForElement(element, name, value);
   if (attribute == nullptr) {
