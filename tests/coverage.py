@@ -22,8 +22,12 @@ def run_everything():
     # What the service account runs is counted, too, whatever the file-creation mask of the run.
     everybody = ",".join(f"{whose}::rwx" for whose in ("u", "g", "o", "d:u", "d:g", "d:o"))
     subprocess.run(["setfacl", "--modify", everybody, COUNTERS], check=True)
-    subprocess.run(["ctest", "--preset", "coverage", "--parallel", str(os.cpu_count())],
-                   check=True)
+    subprocess.run(["ctest", "--preset", "coverage", "--parallel", str(os.cpu_count()),
+                    "--label-exclude", "torture"], check=True)
+    for campaigns in (["--ci"], ["--long", "--scenario", "mismatched pair",
+                                 "faults", "allocations", "races"]):
+        subprocess.run([sys.executable, ROOT / "tests/torture/torture.py", "--build", BUILD,
+                        *campaigns], check=True)
 
 
 def counts():
