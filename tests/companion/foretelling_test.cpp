@@ -42,22 +42,11 @@ std::optional<std::string> TextAt(const fs::path& path) {
   return fs::is_regular_file(path) ? Contents(path) : std::nullopt;
 }
 
-/// The content of the files that a start may write.
-struct Files {
-  explicit Files(const RandomInstallation& site)
-      : settings(TextAt(site.base() / "conf/qvxpd.xml")),
-        server_conf(TextAt(site.base() / "conf/qvxpd.conf")),
-        php_ini(TextAt(site.base() / "bin/php.ini")),
-        agent_map(TextAt(site.base() / "conf/ralolist.map")),
-        certificate(TextAt(site.tls() / "cert.pem")),
-        key(TextAt(site.tls() / "file.pem")) {}
-  std::optional<std::string> settings, server_conf, php_ini, agent_map, certificate, key;
-};
-
 /// Everything in an installation, by its path.
 struct Entry {
-  std::string content{};  ///< of what the path leads to
-  std::string rights{};   ///< of that, in numbers
+  int type = 0;
+  std::optional<std::string> text{};  ///< of what the path leads to
+  std::string rights{};               ///< of that, in numbers
   bool operator==(const Entry&) const = default;
 };
 using Tree = std::map<std::string, Entry>;
@@ -69,8 +58,7 @@ Tree TreeOf(const RandomInstallation& site) {
     std::vector<fs::directory_entry> entries(fs::recursive_directory_iterator(root, ignored), {});
     entries.emplace_back(root);
     for (const fs::directory_entry& entry : entries) {
-      const auto type = static_cast<int>(entry.symlink_status().type());
-      tree[entry.path()] = {std::to_string(type) + TextAt(entry).value_or("none"),
+      tree[entry.path()] = {static_cast<int>(entry.symlink_status().type()), TextAt(entry),
                             OwnerOf(entry) + " " + std::to_string(ModeOf(entry))};
     }
   }
@@ -86,7 +74,8 @@ void CompareChanges(const std::vector<companion::FileChange>& changes, Tree befo
     const bool is_sure = change.find("first record") == std::string::npos &&
                          change.find("emptied") == std::string::npos;
     if (is_sure) {
-      EXPECT_EQ(before[path].content == after[path].content, stays);
+      EXPECT_EQ(before[path].text == after[path].text && before[path].type == after[path].type,
+                stays);
     }
     if (change.ends_with("becomes zxqvx:zxqvx, 660")) {
       EXPECT_EQ(after[path].rights, service);
@@ -103,40 +92,41 @@ void CompareChanges(const std::vector<companion::FileChange>& changes, Tree befo
   }
 }
 
-void CompareFile(const ForeseenFile& foreseen, const std::optional<std::string>& before,
-                 const std::optional<std::string>& after) {
-  SCOPED_TRACE(foreseen.path);
-  EXPECT_EQ(after, foreseen.is_written ? foreseen.text : before);
+std::optional<std::string> TextIn(const Tree& tree, const std::string& path) {
+  const auto found = tree.find(path);
+  return found == tree.end() ? std::nullopt : found->second.text;
+}
+
+void CompareFile(const ForeseenFile& foreseen, const Tree& before, const Tree& after) {
+  EXPECT_EQ(TextIn(after, foreseen.path),
+            foreseen.is_written ? foreseen.text : TextIn(before, foreseen.path));
 }
 
 /// Only the tool knows whether it will write rules.
-void CompareServerConf(const Forecast& forecast, const Files& before, const Files& after) {
-  const bool has_blocks = forecast.may_get_proxy_blocks && forecast.server_conf.is_written &&
-                          after.server_conf != forecast.server_conf.text;
+void CompareServerConf(const Forecast& forecast, const Tree& before, const Tree& after) {
   ForeseenFile foreseen = forecast.server_conf;
-  if (has_blocks) {
+  if (forecast.may_get_proxy_blocks && TextIn(after, foreseen.path) != foreseen.text) {
     foreseen.text = WithProxyBlocks(foreseen.text);
   }
-  CompareFile(foreseen, before.server_conf, after.server_conf);
+  CompareFile(foreseen, before, after);
 }
 
-void CompareSettings(const Forecast& forecast, const Files& before, const Files& after) {
+void CompareSettings(const Forecast& forecast, const Tree& before, const Tree& after) {
   const bool is_default =
       forecast.pair.is_usable() && (forecast.document_fate == DocumentFate::kMade ||
                                     forecast.document_fate == DocumentFate::kReplaced);
-  EXPECT_EQ(after.settings,
-            is_default ? std::optional<std::string>(QVX_XML_DEFAULT) : before.settings);
+  CompareFile({forecast.document_path, QVX_XML_DEFAULT, is_default}, before, after);
 }
 
-void ComparePair(const Forecast& forecast, const Files& before, const Files& after) {
+void ComparePair(const Forecast& forecast, const Tree& before, const Tree& after) {
   const auto shown = ShowAsJson(forecast, {})["certificate"]["fate"];
-  if (forecast.pair.is_kept()) {
-    EXPECT_EQ(after.certificate, before.certificate);
-    EXPECT_EQ(after.key, before.key);
-    EXPECT_EQ(shown, "kept");
-  } else if (forecast.pair.is_usable()) {
-    EXPECT_NE(after.certificate, before.certificate);
-    EXPECT_NE(after.key, before.key);
+  EXPECT_EQ(shown == "kept", forecast.pair.is_kept());
+  for (const std::string& path : {CertificatePath(), KeyPath()}) {
+    if (forecast.pair.is_usable()) {
+      EXPECT_EQ(TextIn(after, path) == TextIn(before, path), forecast.pair.is_kept());
+    }
+  }
+  if (forecast.pair.is_usable() && !forecast.pair.is_kept()) {
     EXPECT_EQ(shown == "set-aside",
               forecast.pair.fate == PairFate::kSetAside && !forecast.pair.is_deleted_first());
     const auto details = ReadCertificateDetails();
@@ -152,9 +142,12 @@ void CompareEnd(const Forecast& forecast, const Outcome& outcome) {
 }
 
 /// No loss without a failure that "check" has named before.
-void CompareStatus(int status, const Forecast& forecast, const Files& before, const Files& after) {
-  const bool loses_settings = before.settings && after.settings != before.settings;
-  const bool is_written = after.server_conf && after.php_ini && after.agent_map;
+void CompareStatus(int status, const Forecast& forecast, const Tree& before, const Tree& after) {
+  const auto settings = TextIn(before, forecast.document_path);
+  const bool loses_settings = settings && TextIn(after, forecast.document_path) != settings;
+  const bool is_written = TextIn(after, forecast.server_conf.path) &&
+                          TextIn(after, forecast.php_ini.path) &&
+                          TextIn(after, forecast.agent_map.path);
   if (forecast.exit_status || loses_settings || !is_written) {
     EXPECT_EQ(status, 2);
   }
@@ -229,8 +222,7 @@ void Compare(uint32_t number, const std::string& output, const WebServer& server
   const RandomInstallation site(number, output, is_served ? &server : nullptr);
   const Variable regenerate("QVX_CERT_REGEN",
                             site.regenerates() ? std::optional<std::string>("1") : std::nullopt);
-  const Files before(site);
-  const Tree tree = TreeOf(site);
+  const Tree before = TreeOf(site);
   const Forecast forecast = companion::Foretell();
   const auto changes = ForetellChanges(forecast);
   Findings findings = CheckAll(forecast, "none");
@@ -244,12 +236,12 @@ void Compare(uint32_t number, const std::string& output, const WebServer& server
   } else {
     CompareEnd(forecast, RunShell("exec \"" QVX_LAUNCHER "\" 2>/dev/null"));
   }
-  const Files after(site);
-  CompareChanges(changes, tree, TreeOf(site));
+  const Tree after = TreeOf(site);
+  CompareChanges(changes, before, after);
   CompareSettings(forecast, before, after);
   CompareServerConf(forecast, before, after);
-  CompareFile(forecast.php_ini, before.php_ini, after.php_ini);
-  CompareFile(forecast.agent_map, before.agent_map, after.agent_map);
+  CompareFile(forecast.php_ini, before, after);
+  CompareFile(forecast.agent_map, before, after);
   ComparePair(forecast, before, after);
   CompareStatus(status, forecast, before, after);
 }
