@@ -154,21 +154,6 @@ TEST(FileReplacement, InPlaceWhereTheFileIsAMountOrTheDirectoryClosed) {
   });
 }
 
-// A run that goes on must find what it has put there.
-TEST(FileExchange, OfALiveRunIsTakenBackUnderALockOnly) {
-  const TempDirectory root;
-  const std::string path = root.path() / "file";
-  WriteText(path, "old");
-  FileReplacement file(path, OwnFile(0600));
-  FileExchange exchange(file, path, "new", [](const std::string&) { return true; });
-  EXPECT_TRUE(file.Write("new"));
-  EXPECT_EQ(exchange.Exchange(), qvx::Outcome::kDone);
-  TakeBackExchanges(root.path() / "", {"file"}, Runs::kEnded);
-  EXPECT_EQ(Contents(path), "new");
-  TakeBackExchanges(root.path() / "", {"file"}, Runs::kAll);
-  EXPECT_EQ(Contents(path), "old");
-}
-
 // The file system cannot reserve space, so the fault comes when a page has been written.
 TEST(FileReplacement, InPlaceTheOldTextIsPutBack) {
   PassIsolated(CLONE_NEWNS, [] {
@@ -183,22 +168,30 @@ TEST(FileReplacement, InPlaceTheOldTextIsPutBack) {
   });
 }
 
+// A run that goes on must find what it has put there, so that of a live run is taken back under a
+// lock only.
 TEST(FileExchange, IsTakenBackUnlessItIsAccepted) {
   const TempDirectory root;
   const std::string path = root.path() / "file";
-  WriteText(path, "old");
-  for (const bool is_accepted : {false, true}) {
+  enum End { kLeft, kTakenBackByAnother, kAccepted };
+  for (const End end : {kLeft, kTakenBackByAnother, kAccepted}) {
+    SCOPED_TRACE(end);
+    WriteText(path, "old");
     FileReplacement file(path, OwnFile(0600));
     EXPECT_TRUE(file.Write("new"));
     {
       FileExchange exchange(file, path, "new", [](const std::string&) { return true; });
       EXPECT_EQ(exchange.Exchange(), qvx::Outcome::kDone);
+      TakeBackExchanges(root.path() / "", {"file"}, Runs::kEnded);
       EXPECT_EQ(Contents(path), "new");
-      if (is_accepted) {
+      if (end == kTakenBackByAnother) {
+        TakeBackExchanges(root.path() / "", {"file"}, Runs::kAll);
+        EXPECT_EQ(Contents(path), "old");
+      } else if (end == kAccepted) {
         exchange.Accept();
       }
     }
-    EXPECT_EQ(Contents(path), is_accepted ? "new" : "old");
+    EXPECT_EQ(Contents(path), end == kAccepted ? "new" : "old");
     EXPECT_EQ(Entries(root.path()), 1U) << "nothing is left over";
   }
 }
