@@ -65,6 +65,9 @@ TEST(Attributes, ChangesTellTheirListeners) {
       {"removal from a document", [](F& f) { DOM_Element_removeAttribute(f.tree.document(), "a"); },
        DOM_NOT_FOUND_ERR},
       {"a new node", [](F& f) { f.SetNode(f.Make("c")); }, 0, " a=1 b=2 c=", "2c:(null)> "},
+      {"a node without value",
+       [](F& f) { f.SetNode(Declaration(f.tree.document(), DOM_ATTRIBUTE_NODE, "n")); }, 0,
+       " a=1 b=2 n=(null)", "2n:(null)>(null) "},
       {"a node in the place of another", [](F& f) { f.SetNode(f.Make("a")); }, 0, " a= b=2",
        "3a:1>(null) 2a:(null)> ", nullptr, "a"},
       {"the node that is there",
@@ -87,6 +90,13 @@ TEST(Attributes, ChangesTellTheirListeners) {
       {"a handler puts it back", [](F& f) { f.Remove("a"); }, 0, " b=2 a=1",
        "2a:(null)>1 3a:1>(null) ",
        [](F& f, DOM_Attr* attribute) { DOM_Element_setAttributeNode(f.e, attribute); }},
+      {"a handler destroys the element",
+       [](F& f) { EXPECT_EQ(DOM_Element_setAttributeNode(f.e, f.Get("a")), nullptr); }, 0, "",
+       "3a:1>(null) ",
+       [](F& f, DOM_Attr*) {
+         DOM_Document_destroyNode(nullptr, f.e);
+         f.tree.common_parent() = f.e = f.tree.root();
+       }},
       {"a handler removes the new one", [](F& f) { f.SetNode(f.Make("a")); }, 0, " b=2",
        "3a:>(null) 3a:1>(null) ", [](F& f, DOM_Attr*) { f.Remove("a"); }, "a"},
   };
@@ -134,9 +144,10 @@ TEST(Attributes, AreFoundAmongMany) {
   OwnedNode(DOM_Element_removeAttributeNode(tree.root(), first)).reset();
   EXPECT_EQ(DOM_Element_getAttributeNode(tree.root(), "2"), second);
   // Nameless ones have no place in an index.
-  NodeList_append(tree.root()->attributes,
-                  Document_createNode(tree.document(), DOM_ATTRIBUTE_NODE));
+  const OwnedNode nameless(Document_createNode(tree.document(), DOM_ATTRIBUTE_NODE));
+  NodeList_append(tree.root()->attributes, nameless.get());
   EXPECT_EQ(DOM_Element_getAttributeNode(tree.root(), "none"), nullptr);
+  DOM_Element_removeAttributeNode(tree.root(), nameless.get());
 }
 
 TEST(Attributes, ValueIsHandedOutToBeFreed) {

@@ -34,6 +34,15 @@ TEST(CharacterData, ChangesByCharactersHeardOrNot) {
       {.change = [](N n) { Append(n, "d"), Replace(n, 0, 4, n->nodeValue); },
        .result = "abcd",
        .events = "abc>abcd abcd> >abcd "},
+      {.change =
+           [](N n) {
+             std::setlocale(LC_ALL, "C"), Delete(n, 1, -1);
+             std::setlocale(LC_ALL, "C.UTF-8");
+           },
+       .data = "aä",
+       .result = "aä",
+       .error = EILSEQ,
+       .length = 2},
       // Two bytes a character; three bytes and two columns; no column of its own.
       {.change = [](N n) { Insert(n, 1, "ßß"); }, .data = "äöü", .result = "äßßöü", .length = 5},
       {.change = [](N n) { Delete(n, 0, 1); }, .data = "漢字x", .result = "字x", .length = 3},
@@ -128,7 +137,9 @@ TEST(Normalize, MergesNeighboursHeardOrNot) {
       listener.Hear(is_heard ? tree.root() : Tree().root(), "DOMCharacterDataModified");
       Build(tree, row.codes);
       DOM_Node* const last = tree.root()->lastChild;
+      tree.common_parent() = last;
       DOM_Element_normalize(tree.document());
+      EXPECT_EQ(tree.common_parent(), row.events.empty() ? last : tree.root());
       EXPECT_EQ(Xml(tree.root()), row.xml);
       EXPECT_EQ(tree.root()->lastChild, last) << "the last text of a run is the one that is left";
       EXPECT_EQ(DOM_CharacterData_getLength(last), Text(last->nodeValue).size());
@@ -145,6 +156,19 @@ TEST(Normalize, MergesNeighboursHeardOrNot) {
     EXPECT_EQ(tree.root()->childNodes->length, 1U);
     EXPECT_EQ(tree.root()->firstChild->nodeValue, nullptr) << "texts without value stay without";
     EXPECT_EQ(tree.common_parent(), nullptr) << "a second change would name the root";
+  }
+}
+
+TEST(Normalize, IsToldToWhoeverHearsAPartOfIt) {
+  for (const char* type :
+       {"DOMCharacterDataModified", "DOMNodeRemoved", "DOMNodeRemovedFromDocument"}) {
+    const Tree tree;
+    Build(tree, {"a", "b"});
+    std::string log;
+    Listener listener{{}, &log};
+    listener.Hear(tree.root(), type, 1);
+    DOM_Element_normalize(tree.root());
+    EXPECT_EQ(log, std::string(":") + type + "@#text/1 ");
   }
 }
 

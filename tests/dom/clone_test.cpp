@@ -125,7 +125,10 @@ TEST(Clone, DocumentTypeTakesThePlaceUntilItIsDestroyed) {
   EXPECT_EQ(DOM_Document_getDoctype(tree->document()), doctype);
   DOM_Document_destroyNode(nullptr, DOM_Node_cloneNode(doctype, 1));
   EXPECT_EQ(Violation(tree->document()), "");
+  OwnedNode former(DOM_Node_cloneNode(doctype, 1));
   const OwnedNode orphan(DOM_Node_cloneNode(doctype, 1));
+  former.reset();
+  EXPECT_EQ(DOM_Document_getDoctype(tree->document()), orphan.get());
   tree.reset();
   EXPECT_EQ(orphan->ownerDocument, nullptr);
 }

@@ -21,8 +21,18 @@ TEST(Destruction, NodesThatWaitForTheirEndAreAListThatTakesNone) {
     Amid([&](DOM_Event*) {
       DOM_Node* const destroyed = Element(tree.document());
       DOM_Document_destroyNode(tree.document(), destroyed);
-      NodeList* const waiting = destroyed->parentNode->childNodes;
+      DOM_Node* const place = destroyed->parentNode;
+      NodeList* const waiting = place->childNodes;
       ASSERT_EQ(DOM_NodeList_item(waiting, 0), destroyed);
+      EXPECT_EQ(place->nodeName + std::to_string(place->nodeType), "#destroyed11");
+      DOM_Document_destroyNode(nullptr, place);
+      EXPECT_EQ(place->lastChild, destroyed) << "not itself";
+      EXPECT_EQ(DOM_EventTarget_listenerCount(place), 0U) << "that of the round before is gone";
+      Listener().Hear(place, "x");
+      EXPECT_EQ(DOM_EventTarget_listenerCount(place), 1U);
+      if (i == 50) {
+        DOM_Node_appendChild(tree.root(), destroyed);  // and nothing waits
+      }
       const OwnedNode other(i == 0 ? Element(tree.document()) : nullptr);
       if (other != nullptr) {
         EXPECT_EQ(NodeList_append(waiting, other.get()), nullptr);
@@ -38,6 +48,19 @@ TEST(Destruction, NodesThatWaitForTheirEndAreAListThatTakesNone) {
       }
     });
   }
+}
+
+TEST(Destruction, ChangesAmongNodesThatWaitAreNotedUntilTheirEnd) {
+  const Tree tree;
+  Amid([&](DOM_Event*) {
+    for (int i = 0; i < 4; ++i) {
+      DOM_Node* const destroyed = Element(tree.document());
+      DOM_Document_destroyNode(tree.document(), destroyed);
+      updateCommonParent(destroyed);
+      EXPECT_EQ(tree.common_parent() == destroyed->parentNode, i == 3);
+    }
+  });
+  EXPECT_EQ(tree.common_parent(), nullptr);
 }
 
 TEST(Destruction, RingThroughAnAttributeDoesNotHoldAnOperationUp) {

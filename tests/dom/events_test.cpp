@@ -44,7 +44,11 @@ TEST(Event, TextEventsKeepTheirValues) {
 int Dispatch(DOM_Node* target, int bubbles = 1, int cancelable = 1) {
   DOM_Event event{};
   DOM_Event_initEvent(&event, "x", bubbles, cancelable);
-  return DOM_EventTarget_dispatchEvent(target, &event);
+  event.defaultPrevented = event.propagationStopped = 1;  // in a dispatch before
+  const int result = DOM_EventTarget_dispatchEvent(target, &event);
+  EXPECT_EQ(event.eventPhase, DOM_BUBBLING_PHASE);
+  EXPECT_NE(event.currentTarget, nullptr) << "also when nobody was called";
+  return result;
 }
 
 // The root captures the event twice and the element "p" once; then the target "t", "p" and the root
@@ -247,6 +251,8 @@ TEST(CommonParent, IsFoundByTheFlags) {
   DOM_MutationEvent_processSubtreeModified(tree.document());
   DOM_MutationEvent_processSubtreeModified(tree.document());
   EXPECT_EQ(log, ":DOMSubtreeModified@c/3 ");
+  EXPECT_EQ(after_change_of(c), c);
+  EXPECT_EQ(after_change_of(b), nullptr) << "no flag is left, nor one of the document";
 }
 
 TEST(CommonParent, MayBeAnotherDocument) {

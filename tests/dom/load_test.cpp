@@ -111,7 +111,8 @@ TEST(Loader, OtherEncodingsNeedALocaleThatCanDecodeThem) {
   EXPECT_EQ(Loaded(wide).xml, "<a/>");
   const std::string latin =
       "<?xml version='1.0' encoding='ISO-8859-1'?><a>\xe9<![CDATA[\xe9]]></a>";
-  for (const std::string& text : {latin, "<a>" + Repeated("\xc3\xa9", 10000) + "</a>"}) {
+  for (const std::string& text : {latin, "<a>" + Repeated("\xc3\xa9", 10000) + "</a>",
+                                  std::string("<a b='\xc3\xa9' c='1'/>")}) {
     EXPECT_EQ(Loaded(text).xml, "<a/>");
     EXPECT_EQ(TakeError(), EILSEQ);
   }
@@ -164,6 +165,10 @@ TEST(Loader, FailuresAndWhatWasBuiltBefore) {
        "  src/expatls.cpp:N:comment_fn: \n  " +
            reader + "\n",
        "<!DOCTYPE a>"},
+      {"undecodable name", "<\xc3\xa9/>", EILSEQ,
+       "src/dom.cpp:N:DOM_Document_createElement: Invalid or incomplete multibyte or wide "
+       "character\n  src/expatls.cpp:N:start_fn: \n",
+       ""},
       {"500 levels", Repeated("<e>", 500), ERANGE,
        "src/stack.cpp:N:stack_push: Numerical result out of range: size=500,max=500\n"
        "  src/expatls.cpp:N:start_fn: \n  " +

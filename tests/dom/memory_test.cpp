@@ -135,6 +135,13 @@ TEST(Memory, EveryFailureIsReported) {
          DOM_CharacterData_appendData(w.abc, w.long_text.c_str());
          return Succeeded();
        }},
+      {"dispatch",
+       [](W& w) {
+         DOM_Event event{};
+         DOM_Event_initEvent(&event, "DOMNodeInserted", 1, 0);
+         EXPECT_EQ(DOM_EventTarget_dispatchEvent(w.abc, &event), 1);
+         return Succeeded();
+       }},
       {"listener", [](W& w) { return w.listener.Hear(w.e, "x"), Succeeded(); }},
       {"document type",
        [](W&) {

@@ -26,8 +26,9 @@ namespace qvx::test {
 /// The codes of the model are whole once its table is registered.
 inline const bool codes_are_registered = msgno_add_codes(dom_codes) == 0;
 
-/// The error cell, which is emptied.
+/// The error cell, which is emptied, as is the system's.
 inline int32_t TakeError() {
+  errno = 0;
   return std::exchange(*_DOM_Exception(), 0);
 }
 

@@ -194,6 +194,7 @@ TEST(Node, Dumps) {
   DOM_Node_printNode(tree.root());
   DOM_Node_printNode(nullptr);
   DOM_Node_printNode2(tree.document());
+  DOM_Node_printNode2(OwnedNode(Declaration(tree.document(), DOM_NOTATION_NODE, "n")).get());
   EXPECT_EQ(testing::internal::GetCapturedStdout(), R"(
 nodeName=r,nodeValue=(null),
 	type=1,parentNode->nodeName=#document,firstChild->nodeName=c,lastChild->nodeName=#comment,
@@ -205,6 +206,8 @@ DOM_DOCUMENT_NODE: #document=(null)
         DOM_ELEMENT_NODE: c=(null)
             DOM_TEXT_NODE: #text=x
         DOM_COMMENT_NODE: #comment=y
+
+DOM_NOTATION_NODE: n=(null)
 )");
 }
 

@@ -202,6 +202,8 @@ TEST(NamedNodeMap, HoldsOneElementsAttributesOnly) {
   EXPECT_NE(NodeList_replace(plain.get(), a.get(), text.get()), nullptr);
   EXPECT_EQ(DOM_AttributePart(a.get()).ownerElement, DOM_NodeList_ownerElement(second));
   EXPECT_EQ(DOM_NodeList_ownerDocument(plain.get()), tree.document());
+  EXPECT_NE(NodeList_replace(plain.get(), text.get(), a.get()), nullptr);
+  EXPECT_EQ(DOM_AttributePart(a.get()).ownerElement, nullptr);
   EXPECT_EQ(DOM_NamedNodeMap_removeNamedItem(second, "a"), a.get());
   EXPECT_EQ(DOM_AttributePart(a.get()).ownerElement, nullptr);
   EXPECT_EQ(Refusal(DOM_NamedNodeMap_removeNamedItem(second, "a")), DOM_NOT_FOUND_ERR);

@@ -88,8 +88,9 @@ TEST(MultibyteStrings, FailuresAreTraced) {
       testing::IsSubstring,
       ":mbsnsize: Invalid or incomplete multibyte or wide character\n  src/mbs.cpp:", _msgno_buf);
   ExpectTrace(":mbsndup: ");
-  EXPECT_EQ(mbsdup(nullptr), nullptr);
+  EXPECT_EQ(mbsoff(nullptr, 1), nullptr);
   EXPECT_EQ(errno, EINVAL);
+  EXPECT_EQ(mbsdup(nullptr), nullptr);
   ExpectTrace(":mbsndup: Invalid argument");
   EXPECT_EQ(mbschr("ab\xff", L'x'), nullptr);
   ExpectTrace(":mbsnchr: Invalid or incomplete multibyte or wide character");

@@ -38,6 +38,7 @@ void RegisterTables() {
     EXPECT_EQ(next_tbl_idx, 2U);
     EXPECT_EQ(list_tbl[2].count, 0U);
   }
+  EXPECT_EQ(msgno_add_codes(_builtin_codes), -1) << "the search starts behind it";
   std::array<msgno_entry, 4> accepted[14] = {{{{0, "zero"}, {7, "seven"}, {0, "eight"}}},
                                              {{{0, "zero"}, {65535, "last"}, {0, "unbounded"}}}};
   for (auto& table : accepted) {
@@ -60,8 +61,8 @@ TEST(Messages, RefusedTablesLeaveTheRegistryAsItWas) {
 TEST(Trace, InnermostFailureFirstAndWhatDoesNotFitIsCut) {
   const TraceSite site("src/node.cpp", "DOM_Node_appendChild");
   const std::string place = "src/node.cpp:" + std::to_string(site.line) + ":DOM_Node_appendChild: ";
-  Trace({"src/dom.cpp", "overwritten"}, EINVAL);
   errno = E2BIG;
+  TraceDetails({"src/dom.cpp", "overwritten"}, EINVAL, "%ls", L"\u4e2d");  // undecodable
   TraceDetails(site, 0x10000, "doc=NULL,nodeType=%u", 3U);
   TracePropagationDetails(site, "name=%s", "item");
   std::string expected =
