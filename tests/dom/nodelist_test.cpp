@@ -179,6 +179,13 @@ TEST(NodeList, ManyWalksAtATime) {
     tree.Add(fresh, "x");
     DOM_Document_destroyNode(tree.document(), DOM_Node_removeChild(tree.root(), parents[0]));
     parents.erase(parents.begin());
+    DOM_Node* const doctype = tree.AddDoctype();
+    for (const uint16_t type : {DOM_ENTITY_NODE, DOM_NOTATION_NODE}) {
+      DOM_Node_appendChild(doctype, Declaration(tree.document(), type, "d"));
+    }
+    const DOM_DocumentTypeFields& views = DOM_DocumentTypePart(doctype);
+    EXPECT_NE(DOM_NodeList_item(views.entities, 0), DOM_NodeList_item(views.notations, 0));
+    DOM_Document_destroyNode(nullptr, DOM_Node_removeChild(tree.document(), doctype));
     EXPECT_EQ(DOM_NodeList_item(fresh->childNodes, 0), fresh->firstChild);
   }
 }
