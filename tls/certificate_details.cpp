@@ -1,10 +1,12 @@
 #include "tls/certificate_details.h"
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 
-#include "os/host.h"
 #include "tls/openssl_handles.h"
 #include "tls/pem_files.h"
 #include "tls/pem_objects.h"
@@ -36,13 +38,14 @@ time_t SecondsOf(const ASN1_TIME* time) {
   return ASN1_TIME_to_tm(time, &parts) == 1 ? timegm(&parts) : 0;
 }
 
-std::string DottedOf(const std::string& bytes) {
-  uint32_t address = 0;
-  if (bytes.size() != sizeof address) {
-    return {};
-  }
-  bytes.copy(reinterpret_cast<char*>(&address), sizeof address);
-  return OSInetNameToAddress(address);
+/// Returns an empty text for bytes that are no address.
+std::string AddressOf(const std::string& bytes) {
+  const bool is_short = bytes.size() == sizeof(in_addr);
+  char text[INET6_ADDRSTRLEN];
+  const bool is_address =
+      (is_short || bytes.size() == sizeof(in6_addr)) &&
+      inet_ntop(is_short ? AF_INET : AF_INET6, bytes.data(), text, sizeof text) != nullptr;
+  return is_address ? text : "";
 }
 
 std::vector<std::string> NamesOf(const X509* certificate) {
@@ -54,7 +57,7 @@ std::vector<std::string> NamesOf(const X509* certificate) {
     if (name->type == GEN_DNS) {
       texts.push_back(TextOf(name->d.dNSName));
     } else if (name->type == GEN_IPADD) {
-      texts.push_back(DottedOf(TextOf(name->d.iPAddress)));
+      texts.push_back(AddressOf(TextOf(name->d.iPAddress)));
     }
   }
   return texts;

@@ -15,7 +15,7 @@ struct CertificateDetails {
   bool is_ours;                    ///< the launcher issued it
   time_t begin;                    ///< of the validity
   time_t end;                      ///< of the validity
-  std::vector<std::string> names;  ///< alternative names: host names and dotted addresses
+  std::vector<std::string> names;  ///< alternative names: host names and addresses
   std::string key_kind;            ///< "RSA" or "EC", as the library names it
   int key_bits;
   std::string fingerprint;  ///< SHA-256, in hexadecimal digits with ":" between the bytes
