@@ -17,9 +17,13 @@ TEST(LogView, SeveritiesAndTimes) {
   EXPECT_EQ(companion::SeverityFrom("Error"), 2);
   EXPECT_EQ(companion::SeverityFrom("4"), std::nullopt);
   EXPECT_EQ(companion::SeverityFrom(""), std::nullopt);
-  const Variable zone("TZ", "UTC");
   constexpr time_t kNow = 1795611600;  // 2026-11-25 13:00:00
   constexpr time_t kHour = 3600;
+  {
+    const Variable summer("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
+    EXPECT_EQ(companion::TimeFrom("2026-07-01 02:00", kNow), 1782864000);
+  }
+  const Variable zone("TZ", "UTC");
   EXPECT_EQ(companion::TimeFrom("2026-11-25", kNow), kNow - 13 * kHour);
   EXPECT_EQ(companion::TimeFrom("2026-11-25 12:30", kNow), kNow - 1800);
   EXPECT_EQ(companion::TimeFrom("2026-11-25T12:30:05", kNow), kNow - 1795);
@@ -29,6 +33,17 @@ TEST(LogView, SeveritiesAndTimes) {
   EXPECT_EQ(companion::TimeFrom("3d", kNow), kNow - 72 * kHour);
   for (const char* text : {"3", "yesterday", "12:00x"}) {
     EXPECT_EQ(companion::TimeFrom(text, kNow), std::nullopt) << text;
+  }
+}
+
+TEST(LogView, SameRecordAtTheSamePlaceIsNewWhenItIsLater) {
+  companion::LogReader reader({kLogWarning, 0});
+  for (const std::string second : {"5", "6"}) {
+    EXPECT_EQ(reader
+                  .NewRecords("00000047\n\n\nERROR LOG (severity=2)  Wed Nov 25 14:30:0" + second +
+                              " 2026\nagain\n")
+                  .size(),
+              1U);
   }
 }
 
