@@ -168,6 +168,23 @@ TEST(FileReplacement, InPlaceTheOldTextIsPutBack) {
   });
 }
 
+TEST(FileReplacement, WhatLacksAPieceDoesNotTakeThePlace) {
+  const TempDirectory root;
+  const std::string path = root.path() / "file";
+  WriteText(path, "old");
+  PassIsolated(0, [&] {
+    signal(SIGXFSZ, SIG_IGN);
+    FileReplacement file(path, OwnFile(0600));
+    for (const rlim_t size : {rlim_t{4096}, RLIM_INFINITY}) {
+      const rlimit limit{size, RLIM_INFINITY};
+      EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+      EXPECT_FALSE(file.Write(std::string(100000, 'n')));
+    }
+    EXPECT_FALSE(file.Commit());
+  });
+  EXPECT_EQ(Contents(path), "old");
+}
+
 // A run that goes on must find what it has put there, so that of a live run is taken back under a
 // lock only.
 TEST(FileExchange, IsTakenBackUnlessItIsAccepted) {

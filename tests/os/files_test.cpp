@@ -3,8 +3,11 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cstring>
 #include <set>
 
+#include "os/commands.h"
+#include "os/copying.h"
 #include "os/directory_chains.h"
 #include "os/protection.h"
 #include "tests/harness/installation.h"
@@ -41,6 +44,18 @@ TEST(Protection, ModeAndOwnerByKind) {
     EXPECT_EQ(OwnerOf(path), row.mode == 0600 ? "0:0" : owner);
   }
   EXPECT_EQ(OsProtectFile((root.path() / "missing").c_str()), 1);
+  EXPECT_EQ(OsProtectFile((root.path() / "file/missing").c_str()), 1);
+}
+
+TEST(Copying, CommandIsNotCut) {
+  const TempDirectory root;
+  const std::string base = root.path() / "";
+  const std::string source = base + std::string(251 - base.size(), 's');
+  WriteText(source, "text");
+  std::string copy = base + std::string(kMaxCommand - strlen("cp   -f") - 251 - base.size(), 'c');
+  EXPECT_EQ(CopyFile(source.c_str(), copy.c_str()), 1);
+  EXPECT_EQ(Contents(copy), "text");
+  EXPECT_EQ(CopyFile(source.c_str(), (copy + "c").c_str()), 0);
 }
 
 TEST(Directories, ModeAndOwnerOfNewOnes) {
@@ -123,6 +138,7 @@ TEST(OpenFile, ModesAreThoseOfTheLibrary) {
   WriteText(path, "text");
   for (const char* mode : {"", "z", "wx", "a+x"}) {
     EXPECT_FALSE(OpenFile(path, mode)) << mode;
+    EXPECT_EQ(errno, std::strchr(mode, 'x') != nullptr ? EEXIST : EINVAL);
   }
   std::fputs("T", OpenFile(path, "r+").get());
   std::fputs("!", OpenFile(path, "a").get());
@@ -149,8 +165,10 @@ TEST(OpenDescriptor, LocksAndTruncates) {
   EXPECT_EQ(chsize(file.get(), 300), 0);
   EXPECT_EQ(filelength(file.get()), 300);
   EXPECT_EQ(tell(file.get()), 0);
+  EXPECT_EQ(chmod(path.c_str(), 0600), 0);
   PassIsolated(0, [&] { EXPECT_EQ(sopen(path.c_str(), O_TRUNC, F_RDLCK, 0), -1); });
   EXPECT_EQ(filelength(file.get()), 0) << "truncated, though the lock was refused";
+  EXPECT_EQ(ModeOf(path), 0600U) << "only a new one is shared";
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include <cstring>
 #include <sys/stat.h>
 
 #include <csignal>
@@ -128,6 +129,10 @@ TEST(DirectorySearch, NamesThatMatch) {
   EXPECT_EQ(Find(root.path() / ".*l"), Names{".c.xml"});
   EXPECT_EQ(Find(root.path() / "sub/?"), Names{"x"});
   EXPECT_EQ(Find(root.path() / std::string(5000, '*')), Names());
+  for (const size_t length : {4095U, 4096U}) {
+    const std::string slashes(length - root.path().native().size() - strlen("noex?"), '/');
+    EXPECT_EQ(Find(root.path().native() + slashes + "noex?").size(), length == 4095 ? 1U : 0U);
+  }
   EXPECT_EQ(Find(root.path() / "missing/*"), Names());
   std::filesystem::create_symlink("missing", root.path() / "link");
   OSFindRecord record{};

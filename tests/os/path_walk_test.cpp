@@ -23,7 +23,7 @@ class PathWalk : public testing::Test {
     ServiceOwner();
     EXPECT_EQ(std::system(R"(umask 022
 mkdir own other shared sticky; chown 65534 other; chmod 777 shared; chmod 1777 sticky
-mkdir shared/directory; ln -s "$PWD/target" own/absolute
+mkdir shared/directory shared/folder; chown 65534 shared/folder; ln -s "$PWD/target" own/absolute
 echo target >target; echo key | tee key >key2; ln key other/hard; ln key2 shared/hard
 for d in own other shared sticky; do
   echo root >$d/root; echo theirs >$d/theirs; chown 65534 $d/theirs
@@ -31,7 +31,8 @@ for d in own other shared sticky; do
   ln -s ../missing $d/dangling
 done
 for f in accounts linked; do echo $f >other/$f; chown zxqvx other/$f; done; ln other/linked own
-ln -s link own/chain; ln -s loop own/loop; ln -s ../own own/up
+ln -s link own/chain; ln -s ../target own/link1; for i in $(seq 40); do ln -s link$i own/link$((i + 1)); done
+ln -s loop own/loop; ln -s ../own own/up
 mkfifo own/fifo; mknod own/device c 1 3; mknod own/nobodys c 10 100)"),
               0);
   }
@@ -45,13 +46,14 @@ TEST_F(PathWalk, WhatMayBeReadAndChanged) {
     int change = read;
     std::vector<const char*> paths;
   } rows[] = {
-      {.paths = {"own/root", "own/theirs", "own/up/up/chain", "own/absolute", "other/theirs",
-                 "other/accounts", "other/../own/root", "shared/root", "sticky/link"}},
+      {.paths = {"own/root", "own/theirs", "own/up/up/chain", "own/absolute", "own/link40",
+                 "other/theirs", "other/accounts", "other/../own/root", "shared/root",
+                 "sticky/link"}},
       {.change = ELOOP, .paths = {"other/root", "other/link", "shared/link"}},
       {.change = EISDIR, .paths = {"own", "shared/directory"}},
       {.read = ELOOP,
-       .paths = {"own/foreign", "own/loop", "other/hard", "other/linked", "other/foreign",
-                 "shared/hard", "sticky/foreign"}},
+       .paths = {"own/foreign", "own/loop", "own/link41", "other/hard", "other/linked",
+                 "other/foreign", "shared/hard", "sticky/foreign"}},
       // The kernel's own error for a device without a driver would be another one.
       {.read = ENXIO, .paths = {"own/fifo", "own/device", "own/nobodys"}},
       {.read = ENOTDIR, .paths = {"own/root/x"}},
@@ -66,6 +68,10 @@ TEST_F(PathWalk, WhatMayBeReadAndChanged) {
   }
   EXPECT_FALSE(FindPlace("/" + std::string(PATH_MAX - 1, '/'), Access::kRead));
   EXPECT_FALSE(FindPlace("", Access::kRead));
+  EXPECT_FALSE(FindPlainPlace(std::string(PATH_MAX - 3, '/') + "dev"));
+  EXPECT_FALSE(FindPlainPlace("/dev")->is_held) << "that stays unknown";
+  const std::optional<Place> folder = FindPlace("shared/folder", Access::kChange);
+  EXPECT_FALSE(MayStep(*folder, folder->entry_status, Access::kChange));
 }
 
 TEST_F(PathWalk, HeldMeansThatNobodyElseCanExchangeIt) {
