@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include <csignal>
+#include <numeric>
 #include <set>
 
 #include "os/file_exchange.h"
@@ -152,6 +153,43 @@ TEST(FileReplacement, InPlaceWhereTheFileIsAMountOrTheDirectoryClosed) {
       EXPECT_FALSE(FileReplacement(path, ServiceFile(), LastLink::kFollow, Fallback::kNone));
     });
   });
+}
+
+// The number is that of no process.
+TEST(FileExchange, OfAKilledRunIsTakenBackAsAWhole) {
+  const struct {
+    const char* name;
+    const char* leave;  // what a run leaves besides its old "a" and its new "b"
+    const char* left;
+  } rows[] = {
+      {"both", "echo new >a; echo new >.a.4194305.undo; echo old >.a.4194305.old", "a:old b:old "},
+      {"the first is accepted", "echo new >a", "a:new b:new "},
+      {"one cannot be read now",
+       "rm .b.*undo; mkdir .b.4194305.undo; echo new | tee a >.a.4194305.undo; "
+       "echo old >.a.4194305.old",
+       ".a.4194305.old:new .a.4194305.undo:new .b.4194305.old:old .b.4194305.undo: a:old b:new "},
+      {"the first was new", "rm .b.*; echo new | tee a >.a.4194305.undo", "b:new "},
+      {"the first was not written yet", ">a; >.a.4194305.undo; echo x >.a.4194305.old",
+       "a: b:old "},
+      {"what it wrote is too long", "echo new >a; truncate -s 2M .a.4194305.undo", "a:new b:old "},
+      {"somebody wrote more", "echo newer >a; echo new >.a.4194305.undo; echo old >.a.4194305.old",
+       "a:newer b:old "},
+      {"somebody took it away", "echo new >.a.4194305.undo; echo old >.a.4194305.old", "b:old "},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const TempDirectory root;
+    fs::current_path(root.path());
+    EXPECT_EQ(std::system("echo new | tee b >.b.4194305.undo; echo old >.b.4194305.old"), 0);
+    EXPECT_EQ(std::system(row.leave), 0);
+    TakeBackExchanges(root.path() / "", {"a", "b"}, Runs::kEnded);
+    std::set<std::string> left;
+    for (const fs::directory_entry& entry : fs::directory_iterator(".")) {
+      const std::string text = entry.is_directory() ? "" : Contents(entry.path()).value_or("");
+      left.insert(entry.path().filename().string() + ":" + text.substr(0, text.find('\n')) + " ");
+    }
+    EXPECT_EQ(std::accumulate(left.begin(), left.end(), std::string()), row.left);
+  }
 }
 
 // The file system cannot reserve space, so the fault comes when a page has been written.

@@ -1,7 +1,7 @@
-#include <cstring>
 #include <sys/stat.h>
 
 #include <csignal>
+#include <cstring>
 #include <set>
 #include <vector>
 
