@@ -86,7 +86,9 @@ TEST(Generation, WhatCannotBeReadOrWritten) {
        .result = 1,
        .is_read = false,
        .record = kNotReplaced},
-      {.name = "configuration", .prepare = "mkdir qvxpd.conf", .result = 1},
+      {.name = "configuration, and what a killed run left",
+       .prepare = "mkdir qvxpd.conf; touch .qvxpd.xml.4194305.new",
+       .result = 1},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
@@ -96,6 +98,7 @@ TEST(Generation, WhatCannotBeReadOrWritten) {
       ASSERT_EQ(std::system(row.prepare), 0);
       isIPRestrict = 1;
       EXPECT_EQ(ParseQVXInternalXML(), row.result);
+      EXPECT_FALSE(fs::exists(".qvxpd.xml.4194305.new"));
       EXPECT_EQ(isIPRestrict, 0);
       EXPECT_EQ(nMaxThreads, row.is_read ? 25 : 64);
       EXPECT_EQ(exists(machine.installation.base() / "bin/php.ini"), row.is_read);

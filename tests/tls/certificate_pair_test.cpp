@@ -184,6 +184,8 @@ TEST_F(CertificatePair, PairOnDiskAndKeyThatSomebodyHasOpen) {
   EXPECT_EQ(Shell(dates), std::to_string(serial) + "\n" + std::to_string(end) + "\n");
   const Variable longest("SSL_SHARE_BASE_DIR", "/" + std::string(4086, 'x'));
   EXPECT_STREQ(GetCertificateFilePathName(path), "");  // it would take 4096 characters
+  const Variable fitting("SSL_SHARE_BASE_DIR", "/" + std::string(4085, 'x'));
+  EXPECT_EQ(strlen(GetCertificateFilePathName(path)), 4095U);
 }
 
 // The protection command does not fit this path, so the files are as they were born.
@@ -310,6 +312,15 @@ TEST_F(CertificatePair, KeyOfItsOwnIsOpenToTheGroup) {
     EXPECT_EQ(GenerateSelfSignedCert(), 1);
     EXPECT_EQ(ModeOf(installation_.tls() / "file.pem"), mode);
   }
+  Shell(kMakers + "pair \"/OU=$u/CN=$h\"; " + close + "; chmod 640 file.pem");
+  EXPECT_EQ(GenerateSelfSignedCert(), 1);
+  EXPECT_EQ(ModeOf(installation_.tls() / "file.pem"), 0640U) << "somebody has opened it as far";
+}
+
+TEST_F(CertificatePair, DirectoryInThePlaceOfTheKeyEndsAStart) {
+  Shell("rm -f file.pem; mkdir file.pem");
+  EXPECT_EQ(GenerateSelfSignedCert(), 0);
+  EXPECT_EQ(GenerateSelfSignedCertAndPrivateKey("Host.Example"), 0);
 }
 
 TEST_F(CertificatePair, KeyThatCannotBeReplacedKeepsTheCertificate) {
