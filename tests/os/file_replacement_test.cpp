@@ -196,7 +196,7 @@ TEST(FileExchange, OfAKilledRunIsTakenBackAsAWhole) {
 TEST(FileReplacement, InPlaceTheOldTextIsPutBack) {
   PassIsolated(CLONE_NEWNS, [] {
     EXPECT_EQ(mount("none", "/mnt", "ramfs", 0, nullptr), 0);
-    WriteText("/mnt/file", "old");
+    EXPECT_TRUE(ReplaceFile("/mnt/file", OwnFile(0600), "old")) << "without access lists";
     EXPECT_EQ(mount("/mnt/file", "/mnt/file", "none", MS_BIND, nullptr), 0);
     signal(SIGXFSZ, SIG_IGN);
     const rlimit page{4096, 4096};

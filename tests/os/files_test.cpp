@@ -62,6 +62,7 @@ TEST(Directories, ModeAndOwnerOfNewOnes) {
   const TempDirectory root;
   const std::string owner = ServiceOwner();
   fs::current_path(root.path());
+  EXPECT_EQ(std::system("setfacl -d -m u:65534:rwx ."), 0);
   PassIsolated(CLONE_NEWNS, [] {
     umask(077);
     EXPECT_EQ(_mkdir("plain"), 0);
@@ -78,6 +79,7 @@ TEST(Directories, ModeAndOwnerOfNewOnes) {
                                               {"without account", "0:0"}}) {
     EXPECT_EQ(ModeOf(name), 0775U) << name;
     EXPECT_EQ(OwnerOf(name), directory_owner) << name;
+    EXPECT_NE(std::system(("getfacl -c '" + std::string(name) + "' | grep user:[^:]").c_str()), 0);
   }
 }
 
