@@ -202,7 +202,7 @@ int DOM_DocumentLS_fread(DOM_Document* document, std::FILE* stream) {
   }
   InstallHandlers(&load.context());
   // Unheard, a load leaves no neighbouring texts, and nobody can register a listener meanwhile.
-  const bool may_meet = MayBeHeard() || DOM_Document_getDocumentElement(document) != nullptr;
+  const bool may_meet = MayBeHeard();
   const int result = ParseStream(load.context(), stream);
   if (may_meet || _exception != 0) {
     DOM_Element_normalize(DOM_Document_getDocumentElement(document));

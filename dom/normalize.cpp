@@ -103,8 +103,7 @@ void MergePrevious(DOM_Text* text) {
     return;
   }
   // A handler may have taken it out, here or while it is removed.
-  if (previous->parentNode == parent && DOM_Node_removeChild(parent, previous) != nullptr &&
-      previous->parentNode == nullptr) {
+  if (previous->parentNode == parent && DOM_Node_removeChild(parent, previous) != nullptr) {
     DOM_Document_destroyNode(previous->ownerDocument, previous);
   }
 }
