@@ -69,7 +69,7 @@ Tree TreeOf(const RandomInstallation& site) {
 void CompareChanges(const std::vector<companion::FileChange>& changes, Tree before, Tree after) {
   const std::string service = ServiceOwner() + " " + std::to_string(kServiceFileMode);
   for (const auto& [path, change, lines] : changes) {
-    SCOPED_TRACE(path + ": " + change);
+    SCOPED_TRACE(testing::Message() << path << ": " << change);
     const bool stays = change.starts_with("stays the same") || change.starts_with("is not written");
     const bool is_sure = change.find("first record") == std::string::npos &&
                          change.find("emptied") == std::string::npos;

@@ -70,8 +70,10 @@ TEST(Loader, TextInPieces) {
             "<a>" + std::string(kPieces, '<') + "</a>");
   for (const size_t length : {16383U, 16384U, 40000U}) {
     const std::string text(length, 'x');
-    const Loaded loaded(std::string("<a>").append(text).append("<b/>").append(text).append("</a>"));
-    EXPECT_EQ(loaded.xml, "<a>" + text + "<b/>" + text + "</a>");
+    const std::string xml =
+        std::string("<a>").append(text).append("<b/>").append(text).append("</a>");
+    const Loaded loaded(xml);
+    EXPECT_EQ(loaded.xml, xml);
     EXPECT_EQ(DOM_CharacterData_getLength(loaded.document->firstChild->lastChild), length);
   }
 }

@@ -2,6 +2,7 @@
 // parser, a shared library, fail by a limit on the address space.
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <new>
@@ -15,11 +16,10 @@ constexpr int kNever = -1;
 int calls_until_failure = kNever;
 
 bool Fails() {
-  if (calls_until_failure == kNever || calls_until_failure-- > 0) {
-    return false;
-  }
-  errno = ENOMEM;
-  return true;
+  const bool fails = calls_until_failure == 0;
+  calls_until_failure = std::max(calls_until_failure - 1, kNever);
+  errno = fails ? ENOMEM : errno;
+  return fails;
 }
 
 }  // namespace

@@ -68,7 +68,7 @@ using OwnedList = std::unique_ptr<NodeList, Destroyer>;
 inline int Load(DOM_Document* document, const std::string& text) {
   const File stream(std::tmpfile());
   std::fwrite(text.data(), 1, text.size(), stream.get());
-  std::rewind(stream.get());
+  std::fseek(stream.get(), 0, SEEK_SET);
   return DOM_DocumentLS_fread(document, stream.get());
 }
 

@@ -162,7 +162,8 @@ TEST(Node, ValueOfAnyLengthLeavesTheNextNodeAlone) {
       DOM_Element_setAttribute(tree.root(), name, value.c_str());
     }
     ASSERT_EQ(DOM_CharacterData_getLength(text), length);
-    ASSERT_EQ(Attributes(tree.root()), " a=" + value + " b=" + value);
+    ASSERT_EQ(Attributes(tree.root()),
+              std::string(" a=").append(value).append(" b=").append(value));
     ASSERT_EQ(next->nodeValue, value);
     ASSERT_EQ(growing->nodeValue, value);
     DOM_CharacterData_appendData(growing, "v");

@@ -308,7 +308,7 @@ TEST_F(CertificatePair, OutcomeOfACheck) {
 TEST_F(CertificatePair, KeyOfItsOwnIsOpenToTheGroup) {
   const std::string close = "chmod 600 file.pem; chown " + owner_ + " file.pem";
   for (const auto& [unit, mode] : {std::pair("$u", 0660U), std::pair("Elsewhere", 0600U)}) {
-    Shell(kMakers + "pair \"/OU=" + unit + "/CN=$h\"; " + close);
+    Shell((kMakers + "pair \"/OU=").append(unit).append("/CN=$h\"; ").append(close));
     EXPECT_EQ(GenerateSelfSignedCert(), 1);
     EXPECT_EQ(ModeOf(installation_.tls() / "file.pem"), mode);
   }
