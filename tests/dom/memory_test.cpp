@@ -95,10 +95,15 @@ using W = World;
 
 /// Loads so many elements within each other that the stack of the open ones grows and shrinks.
 bool Loads(DOM_Document* document) {
-  static const std::string text =
-      "<!DOCTYPE a PUBLIC 'p' 's' [<!ENTITY n 'v'>]><a b='1'>x&amp;y<!--c--><?p i?><![CDATA[z]]>" +
-      Repeated("<b>", 200) + Repeated("</b>", 200) + "</a>";
-  const bool is_loaded = Load(document, text) == 1;
+  static const TempDirectory folder;
+  static const std::string path = [] {
+    WriteText(folder.path() / "document",
+              "<!DOCTYPE a PUBLIC 'p' 's' [<!ENTITY n 'v'>]><a b='1'>x&amp;y<!--c--><?p i?>"
+              "<![CDATA[z]]>" +
+                  Repeated("<b>", 200) + Repeated("</b>", 200) + "</a>");
+    return folder.path() / "document";
+  }();
+  const bool is_loaded = DOM_DocumentLS_load(document, path.c_str()) == 1;
   EXPECT_EQ(dom::LoadRanOutOfMemory(), !is_loaded);
   if (*_DOM_Exception() == DOM_PARSER_ERR) {  // the stack could not be made
     *_DOM_Exception() = ENOMEM;
@@ -150,7 +155,7 @@ TEST(Memory, EveryFailureIsReported) {
          return OwnedNode(DOM_Implementation_createDocumentType("t", "p", "s")) != nullptr;
        }},
   };
-  Loads(W(false).empty.get());  // makes its text
+  Loads(W(false).empty.get());  // makes its file
   for (const auto& row : rows) {
     for (const bool is_heard : {false, true}) {
       bool has_failed = true;
