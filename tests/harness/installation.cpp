@@ -50,9 +50,11 @@ std::string OwnerOf(const fs::path& path) {
 }
 
 std::string ServiceOwner() {
+  // A test beside this one may be making it.
   if (getpwnam("zxqvx") == nullptr &&
       std::system(
-          "useradd --system --user-group --no-create-home --shell /usr/sbin/nologin zxqvx") != 0) {
+          "useradd --system --user-group --no-create-home --shell /usr/sbin/nologin zxqvx") != 0 &&
+      getpwnam("zxqvx") == nullptr) {
     throw std::runtime_error("the account zxqvx could not be made");
   }
   const passwd* account = getpwnam("zxqvx");
