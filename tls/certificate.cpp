@@ -94,13 +94,22 @@ void AddNames(X509* certificate, const AlternativeNames& names) {
   }
 }
 
-bool FillCertificate(X509* certificate, EVP_PKEY* key, const CertificateRequest& request) {
+/// Fills `certificate`, which `owner` may own. One that cannot be signed is left to nobody: when
+/// memory runs out there, the library has freed a part of it already, and would do so again.
+bool FillCertificate(CertificateHandle& owner, X509* certificate, EVP_PKEY* key,
+                     const CertificateRequest& request) {
   if (!SetFields(certificate, key, request)) {
     return false;
   }
   AddNames(certificate, request.names);
-  return X509_set_issuer_name(certificate, X509_get_subject_name(certificate)) == 1 &&
-         X509_sign(certificate, key, EVP_sha1()) > 0;
+  if (X509_set_issuer_name(certificate, X509_get_subject_name(certificate)) != 1) {
+    return false;
+  }
+  const bool is_signed = X509_sign(certificate, key, EVP_sha1()) > 0;
+  if (!is_signed) {
+    static_cast<void>(owner.release());
+  }
+  return is_signed;
 }
 
 }  // namespace
@@ -134,7 +143,8 @@ Pair Build(const CertificateRequest& request) {
   if (!pair.key || !GenerateKey(pair.key.get(), request.bits)) {
     return {};
   }
-  if (pair.certificate && !FillCertificate(pair.certificate.get(), pair.key.get(), request)) {
+  if (pair.certificate &&
+      !FillCertificate(pair.certificate, pair.certificate.get(), pair.key.get(), request)) {
     pair.certificate.reset();
   }
   return pair;
@@ -180,7 +190,7 @@ int32_t makePkeyAndCert(X509** certificate, EVP_PKEY** key, int bits, int days,
     if (!qvx::GenerateKey(filled_key, bits)) {
       std::abort();
     }
-    if (!qvx::FillCertificate(filled_certificate, filled_key, request)) {
+    if (!qvx::FillCertificate(new_certificate, filled_certificate, filled_key, request)) {
       return 0;
     }
   } catch (const std::bad_alloc&) {
