@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <functional>
 #include <utility>
 
 #include "log/debug_categories.h"
@@ -18,18 +17,17 @@
 #include "os/files.h"
 #include "tests/harness/installation.h"
 #include "tests/harness/isolated.h"
+#include "tests/harness/lock.h"
 
 namespace {
 
 size_t most_at_once = SIZE_MAX;
 size_t bytes_free = SIZE_MAX;
 bool is_interrupted = false;
-std::function<void()> when_refused;
 
 }  // namespace
 
-// The linker gives these what the log writes, with a bound every other call is interrupted, and its
-// lock.
+// The linker gives this what the log writes. With a bound every other call is interrupted.
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 extern "C" {
 ssize_t __real_pwrite(int file, const void* bytes, size_t size, off_t offset);
@@ -42,16 +40,6 @@ ssize_t __wrap_pwrite(int file, const void* bytes, size_t size, off_t offset) {
   const size_t taken = std::min({size, most_at_once, bytes_free});
   bytes_free -= bytes_free == SIZE_MAX ? 0 : taken;
   return __real_pwrite(file, bytes, taken, offset);
-}
-
-int __real_flock(int file, int operation);
-int __wrap_flock(int file, int operation) {
-  const int result = __real_flock(file, operation);
-  if (result != 0 && when_refused) {
-    std::exchange(when_refused, nullptr)();
-    errno = EWOULDBLOCK;
-  }
-  return result;
 }
 }
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
@@ -191,7 +179,7 @@ TEST(RingLog, RecordGoesBehindThatOfAProcessThatHadTheLock) {
   WriteText(QvxLogFile, Header(20) + old);
   const Descriptor other = OpenDescriptor(QvxLogFile, O_RDONLY);
   ASSERT_EQ(flock(other.get(), LOCK_EX), 0);
-  when_refused = [&] {
+  when_lock_is_refused = [&] {
     WriteText(QvxLogFile, Header(60) + old);
     flock(other.get(), LOCK_UN);
   };

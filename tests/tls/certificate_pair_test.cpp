@@ -1,6 +1,7 @@
 #include <openssl/core_names.h>
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
+#include <sys/file.h>
 
 #include <climits>
 #include <csignal>
@@ -10,6 +11,7 @@
 #include "log/ring_log.h"
 #include "tests/harness/installation.h"
 #include "tests/harness/isolated.h"
+#include "tests/harness/lock.h"
 #include "tls/certificate.h"
 #include "tls/certificate_details.h"
 #include "tls/pair_check.h"
@@ -315,6 +317,18 @@ TEST_F(CertificatePair, KeyOfItsOwnIsOpenToTheGroup) {
   Shell(kMakers + "pair \"/OU=$u/CN=$h\"; " + close + "; chmod 640 file.pem");
   EXPECT_EQ(GenerateSelfSignedCert(), 1);
   EXPECT_EQ(ModeOf(installation_.tls() / "file.pem"), 0640U) << "somebody has opened it as far";
+}
+
+TEST_F(CertificatePair, PairOfARunThatHadTheLockStays) {
+  Shell(kMakers + "pair /CN=$h; mkdir new; mv cert.pem file.pem new; pair /CN=$h; key rsa");
+  const Descriptor share = OpenShare();
+  ASSERT_EQ(flock(share.get(), LOCK_EX), 0);
+  when_lock_is_refused = [&share] {
+    Shell("mv new/* .");
+    flock(share.get(), LOCK_UN);
+  };
+  EXPECT_EQ(GenerateSelfSignedCert(), 1);
+  EXPECT_EQ(Records(), "");
 }
 
 TEST_F(CertificatePair, DirectoryInThePlaceOfTheKeyEndsAStart) {
