@@ -16,6 +16,7 @@
 #include "log/ring_log.h"
 #include "settings/multihomed_names.h"
 #include "settings/setting_list.h"
+#include "tls/library_memory.h"
 
 char tmkCertOName[32] = "Brennick-Talvar Company";
 char tmkCertOuName[64] = "Brennick-Talvar Network Management Software (QVX)";
@@ -94,22 +95,20 @@ void AddNames(X509* certificate, const AlternativeNames& names) {
   }
 }
 
-/// Fills `certificate`, which `owner` may own. One that cannot be signed is left to nobody: when
-/// memory runs out there, the library has freed a part of it already, and would do so again.
-bool FillCertificate(CertificateHandle& owner, X509* certificate, EVP_PKEY* key,
-                     const CertificateRequest& request) {
+/// The library writes the algorithm into the certificate by a reader that frees what it fills when
+/// memory runs out, and that is the inside of the certificate here.
+bool Sign(X509* certificate, EVP_PKEY* key) {
+  const SpareMemory spare;
+  return spare && X509_sign(certificate, key, EVP_sha1()) > 0;
+}
+
+bool FillCertificate(X509* certificate, EVP_PKEY* key, const CertificateRequest& request) {
   if (!SetFields(certificate, key, request)) {
     return false;
   }
   AddNames(certificate, request.names);
-  if (X509_set_issuer_name(certificate, X509_get_subject_name(certificate)) != 1) {
-    return false;
-  }
-  const bool is_signed = X509_sign(certificate, key, EVP_sha1()) > 0;
-  if (!is_signed) {
-    static_cast<void>(owner.release());
-  }
-  return is_signed;
+  return X509_set_issuer_name(certificate, X509_get_subject_name(certificate)) == 1 &&
+         Sign(certificate, key);
 }
 
 }  // namespace
@@ -143,8 +142,7 @@ Pair Build(const CertificateRequest& request) {
   if (!pair.key || !GenerateKey(pair.key.get(), request.bits)) {
     return {};
   }
-  if (pair.certificate &&
-      !FillCertificate(pair.certificate, pair.certificate.get(), pair.key.get(), request)) {
+  if (pair.certificate && !FillCertificate(pair.certificate.get(), pair.key.get(), request)) {
     pair.certificate.reset();
   }
   return pair;
@@ -190,7 +188,7 @@ int32_t makePkeyAndCert(X509** certificate, EVP_PKEY** key, int bits, int days,
     if (!qvx::GenerateKey(filled_key, bits)) {
       std::abort();
     }
-    if (!qvx::FillCertificate(new_certificate, filled_certificate, filled_key, request)) {
+    if (!qvx::FillCertificate(filled_certificate, filled_key, request)) {
       return 0;
     }
   } catch (const std::bad_alloc&) {

@@ -15,6 +15,7 @@
 #include "os/files.h"
 #include "os/host.h"
 #include "os/protection.h"
+#include "tls/library_memory.h"
 #include "tls/openssl_handles.h"
 #include "tls/pem_files.h"
 #include "tls/pem_objects.h"

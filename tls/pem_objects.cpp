@@ -1,9 +1,7 @@
 #include "tls/pem_objects.h"
 
-#include <openssl/crypto.h>
 #include <openssl/pem.h>
 
-#include <cstdlib>
 #include <string_view>
 
 #include "os/strings.h"
@@ -14,28 +12,6 @@ namespace qvx {
 namespace {
 
 constexpr int kNameTextCapacity = 100;
-
-/// The library remembers what a failed allocation left behind, so it may refuse a good file at any
-/// later time. Hence the flag is never unset.
-bool lacked_memory = false;
-
-void* Reallocate(void* memory, size_t size, const char* /*file*/, int /*line*/) {
-  if (size == 0) {
-    std::free(memory);
-    return nullptr;
-  }
-  void* const moved = std::realloc(memory, size);
-  lacked_memory = lacked_memory || moved == nullptr;
-  return moved;
-}
-
-void* Allocate(size_t size, const char* file, int line) {
-  return Reallocate(nullptr, size, file, line);
-}
-
-void Release(void* memory, const char* /*file*/, int /*line*/) {
-  std::free(memory);
-}
 
 template <typename Handle, typename Read>
 Handle Load(const std::optional<std::string>& text, Read read) {
@@ -65,17 +41,6 @@ KeyHandle KeyFrom(const std::optional<std::string>& text) {
 
 int RefusePassPhrase(char* /*buffer*/, int /*size*/, int /*for_writing*/, void* /*data*/) {
   return -1;
-}
-
-void WatchMemory() {
-  CRYPTO_set_mem_functions(Allocate, Reallocate, Release);
-}
-
-bool LibraryLackedMemory() {
-  while (const unsigned long error = ERR_get_error()) {
-    lacked_memory = lacked_memory || ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE;
-  }
-  return lacked_memory;
 }
 
 bool NamesHost(const X509* certificate, const char* host_name) {

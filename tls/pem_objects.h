@@ -19,14 +19,6 @@ KeyHandle KeyFrom(const std::optional<std::string>& text);
 /// Refuses the pass phrase that the library asks for (pem_password_cb(3)).
 int RefusePassPhrase(char* buffer, int size, int for_writing, void* data);
 
-/// Lets LibraryLackedMemory know each failed allocation of the library. Has an effect before the
-/// library's first allocation only.
-void WatchMemory();
-
-/// Returns whether memory ran out for the library, and empties its error queue. What did not load
-/// then may load at another time.
-bool LibraryLackedMemory();
-
 /// Returns whether the common name of the subject is `host_name`, in any case. A null name is
 /// nobody's.
 bool NamesHost(const X509* certificate, const char* host_name);

@@ -3,8 +3,50 @@
 #include <gtest/gtest.h>
 #include <openssl/ssl.h>
 
+#include <algorithm>
+#include <cstdlib>
+#include <utility>
+
 #include "tls/connection_errors.h"
+#include "tls/library_memory.h"
 #include "tls/pair_check.h"
+
+namespace {
+
+constexpr int kNever = -1;
+int calls_until_failure = kNever;
+bool signing_lacked_memory = false;
+int calls_in_signing = kNever;  // before the one that fails
+
+bool Fails() {
+  const bool fails = calls_until_failure == 0;
+  calls_until_failure = std::max(calls_until_failure - 1, kNever);
+  return fails;
+}
+
+}  // namespace
+
+// The linker gives these what the library asks for memory, and what asks it for a signature.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+extern "C" {
+void* __real_malloc(size_t size);
+void* __real_realloc(void* block, size_t size);
+void* __wrap_malloc(size_t size) {
+  return Fails() ? nullptr : __real_malloc(size);
+}
+void* __wrap_realloc(void* block, size_t size) {
+  return Fails() ? nullptr : __real_realloc(block, size);
+}
+
+int __real_X509_sign(X509* certificate, EVP_PKEY* key, const EVP_MD* digest);
+int __wrap_X509_sign(X509* certificate, EVP_PKEY* key, const EVP_MD* digest) {
+  calls_until_failure = calls_in_signing;
+  const int size = __real_X509_sign(certificate, key, digest);
+  signing_lacked_memory = std::exchange(calls_until_failure, kNever) == kNever;
+  return size;
+}
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 namespace qvx::test {
 namespace {
@@ -16,6 +58,9 @@ std::string CommonName(const X509* certificate) {
   X509_NAME_get_text_by_NID(X509_get_subject_name(certificate), NID_commonName, text, sizeof text);
   return text;
 }
+
+// Before the library asks for the first memory.
+[[maybe_unused]] const bool is_watched = (WatchMemory(), true);
 
 TEST(Certificate, ValidityEndsAtTheLimit) {
   EXPECT_EQ(ValiditySeconds(2144468992 - 315532800, 3652), 315532800);
@@ -67,6 +112,15 @@ TEST(Certificate, IsBuiltFromItsRequestAlone) {
     EXPECT_EQ(unnamed.certificate, nullptr) << length;
     ERR_clear_error();
   }
+}
+
+TEST(Certificate, SigningGetsTheMemoryThatIsKeptBack) {
+  do {
+    ++calls_in_signing;
+    EXPECT_NE(Build({"host", {}, 0, 512, 1}).certificate, nullptr) << calls_in_signing;
+  } while (signing_lacked_memory);
+  EXPECT_GT(calls_in_signing, 0);
+  calls_in_signing = kNever;
 }
 
 TEST(Certificate, ObjectsAreFilledOrMadeForTheCaller) {

@@ -1,0 +1,70 @@
+#include "tls/library_memory.h"
+
+#include <openssl/crypto.h>
+#include <openssl/err.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <new>
+
+namespace qvx {
+
+namespace {
+
+constexpr size_t kSpareSize = 64 * 1024;  // a signature takes 45 KB at once
+
+std::unique_ptr<std::byte[]> spare;
+
+/// The library remembers what a failed allocation left behind, so it may refuse a good file at any
+/// later time. Hence the flag is never unset.
+bool lacked_memory = false;
+
+void* Reallocate(void* memory, size_t size, const char* /*file*/, int /*line*/) {
+  if (size == 0) {
+    std::free(memory);
+    return nullptr;
+  }
+  void* moved = std::realloc(memory, size);
+  if (moved == nullptr && spare) {
+    spare.reset();
+    moved = std::realloc(memory, size);
+  }
+  lacked_memory = lacked_memory || moved == nullptr;
+  return moved;
+}
+
+void* Allocate(size_t size, const char* file, int line) {
+  return Reallocate(nullptr, size, file, line);
+}
+
+void Release(void* memory, const char* /*file*/, int /*line*/) {
+  std::free(memory);
+}
+
+}  // namespace
+
+void WatchMemory() {
+  CRYPTO_set_mem_functions(Allocate, Reallocate, Release);
+}
+
+bool LibraryLackedMemory() {
+  while (const unsigned long error = ERR_get_error()) {
+    lacked_memory = lacked_memory || ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE;
+  }
+  return lacked_memory;
+}
+
+SpareMemory::SpareMemory() {
+  spare.reset(new (std::nothrow) std::byte[kSpareSize]);
+}
+
+SpareMemory::~SpareMemory() {
+  spare.reset();
+}
+
+SpareMemory::operator bool() const {
+  return spare != nullptr;
+}
+
+}  // namespace qvx
