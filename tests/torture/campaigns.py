@@ -18,7 +18,7 @@ from functools import partial
 import disks
 import pairs
 from judge import SETTINGS, TLS, text_of
-from stage import NOTES, OPT
+from stage import LAUNCHER, NOTES, OPT
 
 TRACE = pathlib.Path("/mnt/trace")
 CALLERS = pathlib.Path("/mnt/callers")
@@ -135,14 +135,20 @@ def starve(setting):
     return ("env", "LD_PRELOAD=/opt/libqvx_starve.so", f"QVX_STARVE_{setting}")
 
 
+def lose_capabilities():
+    # Nothing is preloaded into a program that gains them.
+    subprocess.run(["setcap", "-q", "-r", LAUNCHER], check=False, stderr=subprocess.DEVNULL)
+
+
 def allocations(stage):
     """The first allocation of each chain of callers fails, in the libraries, too."""
     stage.put_back()
+    lose_capabilities()
     CALLERS.unlink(missing_ok=True)
     stage.run(starve(f"LIST={CALLERS}"))
     callers = array.array("Q", CALLERS.read_bytes() if CALLERS.exists() else b"")
     for number in dict.fromkeys(callers):
-        yield Disturbance(f"allocation of {number}", starve(f"AT={number}"))
+        yield Disturbance(f"allocation of {number}", starve(f"AT={number}"), lose_capabilities)
 
 
 def kills(stage):

@@ -12,6 +12,7 @@ HERE = pathlib.Path(__file__).resolve().parent
 ATTACKS = HERE.parent / "attacks"
 OPT = pathlib.Path("/opt")
 BEFORE = pathlib.Path("/mnt/before")
+LAUNCHER = "/opt/zx/zxqvx/sbin/qvxlauncher"
 NOTES = pathlib.Path("/mnt/notes")  # of the tracer: the call that is disturbed, and each execve
 CHANGING = ("zx", "tls", "admin", "log", "old")  # what a run may change
 HANGS = 60  # seconds; no start takes nearly as long
@@ -76,7 +77,7 @@ class Stage:
         command = []
         for word in self.scenario.run:
             if word == "$launcher":
-                command += list(before_launcher) + ["/opt/zx/zxqvx/sbin/qvxlauncher"]
+                command += list(before_launcher) + [LAUNCHER]
             else:
                 command.append(word)
         return subprocess.Popen(
@@ -104,7 +105,7 @@ class Stage:
     def start(self):
         """What an undisturbed start prints."""
         try:
-            process = subprocess.run(["/opt/zx/zxqvx/sbin/qvxlauncher"], cwd="/", check=False,
+            process = subprocess.run([LAUNCHER], cwd="/", check=False,
                                      env=self.environment, stdin=subprocess.DEVNULL,
                                      stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
                                      timeout=HANGS)
