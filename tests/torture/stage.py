@@ -14,6 +14,7 @@ OPT = pathlib.Path("/opt")
 BEFORE = pathlib.Path("/mnt/before")
 LAUNCHER = "/opt/zx/zxqvx/sbin/qvxlauncher"
 NOTES = pathlib.Path("/mnt/notes")  # of the tracer: the call that is disturbed, and each execve
+ERRORS = pathlib.Path("/mnt/errors")  # what the run has written on standard error
 CHANGING = ("zx", "tls", "admin", "log", "old")  # what a run may change
 HANGS = 60  # seconds; no start takes nearly as long
 
@@ -80,9 +81,10 @@ class Stage:
                 command += list(before_launcher) + [LAUNCHER]
             else:
                 command.append(word)
-        return subprocess.Popen(
-            command, cwd="/", env=self.environment, stdin=subprocess.DEVNULL,
-            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        with ERRORS.open("wb") as errors:
+            return subprocess.Popen(
+                command, cwd="/", env=self.environment, stdin=subprocess.DEVNULL,
+                stdout=subprocess.PIPE, stderr=errors)
 
     @staticmethod
     def end_of(process):
