@@ -50,9 +50,11 @@ def play(stage, judge, campaign, disturbance):
     code, output = run_beside(stage, disturbance, holds)
     findings = [finding for hold in holds if hold for finding in hold()]
     findings += judge.of_processes()
-    # What lasts disturbs the daemon, too, and the text that would tell the end.
-    is_hidden = "+" in disturbance.name and re.search(r"zxqvxd.* = 0$|^write\(1, .*INJECTED",
-                                                      stage.notes(), re.M)
+    # The daemon was disturbed, by what lasts or was meant for a call that this run did not make; or
+    # what lasts has hidden the text that would tell the end.
+    notes = stage.notes()
+    is_hidden = re.search(r"zxqvxd.* = 0\n(.*\n)*.*INJECTED", notes) or \
+        "+" in disturbance.name and re.search(r"^write\(1, .*INJECTED", notes, re.M)
     if "end" in campaign.judged and not is_hidden:
         findings += judge.of_end(code, output)
     if "files" in campaign.judged:
