@@ -12,7 +12,7 @@ namespace qvx {
 
 namespace {
 
-constexpr size_t kSpareSize = 64 * 1024;  // a signature takes 45 KB at once
+constexpr size_t kSpareSize = 65536;  // a signature takes 45 KB at once
 
 std::unique_ptr<std::byte[]> spare;
 
