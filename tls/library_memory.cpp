@@ -20,18 +20,20 @@ std::unique_ptr<std::byte[]> spare;
 /// later time. Hence the flag is never unset.
 bool lacked_memory = false;
 
-void* Reallocate(void* memory, size_t size, const char* /*file*/, int /*line*/) {
+void* Reallocate(void* memory, size_t size, const char* file, int line) {
   if (size == 0) {
     std::free(memory);
     return nullptr;
   }
-  void* moved = std::realloc(memory, size);
-  if (moved == nullptr && spare) {
-    spare.reset();
-    moved = std::realloc(memory, size);
+  if (void* const moved = std::realloc(memory, size)) {
+    return moved;
   }
-  lacked_memory = lacked_memory || moved == nullptr;
-  return moved;
+  if (spare) {
+    spare.reset();
+    return Reallocate(memory, size, file, line);
+  }
+  lacked_memory = true;
+  return nullptr;
 }
 
 void* Allocate(size_t size, const char* file, int line) {
