@@ -12,7 +12,8 @@ namespace qvx {
 
 namespace {
 
-constexpr size_t kSpareSize = 65536;  // a signature takes 45 KB at once
+/// More than any supported library takes for a signature at once: 45 KB on Debian 12, 133 KB on 13.
+constexpr size_t kSpareSize = 262144;
 
 std::unique_ptr<std::byte[]> spare;
 
