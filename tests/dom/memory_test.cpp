@@ -2,66 +2,18 @@
 // once.
 #include <expat.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <new>
 
 #include "tests/dom/model.h"
+#include "tests/harness/allocator.h"
 
-namespace {
-
-constexpr int kNever = -1;
-int calls_until_failure = kNever;
-
-bool Fails() {
-  const bool fails = calls_until_failure == 0;
-  calls_until_failure = std::max(calls_until_failure - 1, kNever);
-  errno = fails ? ENOMEM : errno;
-  return fails;
-}
-
-}  // namespace
-
-// The linker gives these what the model and this program ask malloc and its like for.
+// The linker gives this the request for a parser.
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
-extern "C" {
-void* __real_malloc(size_t size);
-void* __real_calloc(size_t count, size_t size);
-void* __real_realloc(void* block, size_t size);
-char* __real_strdup(const char* text);
-void* __wrap_malloc(size_t size) {
-  return Fails() ? nullptr : __real_malloc(size);
-}
-void* __wrap_calloc(size_t count, size_t size) {
-  return Fails() ? nullptr : __real_calloc(count, size);
-}
-void* __wrap_realloc(void* block, size_t size) {
-  return Fails() ? nullptr : __real_realloc(block, size);
-}
-char* __wrap_strdup(const char* text) {
-  return Fails() ? nullptr : __real_strdup(text);
-}
-XML_Parser __wrap_XML_ParserCreate(const XML_Char* encoding) {
-  const XML_Memory_Handling_Suite memory = {__wrap_malloc, __wrap_realloc, std::free};
+extern "C" XML_Parser __wrap_XML_ParserCreate(const XML_Char* encoding) {
+  const XML_Memory_Handling_Suite memory = {std::malloc, std::realloc, std::free};
   return XML_ParserCreate_MM(encoding, &memory, nullptr);
 }
-}
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
-
-// Containers ask these. They are not inlined, because GCC takes free() beside new for a mistake.
-[[gnu::noinline]] void* operator new(size_t size) {
-  void* const block = Fails() ? nullptr : __real_malloc(size);
-  if (block == nullptr) {
-    throw std::bad_alloc();
-  }
-  return block;
-}
-[[gnu::noinline]] void operator delete(void* block) noexcept {
-  std::free(block);
-}
-[[gnu::noinline]] void operator delete(void* block, size_t /*size*/) noexcept {
-  std::free(block);
-}
 
 namespace qvx::test {
 namespace {
@@ -162,9 +114,9 @@ TEST(Memory, EveryFailureIsReported) {
       for (int calls = 0; has_failed; ++calls) {
         SCOPED_TRACE(testing::Message() << row.name << " " << is_heard << " " << calls);
         World world(is_heard);
-        calls_until_failure = calls;
+        FailAllocation(calls);
         const bool is_done = row.operation(world);
-        has_failed = std::exchange(calls_until_failure, kNever) == kNever;
+        has_failed = HasFailedAllocation();
         ASSERT_EQ(is_done, !has_failed);
         ASSERT_EQ(TakeError(), has_failed ? ENOMEM : 0);
         ASSERT_EQ(Violation(world.document()), "");
@@ -180,11 +132,11 @@ TEST(Memory, EveryAttributeIsFound) {
   for (int calls = 0; has_failed; ++calls) {
     SCOPED_TRACE(calls);
     const Tree tree;
-    calls_until_failure = calls;
+    FailAllocation(calls);
     for (int i = 0; i < 40; ++i) {
       DOM_Element_setAttribute(tree.root(), std::to_string(i).c_str(), "");
     }
-    has_failed = std::exchange(calls_until_failure, kNever) == kNever;
+    has_failed = HasFailedAllocation();
     TakeError();
     NamedNodeMap* const map = tree.root()->attributes;
     for (int32_t i = 0; DOM_Node* const attribute = DOM_NamedNodeMap_item(map, i); ++i) {

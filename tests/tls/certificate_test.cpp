@@ -3,46 +3,26 @@
 #include <gtest/gtest.h>
 #include <openssl/ssl.h>
 
-#include <algorithm>
-#include <cstdlib>
-#include <utility>
-
+#include "tests/harness/allocator.h"
 #include "tls/connection_errors.h"
 #include "tls/library_memory.h"
 #include "tls/pair_check.h"
 
 namespace {
 
-constexpr int kNever = -1;
-int calls_until_failure = kNever;
 bool signing_lacked_memory = false;
-int calls_in_signing = kNever;  // before the one that fails
-
-bool Fails() {
-  const bool fails = calls_until_failure == 0;
-  calls_until_failure = std::max(calls_until_failure - 1, kNever);
-  return fails;
-}
+int calls_in_signing = qvx::test::kNever;  // before the one that fails
 
 }  // namespace
 
-// The linker gives these what the library asks for memory, and what asks it for a signature.
+// The linker gives this what asks the library for a signature.
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 extern "C" {
-void* __real_malloc(size_t size);
-void* __real_realloc(void* block, size_t size);
-void* __wrap_malloc(size_t size) {
-  return Fails() ? nullptr : __real_malloc(size);
-}
-void* __wrap_realloc(void* block, size_t size) {
-  return Fails() ? nullptr : __real_realloc(block, size);
-}
-
 int __real_X509_sign(X509* certificate, EVP_PKEY* key, const EVP_MD* digest);
 int __wrap_X509_sign(X509* certificate, EVP_PKEY* key, const EVP_MD* digest) {
-  calls_until_failure = calls_in_signing;
+  qvx::test::FailAllocation(calls_in_signing);
   const int size = __real_X509_sign(certificate, key, digest);
-  signing_lacked_memory = std::exchange(calls_until_failure, kNever) == kNever;
+  signing_lacked_memory = qvx::test::HasFailedAllocation();
   return size;
 }
 }
