@@ -182,8 +182,10 @@ char* GenerateAccessDirectiveStr(char* include, char* exclude) {
   try {
     char* directives =
         strdup(qvx::AccessDirectives(qvx::ViewOf(include), qvx::ViewOf(exclude)).c_str());
-    qvx::CutList(include);
-    qvx::CutList(exclude);
+    if (directives != nullptr) {
+      qvx::CutList(include);
+      qvx::CutList(exclude);
+    }
     return directives;
   } catch (const std::bad_alloc&) {
     return nullptr;

@@ -21,8 +21,8 @@
 extern const uint32_t dwMasks[33];
 
 /// Builds the allow lines for `include`, then the deny lines for `exclude`. Either list may be
-/// null. Both are cut in place. Returns whole lines, which the caller releases with free(); null
-/// when memory ran out.
+/// null. Both are cut in place. Returns whole lines, which the caller releases with free(); null,
+/// and leaves both whole, when memory ran out.
 char* GenerateAccessDirectiveStr(char* include, char* exclude);
 
 /// Appends the addresses of one entry and a line feed to `*directives`, a text from malloc or null,

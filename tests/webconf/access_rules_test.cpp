@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "support/malloc_owner.h"
+#include "tests/harness/allocator.h"
 
 namespace qvx::test {
 namespace {
@@ -65,6 +66,33 @@ TEST(AccessRules, ListsAreCutAndTextsMayBeMissing) {
   EXPECT_EQ(CreateIPAddrRestrictionStr(1, &directives, nullptr, "10.0.0.5"), 1);
   EXPECT_EQ(CreateIPAddrRestrictionStr(1, &directives, nullptr, nullptr), 1);
   EXPECT_STREQ(MallocOwner<char>(directives).get(), " 10.0.0.5\n\n\n");
+}
+
+/// A caller who asks again gets the rules for all that he has listed.
+TEST(AccessRules, NothingIsLostWhenMemoryRunsOut) {
+  bool has_failed = true;
+  for (int calls = 0; has_failed; ++calls) {
+    SCOPED_TRACE(calls);
+    char* directives = strdup("deny from");
+    FailAllocation(calls);
+    const int32_t result = CreateIPAddrRestrictionStr(1, &directives, "10.0.0.0", "10.0.2.0");
+    has_failed = HasFailedAllocation();
+    EXPECT_EQ(result, has_failed ? -1 : 0);
+    EXPECT_STREQ(MallocOwner<char>(directives).get(),
+                 has_failed ? "deny from" : "deny from 10.0.0.0/23 10.0.2.0/32\n");
+  }
+  has_failed = true;
+  for (int calls = 0; has_failed; ++calls) {
+    SCOPED_TRACE(calls);
+    char include[] = "a;b";
+    char exclude[] = "c;d";
+    FailAllocation(calls);
+    const MallocOwner<char> directives(GenerateAccessDirectiveStr(include, exclude));
+    has_failed = HasFailedAllocation();
+    EXPECT_EQ(directives == nullptr, has_failed);
+    EXPECT_STREQ(include, has_failed ? "a;b" : "a");
+    EXPECT_STREQ(exclude, has_failed ? "c;d" : "c");
+  }
 }
 
 }  // namespace
