@@ -5,6 +5,7 @@ A worker plays one scenario. The shell functions of tests/attacks lay the instal
 """
 import os
 import pathlib
+import shlex
 import shutil
 import subprocess
 
@@ -30,8 +31,9 @@ class Stage:
                     "attacker": build / "tests/attacks/attacker",
                     "starve": build / "tests/attacks/libqvx_starve.so",
                     "zxqvxd": HERE.parent / "harness/zxqvxd"}
-        prelude = "".join(f"{name}='{path}'\n" for name, path in programs.items())
-        prelude += f". {ATTACKS}/stage\n. {ATTACKS}/faults\n"
+        prelude = "".join(f"{name}={shlex.quote(str(path))}\n" for name, path in programs.items())
+        # Their text, because a checkout below /opt is out of sight then.
+        prelude += (ATTACKS / "stage").read_text() + (ATTACKS / "faults").read_text()
         subprocess.run(["bash", "-c", prelude + scenario.prepare + "\ntrue"], check=True,
                        stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                        stderr=subprocess.DEVNULL)
