@@ -56,7 +56,6 @@ FAMILIES = (
 NEVER_FAILS = re.compile(r"^(brk|exit|getpid|getppid|get.*[ug]id|umask|close|munmap|arch_prctl|futex|rseq|"
                          r"set_tid|set_robust|sched|uname|sysinfo|alarm|madvise)")
 
-
 # Nobody else can tell whether another call than these has been made.
 SHARED = re.compile(r"(?!arch_prctl|brk|futex|get|m(un)?map|mprotect|pr?limit|rt_sig|rseq|set_|sysinfo|"
                     r"umask|uname)")
@@ -235,6 +234,7 @@ def pair_kinds(_):
         yield Disturbance(name, arrange=partial(pairs.lay, texts, name))
     for name, chosen, maker in pairs.entries(kinds["EC"]):
         yield Disturbance(name, arrange=partial(pairs.lay_entry, kinds["EC"], chosen, maker))
+
 
 def pair_damage(_):
     """Certificate and key cut at each byte, without it, and with a bit of it flipped."""

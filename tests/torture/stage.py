@@ -77,12 +77,9 @@ class Stage:
 
     def begin(self, before_launcher=()):
         """Starts the scenario's command, with `before_launcher` in front of the launcher."""
-        command = []
-        for word in self.scenario.run:
-            if word == "$launcher":
-                command += list(before_launcher) + [LAUNCHER]
-            else:
-                command.append(word)
+        launch = [*before_launcher, LAUNCHER]
+        command = [part for word in self.scenario.run
+                   for part in (launch if word == "$launcher" else [word])]
         with ERRORS.open("wb") as errors:
             return subprocess.Popen(
                 command, cwd="/", env=self.environment, stdin=subprocess.DEVNULL,
@@ -108,11 +105,6 @@ class Stage:
 
     def start(self):
         """What an undisturbed start prints."""
-        try:
-            process = subprocess.run([LAUNCHER], cwd="/", check=False,
-                                     env=self.environment, stdin=subprocess.DEVNULL,
-                                     stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
-                                     timeout=HANGS)
-        except subprocess.TimeoutExpired:
-            return "hung"
-        return process.stdout.decode("utf-8", "replace").strip()
+        with subprocess.Popen([LAUNCHER], cwd="/", env=self.environment, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as process:
+            return self.end_of(process)[1]
