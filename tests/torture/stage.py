@@ -29,7 +29,7 @@ class Stage:
         self.disk = None  # what stands below /opt in the place of the files, if anything
         programs = {"launcher": build / "launcher/qvxlauncher",
                     "attacker": build / "tests/attacks/attacker",
-                    "starve": build / "tests/attacks/libqvx_starve.so",
+                    "library": build / "tests/attacks/libqvx_starve.so",
                     "zxqvxd": HERE.parent / "harness/zxqvxd"}
         prelude = "".join(f"{name}={shlex.quote(str(path))}\n" for name, path in programs.items())
         # Their text, because a checkout below /opt is out of sight then.
