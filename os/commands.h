@@ -1,7 +1,8 @@
 // The one place that makes child processes and waits for them.
 //
 // Every command line goes to "/bin/sh" "-c" and inherits the environment, unless it has the rights
-// of the service account. Waits resume after a signal.
+// of the service account. Waits resume after a signal. A process and its shell are asked for in one
+// call: EAGAIN and ENOMEM count as no process, each other error as a shell that cannot be executed.
 #ifndef QVX_OS_COMMANDS_H
 #define QVX_OS_COMMANDS_H
 
