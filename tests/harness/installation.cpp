@@ -92,6 +92,7 @@ TempDirectory::TempDirectory() {
     fs::remove_all(name, ignored);
   });
   fs::permissions(path_, fs::perms(0755));
+  umask(022);
 }
 
 Installation::Installation()

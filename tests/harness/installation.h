@@ -44,8 +44,8 @@ class Variable {
   std::shared_ptr<void> put_back_;  // by its deleter
 };
 
-/// A temporary directory. It is removed with its content at the end of the scope, and the working
-/// directory is restored.
+/// A temporary directory that the service account can read, as what is made in it from then on. It
+/// is removed with its content at the end of the scope, and the working directory is restored.
 class TempDirectory {
  public:
   TempDirectory();

@@ -24,6 +24,7 @@ class Stage:
     """The installation of a scenario. It must be made in a mount namespace of the worker's own."""
 
     def __init__(self, scenario, build):
+        os.umask(0o022)
         self.scenario = scenario
         self.mounts = []
         self.disk = None  # what stands below /opt in the place of the files, if anything
@@ -42,9 +43,8 @@ class Stage:
         subprocess.run(["mount", "-t", "tmpfs", "none", "/mnt"], check=True)
         BEFORE.mkdir()
         self._copy(OPT, BEFORE)
-        self.environment = {
-            "PATH": os.environ["PATH"] + ":/opt", "LC_ALL": "C",
-            "SYSMGTZX_LOG_DIR": "/opt/log", "SSL_SHARE_BASE_DIR": "/opt/tls"}
+        self.environment = {"PATH": os.environ["PATH"] + ":/opt", "LC_ALL": "C",
+                            "SYSMGTZX_LOG_DIR": "/opt/log", "SSL_SHARE_BASE_DIR": "/opt/tls"}
 
     @staticmethod
     def _copy(source, target):
