@@ -1,8 +1,7 @@
 // The one place that makes child processes and waits for them.
 //
 // Every command line goes to "/bin/sh" "-c" and inherits the environment, unless it has the rights
-// of the service account. Waits resume after a signal. A process and its shell are asked for in one
-// call: EAGAIN and ENOMEM count as no process, each other error as a shell that cannot be executed.
+// of the service account. Waits resume after a signal.
 #ifndef QVX_OS_COMMANDS_H
 #define QVX_OS_COMMANDS_H
 
@@ -17,7 +16,9 @@
 /// Runs `command` for its effect and waits for it; its standard streams are the launcher's own.
 /// Returns 1 when the child has ended, whatever its exit status; and when the shell could not be
 /// executed, with a text on standard error. Returns 0, with a text on standard error, when no child
-/// could be created.
+/// could be created. Both are asked for in one call (posix_spawn(3)), so EAGAIN and ENOMEM count as
+/// no child, and every other error as a shell that could not be executed: here, and in the next
+/// one.
 int32_t execute_linux_cmd(const char* command);
 
 /// Runs `command` and waits for it, but not for processes that it left in the background. `output`
