@@ -137,7 +137,7 @@ Look TakeLook(SSL_CTX* context, const std::string& host_name) {
 
 Outcome KeepFile(Aside (*set_aside)(OldFile&), OldFile& old, const char* record) {
   const Aside aside = set_aside(old);
-  if (aside.was_copied) {
+  if (aside.is_told) {
     LogOutput(kLogError, "%s", record);
   }
   return aside.kept;

@@ -132,7 +132,7 @@ Aside SetAside(const std::string& path, const std::string& copy, OldFile& old, S
       (IsWhole(has_draft ? copied_to : target, old) && (!has_draft || draft->Commit())) ||
       LinkOrMove(path, target, old);
   if (is_kept) {
-    return {was_copied, Outcome::kDone};
+    return {was_copied || is_worth_keeping, Outcome::kDone};
   }
   return {was_copied, AreSame(LookAt(path), old) ? Outcome::kFailed : Outcome::kChanged};
 }

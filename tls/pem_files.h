@@ -75,8 +75,8 @@ void OpenToGroup(const OldFile& key);
 void DeletePair();
 
 struct Aside {
-  bool was_copied;  ///< the copy command ran
-  Outcome kept;     ///< kDone: a whole copy has the set-aside name, or there was nothing to keep
+  bool is_told;  ///< the copy command ran, or the file has the set-aside name without it
+  Outcome kept;  ///< kDone: a whole copy has the set-aside name, or there was nothing to keep
 };
 
 /// Copy the certificate or the key to its set-aside name with OSCopyFile. Where the copy is not

@@ -279,6 +279,11 @@ TEST_F(CertificatePair, OutcomeOfACheck) {
        .prepare = "mkdir cert.pem",
        .record = kNoCertificate + kCertificateAside + kNoCertificate + kCertificateAside,
        .outcome = kRefused},
+      {.name = "links that are not followed",
+       .prepare = "rmdir cert.pem; pair /CN=$h; mkdir b; chmod 600 *.pem; mv cert.pem file.pem b; "
+                  "ln -s b/* .; chown -h 1000 *.pem",
+       .record = kNoCertificate,
+       .outcome = kSetAside},
   };
   const std::string open_files = Shell("ls /proc/$PPID/fd");
   for (const auto& row : rows) {
