@@ -1,7 +1,6 @@
 #include "os/protection.h"
 
 #include <fcntl.h>
-#include <sys/fsuid.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,6 +11,7 @@
 
 #include "os/access_lists.h"
 #include "os/commands.h"
+#include "os/file_identity.h"
 #include "os/path_walk.h"
 #include "os/service_account.h"
 
@@ -78,52 +78,21 @@ int32_t Protect(const std::string& path) {
   return RunProtection(path, is_directory, place->is_held);
 }
 
-/// While it lives, files are made and removed with the identity of the directory's owner, where
-/// that is another account and the process may take its identity.
-class OwnersIdentity {
- public:
-  explicit OwnersIdentity(const struct stat& directory) {
-    if (!IsTrusted(directory.st_uid)) {
-      setfsgid(directory.st_gid);
-      setfsuid(directory.st_uid);
-    }
-  }
-  ~OwnersIdentity() {
-    setfsuid(user_);
-    setfsgid(group_);
-  }
-  OwnersIdentity(const OwnersIdentity&) = delete;
-  OwnersIdentity& operator=(const OwnersIdentity&) = delete;
-  OwnersIdentity(OwnersIdentity&&) = delete;
-  OwnersIdentity& operator=(OwnersIdentity&&) = delete;
-
- private:
-  // An invalid ID only asks for the present one.
-  uid_t user_ = static_cast<uid_t>(setfsuid(static_cast<uid_t>(-1)));
-  gid_t group_ = static_cast<gid_t>(setfsgid(static_cast<gid_t>(-1)));
-};
-
 /// In a directory of another account, the new one is that account's from the start. So what the
 /// account puts in its place is not given away, unless it is the account's, too.
-bool MakeEntry(const Place& place, Owner owner) {
-  const OwnersIdentity identity(place.directory_status);
-  const int directory = place.directory.get();
-  const char* const name = place.name.c_str();
-  if (mkdirat(directory, name, kNewDirectoryMode) == 0) {
-    return true;
-  }
-  // Only an empty one is removed. It is of no use to the service account.
-  return owner == Owner::kService && place.IsA(S_IFDIR) &&
-         !MayStep(place, place.entry_status, Access::kChange) &&
-         unlinkat(directory, name, AT_REMOVEDIR) == 0 &&
-         mkdirat(directory, name, kNewDirectoryMode) == 0;
+bool MakeEntry(const Place& place) {
+  const struct stat& around = place.directory_status;
+  const bool is_foreign = !IsTrusted(around.st_uid);
+  const FileIdentity identity(is_foreign ? around.st_uid : geteuid(),
+                              is_foreign ? around.st_gid : getegid());
+  return mkdirat(place.directory.get(), place.name.c_str(), kNewDirectoryMode) == 0;
 }
 
 /// The new directory is opened and checked again, because it may have been exchanged.
 int MakeDirectory(std::string path, Owner owner) {
   path.erase(path.find_last_not_of('/') + 1);
   const std::optional<Place> place = FindPlace(path, Access::kChange, LastLink::kStay);
-  if (!place || !MakeEntry(*place, owner)) {
+  if (!place || !MakeEntry(*place)) {
     return -1;
   }
   const Descriptor made(openat(place->directory.get(), place->name.c_str(),
@@ -150,6 +119,12 @@ int MakeDirectory(std::string path, Owner owner) {
 
 int32_t RunFileProtection(const std::string& path, bool is_held) {
   return RunProtection(path, false, is_held);
+}
+
+bool RemoveUselessDirectory(const std::string& path) {
+  const std::optional<Place> place = FindPlace(path, Access::kChange, LastLink::kStay);
+  return place && place->IsA(S_IFDIR) && !MayStep(*place, place->entry_status, Access::kChange) &&
+         unlinkat(place->directory.get(), place->name.c_str(), AT_REMOVEDIR) == 0;
 }
 
 bool ChangeMode(const std::string& path, mode_t mode) {

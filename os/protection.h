@@ -26,8 +26,7 @@ int32_t OsProtectLogFile(const char* path);
 int _mkdir(const char* path);
 
 /// As _mkdir, and gives the new directory the service account's user and group, if the account
-/// exists. An empty directory that the rules of os/path_walk.h keep from being given is made anew.
-/// Returns 0; or -1 when it was not created, also because it existed.
+/// exists. Returns 0; or -1 when it was not created, also because it existed.
 int OsMkdir(const char* path);
 
 namespace qvx {
@@ -35,6 +34,10 @@ namespace qvx {
 /// Runs only the shell command, for a file that was made with its final owner and mode. `is_held`
 /// as in os/path_walk.h. Returns 1 or 0 as OsProtectFile.
 int32_t RunFileProtection(const std::string& path, bool is_held);
+
+/// Removes an empty directory that the rules of os/path_walk.h keep from being given to the service
+/// account. Returns whether it was removed.
+bool RemoveUselessDirectory(const std::string& path);
 
 /// Sets the permission bits of whatever `path` leads to, unless the rules of os/path_walk.h refuse
 /// it. Returns false with errno set when the bits were not set.

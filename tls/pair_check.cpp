@@ -225,6 +225,15 @@ int32_t CheckAndReplace() {
   return TryTwice(context.get(), host_name);
 }
 
+/// What an earlier run or an administrator left empty there, and what the account could not use
+/// otherwise, is made anew.
+int32_t ProvideServiceDirectory(const std::string& path) {
+  if (OsMkdir(path.c_str()) != 0 && RemoveUselessDirectory(path)) {
+    OsMkdir(path.c_str());
+  }
+  return OsProtectFile(path.c_str());
+}
+
 }  // namespace
 
 std::string PairHostName() {
@@ -273,12 +282,9 @@ int32_t SSLInitialization() {
 }
 
 int32_t CreatePHPSessionDir() {
-  std::string path = qvx::InstallationPath("/session");
-  OsMkdir(path.c_str());
-  OsProtectFile(path.c_str());
-  path += "/php";
-  OsMkdir(path.c_str());
-  return OsProtectFile(path.c_str());
+  const std::string path = qvx::InstallationPath("/session");
+  qvx::ProvideServiceDirectory(path);
+  return qvx::ProvideServiceDirectory(path + "/php");
 }
 
 int32_t GenerateSelfSignedCert() {

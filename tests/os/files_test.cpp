@@ -70,6 +70,8 @@ TEST(Directories, ModeAndOwnerOfNewOnes) {
     EXPECT_EQ(OsMkdir("plain"), -1) << "it exists, and is left alone";
     EXPECT_EQ(_mkdir("missing/child"), -1);
     EXPECT_EQ(_mkdir("owned/child"), 0) << "its owner is that of the folder";
+    EXPECT_EQ(mkdir("owned/of root", 0700), 0);
+    EXPECT_EQ(OsMkdir("owned/of root"), -1) << "left alone, too";
     EXPECT_EQ(mount("/dev/null", "/etc/passwd", "", MS_BIND, nullptr), 0);
     EXPECT_EQ(OsMkdir("without account"), 0);
   });
