@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "os/access_lists.h"
+#include "os/file_identity.h"
 #include "os/files.h"
 #include "os/new_files.h"
 #include "os/service_account.h"
@@ -22,7 +23,8 @@ constexpr mode_t kSecretMode = 0600;
 constexpr mode_t kGroupBits = S_IRWXG;
 constexpr mode_t kOthersBits = S_IRWXO;
 constexpr unsigned kGroupShift = 3;                  // from the bits of others
-constexpr uid_t kSameUser = static_cast<uid_t>(-1);  // for fchown(2)
+constexpr uid_t kSameUser = static_cast<uid_t>(-1);  // for fchown(2), like the next
+constexpr gid_t kSameGroup = static_cast<gid_t>(-1);
 constexpr size_t kBlockSize = 65536;
 
 /// Replaces the content of an open file by `text`.
@@ -45,6 +47,24 @@ bool HasKnownGroup(const Descriptor& file, gid_t wanted) {
   struct stat status = {};
   return fstat(file.get(), &status) == 0 &&
          (status.st_gid == wanted || fchown(file.get(), kSameUser, getegid()) == 0);
+}
+
+/// Makes the new file. Where the system lets no owner be given (no CAP_CHOWN), a file of the
+/// account's in a directory of the account's is made with its identity: a file of root's there
+/// could not be opened again, as os/path_walk.h says.
+NewFile MakeFor(const Place& place, const Birth& birth) {
+  NewFile made = MakeNewFile(place);
+  if (!made.file || place.directory_status.st_uid != birth.user ||
+      fchown(made.file.get(), birth.user, kSameGroup) == 0) {
+    return made;
+  }
+  const FileIdentity identity(birth.user, birth.group);
+  NewFile accounts = MakeNewFile(place);
+  if (!accounts.file) {
+    return made;
+  }
+  unlinkat(place.directory.get(), made.name.c_str(), 0);
+  return accounts;
 }
 
 /// Gives a new file its owner and mode. Containers and shares refuse owners, and some file systems
@@ -152,7 +172,7 @@ FileReplacement::~FileReplacement() {
 }
 
 void FileReplacement::MakeBeside(const Birth& birth) {
-  NewFile made = MakeNewFile(*place_);
+  NewFile made = MakeFor(*place_, birth);
   if (!made.file) {
     return;
   }
