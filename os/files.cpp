@@ -134,22 +134,30 @@ Descriptor OpenDescriptor(const std::string& path, int flags, mode_t mode) {
     }
   }
   const bool reads = IsForReading(flags);
-  std::optional<Place> place = reads ? std::nullopt : FindPlainPlace(path);
-  if (!place) {
-    place = FindPlace(path, reads ? Access::kRead : Access::kChange);
-  }
-  if (!place) {
-    return Descriptor();
-  }
   const bool creates = (flags & O_CREAT) != 0;
-  if (place->exists() && creates && (flags & O_EXCL) != 0) {
-    errno = EEXIST;
-    return Descriptor();
+  const bool is_new = (flags & O_EXCL) != 0;
+  constexpr int kTries = 100;
+  for (int tries = 1;; ++tries) {
+    std::optional<Place> place = reads ? std::nullopt : FindPlainPlace(path);
+    if (!place) {
+      place = FindPlace(path, reads ? Access::kRead : Access::kChange);
+    }
+    if (!place) {
+      return Descriptor();
+    }
+    if (place->exists() && creates && is_new) {
+      errno = EEXIST;
+      return Descriptor();
+    }
+    Descriptor file = place->exists() || !creates
+                          ? OpenEntry(*place, flags & ~(O_CREAT | O_EXCL))
+                          : Descriptor(OpenWithPatience(*place, flags | O_EXCL, mode));
+    // Another process may have removed or made the file since it was looked for.
+    const bool is_overtaken = errno == (place->exists() ? ENOENT : EEXIST);
+    if (file || !creates || is_new || !is_overtaken || tries == kTries) {
+      return file;
+    }
   }
-  if (place->exists() || !creates) {
-    return OpenEntry(*place, flags & ~(O_CREAT | O_EXCL));
-  }
-  return Descriptor(OpenWithPatience(*place, flags | O_EXCL, mode));
 }
 
 int ForeseeOpening(const std::string& path, int flags) {

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 #include <cstring>
 #include <set>
@@ -151,6 +152,24 @@ TEST(OpenFile, ModesAreThoseOfTheLibrary) {
   EXPECT_EQ(Contents(path), "");
   EXPECT_EQ(sopen((root.path() / "missing/file").c_str(), O_CREAT, F_WRLCK, 0600), -1);
   EXPECT_EQ(filelength(-1), -1);
+}
+
+TEST(OpenFile, IsMadeAndRemovedByOthersMeanwhile) {
+  const TempDirectory root;
+  const std::string path = root.path() / "file";
+  PassIsolated(0, [&path] {
+    const pid_t other = fork();
+    for (int count = 0; count < 20000; ++count) {
+      EXPECT_TRUE(OpenFile(path, "a"));
+      unlink(path.c_str());
+    }
+    if (other == 0) {
+      _exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(other, &status, 0), other);
+    EXPECT_EQ(status, 0);
+  });
 }
 
 TEST(OpenDescriptor, MayBeStandardInput) {
