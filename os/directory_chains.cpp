@@ -29,10 +29,8 @@ bool EnterDirectory(const std::string& path) {
 
 bool CheckLevels(char* path) {
   std::string level = "/";
-  char* rest = nullptr;
-  for (char* piece = strtok_r(path, "/", &rest); piece != nullptr;
-       piece = strtok_r(nullptr, "/", &rest)) {
-    if (std::strchr(piece, '.') != nullptr) {
+  while (const char* piece = strsep(&path, "/")) {
+    if (*piece == '\0' || std::strchr(piece, '.') != nullptr) {
       continue;
     }
     level.append(piece).append("/");
