@@ -22,8 +22,12 @@ constexpr char kPath[] = "/usr/sbin:/usr/bin:/sbin:/bin";
 
 }  // namespace
 
+bool HasMoreRights() {
+  return getauxval(AT_SECURE) != 0;
+}
+
 void LimitEnvironment() {
-  if (getauxval(AT_SECURE) == 0) {
+  if (!HasMoreRights()) {
     return;
   }
   std::vector<std::pair<const char*, std::string>> kept = {{"PATH", kPath}};

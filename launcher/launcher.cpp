@@ -98,13 +98,16 @@ std::optional<int> Generate() {
 
 /// The daemon leads its session and its process group, so one number names both. The number comes
 /// from a command, and the system may have given the parent's number to another process meanwhile.
-/// So the launcher has to be the parent's child still, and a member of the session itself: then the
-/// number cannot name a session of others. killpg(3) takes 0 for the launcher's own group, and in
-/// a PID namespace a session from outside has the number 0. It would take 1 for every process, and
-/// the first process of a PID namespace may lead the session 1. So neither is signalled.
+/// So the launcher has to be the parent's child still. A caller with fewer rights could end the
+/// parent between this look and the signal, so there the launcher has to be a member of the session
+/// itself: then the number cannot come to name a session of others. killpg(3) takes 0 for the
+/// launcher's own group, and in a PID namespace a session from outside has the number 0. It would
+/// take 1 for every process, and the first process of a PID namespace may lead the session 1. So
+/// neither is signalled.
 void SignalDaemon(pid_t parent, const std::string& session) {
   const int group = std::atoi(session.c_str());  // only leading digits count
-  if (group > 1 && getsid(0) == group && getsid(parent) == group && getppid() == parent) {
+  const bool is_certain = getsid(0) == group || !HasMoreRights();
+  if (group > 1 && is_certain && getsid(parent) == group && getppid() == parent) {
     killpg(group, SIGUSR1);
   }
 }

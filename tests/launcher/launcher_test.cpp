@@ -147,7 +147,7 @@ TEST(Launcher, SignalsTheSessionOfADaemonOnly) {
   EXPECT_EQ(UnderDaemon("leader", 2), "status 0, signals 1\n");
   EXPECT_EQ(UnderDaemon("worker", 2), "status 0, signals 1\n");
   EXPECT_EQ(UnderDaemon("leader", 2, site.other_daemon()), "status 0, signals 0\n");
-  EXPECT_EQ(UnderDaemon("leader setsid", 2), "status 0, signals 0\n");
+  EXPECT_EQ(UnderDaemon("leader setsid", 2), "status 0, signals 1\n");
   EXPECT_EQ(UnderDaemon("leader", 3), "status 0, signals 0\n");
   EXPECT_EQ(UnderDaemon("leader", 4), "status 1, signals 0\n");
   EXPECT_EQ(site.Generated(), kAll);
