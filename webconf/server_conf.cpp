@@ -158,6 +158,8 @@ std::string ServerConfPath() {
 
 std::string LogDirectoryFrom(const LoadedSettings& settings) {
   std::string directory = settings.log_directory != nullptr ? settings.log_directory : LogPath();
+  // Each placeholder in it is replaced by a text that holds it: a longer one could fill the disk.
+  directory.resize(std::min(directory.size(), kPathCapacity - 1));
   std::replace(directory.begin(), directory.end(), '\\', '/');
   return directory;
 }

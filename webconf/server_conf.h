@@ -36,7 +36,8 @@ namespace qvx {
 /// Returns the path of the configuration file.
 std::string ServerConfPath();
 
-/// Returns the directory that holds the directory of the web server's logs, without backslashes.
+/// Returns the directory that holds the directory of the web server's logs, without backslashes and
+/// cut at 4095 characters.
 std::string LogDirectoryFrom(const LoadedSettings& settings);
 
 /// Everything that determines the text of the configuration, apart from the bind addresses.

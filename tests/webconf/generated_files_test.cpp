@@ -114,6 +114,12 @@ TEST(ServerConf, ReplacedTextIsSearchedForLaterPlaceholdersOnly) {
   }
 }
 
+TEST(ServerConf, LogDirectoryIsAPathAtMost) {
+  const std::string longest = "/" + std::string(4094, 'x');
+  EXPECT_EQ(LogDirectoryFrom({.log_directory = longest.c_str()}), longest);
+  EXPECT_EQ(LogDirectoryFrom({.log_directory = (longest + "y").c_str()}), longest);
+}
+
 TEST(ServerConf, PiecesDoNotGrowWithTheAddresses) {
   EXPECT_PRED_FORMAT2(testing::IsNotSubstring, "<VirtualHost", ServerConfText(DefaultValues(), {}));
   const size_t most = ServerConfText(DefaultValues(), kTwoAddresses).size();
