@@ -134,6 +134,8 @@ int Run(int argument_count) {
   if (argument_count == kReconfigureMode || argument_count == kPermissionsMode) {
     IgnoreReconfigureSignal();
   }
+  // Beyond a limit on the size of files a write fails then, as on a full disk.
+  void (*const size_handler)(int) = std::signal(SIGXFSZ, SIG_IGN);
   LimitEnvironment();
   unsetenv("LD_ASSUME_KERNEL");
   const pid_t parent = getppid();
@@ -161,6 +163,7 @@ int Run(int argument_count) {
     return EXIT_SUCCESS;
   }
   load_tomcat();
+  std::signal(SIGXFSZ, size_handler);  // for the daemon
   return ExecuteDaemon(daemon, configuration);
 }
 

@@ -119,6 +119,12 @@ TEST(Launcher, EveryEndButTheDaemon) {
     EXPECT_EQ(outcome.output, row.output);
     EXPECT_EQ(site.Generated(), row.generated);
   }
+  {
+    const Site site;
+    const Outcome outcome = RunAlone("bash -c 'ulimit -f 1; exec " + Launcher(1) + "'");
+    EXPECT_EQ(outcome.status, 0) << "it is a full disk, and no signal";
+    EXPECT_EQ(outcome.output, kNoTls);
+  }
   // The system gives every program at least one argument, so this count is reached from inside
   // only.
   const Site site;
