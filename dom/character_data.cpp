@@ -189,7 +189,9 @@ bool Delete(DOM_CharacterData* node, int32_t offset, int32_t count) {
   const std::string_view head = data.substr(0, data.size() - deleted.size());
   const uint32_t length = DOM_CharacterDataPart(node).length;
   std::string_view tail;
-  if (count >= 0 && static_cast<uint32_t>(count) < length - static_cast<uint32_t>(offset)) {
+  const uint32_t rest = length - static_cast<uint32_t>(offset);
+  // Characters of width 0 may stand behind a rest of 0.
+  if (count == 0 || (count > 0 && static_cast<uint32_t>(count) < rest)) {
     tail = deleted;
     if (!SkipCharacters({kModule, kDeleteData}, tail, count)) {
       return false;

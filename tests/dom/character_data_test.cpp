@@ -47,6 +47,11 @@ TEST(CharacterData, ChangesByCharactersHeardOrNot) {
       {.change = [](N n) { Insert(n, 1, "ßß"); }, .data = "äöü", .result = "äßßöü", .length = 5},
       {.change = [](N n) { Delete(n, 0, 1); }, .data = "漢字x", .result = "字x", .length = 3},
       {.change = [](N n) { Delete(n, 1, 1); }, .data = "e\u0301x", .result = "e", .length = 1},
+      {.change = [](N n) { Delete(n, 1, 0); },
+       .data = "e\u0301",
+       .result = "e\u0301",
+       .events = "e\u0301>e\u0301 ",
+       .length = 1},
   };
   const Locale locale(std::setlocale(LC_ALL, "C.UTF-8"));
   for (const auto& row : rows) {
