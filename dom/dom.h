@@ -386,9 +386,9 @@ void DOM_Document_destroyNamedNodeMap(DOM_Document* document, NamedNodeMap* map,
 // ----------------------------------------------------------------------------------- load and save
 
 /// Reads the file at `path` into an empty document. Returns 1 when the whole file was parsed. -1:
-/// an argument is null, the file cannot be opened, or the load cannot start. 0: the reading or
-/// parsing of the opened file failed, or what stands at `path` is no file (a pipe, a socket, a
-/// device, a link that is not followed). The nodes made until then stay, so destroy the document.
+/// an argument is null, the file cannot be opened by the rules of os/files.h, or the load cannot
+/// start. 0: the reading or parsing of the opened file failed. The nodes made until then stay, so
+/// destroy the document.
 /// The error cell is ENOMEM when the document model ran out of memory. It is DOM_PARSER_ERR also
 /// when the parser ran out of memory, which qvx::dom::LoadRanOutOfMemory tells.
 int DOM_DocumentLS_load(DOM_Document* document, const char* path);

@@ -170,7 +170,7 @@ int DOM_DocumentLS_load(DOM_Document* document, const char* path) {
     const int32_t error = errno;
     Model().load_failure.ran_out_of_memory = error == ENOMEM;
     FailDetails({kModule, __func__}, error, "uri=%s", path);
-    return qvx::IsNoFile(error) ? 0 : -1;
+    return -1;
   }
   return DOM_DocumentLS_fread(document, stream.get());
 }

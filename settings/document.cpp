@@ -95,7 +95,8 @@ LoadResult LoadSettings(DOM_Document* document) {
   if (result == kNotParsed && *_DOM_Exception() == kReadError) {
     return LoadResult::kReadFailed;
   }
-  return result == kNotOpened ? LoadResult::kNotOpened : LoadResult::kNotWellFormed;
+  return result == kNotOpened && !IsNoFile(*_DOM_Exception()) ? LoadResult::kNotOpened
+                                                              : LoadResult::kNotWellFormed;
 }
 
 char* SettingText(DOM_Document* document, const char* name) {

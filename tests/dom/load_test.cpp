@@ -207,6 +207,8 @@ TEST(Loader, WhatCannotBeReadOrStarted) {
   EXPECT_EQ(Why(tree.document(), "/nowhere/x"),
             "-1_load: No such file or directory: uri=/nowhere/x\n");
   EXPECT_EQ(Why(tree.document(), "/"), "0_fread: Is a directory\n");
+  EXPECT_EQ(Why(tree.document(), "/dev/null"),
+            "-1_load: No such device or address: uri=/dev/null\n");
   EXPECT_EQ(Why(nullptr, nullptr), "-1_load: A parameter was NULL: doc=(nil),uri=(null)\n");
   EXPECT_EQ(Why(tree.root(), second.c_str()), "-1_fread: The document context is invalid\n");
   EXPECT_EQ(Why(tree.document(), second.c_str()), "0_fread: \n");
