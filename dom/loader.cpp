@@ -69,11 +69,11 @@ int FailToRead(DOM_ParseContext& context, std::FILE* stream, int read_errno) {
 int FailToParse(DOM_ParseContext& context) {
   Model().load_failure.ran_out_of_memory = XML_GetErrorCode(context.parser) == XML_ERROR_NO_MEMORY;
   const XML_LChar* text = XML_ErrorString(XML_GetErrorCode(context.parser));
-  LoadFault& load_fault = Model().load_failure.fault;
-  if (_exception == 0 && text != nullptr) {
-    load_fault = {text, LineNumber(context.parser), ColumnNumber(context.parser) + 1};
-  }
   if (EndWithoutFailure(context)) {
+    if (text != nullptr) {
+      Model().load_failure.fault = {text, LineNumber(context.parser),
+                                    ColumnNumber(context.parser) + 1};
+    }
     FailDetails({kModule, kFread}, DOM_PARSER_ERR, "%s: line %u", Shown(text),
                 static_cast<unsigned>(LineNumber(context.parser)));
   }

@@ -167,6 +167,7 @@ TEST(Loader, FailuresAndWhatWasBuiltBefore) {
        "  src/expatls.cpp:N:comment_fn: \n  " +
            reader + "\n",
        "<!DOCTYPE a>"},
+      {"undecodable text in front of a fault", "<a>\xc3\xa9</b>", EILSEQ, "", "<a/>"},
       {"undecodable name", "<\xc3\xa9/>", EILSEQ,
        "src/dom.cpp:N:DOM_Document_createElement: Invalid or incomplete multibyte or wide "
        "character\n  src/expatls.cpp:N:start_fn: \n",
@@ -186,6 +187,7 @@ TEST(Loader, FailuresAndWhatWasBuiltBefore) {
     const Loaded loaded(row.text);
     EXPECT_EQ(loaded.result, 0);
     EXPECT_EQ(TraceText().substr(0, row.trace.size()), row.trace);
+    EXPECT_EQ(dom::LastLoadFault().line != 0, row.trace.starts_with(parser));
     EXPECT_EQ(TakeError(), row.error);
     EXPECT_TRUE(row.xml.empty() ? loaded.xml.empty() : loaded.xml.starts_with(row.xml));
   }
