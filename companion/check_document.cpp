@@ -171,6 +171,11 @@ bool IsBlank(const DOM_Node* node) {
          std::string_view(node->nodeValue).find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
 
+/// Where a restriction is not read as it is meant, other clients are let in.
+Severity SeverityFor(const std::string& setting) {
+  return setting.starts_with("ip-restricted-") ? Severity::kFailure : Severity::kWarning;
+}
+
 /// The value of a setting is the value of its first child alone.
 void CheckShape(const SeenElement& element, ElementFindings& findings) {
   const DOM_Node* first = element.element->firstChild;
@@ -192,11 +197,11 @@ void CheckShape(const SeenElement& element, ElementFindings& findings) {
   }
   for (const DOM_Node* next = first->nextSibling; next != nullptr; next = next->nextSibling) {
     if (next->nodeType != DOM_COMMENT_NODE && !IsBlank(next)) {
-      findings.Add(element, {.severity = Severity::kWarning,
+      findings.Add(element, {.severity = SeverityFor(element.name),
                              .code = "value-in-pieces",
                              .what = "The value is in several pieces.",
                              .effect = "It reads the first piece alone.",
-                             .cure = "Write the value in one piece."});
+                             .cure = "Write the value as text alone, without comments and CDATA."});
       return;
     }
   }
@@ -208,7 +213,7 @@ void CheckName(const SeenElement& element, const std::vector<std::string>& known
   if (!is_known && element.depth > 0) {
     const std::string nearest =
         findings.IsFull("element-unknown") ? "" : NearestName(element.name, known);
-    findings.Add(element, {.severity = Severity::kWarning,
+    findings.Add(element, {.severity = SeverityFor(nearest),
                            .code = "element-unknown",
                            .what = "The launcher does not know this element.",
                            .effect = "It ignores the element.",
@@ -242,7 +247,7 @@ void CheckElements(const Forecast& forecast, Findings& all) {
       CheckShape(element, findings);
       continue;
     }
-    findings.Add(element, {.severity = Severity::kWarning,
+    findings.Add(element, {.severity = SeverityFor(element.name),
                            .code = "element-repeated",
                            .what = "The element is given more than once.",
                            .effect = "It reads the first one, on line " +
