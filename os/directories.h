@@ -3,7 +3,7 @@
 // A resolver reads the environment at each call and only computes a name. Nothing is created or
 // tested. No "/" is added at the end. A value that does not fit the caller's buffer is cut. The
 // buffers of this program have kPathCapacity bytes, so a path under a directory that was cut is
-// longer than the system's PATH_MAX and opens nothing.
+// longer than the system's PATH_MAX and opens nothing. The path of the log is itself cut again.
 #ifndef QVX_OS_DIRECTORIES_H
 #define QVX_OS_DIRECTORIES_H
 
