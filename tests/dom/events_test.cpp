@@ -26,6 +26,8 @@ TEST(Event, TextEventsKeepTheirValues) {
   EXPECT_EQ(event.virtKeyVal, 0xFFFFFFF2U);
   EXPECT_EQ(event.visibleOutputGenerated, 0xFFFFFFF3U);
   EXPECT_EQ(event.numPad, 1U) << "a flag";
+  DOM_TextEvent_initTextEvent(&event, "x", 1, 0, &event, -2, "out", 1, 1, 1, 0);
+  EXPECT_EQ(event.numPad, 0U);
   for (const uint32_t modifier : {1U, 8U, 0U, 9U, 33U}) {
     const bool is_one = modifier == 1 || modifier == 8;
     DOM_TextEvent_initModifier(&event, modifier, 2);
@@ -160,6 +162,19 @@ TEST(Listeners, MayComeAndGoWhileTheyRun) {
     }
     EXPECT_EQ(log, row.heard);
   }
+}
+
+TEST(MutationEvents, ReplacementIsARemovalAndAnInsertion) {
+  const Tree tree;
+  DOM_Node* const old = tree.Add(tree.root(), "<old");
+  std::string log;
+  Listener listener{{}, &log};
+  listener.Hear(tree.root(), "DOMNodeRemoved");
+  listener.Hear(tree.root(), "DOMNodeInserted");
+  DOM_Node* const fresh = DOM_Document_createElement(tree.document(), "new");
+  const OwnedNode replaced(DOM_Node_replaceChild(tree.root(), fresh, old));
+  EXPECT_EQ(replaced.get(), old);
+  EXPECT_EQ(log, ":DOMNodeRemoved@old/3 :DOMNodeInserted@new/3 ");
 }
 
 // The subtree <s><a/><b/><c/></s> comes and goes. The document hears it twice, and "b" for itself.

@@ -191,6 +191,7 @@ TEST(Node, Dumps) {
   DOM_Element_setAttribute(tree.root(), "b", "2");
   tree.Add(tree.Add(tree.root(), "<c"), "x");
   tree.Add(tree.root(), "!y");
+  DOM_Node_appendChild(tree.root(), DOM_Document_createCDATASection(tree.document(), "z"));
   testing::internal::CaptureStdout();
   DOM_Node_printNode(tree.root());
   DOM_Node_printNode(nullptr);
@@ -198,8 +199,8 @@ TEST(Node, Dumps) {
   DOM_Node_printNode2(OwnedNode(Declaration(tree.document(), DOM_NOTATION_NODE, "n")).get());
   EXPECT_EQ(testing::internal::GetCapturedStdout(), R"(
 nodeName=r,nodeValue=(null),
-	type=1,parentNode->nodeName=#document,firstChild->nodeName=c,lastChild->nodeName=#comment,
-	childNodes->length=2,previousSibling->nodeName=(null),nextSibling->nodeName=(null),attributes->length=2
+	type=1,parentNode->nodeName=#document,firstChild->nodeName=c,lastChild->nodeName=#cdata-section,
+	childNodes->length=3,previousSibling->nodeName=(null),nextSibling->nodeName=(null),attributes->length=2
 node was null
 DOM_DOCUMENT_NODE: #document=(null)
     DOM_ELEMENT_NODE: r=(null)
@@ -207,6 +208,7 @@ DOM_DOCUMENT_NODE: #document=(null)
         DOM_ELEMENT_NODE: c=(null)
             DOM_TEXT_NODE: #text=x
         DOM_COMMENT_NODE: #comment=y
+        DOM_CDATA_SECTION_NODE: #cdata-section=z
 
 DOM_NOTATION_NODE: n=(null)
 )");

@@ -16,6 +16,7 @@ Texts BindList(int32_t is_binding, int32_t is_monitoring, char* list) {
   isIPBinding = is_binding;
   bMonitorIPChangesLinux = is_monitoring;
   SetupIPBindingList(list);
+  EXPECT_EQ(sizeof *gIPList, 16U);
   return {gIPList, gIPList + gVHostPairs};
 }
 

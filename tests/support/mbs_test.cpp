@@ -34,6 +34,7 @@ TEST(MultibyteStrings, MeasuredAndCut) {
   } rows[] = {
       {.text = ""},
       {.text = "abcd", .count_limit = 2, .size = 2},
+      {.text = "abcd", .count_limit = 0},
       {.text = "abcdefghijkl", .byte_limit = 9, .size = 9},
       {.text = "\nx\t\x7f", .size = 4, .width = -1},
       {.text = kLong + "\x80", .size = -1},
@@ -90,7 +91,9 @@ TEST(MultibyteStrings, FailuresAreTraced) {
   ExpectTrace(":mbsndup: ");
   EXPECT_EQ(mbsoff(nullptr, 1), nullptr);
   EXPECT_EQ(errno, EINVAL);
+  errno = 0;
   EXPECT_EQ(mbsdup(nullptr), nullptr);
+  EXPECT_EQ(errno, EINVAL);
   ExpectTrace(":mbsndup: Invalid argument");
   EXPECT_EQ(mbschr("ab\xff", L'x'), nullptr);
   ExpectTrace(":mbsnchr: Invalid or incomplete multibyte or wide character");
