@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cstring>
 #include <vector>
 
 #include "log/ring_log.h"
@@ -150,9 +151,16 @@ TEST(ServerConf, FileIsMadeFromTheRecordAndRemoved) {
   settings.restrict_clients = true;
   settings.included_clients = include;
   settings.excluded_clients = exclude;
-  settings.rotate_size = 40;
-  settings.log_directory = "\\\\server\\logs";
-  RecordSettings(settings);
+  settings.rotate_size = nRotateLogsSize = 40;
+  settings.log_directory = sLogBaseDir = "\\\\server\\logs";
+  settings.refuse_ssl2 = false;
+  settings.max_threads = nMaxThreads = 30;
+  settings.log_level = "warn";
+  isIPRestrict = 1;
+  sIpRestrictedInclude = include;
+  sIpRestrictedExclude = exclude;
+  isSSLV2Disabled = 0;
+  std::strcpy(sLogLevelString, "warn");
   RecordBindList(addresses, 1);
   EXPECT_EQ(WriteHttpConfFile(1), 0);
   const std::string text = Contents(installation.base() / "conf/qvxpd.conf").value_or("");
