@@ -196,10 +196,12 @@ TEST(ScriptEngine, ExtensionsThatADescriptorRequests) {
   const auto requested = [&](const char* descriptor) {
     std::filesystem::remove(QvxLogFile);
     WriteText(webapp + "app.xml", descriptor);
+    ParseWebAppXML(nullptr);
     EXPECT_EQ(CheckWebAppXMLsForExtensions(), 0);
     const std::string log = Contents(QvxLogFile).value_or("");
     const std::string message = "Failed to parse webapp configuration file " + webapp;
     EXPECT_PRED_FORMAT2(testing::IsSubstring, message + "fifo.xml.", log);
+    EXPECT_PRED_FORMAT2(testing::IsNotSubstring, "(null)", log);
     return std::string(allowablePHPExtensions[0].isRequested == 1 ? "domxml " : "") +
            (allowablePHPExtensions[1].isRequested == 1 ? "openssl " : "") +
            (log.find(message + "app.xml.") != std::string::npos ? "broken" : "");
