@@ -61,6 +61,21 @@ int32_t RunProtection(const std::string& path, bool is_directory, bool is_held) 
   return path.size() > kLongestPath ? 0 : RunCommand(command, RightsFor(is_held));
 }
 
+/// Whether only root and the effective user can put something at a path that leads to nothing: the
+/// last name on the way that can be looked for is held.
+bool StaysMissing(std::string path) {
+  for (;;) {
+    if (const std::optional<Place> place = FindPlace(path, Access::kChange)) {
+      return place->is_held;
+    }
+    const size_t end = path.find_last_of('/');
+    if ((errno != ENOENT && errno != ENOTDIR) || end == std::string::npos) {
+      return false;
+    }
+    path.resize(end);
+  }
+}
+
 int32_t Protect(const std::string& path) {
   if (path.size() > kLongestPath) {
     return 0;
@@ -68,7 +83,7 @@ int32_t Protect(const std::string& path) {
   const std::optional<Place> place = FindPlace(path, Access::kChange);
   const bool is_missing = place ? !place->exists() : errno == ENOENT || errno == ENOTDIR;
   if (is_missing) {
-    return RunProtection(path, false, false);
+    return RunProtection(path, false, StaysMissing(path));
   }
   if (!place || !MayChange(*place)) {
     return 0;
